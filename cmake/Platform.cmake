@@ -1,0 +1,44 @@
+# Compiler settings of every target: the language, the processor, the warnings, the sanitizers.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+# Programs aren't position independent: i386 pays for each access to a global otherwise. Plug-ins are.
+set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
+# No -rdynamic: plug-ins must not meet the symbols of the program.
+set(CMAKE_ENABLE_EXPORTS OFF)
+set(CMAKE_SHARED_LIBRARY_LINK_CXX_FLAGS "")
+set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g")
+set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
+
+add_compile_definitions(_GNU_SOURCE)
+add_compile_options(-Wall -Wextra -Wshadow -Wconversion -Werror)
+# A member may be given by a parameter of its name in a constructor: the base or member initialiser sets it.
+add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-shadow>)
+
+if(PLUGIN_HOST_ARCHITECTURE STREQUAL "i386")
+    # Floats are rounded, and denormals flushed, as SSE does it.
+    add_compile_options(-m32 -msse2 -mfpmath=sse)
+    add_link_options(-m32)
+    add_compile_definitions(_FILE_OFFSET_BITS=64)
+    set(PLUGIN_HOST_PKG_CONFIG_PATH /usr/lib/i386-linux-gnu/pkgconfig:/usr/share/pkgconfig)
+    set(PLUGIN_HOST_LIBRARY_DIRECTORY /usr/lib/i386-linux-gnu)
+else()
+    set(PLUGIN_HOST_PKG_CONFIG_PATH /usr/lib/x86_64-linux-gnu/pkgconfig:/usr/share/pkgconfig)
+    set(PLUGIN_HOST_LIBRARY_DIRECTORY /usr/lib/x86_64-linux-gnu)
+endif()
+
+if(PLUGIN_HOST_SANITIZERS)
+    add_compile_options(-fsanitize=${PLUGIN_HOST_SANITIZERS} -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${PLUGIN_HOST_SANITIZERS})
+    if(PLUGIN_HOST_SANITIZERS MATCHES "undefined")
+        add_compile_options(-fno-sanitize-recover=undefined)
+    endif()
+    # Thread fences are unknown to ThreadSanitizer; the one in Object orders nothing that it could report.
+    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-error=tsan>)
+else()
+    add_link_options(-no-pie)
+endif()
+add_link_options(-Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu)

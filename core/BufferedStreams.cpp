@@ -1,0 +1,102 @@
+#include "core/BufferedStreams.h"
+
+#include "core/Exception.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace base::core {
+
+BufferedInputStream::BufferedInputStream(const Ref<InputStream>& source, size_t capacity)
+    : InputStream(source->getTextEncoding()), source(source), buffer(new uint8_t[capacity]), capacity(capacity) {}
+
+size_t BufferedInputStream::read(void* target, size_t size) {
+    if (position == limit) {
+        position = 0;
+        limit = 0;
+        if (size > capacity)
+            return source->read(target, size);
+        limit = source->read(buffer.get(), capacity);
+        if (limit == 0)
+            return 0;
+    }
+    const size_t count = std::min(limit - position, size);
+    std::memcpy(target, buffer.get() + position, count);
+    position += count;
+    return count;
+}
+
+size_t BufferedInputStream::available() {
+    return limit - position + source->available();
+}
+
+void BufferedInputStream::close() {
+    source->close();
+}
+
+bool BufferedInputStream::hasDevice() {
+    return source->hasDevice();
+}
+
+void BufferedInputStream::setTextEncoding(const TextEncoding& newEncoding) {
+    InputStream::setTextEncoding(newEncoding);
+    source->setTextEncoding(newEncoding);
+}
+
+BufferedOutputStream::BufferedOutputStream(const Ref<OutputStream>& target, size_t capacity)
+    : OutputStream(target->getTextEncoding()), target(target), buffer(new uint8_t[capacity]), capacity(capacity) {
+}
+
+void BufferedOutputStream::write(const void* source, size_t size) {
+    if (size < capacity - count) {
+        std::memcpy(buffer.get() + count, source, size);
+        count += size;
+        return;
+    }
+    writeOut();
+    if (size >= capacity) {
+        target->write(source, size);
+        return;
+    }
+    std::memcpy(buffer.get(), source, size);
+    count = size;
+}
+
+bool BufferedOutputStream::hasDevice() {
+    return target->hasDevice();
+}
+
+void BufferedOutputStream::setTextEncoding(const TextEncoding& newEncoding) {
+    OutputStream::setTextEncoding(newEncoding);
+    target->setTextEncoding(newEncoding);
+}
+
+void BufferedOutputStream::flush() {
+    writeOut();
+    target->flush();
+}
+
+void BufferedOutputStream::close() {
+    try {
+        flush();
+    } catch (const IOException&) {
+        try {
+            target->close();
+        } catch (const IOException&) {
+            // The failed flush is what the caller has to know.
+        }
+        throw;
+    }
+    target->close();
+}
+
+void BufferedOutputStream::writeOut() {
+    if (count == 0)
+        return;
+    // Forgotten before it is written: a second try after a failure would send part of it twice.
+    const size_t pending = std::exchange(count, 0);
+    target->write(buffer.get(), pending);
+}
+
+} // namespace base::core

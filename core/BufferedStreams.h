@@ -1,0 +1,56 @@
+#pragma once
+
+#include "core/InputStream.h"
+#include "core/OutputStream.h"
+#include "core/Ref.h"
+
+#include <memory>
+
+namespace base::core {
+
+/// Bytes in the buffer of every buffered stream of the program.
+constexpr size_t streamBufferCapacity = 1024;
+
+/// Reads ahead from another stream, whose encoding it takes on.
+class BufferedInputStream : public InputStream {
+public:
+    explicit BufferedInputStream(const Ref<InputStream>& source, size_t capacity = streamBufferCapacity);
+
+    /// Delivers what the buffer holds, even if it is less than `size`, before it asks the wrapped stream once.
+    size_t read(void* target, size_t size) override;
+    size_t available() override;
+    /// Any thread, if the wrapped stream's `close` may be called on any.
+    void close() override;
+    bool hasDevice() override;
+    void setTextEncoding(const TextEncoding& newEncoding) override;
+
+private:
+    Ref<InputStream> source;
+    std::unique_ptr<uint8_t[]> buffer;
+    size_t capacity;
+    size_t position = 0;
+    size_t limit = 0;
+};
+
+/// Gathers small writes for another stream, whose encoding it takes on. The destructor doesn't flush.
+class BufferedOutputStream : public OutputStream {
+public:
+    explicit BufferedOutputStream(const Ref<OutputStream>& target, size_t capacity = streamBufferCapacity);
+
+    void write(const void* source, size_t size) override;
+    bool hasDevice() override;
+    void setTextEncoding(const TextEncoding& newEncoding) override;
+    void flush() override;
+    /// Flushes and closes the wrapped stream; that is closed even if the flush fails, which is then thrown.
+    void close() override;
+
+private:
+    void writeOut();
+
+    Ref<OutputStream> target;
+    std::unique_ptr<uint8_t[]> buffer;
+    size_t count = 0;
+    size_t capacity;
+};
+
+} // namespace base::core

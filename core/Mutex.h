@@ -1,0 +1,96 @@
+#pragma once
+
+#include "core/Object.h"
+
+#include <ctime>
+#include <pthread.h>
+
+namespace base::core {
+
+/// A POSIX mutex. Failing to make one is a failed assertion.
+class AbstractMutex : public NonCopyable {
+public:
+    virtual void lock() = 0;
+    virtual bool tryLock() = 0;
+    virtual void unlock() = 0;
+    virtual bool isRecursive() const = 0;
+
+protected:
+    AbstractMutex() = default;
+    ~AbstractMutex();
+
+    pthread_mutex_t mutex;
+};
+
+class Mutex final : public AbstractMutex {
+public:
+    Mutex();
+
+    void lock() override;
+    /// True if the lock was taken.
+    bool tryLock() override;
+    void unlock() override;
+    bool isRecursive() const override;
+
+private:
+    friend class Condition;
+};
+
+/// May be taken several times by one thread, which unlocks it as often.
+class RecursiveMutex final : public AbstractMutex {
+public:
+    RecursiveMutex();
+
+    void lock() override;
+    /// True if the lock was NOT taken. Deliberate: the opposite of `Mutex::tryLock`.
+    bool tryLock() override;
+    void unlock() override;
+    bool isRecursive() const override;
+};
+
+/// Holds a mutex for a scope.
+class ScopedLock : public NonCopyable, public NonMovable {
+public:
+    explicit ScopedLock(AbstractMutex& mutex) : mutex(mutex) { mutex.lock(); }
+    ~ScopedLock() { mutex.unlock(); }
+
+private:
+    AbstractMutex& mutex;
+};
+
+/// Holds a mutex for a scope, if there is one.
+class OptionalLock : public NonCopyable, public NonMovable {
+public:
+    explicit OptionalLock(AbstractMutex* mutex) : mutex(mutex) {
+        if (mutex != nullptr)
+            mutex->lock();
+    }
+    ~OptionalLock() {
+        if (mutex != nullptr)
+            mutex->unlock();
+    }
+
+private:
+    AbstractMutex* mutex;
+};
+
+/// A POSIX condition variable on the monotonic clock. Failing to make one is a failed assertion.
+class Condition : public NonCopyable, public NonMovable {
+public:
+    Condition();
+    ~Condition();
+
+    void wait(Mutex& mutex);
+    /// `deadline` is a time of `CLOCK_MONOTONIC`; false if it passed before a signal came.
+    bool waitUntil(Mutex& mutex, const timespec& deadline);
+    void signal();
+    void broadcast();
+
+private:
+    pthread_cond_t condition;
+};
+
+/// The time of `CLOCK_MONOTONIC` that lies `seconds` ahead.
+timespec monotonicDeadline(double seconds);
+
+} // namespace base::core

@@ -1,0 +1,91 @@
+#pragma once
+
+#include "core/FileDescriptor.h"
+#include "core/InputStream.h"
+#include "core/OutputStream.h"
+#include "core/Ref.h"
+#include "core/String.h"
+
+namespace base::core {
+
+/// The path of one direction of a named pipe: "/tmp/pipes-" with the user's name, then the logical name, then
+/// "-to-client" for the direction from the creator to the opener or "-from-client" for the other.
+String namedPipePath(const String& name, bool toClient);
+
+/// The reading end of a FIFO. A read is one `read` call: it blocks without a time-out, isn't restarted after a
+/// signal, and delivers 0 once the writer is gone.
+class NamedPipeInputStream : public InputStream {
+public:
+    /// Takes over the descriptor.
+    explicit NamedPipeInputStream(int32_t fileDescriptor);
+
+    size_t read(void* buffer, size_t size) override;
+    /// Any thread: a `read` that is blocked on another thread then throws `IOException`. A second call throws too.
+    void close() override;
+
+private:
+    FileDescriptor fileDescriptor;
+};
+
+/// The writing end of a FIFO. With `SIGPIPE` ignored, writing to a FIFO whose reader is gone throws.
+class NamedPipeOutputStream : public OutputStream {
+public:
+    /// Takes over the descriptor.
+    explicit NamedPipeOutputStream(int32_t fileDescriptor);
+
+    void write(const void* buffer, size_t size) override;
+    /// Any thread. A second call throws `IOException`.
+    void close() override;
+
+private:
+    FileDescriptor fileDescriptor;
+};
+
+/// One open pipe, as its opener or, through `NamedServerPipe`, its creator sees it. Both streams are buffered, so a
+/// writer has to `flush`. One thread reads and one writes at a time.
+class NamedPipe : public Object {
+public:
+    NamedPipe(const String& name, const Ref<InputStream>& input, const Ref<OutputStream>& output);
+    /// Closes what is still open.
+    ~NamedPipe() override;
+
+    /// The opener's side: reads "-to-client" if `duplex`, and writes "-from-client". Blocks until the creator opens
+    /// them in the same order. Throws `IOException`.
+    static Ref<NamedPipe> open(const String& name, bool duplex);
+
+    /// Null on the opener's side of a pipe that isn't duplex.
+    const Ref<InputStream>& getInput() const { return input; }
+    /// Null on the creator's side of a pipe that isn't duplex.
+    const Ref<OutputStream>& getOutput() const { return output; }
+    const String& getName() const { return name; }
+
+private:
+    Ref<InputStream> input;
+    Ref<OutputStream> output;
+    String name;
+};
+
+/// The creator's handle on a named pipe: owns its FIFO files, which go when it goes. The directory stays.
+class NamedServerPipe : public Object {
+public:
+    /// Makes the FIFO files, with mode 0600, over stale ones; opens nothing. Throws `IOException`.
+    static Ref<NamedServerPipe> create(const String& name, bool duplex);
+    ~NamedServerPipe() override;
+
+    /// Opens what `create` made, "-to-client" first. Blocks until the opener has come: start it before. Throws
+    /// `IOException`.
+    Ref<NamedPipe> open();
+
+    /// Null before `open`.
+    const Ref<NamedPipe>& getPipe() const { return pipe; }
+
+private:
+    NamedServerPipe(const String& name, bool duplex);
+
+    bool duplex;
+    bool readable = true;
+    String name;
+    Ref<NamedPipe> pipe;
+};
+
+} // namespace base::core

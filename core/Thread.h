@@ -1,0 +1,72 @@
+#pragma once
+
+#include "core/Object.h"
+
+#include <atomic>
+#include <cstdint>
+#include <pthread.h>
+#include <string>
+#include <sys/resource.h>
+
+namespace base::core {
+
+/// What one of the eight priority steps asks of the kernel, within the process's resource limits.
+struct ThreadScheduling {
+    int policy;
+    int32_t realtimePriority;
+    int32_t niceness;
+    /// The lowest and the highest niceness of the steps; `setpriority` is worth a call only if `minNiceness` is at
+    /// most 18.
+    int32_t minNiceness;
+    int32_t maxNiceness;
+};
+
+/// The row of the priority table for `priority` (0 the most urgent, 7 the least) under the current limits of
+/// `RLIMIT_NICE` and `RLIMIT_RTPRIO`, which are taken as signed 32-bit numbers. An unlimited `RLIMIT_RTPRIO` thus
+/// reads as -1 and asks for a priority that the kernel refuses. Deliberate. A step above 7 is a failed assertion.
+ThreadScheduling schedulingFor(int32_t priority, rlim_t niceLimit, rlim_t realtimeLimit);
+
+/// One POSIX thread with a name and a priority step. It isn't restarted, and it has no exit signalling of its own:
+/// each subclass brings a flag or an end of stream. Its owner joins it, in `prepareForDeletion` or in its shutdown,
+/// since the subclass is gone by the time that this destructor runs.
+class Thread : public Object {
+public:
+    enum State : int32_t { notStarted = 0, started = 1, finished = 3 };
+
+    static constexpr int32_t defaultPriority = 4;
+
+    explicit Thread(const std::string& name);
+    /// Joins, as `join` does.
+    ~Thread() override;
+
+    /// Failing to make the thread is a failed assertion.
+    void start();
+
+    /// Waits for the end of `run`; harmless when there is nothing to wait for. A thread never joins itself. Returns
+    /// the result of `pthread_join`, or 0.
+    int join();
+
+    /// Whether the caller runs on this thread.
+    bool isCurrentThread() const;
+
+    State getState() const { return static_cast<State>(state.load(std::memory_order_relaxed)); }
+
+protected:
+    /// On the new thread, before `run`: sets its name (the kernel keeps 15 bytes) and its priority.
+    virtual void onThreadStart();
+    /// The body. No exception may leave it.
+    virtual void run() = 0;
+
+    /// A step from 0 to 7; set before `start`.
+    int32_t priority = defaultPriority;
+
+private:
+    static void* enter(void* thread);
+    void applyPriority() const;
+
+    std::atomic<pthread_t> handle{0};
+    std::string name;
+    std::atomic<int32_t> state{notStarted};
+};
+
+} // namespace base::core
