@@ -14,9 +14,8 @@ set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g")
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
 
 add_compile_definitions(_GNU_SOURCE)
-add_compile_options(-Wall -Wextra -Wshadow -Wconversion -Werror)
-# A member may be given by a parameter of its name in a constructor: the base or member initialiser sets it.
-add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-shadow>)
+# Shadowing among locals only: a constructor's parameter has the name of the member that it sets.
+add_compile_options(-Wall -Wextra -Wshadow=local -Wconversion -Werror)
 
 if(PLUGIN_HOST_ARCHITECTURE STREQUAL "i386")
     # Floats are rounded, and denormals flushed, as SSE does it.

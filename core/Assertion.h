@@ -6,8 +6,8 @@
 
 namespace base::core {
 
-/// Reports a failed assertion of a site on the standard error stream. True if the caller has to break into the
-/// debugger. Any thread; allocates. `condition` is "false" for an unconditional one.
+/// Reports a failed assertion of a site on the standard error stream. True if the caller has to break into
+/// the debugger. Any thread; allocates. `condition` is "false" for an unconditional one.
 bool assertionFailed(const String& message, const String& condition, const char* file, int32_t line,
                      bool* ignored);
 

@@ -9,7 +9,8 @@
 namespace base::core {
 
 BufferedInputStream::BufferedInputStream(const Ref<InputStream>& source, size_t capacity)
-    : InputStream(source->getTextEncoding()), source(source), buffer(new uint8_t[capacity]), capacity(capacity) {}
+    : InputStream(source->getTextEncoding()), source(source), buffer(new uint8_t[capacity]),
+      capacity(capacity) {}
 
 size_t BufferedInputStream::read(void* target, size_t size) {
     if (position == limit) {
@@ -45,8 +46,8 @@ void BufferedInputStream::setTextEncoding(const TextEncoding& newEncoding) {
 }
 
 BufferedOutputStream::BufferedOutputStream(const Ref<OutputStream>& target, size_t capacity)
-    : OutputStream(target->getTextEncoding()), target(target), buffer(new uint8_t[capacity]), capacity(capacity) {
-}
+    : OutputStream(target->getTextEncoding()), target(target), buffer(new uint8_t[capacity]),
+      capacity(capacity) {}
 
 void BufferedOutputStream::write(const void* source, size_t size) {
     if (size < capacity - count) {

@@ -16,7 +16,8 @@ class BufferedInputStream : public InputStream {
 public:
     explicit BufferedInputStream(const Ref<InputStream>& source, size_t capacity = streamBufferCapacity);
 
-    /// Delivers what the buffer holds, even if it is less than `size`, before it asks the wrapped stream once.
+    /// Delivers what the buffer holds, even if it is less than `size`, before it asks the wrapped stream
+    /// once.
     size_t read(void* target, size_t size) override;
     size_t available() override;
     /// Any thread, if the wrapped stream's `close` may be called on any.

@@ -90,8 +90,8 @@ int ChildProcess::waitForExit() {
     waitpid(pid, &status, 0);
     const int32_t exitCode = (status >> 8) & 0xFF;
     if (exitCode != 0)
-        standardError().printLine(
-            concat("Child process with PID ", static_cast<int32_t>(pid), " exited with error code: ", exitCode));
+        standardError().printLine(concat("Child process with PID ", static_cast<int32_t>(pid),
+                                         " exited with error code: ", exitCode));
     pid = 0;
     return status;
 }

@@ -6,8 +6,8 @@
 
 namespace base::core {
 
-/// Base of every failure that isn't an assertion. Thrown by value, caught by const reference; a failure that has
-/// to outlive its catch block is kept by `clone`. Copies share the message and the cause.
+/// Base of every failure that isn't an assertion. Thrown by value, caught by const reference; a failure that
+/// has to outlive its catch block is kept by `clone`. Copies share the message and the cause.
 class Exception : public Object {
 public:
     explicit Exception(const String& message);

@@ -8,8 +8,8 @@
 namespace base::core {
 namespace {
 
-// A FIFO's reader sleeps on after its descriptor is closed; a byte wakes it. The reader sees that the stream is
-// closing and drops the byte. A full FIFO refuses it, but then no reader sleeps.
+// A FIFO's reader sleeps on after its descriptor is closed; a byte wakes it. The reader sees that the stream
+// is closing and drops the byte. A full FIFO refuses it, but then no reader sleeps.
 void wakeReaders(int32_t descriptor, uint32_t readers) {
     char path[40];
     std::snprintf(path, sizeof path, "/proc/self/fd/%d", descriptor);

@@ -7,9 +7,9 @@
 
 namespace base::core {
 
-/// An open descriptor that one thread may close while another is inside a call on it. The number is given back to
-/// the system only when nobody uses it any more, so it can't be reused under a call. Entering and leaving cost an
-/// atomic add each and never block.
+/// An open descriptor that one thread may close while another is inside a call on it. The number is given
+/// back to the system only when nobody uses it any more, so it can't be reused under a call. Entering and
+/// leaving cost an atomic add each and never block.
 class FileDescriptor : public NonCopyable, public NonMovable {
 public:
     /// Takes over `descriptor`.
@@ -33,8 +33,8 @@ public:
         int32_t descriptor;
     };
 
-    /// Ends the use of the descriptor: nobody enters it after this. False, with `errno` set, if it was closed before
-    /// or the system refuses.
+    /// Ends the use of the descriptor: nobody enters it after this. False, with `errno` set, if it was closed
+    /// before or the system refuses.
     bool close();
 
     /// `close` for the reading end of a FIFO, which also wakes a thread that is blocked in `read` on it.

@@ -4,8 +4,8 @@
 #include "core/Exception.h"
 #include "core/FileStreams.h"
 
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 #include <dirent.h>
 #include <memory>
 #include <string>
@@ -84,12 +84,12 @@ String LocalFileSystem::normalize(const String& path) {
 }
 
 bool LocalFileSystem::exists(const String& path) {
-    struct stat status{};
+    struct stat status {};
     return queryStatus(path, status);
 }
 
 bool LocalFileSystem::isFile(const String& path) {
-    struct stat status{};
+    struct stat status {};
     return queryStatus(path, status) && S_ISREG(status.st_mode);
 }
 
@@ -98,14 +98,14 @@ void LocalFileSystem::deleteFile(const String& path) {
 }
 
 int64_t LocalFileSystem::getFileSize(const String& path) {
-    struct stat status{};
+    struct stat status {};
     if (!queryStatus(path, status))
         throw IOException(concat("Could not determine size of file ", path, ": ", lastErrorMessage()));
     return status.st_size;
 }
 
 bool LocalFileSystem::isDirectory(const String& path) {
-    struct stat status{};
+    struct stat status {};
     return queryStatus(path, status) && S_ISDIR(status.st_mode);
 }
 

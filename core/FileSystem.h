@@ -19,7 +19,8 @@ public:
     virtual String join(const String& directory, const String& name) = 0;
     /// The names in a directory, in the order that the system gives them, without "." and "..".
     virtual std::vector<String> listFiles(const String& directory) = 0;
-    /// The path without its last part; "/" for what lies at the root, the empty text where there is no parent.
+    /// The path without its last part; "/" for what lies at the root, the empty text where there is no
+    /// parent.
     virtual String getParent(const String& path) = 0;
     /// An absolute path without "." and ".." parts; a relative one is resolved against the current directory.
     virtual String normalize(const String& path) = 0;

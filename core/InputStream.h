@@ -14,8 +14,8 @@ constexpr int32_t bigEndianMode = 0;
 constexpr int32_t littleEndianMode = 1;
 constexpr int32_t machineEndianMode = 2;
 
-/// An abstract source of bytes. Not thread-safe. Failures are `IOException`; the end of the stream in the place of
-/// a value is `EOSException`. A stream has no sticky error state of its own.
+/// An abstract source of bytes. Not thread-safe. Failures are `IOException`; the end of the stream in the
+/// place of a value is `EOSException`. A stream has no sticky error state of its own.
 class InputStream : public Object {
 public:
     explicit InputStream(const TextEncoding& encoding = UTF8Encoding::instance);

@@ -12,15 +12,16 @@ namespace base::core {
 /// "-to-client" for the direction from the creator to the opener or "-from-client" for the other.
 String namedPipePath(const String& name, bool toClient);
 
-/// The reading end of a FIFO. A read is one `read` call: it blocks without a time-out, isn't restarted after a
-/// signal, and delivers 0 once the writer is gone.
+/// The reading end of a FIFO. A read is one `read` call: it blocks without a time-out, isn't restarted after
+/// a signal, and delivers 0 once the writer is gone.
 class NamedPipeInputStream : public InputStream {
 public:
     /// Takes over the descriptor.
     explicit NamedPipeInputStream(int32_t fileDescriptor);
 
     size_t read(void* buffer, size_t size) override;
-    /// Any thread: a `read` that is blocked on another thread then throws `IOException`. A second call throws too.
+    /// Any thread: a `read` that is blocked on another thread then throws `IOException`. A second call throws
+    /// too.
     void close() override;
 
 private:
@@ -41,16 +42,16 @@ private:
     FileDescriptor fileDescriptor;
 };
 
-/// One open pipe, as its opener or, through `NamedServerPipe`, its creator sees it. Both streams are buffered, so a
-/// writer has to `flush`. One thread reads and one writes at a time.
+/// One open pipe, as its opener or, through `NamedServerPipe`, its creator sees it. Both streams are
+/// buffered, so a writer has to `flush`. One thread reads and one writes at a time.
 class NamedPipe : public Object {
 public:
     NamedPipe(const String& name, const Ref<InputStream>& input, const Ref<OutputStream>& output);
     /// Closes what is still open.
     ~NamedPipe() override;
 
-    /// The opener's side: reads "-to-client" if `duplex`, and writes "-from-client". Blocks until the creator opens
-    /// them in the same order. Throws `IOException`.
+    /// The opener's side: reads "-to-client" if `duplex`, and writes "-from-client". Blocks until the creator
+    /// opens them in the same order. Throws `IOException`.
     static Ref<NamedPipe> open(const String& name, bool duplex);
 
     /// Null on the opener's side of a pipe that isn't duplex.
@@ -72,8 +73,8 @@ public:
     static Ref<NamedServerPipe> create(const String& name, bool duplex);
     ~NamedServerPipe() override;
 
-    /// Opens what `create` made, "-to-client" first. Blocks until the opener has come: start it before. Throws
-    /// `IOException`.
+    /// Opens what `create` made, "-to-client" first. Blocks until the opener has come: start it before.
+    /// Throws `IOException`.
     Ref<NamedPipe> open();
 
     /// Null before `open`.

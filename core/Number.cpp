@@ -14,7 +14,8 @@ bool isDigit(char32_t codePoint) {
     return codePoint <= 9 || (codePoint >= U'0' && codePoint <= U'9');
 }
 
-// Behind the number only code points above this one fail, so that "12." is 12. Deliberate, like the digits above.
+// Behind the number only code points above this one fail, so that "12." is 12. Deliberate, like the digits
+// above.
 constexpr char32_t lastBeforeLetters = 64;
 
 } // namespace

@@ -35,8 +35,8 @@ protected:
 /// Reference-counted base of everything that has identity.
 ///
 /// The count starts at 0: the first `Ref` makes it 1, and an object that nobody ever retains is never freed.
-/// Whoever needs an object to stay alive holds a `Ref`; a plain pointer is borrowed. An object on the stack that
-/// a `Ref` could meet is retained once by hand, so that the last release can never be reached.
+/// Whoever needs an object to stay alive holds a `Ref`; a plain pointer is borrowed. An object on the stack
+/// that a `Ref` could meet is retained once by hand, so that the last release can never be reached.
 ///
 /// The count is atomic: any thread may retain and release, and the last release may fall on any thread.
 class Object : public ObjectBase, public NonCopyable, public NonMovable {
@@ -49,8 +49,8 @@ public:
     virtual const Object* asObject() const;
     virtual Object* asObject();
 
-    /// Called on the thread of the last release while the object still has its most derived operations, which is
-    /// why a class that owns a thread joins it here. False keeps the object allocated with a count of 0.
+    /// Called on the thread of the last release while the object still has its most derived operations, which
+    /// is why a class that owns a thread joins it here. False keeps the object allocated with a count of 0.
     virtual bool prepareForDeletion();
 
     /// Frees the object; called once `prepareForDeletion` has agreed.

@@ -11,8 +11,8 @@ namespace base::core {
 
 class AbstractMutex;
 
-/// An abstract sink of bytes. Not thread-safe, but for `StdOutputStream`. Failures are `IOException`. What goes
-/// into a buffered stream leaves it at `flush`.
+/// An abstract sink of bytes. Not thread-safe, but for `StdOutputStream`. Failures are `IOException`. What
+/// goes into a buffered stream leaves it at `flush`.
 class OutputStream : public Object {
 public:
     explicit OutputStream(const TextEncoding& encoding = UTF8Encoding::instance);
@@ -42,8 +42,9 @@ public:
     void writeBigEndianInt32(int32_t value);
     /// 4 bytes by the stream's `endianMode`.
     void writeInt32(int32_t value);
-    /// The text of the wire: a length word by `writeInt32`, with bit 31 for "wide", then the code points as ASCII,
-    /// or as big-endian UTF-16 if one of them is above 127. The length counts code points and never surrogates.
+    /// The text of the wire: a length word by `writeInt32`, with bit 31 for "wide", then the code points as
+    /// ASCII, or as big-endian UTF-16 if one of them is above 127. The length counts code points and never
+    /// surrogates.
     void writeString(const String& text);
 
     /// A line of the log: the text in the stream's own encoding, a line feed, a `flush`.

@@ -8,14 +8,14 @@
 
 namespace base::core {
 
-/// Walks the chunks of a RIFF file (Multimedia Programming Interface and Data Specifications 1.0) over another
-/// stream. `read` and `skip` stay within the current chunk.
+/// Walks the chunks of a RIFF file (Multimedia Programming Interface and Data Specifications 1.0) over
+/// another stream. `read` and `skip` stay within the current chunk.
 class RIFFInputStream : public InputStream {
 public:
     explicit RIFFInputStream(const Ref<InputStream>& source);
 
-    /// Reads the header of the next chunk. Throws `EOSException` at the end of the data, and `read` and `skip` do
-    /// so from then on.
+    /// Reads the header of the next chunk. Throws `EOSException` at the end of the data, and `read` and
+    /// `skip` do so from then on.
     void nextChunk();
 
     /// 0 at the end of the chunk, whatever the source still holds.

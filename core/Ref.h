@@ -62,7 +62,8 @@ private:
             release(former);
     }
 
-    // The new object is retained before the old one is released: the old one may be what keeps the new one alive.
+    // The new object is retained before the old one is released: the old one may be what keeps the new one
+    // alive.
     void assign(T* other) {
         if (object == other)
             return;

@@ -9,13 +9,13 @@
 
 namespace base::core {
 
-/// The system's name of a block: "/" and the base64 form of the MD5 digest (RFC 1321) of "USER", "-" and the logical
-/// name. Of a fixed length, free of further slashes, and a user's own.
+/// The system's name of a block: "/" and the base64 form of the MD5 digest (RFC 1321) of "USER", "-" and the
+/// logical name. Of a fixed length, free of further slashes, and a user's own.
 std::string sharedMemoryName(const String& logicalName);
 
-/// One POSIX shared-memory object, mapped for reading and writing. It lives in the system until its creator's object
-/// goes; a creator that crashes leaves it until the next `create` of the name. No lock: who may touch the block is
-/// agreed elsewhere.
+/// One POSIX shared-memory object, mapped for reading and writing. It lives in the system until its creator's
+/// object goes; a creator that crashes leaves it until the next `create` of the name. No lock: who may touch
+/// the block is agreed elsewhere.
 class SharedMemory : public Object {
 public:
     /// Makes a new object of `size` bytes, over a stale one, and maps it. Throws `IOException`.

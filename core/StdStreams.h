@@ -9,8 +9,8 @@
 
 namespace base::core {
 
-/// Reads from a stream of the standard library, which outlives it. Needs `std::ios::sync_with_stdio(false)` for
-/// the console.
+/// Reads from a stream of the standard library, which outlives it. Needs `std::ios::sync_with_stdio(false)`
+/// for the console.
 class StdInputStream : public InputStream {
 public:
     explicit StdInputStream(std::istream* stream);
@@ -21,8 +21,8 @@ private:
     std::istream* stream;
 };
 
-/// Writes to a stream of the standard library, which outlives it. The only stream that several threads may write
-/// to: whole lines never interleave.
+/// Writes to a stream of the standard library, which outlives it. The only stream that several threads may
+/// write to: whole lines never interleave.
 class StdOutputStream : public OutputStream {
 public:
     /// `flushOnWrite` hands each write to the device at once.
@@ -52,8 +52,8 @@ private:
     std::string* text;
 };
 
-/// The console. Made on first use, on any thread, and never destroyed: `exit` runs while other threads still write.
-/// Failures and warnings go to the standard error stream, progress to the standard output stream.
+/// The console. Made on first use, on any thread, and never destroyed: `exit` runs while other threads still
+/// write. Failures and warnings go to the standard error stream, progress to the standard output stream.
 OutputStream& standardError();
 OutputStream& standardOutput();
 InputStream& standardInput();

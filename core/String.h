@@ -14,8 +14,9 @@ class TextEncoding;
 
 /// The text type: a shared, immutable array of code points; null is the empty text.
 ///
-/// Copying shares the buffer by an atomic count, so a `String` that nobody assigns to may be copied on any thread.
-/// Text enters and leaves it through a `TextEncoding`; 8-bit text is UTF-8 unless another encoding is named.
+/// Copying shares the buffer by an atomic count, so a `String` that nobody assigns to may be copied on any
+/// thread. Text enters and leaves it through a `TextEncoding`; 8-bit text is UTF-8 unless another encoding is
+/// named.
 class String {
 public:
     /// Returned for "no such place", and given for "to the end of the text".
@@ -47,8 +48,8 @@ public:
     /// UTF-8. Every path or name that goes to the operating system passes through here.
     std::string toStdString() const;
 
-    /// 0 if equal; the code-point difference at the first place that differs; -1 if `a` is a proper prefix of `b`,
-    /// 1 if `b` is one of `a`. A null text equals an empty one.
+    /// 0 if equal; the code-point difference at the first place that differs; -1 if `a` is a proper prefix of
+    /// `b`, 1 if `b` is one of `a`. A null text equals an empty one.
     static int32_t compare(const String& a, const String& b);
     static int32_t compare(const String& text, const char* utf8);
     /// The same with "A" to "Z" folded to lower case on both sides; no other code point is folded.
@@ -57,11 +58,11 @@ public:
     static bool endsWith(const String& text, const String& suffix);
     /// The index of the last occurrence, or `notFound`.
     static int32_t lastIndexOf(const String& text, char32_t codePoint);
-    /// From `start` up to, and not including, `end`; `notFound` as `end` means the end of the text. Places outside
-    /// of the text are moved to its ends.
+    /// From `start` up to, and not including, `end`; `notFound` as `end` means the end of the text. Places
+    /// outside of the text are moved to its ends.
     static String substring(const String& text, int32_t start, int32_t end);
-    /// Appends the pieces between occurrences of `separator`, empty ones included; a search that would start at or
-    /// past the end stops.
+    /// Appends the pieces between occurrences of `separator`, empty ones included; a search that would start
+    /// at or past the end stops.
     static void split(const String& text, char32_t separator, std::vector<String>& list);
 
     friend bool operator==(const String& a, const String& b) { return compare(a, b) == 0; }
@@ -102,8 +103,8 @@ public:
     void append(int32_t value);
     void append(char) = delete;
 
-    /// Decodes `size` bytes up to their end or the first code point 0. Throws `IOException` for bytes that are no
-    /// text, `std::bad_alloc` if there is no room.
+    /// Decodes `size` bytes up to their end or the first code point 0. Throws `IOException` for bytes that
+    /// are no text, `std::bad_alloc` if there is no room.
     void appendDecoded(const void* bytes, size_t size, const TextEncoding& encoding);
 
     /// Makes room for `count` more code points.

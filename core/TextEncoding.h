@@ -10,8 +10,8 @@ namespace base::core {
 class InputStream;
 class OutputStream;
 
-/// Turns code points into bytes and back. One static object per encoding lives as long as the process; streams hold
-/// plain pointers to these. No state: any thread.
+/// Turns code points into bytes and back. One static object per encoding lives as long as the process;
+/// streams hold plain pointers to these. No state: any thread.
 class TextEncoding {
 public:
     /// Throws `IOException` for a code point that the encoding doesn't have.
@@ -21,7 +21,8 @@ public:
     virtual void encodeText(const char* utf8, OutputStream& stream) const;
     /// Throws `IOException` for bytes that are no text, `EOSException` at the end of the stream.
     virtual char32_t decodeCharacter(InputStream& stream) const = 0;
-    /// Reads up to the code point 0, which is consumed and left out, or up to `maxCharacters`; -1 is no limit.
+    /// Reads up to the code point 0, which is consumed and left out, or up to `maxCharacters`; -1 is no
+    /// limit.
     virtual String decodeText(InputStream& stream, int32_t maxCharacters) const;
     /// The same, and also ends at `terminator`.
     virtual String decodeText(InputStream& stream, char32_t terminator, int32_t maxCharacters) const;
@@ -36,7 +37,8 @@ protected:
     ~TextEncoding() = default;
 };
 
-/// UTF-8 (RFC 3629) without its refusal of overlong forms, surrogates and values above U+10FFFF when decoding.
+/// UTF-8 (RFC 3629) without its refusal of overlong forms, surrogates and values above U+10FFFF when
+/// decoding.
 class UTF8Encoding final : public TextEncoding {
 public:
     static const UTF8Encoding instance;
@@ -48,8 +50,8 @@ public:
     size_t byteLength(const void* data) const override;
 };
 
-/// UTF-16 (RFC 2781) with two settled differences: a unit of 0xD800 is a code point of its own when decoding, and
-/// the second unit of a pair isn't tested.
+/// UTF-16 (RFC 2781) with two settled differences: a unit of 0xD800 is a code point of its own when decoding,
+/// and the second unit of a pair isn't tested.
 class UTF16Encoding : public TextEncoding {
 public:
     void encodeCharacter(char32_t codePoint, OutputStream& stream) const override;

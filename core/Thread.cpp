@@ -99,8 +99,8 @@ void Thread::applyPriority() const {
     if (scheduling.minNiceness <= 18) {
         const int result = setpriority(PRIO_PROCESS, threadId, scheduling.niceness);
         if (result != 0) {
-            // The result is compared, and not errno, so the word is always "EPERM". Deliberate: logs are searched
-            // for it.
+            // The result is compared, and not errno, so the word is always "EPERM". Deliberate: logs are
+            // searched for it.
             standardError().printLine(concat("Error setting niceness for thread to ", scheduling.niceness,
                                              " (error = ", result == EACCES ? "EACESS" : "EPERM",
                                              ", min = ", scheduling.minNiceness,

@@ -15,20 +15,21 @@ struct ThreadScheduling {
     int policy;
     int32_t realtimePriority;
     int32_t niceness;
-    /// The lowest and the highest niceness of the steps; `setpriority` is worth a call only if `minNiceness` is at
-    /// most 18.
+    /// The lowest and the highest niceness of the steps; `setpriority` is worth a call only if `minNiceness`
+    /// is at most 18.
     int32_t minNiceness;
     int32_t maxNiceness;
 };
 
 /// The row of the priority table for `priority` (0 the most urgent, 7 the least) under the current limits of
-/// `RLIMIT_NICE` and `RLIMIT_RTPRIO`, which are taken as signed 32-bit numbers. An unlimited `RLIMIT_RTPRIO` thus
-/// reads as -1 and asks for a priority that the kernel refuses. Deliberate. A step above 7 is a failed assertion.
+/// `RLIMIT_NICE` and `RLIMIT_RTPRIO`, which are taken as signed 32-bit numbers. An unlimited `RLIMIT_RTPRIO`
+/// thus reads as -1 and asks for a priority that the kernel refuses. Deliberate. A step above 7 is a failed
+/// assertion.
 ThreadScheduling schedulingFor(int32_t priority, rlim_t niceLimit, rlim_t realtimeLimit);
 
-/// One POSIX thread with a name and a priority step. It isn't restarted, and it has no exit signalling of its own:
-/// each subclass brings a flag or an end of stream. Its owner joins it, in `prepareForDeletion` or in its shutdown,
-/// since the subclass is gone by the time that this destructor runs.
+/// One POSIX thread with a name and a priority step. It isn't restarted, and it has no exit signalling of its
+/// own: each subclass brings a flag or an end of stream. Its owner joins it, in `prepareForDeletion` or in
+/// its shutdown, since the subclass is gone by the time that this destructor runs.
 class Thread : public Object {
 public:
     enum State : int32_t { notStarted = 0, started = 1, finished = 3 };
@@ -42,8 +43,8 @@ public:
     /// Failing to make the thread is a failed assertion.
     void start();
 
-    /// Waits for the end of `run`; harmless when there is nothing to wait for. A thread never joins itself. Returns
-    /// the result of `pthread_join`, or 0.
+    /// Waits for the end of `run`; harmless when there is nothing to wait for. A thread never joins itself.
+    /// Returns the result of `pthread_join`, or 0.
     int join();
 
     /// Whether the caller runs on this thread.

@@ -1,0 +1,35 @@
+#include "host/HostProcess.h"
+
+#include "core/Number.h"
+#include "host/PluginHost.h"
+#include "host/RemotePluginHostProxyHandler.h"
+
+#include <csignal>
+#include <unistd.h>
+
+void runHostProcess(const char* const arguments[4]) {
+    using base::core::parseInt;
+    const int32_t sampleRate = parseInt(arguments[0]);
+    const int32_t blockSize = parseInt(arguments[1]);
+    const int32_t hostId = parseInt(arguments[2]);
+    const int32_t audioThreadCount = parseInt(arguments[3]);
+
+    // A client that is gone shows as a failed write.
+    std::signal(SIGPIPE, SIG_IGN);
+
+    // Host and handler hold each other for the life of the process: other threads are still in them while it
+    // exits.
+    Ref<PluginHost> host(new PluginHost(sampleRate, blockSize));
+    const Ref<RemotePluginHostProxyHandler> handler(new RemotePluginHostProxyHandler(host, hostId));
+    host->handler = handler;
+    handler->openPipes();
+    handler->startAudioThreads(audioThreadCount);
+    handler->startRequestThread();
+    try {
+        host->run();
+    } catch (...) {
+        _exit(-1);
+    }
+    host = nullptr;
+    _exit(0);
+}

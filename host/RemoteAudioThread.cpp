@@ -1,0 +1,120 @@
+#include "host/RemoteAudioThread.h"
+
+#include "core/StdStreams.h"
+#include "host/PluginHost.h"
+#include "plugin/Channels.h"
+#include "plugin/PluginInstance.h"
+
+#include <algorithm>
+#include <xmmintrin.h>
+
+namespace {
+
+constexpr int32_t realtimePriority = 1;
+
+/// Flushes denormals to zero and rounds to nearest for a scope, with all floating-point exceptions masked.
+class FlushDenormals : public NonCopyable {
+public:
+    FlushDenormals() : saved(_mm_getcsr()) { _mm_setcsr((saved | 0x9FC0U) & 0xFFFF9FFFU); }
+    ~FlushDenormals() { _mm_setcsr(saved); }
+
+private:
+    unsigned int saved;
+};
+
+template <class Stream>
+void closeQuietly(Stream* stream) {
+    if (stream == nullptr)
+        return;
+    try {
+        stream->close();
+    } catch (const IOException&) {
+        // The other side of a shutdown has closed it before.
+    }
+}
+
+} // namespace
+
+RemoteAudioThread::RemoteAudioThread(PluginHost* host, int32_t hostId, int32_t index)
+    : Thread("RemoteAudioThread"), host(host), hostId(hostId), index(index) {
+    priority = realtimePriority;
+}
+
+RemoteAudioThread::~RemoteAudioThread() {
+    join();
+}
+
+void RemoteAudioThread::shutDown() {
+    if (input.get() == nullptr)
+        return;
+    stopRequested = true;
+    closeStreams();
+    join();
+}
+
+void RemoteAudioThread::run() {
+    const FlushDenormals flushDenormals;
+    try {
+        openPipe();
+        serve();
+    } catch (const IOException& exception) {
+        base::core::standardError().printLine(
+            concat("Lost connection on audio thread: ", exception.getMessage()));
+        // A client that waits for an answer sees the end of the stream.
+        closeStreams();
+    }
+}
+
+void RemoteAudioThread::openPipe() {
+    pipe = base::core::NamedPipe::open(workerChannelName(hostId, index), true);
+    output = pipe->getOutput().get();
+    input = pipe->getInput().get();
+}
+
+void RemoteAudioThread::serve() {
+    while (!stopRequested)
+        runCommand(static_cast<WorkerCommand>(input->readByte()));
+}
+
+void RemoteAudioThread::runCommand(WorkerCommand command) {
+    switch (command) {
+    case WorkerCommand::startProcessing: {
+        PluginInstance* instance = readInstance();
+        instance->startProcessing();
+        instance->endWorkerTurn();
+        break;
+    }
+    case WorkerCommand::stopProcessing: {
+        PluginInstance* instance = readInstance();
+        instance->stopProcessing();
+        instance->endWorkerTurn();
+        break;
+    }
+    case WorkerCommand::process: {
+        PluginInstance* instance = readInstance();
+        // The buffers hold a block and no more.
+        const int32_t frames = std::clamp(input->readNativeInt32(), 0, host->blockSize);
+        const bool keepActive = input->readBool();
+        const bool realtime = input->readBool();
+        const int32_t result = instance->process(frames, keepActive, realtime);
+        instance->endWorkerTurn();
+        output->writeInt32(result);
+        output->flush();
+        break;
+    }
+    default:
+        // An unknown command byte is passed over, and the next byte is taken as a command.
+        break;
+    }
+}
+
+PluginInstance* RemoteAudioThread::readInstance() {
+    // An unknown id gives null, and the worker calls through it. Deliberate: a client that sends one has lost
+    // its order of commands, and must see the host go.
+    return host->instances.find(input->readNativeInt32());
+}
+
+void RemoteAudioThread::closeStreams() {
+    closeQuietly(output.get());
+    closeQuietly(input.get());
+}

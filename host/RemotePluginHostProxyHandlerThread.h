@@ -1,0 +1,29 @@
+#pragma once
+
+#include "core/Thread.h"
+#include "plugin/CoreNames.h"
+
+class PluginHost;
+class RemotePluginHostProxyHandler;
+
+/// Reads the requests of the main pipe and posts them to the host; nothing else. The loss of the pipe, or a
+/// request that can't be read, becomes a `ShutdownRequest`. Owned by the handler, which ends it by
+/// `shutDown`.
+class RemotePluginHostProxyHandlerThread : public base::core::Thread {
+public:
+    RemotePluginHostProxyHandlerThread(RemotePluginHostProxyHandler* handler, PluginHost* host,
+                                       const Ref<InputStream>& input);
+    ~RemotePluginHostProxyHandlerThread() override;
+
+    /// Ends the thread, also out of a blocked read, and joins it. Main thread.
+    void shutDown();
+
+protected:
+    void run() override;
+
+private:
+    RemotePluginHostProxyHandler* handler;
+    PluginHost* host;
+    Ref<InputStream> input;
+    Relaxed<bool> stopRequested = false;
+};

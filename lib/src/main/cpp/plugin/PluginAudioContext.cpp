@@ -1,0 +1,127 @@
+#include "plugin/PluginAudioContext.h"
+
+#include <algorithm>
+#include <atomic>
+#include <limits>
+
+namespace {
+
+constexpr int64_t regionAlignment = 16;
+/// A lone count takes a region of its own.
+constexpr int64_t countSize = sizeof(int32_t);
+/// Parameter changes are given the room of event records, of which they use a part. Deliberate: both sides
+/// have always computed it so.
+constexpr int64_t changeRoom = sizeof(EventRecord);
+
+int64_t alignRegion(int64_t size) {
+    return (size + regionAlignment - 1) / regionAlignment * regionAlignment;
+}
+
+/// Hands out the regions of a block one after the other. Without a block it only adds up their sizes.
+class RegionWalk {
+public:
+    explicit RegionWalk(void* block) : block(static_cast<uint8_t*>(block)) {}
+
+    template <class T>
+    T* take(int64_t size) {
+        uint8_t* region = block != nullptr ? block + offset : nullptr;
+        offset += alignRegion(size);
+        return reinterpret_cast<T*>(region);
+    }
+
+    template <class T>
+    T* takeList(int64_t capacity, int64_t recordSize) {
+        T* list = take<T>(capacity * recordSize);
+        return capacity > 0 ? list : nullptr;
+    }
+
+    int64_t size() const { return offset; }
+
+private:
+    uint8_t* block;
+    int64_t offset = 0;
+};
+
+RegionWalk walkRegions(PluginAudioContext& context, void* block) {
+    RegionWalk walk(block);
+    auto* nextGuard = context.guards;
+    const auto takeGuard = [&] { *nextGuard++ = walk.take<uint8_t>(PluginAudioContext::guardSize); };
+    const auto audioSize = [&](int64_t channels) {
+        return channels * context.paddedBlockSize * static_cast<int64_t>(sizeof(float));
+    };
+    takeGuard();
+    context.transport = walk.take<TransportBlock>(sizeof(TransportBlock));
+    takeGuard();
+    context.inputAudio = walk.take<float>(audioSize(context.inputChannelCount));
+    takeGuard();
+    context.outputAudio = walk.take<float>(audioSize(context.outputChannelCount));
+    takeGuard();
+    context.inputEventCount = walk.take<int32_t>(countSize);
+    context.inputEvents = walk.takeList<EventRecord>(context.inputEventCapacity, sizeof(EventRecord));
+    takeGuard();
+    context.outputEventCount = walk.take<int32_t>(countSize);
+    context.outputEvents = walk.takeList<EventRecord>(context.outputEventCapacity, sizeof(EventRecord));
+    takeGuard();
+    context.parameterChangeCount = walk.take<int32_t>(countSize);
+    context.parameterChanges = walk.takeList<ParameterChange>(context.parameterChangeCapacity, changeRoom);
+    takeGuard();
+    context.parameterFlags = walk.take<uint8_t>(context.parameterCount);
+    takeGuard();
+    return walk;
+}
+
+} // namespace
+
+PluginAudioContext::PluginAudioContext(int32_t blockSize, int32_t inputChannelCount,
+                                       int32_t outputChannelCount, int32_t parameterCount)
+    : blockSize(blockSize), paddedBlockSize(blockSize % 4 == 0 ? blockSize : blockSize + 4 - blockSize % 4),
+      inputChannelCount(std::max(inputChannelCount, 0)), outputChannelCount(std::max(outputChannelCount, 0)),
+      parameterCount(std::max(parameterCount, 0)) {}
+
+PluginAudioContext::~PluginAudioContext() = default;
+
+void PluginAudioContext::layOut() {
+    const int64_t size = walkRegions(*this, nullptr).size();
+    if (size > std::numeric_limits<int32_t>::max())
+        throw IOException(concat("Audio block is too large for ", inputChannelCount, " inputs, ",
+                                 outputChannelCount, " outputs and ", parameterCount, " parameters"));
+    memorySize = static_cast<int32_t>(size);
+    memory = allocate(memorySize);
+    walkRegions(*this, memory);
+}
+
+void PluginAudioContext::fillGuards() {
+    for (uint8_t* guard : guards)
+        std::fill_n(guard, guardSize, guardByte);
+}
+
+bool PluginAudioContext::areGuardsIntact() const {
+    return std::all_of(std::begin(guards), std::end(guards), [](const uint8_t* guard) {
+        return std::all_of(guard, guard + guardSize, [](uint8_t byte) { return byte == guardByte; });
+    });
+}
+
+// A flag changes by a load and a store, never in one atomic step. Deliberate: the other side does the same,
+// and a change that is lost that way is made up for by the next one.
+
+bool PluginAudioContext::hasParameterFlag(int32_t index, ParameterFlag flag) const {
+    if (index < 0 || index >= parameterCount)
+        return false;
+    return (std::atomic_ref(parameterFlags[index]).load(std::memory_order_relaxed) & flag) != 0;
+}
+
+void PluginAudioContext::setParameterFlag(int32_t index, ParameterFlag flag) {
+    if (index < 0 || index >= parameterCount)
+        return;
+    const std::atomic_ref flags(parameterFlags[index]);
+    flags.store(static_cast<uint8_t>(flags.load(std::memory_order_relaxed) | flag),
+                std::memory_order_relaxed);
+}
+
+void PluginAudioContext::clearParameterFlag(int32_t index, ParameterFlag flag) {
+    if (index < 0 || index >= parameterCount)
+        return;
+    const std::atomic_ref flags(parameterFlags[index]);
+    flags.store(static_cast<uint8_t>(flags.load(std::memory_order_relaxed) & ~flag),
+                std::memory_order_relaxed);
+}

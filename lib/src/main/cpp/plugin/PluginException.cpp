@@ -1,0 +1,7 @@
+#include "plugin/PluginException.h"
+
+PluginException::~PluginException() = default;
+
+Exception* PluginException::clone() const {
+    return new PluginException(*this);
+}

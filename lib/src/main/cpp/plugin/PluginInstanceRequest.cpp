@@ -1,0 +1,32 @@
+#include "plugin/PluginInstanceRequest.h"
+
+#include "core/StdStreams.h"
+#include "host/PluginHost.h"
+#include "plugin/PluginInstance.h"
+
+PluginInstanceRequest::PluginInstanceRequest(int32_t instanceId) : instanceId(instanceId) {}
+
+PluginInstanceRequest::~PluginInstanceRequest() = default;
+
+bool PluginInstanceRequest::isForInstance(int32_t id) const {
+    return instanceId == id;
+}
+
+void PluginInstanceRequest::perform(PluginHost& host) {
+    // Destroying drops the table's reference.
+    const Ref<PluginInstance> instance = host.instances.find(instanceId);
+    if (!instance) {
+        base::core::standardError().printLine(concat("No plugin instance found with id ", instanceId));
+        return;
+    }
+    instance->awaitWorkerTurns();
+    performOnInstance(*instance);
+}
+
+void PluginInstanceRequest::read(InputStream& stream) {
+    instanceId = stream.readNativeInt32();
+}
+
+void PluginInstanceRequest::write(OutputStream& stream) const {
+    stream.writeNativeInt32(instanceId);
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+// The foundation library by its short names. All code above it stands in the global namespace and uses these.
+
+#include "core/Exception.h"
+#include "core/InputStream.h"
+#include "core/Object.h"
+#include "core/OutputStream.h"
+#include "core/Ref.h"
+#include "core/Shared.h"
+#include "core/String.h"
+
+using base::core::concat;
+using base::core::EOSException;
+using base::core::Exception;
+using base::core::InputStream;
+using base::core::IOException;
+using base::core::NonCopyable;
+using base::core::NonMovable;
+using base::core::Object;
+using base::core::OutputStream;
+using base::core::PublishedPointer;
+using base::core::PublishedRef;
+using base::core::readNative;
+using base::core::Ref;
+using base::core::Relaxed;
+using base::core::String;
+using base::core::StringBuilder;
+using base::core::writeNative;

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "plugin/AudioBlock.h"
+#include "plugin/CoreNames.h"
+
+#include <cstddef>
+#include <cstdint>
+
+/// The layout of an instance's audio block: input and output audio, events, parameter changes, transport and
+/// parameter flags in one piece of memory that client and host share. Both compute the same layout from the
+/// same numbers, so no offset is ever sent.
+///
+/// The regions, in this order, each of a size rounded up to a multiple of 16:
+///
+///     guard 0                      16
+///     transport                    96
+///     guard 1                      16
+///     input audio                  input channels * padded block size * 4
+///     guard 2                      16
+///     output audio                 output channels * padded block size * 4
+///     guard 3                      16
+///     input event count            16
+///     input events                 256 * 29
+///     guard 4                      16
+///     output event count           16
+///     output events                256 * 29
+///     guard 5                      16
+///     parameter change count       16
+///     parameter changes            4096 * 29, of which 4096 * 8 are used
+///     guard 6                      16
+///     parameter flags              parameters
+///     guard 7                      16
+///
+/// Whoever has the turn on the worker's pipe owns the block, but for the parameter flags, which both sides
+/// write without a lock. Nothing here allocates or locks once `layOut` has run.
+class PluginAudioContext : public Object {
+public:
+    static constexpr size_t guardCount = 8;
+    static constexpr size_t guardSize = 16;
+    static constexpr uint8_t guardByte = 0xBB;
+
+    /// `blockSize` in frames. Negative counts, which a plug-in may report, count as 0.
+    PluginAudioContext(int32_t blockSize, int32_t inputChannelCount, int32_t outputChannelCount,
+                       int32_t parameterCount);
+    ~PluginAudioContext() override;
+
+    /// Provides `size` bytes, aligned to 16, that live as long as the context. Throws `IOException`.
+    virtual void* allocate(int32_t size) = 0;
+    virtual void startProcessing() = 0;
+    /// Renders a block of `frames`; the result is a `ProcessResult`.
+    virtual int32_t process(int32_t frames, bool keepActive, bool realtime) = 0;
+    virtual void stopProcessing() = 0;
+
+    /// Computes the size, calls `allocate` and sets the pointers below. Throws `IOException` if the block
+    /// would have more bytes than an int32 counts.
+    void layOut();
+
+    void fillGuards();
+    /// False if something wrote outside of its region.
+    bool areGuardsIntact() const;
+
+    float* inputChannel(int32_t index) const {
+        return inputAudio + static_cast<ptrdiff_t>(index) * paddedBlockSize;
+    }
+    float* outputChannel(int32_t index) const {
+        return outputAudio + static_cast<ptrdiff_t>(index) * paddedBlockSize;
+    }
+
+    /// The flag byte of a parameter; any thread. Parameters outside of `parameterCount` have no flags: their
+    /// bits read as clear, and changing them does nothing.
+    bool hasParameterFlag(int32_t index, ParameterFlag flag) const;
+    void setParameterFlag(int32_t index, ParameterFlag flag);
+    void clearParameterFlag(int32_t index, ParameterFlag flag);
+
+    void* memory = nullptr;
+    int32_t memorySize = 0;
+    int32_t blockSize;
+    /// `blockSize` rounded up to a multiple of 4: the stride of a channel, in floats.
+    int32_t paddedBlockSize;
+    int32_t inputChannelCount;
+    float* inputAudio = nullptr;
+    int32_t outputChannelCount;
+    float* outputAudio = nullptr;
+    int32_t* inputEventCount = nullptr;
+    EventRecord* inputEvents = nullptr;
+    int32_t inputEventCapacity = 256;
+    int32_t* outputEventCount = nullptr;
+    EventRecord* outputEvents = nullptr;
+    int32_t outputEventCapacity = 256;
+    int32_t* parameterChangeCount = nullptr;
+    ParameterChange* parameterChanges = nullptr;
+    int32_t parameterChangeCapacity = 4096;
+    TransportBlock* transport = nullptr;
+    int32_t parameterCount;
+    uint8_t* parameterFlags = nullptr;
+    uint8_t* guards[guardCount] = {};
+};

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "plugin/CoreNames.h"
+
+class PluginHost;
+class PluginHostNotification;
+class PluginHostReply;
+class PluginHostRequest;
+class PluginInstance;
+
+/// The host's end of the protocol: how replies and notifications reach the client. Main thread, but for
+/// window reports, which are sent on the thread that they arise on.
+class PluginHostProxyHandler : public Object {
+public:
+    explicit PluginHostProxyHandler(const Ref<PluginHost>& host);
+    ~PluginHostProxyHandler() override;
+
+    /// These four throw `IOException` if the client is gone.
+    virtual void sendReply(PluginHostRequest& request, PluginHostReply& reply) = 0;
+    virtual void sendEmptyReply(PluginHostRequest& request) = 0;
+    virtual void sendError(PluginHostRequest& request, const String& message) = 0;
+    virtual void sendNotification(PluginHostNotification& notification) = 0;
+    /// Ends the host.
+    virtual void shutdown() = 0;
+    /// Makes the audio block of an instance and hands it over. Throws `IOException`.
+    virtual void setUpAudio(PluginInstance& instance) = 0;
+
+    Ref<PluginHost> host;
+};

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "plugin/PluginHostAction.h"
+
+#include <cstdint>
+
+class PluginHost;
+class PluginHostAsyncReplyHandler;
+class PluginHostProxyHandler;
+class PluginHostReply;
+
+/// What a client asks of a host. The client builds one and writes it; the host reads it into an object of the
+/// same class and runs it on its main thread.
+///
+/// A frame on the wire: `byte` type, then `int32n` requestId if both `needsReply` and `isAsync` are true,
+/// then the payload.
+class PluginHostRequest : public PluginHostAction {
+public:
+    /// Before a request has been sent.
+    static constexpr int32_t noRequestId = -1;
+
+    PluginHostRequest();
+    ~PluginHostRequest() override;
+
+    /// `perform` on the handler's host.
+    void run() final;
+    /// The type byte.
+    virtual int32_t getType() const = 0;
+    virtual bool isForInstance(int32_t id) const;
+    /// Host side, main thread.
+    virtual void perform(PluginHost& host) = 0;
+    /// A request without a reply gets nothing back at all.
+    virtual bool needsReply() const;
+    virtual bool isAsync() const;
+    /// The payload alone. Throws `IOException`.
+    virtual void read(InputStream& stream);
+    virtual void write(OutputStream& stream) const;
+    /// Client side: makes the reply from the stream; null for a request without one. Throws `IOException`.
+    virtual Ref<PluginHostReply> readReply(InputStream& stream);
+
+    /// Whether its frame carries a requestId and its reply comes on the asynchronous channel.
+    bool hasRequestId() const { return needsReply() && isAsync(); }
+
+    /// Host side: what it came through. Null on the client.
+    Ref<PluginHostProxyHandler> handler;
+    /// Client side: who gets the reply; may be null. Null on the host.
+    Ref<PluginHostAsyncReplyHandler> replyHandler;
+    int32_t requestId = noRequestId;
+};

@@ -1,0 +1,218 @@
+#pragma once
+
+#include "plugin/CoreNames.h"
+#include "plugin/ParameterInfo.h"
+#include "plugin/PluginAudioBus.h"
+#include "plugin/PluginAudioContext.h"
+#include "plugin/PluginWindow.h"
+
+#include <atomic>
+#include <cstdint>
+#include <vector>
+
+class PluginApi;
+class PluginHost;
+class PluginHostNotification;
+class PluginHostProxyHandler;
+
+/// How a plug-in can be used.
+enum DeviceType : int32_t {
+    audioToAudioDevice = 0,
+    noteToAudioDevice = 1,
+    noteToNoteDevice = 2,
+    audioToNoteDevice = 3,
+};
+
+enum class ProcessingState : int32_t { created = 0, initialised = 1, processing = 2, terminated = 3 };
+
+/// What `process` says of the blocks to come.
+enum ProcessResult : int32_t {
+    /// Nothing more will come out until there is new input.
+    processSilent = 0,
+    processActive = 1,
+    /// A tail is still ringing out.
+    processTail = 2,
+};
+
+/// One running plug-in: the contract above which nobody knows a plug-in format. Parameters, programs and
+/// channels are flat lists by index, values are normalised to 0..1, one block of audio is rendered at a time,
+/// and there is one editor window.
+///
+/// Made on the main thread, and held by the host's table of instances until the client destroys it. The main
+/// thread runs everything but `startProcessing`, `stopProcessing` and `process`, which an audio worker runs;
+/// no lock keeps the two apart, the client's order of commands does. A plug-in's own threads reach the
+/// notification makers, which hand on what they make to the main thread.
+class PluginInstance : public Object {
+public:
+    /// Bytes of the buffer for a name or a display text.
+    static constexpr int32_t textSize = 256;
+
+    PluginInstance(PluginHost* host, int32_t instanceId, bool dpiAware);
+    ~PluginInstance() override;
+
+    virtual PluginApi* getApi() const = 0;
+    /// Whether the plug-in's own object exists.
+    virtual bool isOpen() const = 0;
+    /// Called once, when the instance has been created.
+    virtual void activate() = 0;
+    /// `DeviceType`s; never empty.
+    virtual std::vector<int32_t> getDeviceTypes() = 0;
+    virtual bool hasAudioInput() = 0;
+    virtual bool hasNoteInput() = 0;
+    virtual bool hasAudioOutput() = 0;
+    virtual bool hasNoteOutput() = 0;
+    virtual bool hasSysexInput() = 0;
+    virtual bool supportsMpe() = 0;
+    virtual bool hasMidiControllerMapping();
+    virtual bool supportsViewDpiScaling() = 0;
+    /// Any thread.
+    virtual ProcessingState getProcessingState() const = 0;
+    virtual std::vector<Ref<PluginAudioBus>> getInputBuses() = 0;
+    virtual std::vector<Ref<PluginAudioBus>> getOutputBuses() = 0;
+    virtual int32_t getInputChannelCount() = 0;
+    virtual int32_t getOutputChannelCount() = 0;
+    virtual String getName() = 0;
+    virtual String getVendor() = 0;
+    /// The text under which the plug-in is known, which isn't the one that selects it in its file.
+    virtual String getIdentifier() = 0;
+    virtual String getCategory() = 0;
+    virtual String getVersion() = 0;
+    /// In samples.
+    virtual int32_t getLatency() = 0;
+    /// Brings the plug-in up; once, before the instance enters the host's table.
+    virtual void initialize() = 0;
+    /// Takes it down, before the instance leaves the table.
+    virtual void terminate() = 0;
+    /// Audio worker.
+    virtual void startProcessing() = 0;
+    /// Audio worker; also called by `terminate`.
+    virtual void stopProcessing() = 0;
+    virtual int32_t getProgramCount() = 0;
+    /// Fills a zeroed buffer of `size` bytes, which the plug-in may leave without a terminator.
+    virtual void getProgramName(int32_t index, char* buffer, int32_t size) = 0;
+    virtual int32_t getCurrentProgram() = 0;
+    virtual void setCurrentProgram(int32_t index) = 0;
+    virtual void getParameterName(int32_t index, char* buffer, int32_t size) = 0;
+    virtual void getParameterDisplay(int32_t index, char* buffer, int32_t size) = 0;
+    virtual void getParameterLabel(int32_t index, char* buffer, int32_t size) = 0;
+    /// Fills a record that the caller has zeroed.
+    virtual void getParameterProperties(int32_t index, ParameterProperties& properties) = 0;
+    virtual float getParameterValue(int32_t index) = 0;
+    /// Audio worker, for the changes of a block. The base only marks the parameter for a display update. The
+    /// index isn't checked: one that the plug-in doesn't have goes to the plug-in.
+    virtual void setParameterValue(int32_t index, float value);
+    /// Renders one block of `frames`, at most the block size; a `ProcessResult`. `keepActive` says that the
+    /// client goes on calling whatever the result, `realtime` that it waits for the output. Audio worker:
+    /// allocates nothing and locks nothing, but for a plug-in that reports from inside of it.
+    virtual int32_t process(int32_t frames, bool keepActive, bool realtime) = 0;
+    virtual int32_t getParameterCount() = 0;
+    /// `note` is 0 to 127; empty if the plug-in has no name for it.
+    virtual String getNoteName(int32_t note) = 0;
+    virtual bool hasEditor() = 0;
+    virtual bool canResizeEditor() = 0;
+    virtual bool checkEditorSize(int32_t& width, int32_t& height) = 0;
+    /// `parentWindow` is the client's X window, 0 for none.
+    virtual void openEditor(uint32_t parentWindow, bool resizable, const String& title) = 0;
+    virtual void setWindowTitle(const String& title);
+    /// Harmless without an open editor.
+    virtual void closeEditor() = 0;
+    virtual void editorWasClosed() = 0;
+    virtual void editorMouseWheel(float distance) = 0;
+    virtual bool editorKeyDown(uint16_t key, int16_t keyCode, int32_t modifiers) = 0;
+    virtual bool editorKeyUp(uint16_t key, int16_t keyCode, int32_t modifiers) = 0;
+    /// Stores the size, in pixels, and tells the client, on the calling thread; nothing while the editor is
+    /// being opened or shown. The place is ignored.
+    virtual void editorSizeChanged(int32_t x, int32_t y, int32_t width, int32_t height);
+    virtual void editorFocusChanged(bool focused) = 0;
+    virtual void editorSetSize(int32_t& width, int32_t& height) = 0;
+    /// The periodic call of the main thread, about every 40 ms. The base tells the client of new display
+    /// texts.
+    virtual void idle();
+    virtual void noOperation();
+    virtual bool alwaysFalse();
+    /// Throws `IOException`.
+    virtual void loadPreset(const String& path) = 0;
+    /// Throws `IOException`.
+    virtual void savePreset(const String& path) = 0;
+    /// Any thread.
+    virtual void beginParameterEdit(int32_t index);
+    /// Any thread.
+    virtual void endParameterEdit(int32_t index);
+
+    /// Takes on the audio block: points the channel arrays and `transport` into it and publishes
+    /// `audioContext` last, so that whoever sees the context sees the rest. Main thread, before the client
+    /// knows the instance.
+    void setAudioContext(const Ref<PluginAudioContext>& context);
+
+    /// Ends a worker's turn with this instance, so that `awaitWorkerTurns` sees all that the worker did.
+    /// Lock-free.
+    void endWorkerTurn() { workerTurns.fetch_add(1, std::memory_order_release); }
+    /// Makes what workers did in their ended turns visible to the caller.
+    void awaitWorkerTurns() const { (void)workerTurns.load(std::memory_order_acquire); }
+
+    // Touched by the audio worker, set up before it knows the instance.
+
+    PublishedRef<PluginAudioContext> audioContext;
+    /// One pointer to a channel, from `malloc`; null without channels.
+    float** inputChannels = nullptr;
+    int32_t inputChannelCount = 0;
+    float** outputChannels = nullptr;
+    int32_t outputChannelCount = 0;
+    /// In the audio block; null until that is there.
+    TransportBlock* transport = nullptr;
+
+    // Touched by any thread.
+
+    /// No notification leaves the instance while this is set: the host itself is driving the plug-in.
+    Relaxed<bool> notificationsMuted = false;
+    PluginHost* const host;
+    const int32_t instanceId;
+    /// Null until the instance has been announced to the client; without it there are no notifications.
+    PublishedPointer<PluginHostProxyHandler> handler;
+    /// A full update was asked for; preset loading clears and tests it.
+    Relaxed<bool> allParametersChanged = false;
+    /// `terminate` has begun.
+    Relaxed<bool> closing = false;
+    /// Counted and never read.
+    std::atomic<int32_t> pendingDisplayUpdates{0};
+    Relaxed<bool> windowHidden = false;
+    /// The client shows its editors scaled.
+    const bool dpiAware;
+    /// The editor is being opened or shown again: its moves aren't the user's.
+    Relaxed<bool> windowBusy = false;
+
+    // The editor window: where it is, in pixels of the screen, and the window itself, null while closed.
+
+    bool hasWindowPosition = false;
+    int32_t windowX = 0;
+    int32_t windowY = 0;
+    Relaxed<int32_t> windowWidth = 0;
+    Relaxed<int32_t> windowHeight = 0;
+    /// Owned.
+    PublishedPointer<PluginWindow> window;
+
+protected:
+    /// Tells the client that the plug-in itself changed a value. Any thread; allocates.
+    void notifyParameterChanged(int32_t index, float value);
+    /// Tells the client to expect everything anew. Any thread; allocates.
+    void notifyAllParametersChanged();
+    /// Has the client told of the parameter's display text at the next poll, if it watches it. Any thread;
+    /// lock-free.
+    void markDisplayDirty(int32_t index);
+
+    String parameterNameText(int32_t index);
+    String parameterDisplayText(int32_t index);
+    String programNameText(int32_t index);
+
+private:
+    void notifyParameterEdit(int32_t index, bool isBegin);
+    void freeChannels();
+
+    std::atomic<uint32_t> workerTurns{0};
+
+    friend class PluginInstanceState;
+};
+
+/// A plug-in's 8-bit text of at most `size` bytes, terminated or not. Throws `IOException` if it isn't UTF-8,
+/// which is deliberate: no other reading of a plug-in's text is guessed.
+String pluginText(const char* buffer, int32_t size);

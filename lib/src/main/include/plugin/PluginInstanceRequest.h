@@ -1,0 +1,25 @@
+#pragma once
+
+#include "plugin/PluginHostRequest.h"
+
+class PluginInstance;
+
+/// A request to one instance. Its payload starts with `int32n` instanceId.
+class PluginInstanceRequest : public PluginHostRequest {
+public:
+    /// What a request holds before its payload has been read.
+    static constexpr int32_t unreadInstanceId = -7;
+
+    explicit PluginInstanceRequest(int32_t instanceId = unreadInstanceId);
+    ~PluginInstanceRequest() override;
+
+    bool isForInstance(int32_t id) const override;
+    /// Looks the instance up and holds it for the run. An unknown id is told on the standard error stream and
+    /// gets no reply, not even one that the request needs. Deliberate: clients rely on the silence.
+    void perform(PluginHost& host) override;
+    void read(InputStream& stream) override;
+    void write(OutputStream& stream) const override;
+    virtual void performOnInstance(PluginInstance& instance) = 0;
+
+    int32_t instanceId;
+};

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "plugin/CoreNames.h"
+
+#include <cstdint>
+
+/// The window that an editor stands in. Belongs to its instance, which destroys it to close the editor; its
+/// end is what tells the client. Main thread, but for `resize`, which a plug-in may cause on any.
+class PluginWindow : public NonCopyable {
+public:
+    virtual ~PluginWindow();
+
+    /// Called when the client asked for an editor that can be resized.
+    virtual void setResizable() = 0;
+    virtual void hide() = 0;
+    virtual void show() = 0;
+    virtual void setTitle(const String& title) = 0;
+    /// In pixels.
+    virtual void resize(uint32_t width, uint32_t height) = 0;
+    /// To a place on the screen, in pixels.
+    virtual void move(int32_t x, int32_t y) = 0;
+    virtual float getScaleFactor() const;
+    virtual uint32_t getWindowId() const;
+    /// True once the plug-in's own window stands in this one.
+    virtual bool waitForPluginWindow() = 0;
+
+protected:
+    PluginWindow() = default;
+
+    uint32_t windowId = 0;
+};

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "plugin/Plugin.h"
+#include "vst2/Vst24.h"
+
+class PluginHost;
+
+/// One loaded VST 2 file: an entry point, each call of which makes an effect. A shell file makes different
+/// effects by what the host answers to `audioMasterCurrentId` meanwhile, which is a value of the whole
+/// process: effects are made on the main thread alone. The module is never closed, since effects outlive this
+/// object.
+class Vst2Plugin : public Plugin {
+public:
+    Vst2Plugin(PluginHost* host, const String& path);
+    ~Vst2Plugin() override;
+
+    /// Opens the file and finds its entry point, "VSTPluginMain" or else "main". Once. Throws
+    /// `PluginException`.
+    void load();
+
+    bool isValid() const override;
+    /// `identifier` is a decimal number; what a shell answers it for, and nothing to any other file. Throws
+    /// `NumberFormatException`, before the entry point runs, and `PluginException`.
+    PluginInstance* createInstance(int32_t instanceId, const String& identifier, bool dpiAware) override;
+    /// Keeps the effect of a file that is no shell for the next `createInstance`. Throws `PluginException`.
+    void getPluginIds(std::vector<String>& list) override;
+    PluginApi* getApi() const override;
+
+    /// What `audioMasterCurrentId` answers: the number that the latest instance was made with. Any thread.
+    static int32_t getCurrentShellPluginId();
+
+private:
+    /// A new effect, or null if the entry point gives nothing usable.
+    AEffect* makeEffect() const;
+
+    void* moduleHandle = nullptr;
+    VstPluginMain mainFunction = nullptr;
+    PluginHost* host;
+    /// Made by `getPluginIds` for the next `createInstance`.
+    AEffect* pendingEffect = nullptr;
+};

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "plugin/PluginApi.h"
+
+/// The VST 2 format.
+class Vst2PluginApi final : public PluginApi {
+public:
+    static Vst2PluginApi instance;
+
+    /// "VST 2.4".
+    String getName() const override;
+    Plugin* createPlugin(PluginHost* host, const String& path) override;
+};

@@ -1,0 +1,144 @@
+#pragma once
+
+#include "plugin/PluginInstance.h"
+#include "vst2/Vst24.h"
+
+#include <cstdint>
+
+class Vst2Plugin;
+
+/// The instance of one VST 2 effect, which finds its way back here by the effect's `resvd1`. Most operations
+/// are one call of the effect's dispatcher. See `PluginInstance` for the threads.
+class Vst2PluginInstance : public PluginInstance {
+public:
+    Vst2PluginInstance(PluginHost* host, int32_t instanceId, bool dpiAware, Vst2Plugin* plugin,
+                       int32_t shellPluginId);
+    /// Closes an effect that was initialised and never terminated.
+    ~Vst2PluginInstance() override;
+
+    /// Takes over a new effect and links the two. Its calls until then reach the callback without an
+    /// instance.
+    void attach(AEffect* newEffect);
+    /// Null while the effect isn't linked. Any thread.
+    static Vst2PluginInstance* fromEffect(AEffect& effect);
+
+    PluginApi* getApi() const override;
+    bool isOpen() const override;
+    /// Turns mains on a second time, after `initialize`. Deliberate: plug-ins have always seen it so.
+    void activate() override;
+    std::vector<int32_t> getDeviceTypes() override;
+    bool hasAudioInput() override;
+    bool hasNoteInput() override;
+    bool hasAudioOutput() override;
+    bool hasNoteOutput() override;
+    bool hasSysexInput() override;
+    bool supportsMpe() override;
+    bool supportsViewDpiScaling() override;
+    ProcessingState getProcessingState() const override;
+    std::vector<Ref<PluginAudioBus>> getInputBuses() override;
+    std::vector<Ref<PluginAudioBus>> getOutputBuses() override;
+    int32_t getInputChannelCount() override;
+    int32_t getOutputChannelCount() override;
+    String getName() override;
+    String getVendor() override;
+    /// The unique id in lower-case hexadecimal.
+    String getIdentifier() override;
+    String getCategory() override;
+    String getVersion() override;
+    int32_t getLatency() override;
+    void initialize() override;
+    void terminate() override;
+    void startProcessing() override;
+    void stopProcessing() override;
+    int32_t getProgramCount() override;
+    void getProgramName(int32_t index, char* buffer, int32_t size) override;
+    int32_t getCurrentProgram() override;
+    void setCurrentProgram(int32_t index) override;
+    void getParameterName(int32_t index, char* buffer, int32_t size) override;
+    void getParameterDisplay(int32_t index, char* buffer, int32_t size) override;
+    void getParameterLabel(int32_t index, char* buffer, int32_t size) override;
+    void getParameterProperties(int32_t index, ParameterProperties& properties) override;
+    float getParameterValue(int32_t index) override;
+    /// Drops a change of the parameter that the user is holding in the editor.
+    void setParameterValue(int32_t index, float value) override;
+    int32_t process(int32_t frames, bool keepActive, bool realtime) override;
+    int32_t getParameterCount() override;
+    String getNoteName(int32_t note) override;
+    bool hasEditor() override;
+    bool canResizeEditor() override;
+    bool checkEditorSize(int32_t& width, int32_t& height) override;
+    void openEditor(uint32_t parentWindow, bool resizable, const String& title) override;
+    void closeEditor() override;
+    void editorWasClosed() override;
+    void editorMouseWheel(float distance) override;
+    bool editorKeyDown(uint16_t key, int16_t keyCode, int32_t modifiers) override;
+    bool editorKeyUp(uint16_t key, int16_t keyCode, int32_t modifiers) override;
+    void editorFocusChanged(bool focused) override;
+    void editorSetSize(int32_t& width, int32_t& height) override;
+    void idle() override;
+    void loadPreset(const String& path) override;
+    void savePreset(const String& path) override;
+    /// The first of overlapping edits is protected from changes by the client.
+    void beginParameterEdit(int32_t index) override;
+    void endParameterEdit(int32_t index) override;
+
+    // What the effect asks of its host: any thread, no lock. Each returns the answer to the effect.
+
+    VstIntPtr parameterAutomated(int32_t index, float value);
+    VstIntPtr everythingChanged();
+    VstIntPtr requestIdle();
+    /// In pixels. Sizes below 10 are stored and not applied: plug-ins report them before they know better.
+    VstIntPtr sizeWindow(int32_t width, int32_t height);
+    VstIntPtr currentProcessLevel() const;
+    /// A pointer to this instance's `VstTimeInfo`, filled from the transport; 0 without an audio block.
+    VstIntPtr queryTime();
+    /// Takes the MIDI events that the effect sends during `process`; others are lost.
+    VstIntPtr receiveEvents(const VstEvents* events);
+
+private:
+    static constexpr int32_t eventCapacity = 256;
+
+    using DispatcherAnswer = VstIntPtr;
+
+    DispatcherAnswer dispatch(VstInt32 opcode, VstInt32 index = 0, VstIntPtr value = 0, void* ptr = nullptr,
+                              float opt = 0.0F) const {
+        return effect->dispatcher(effect, opcode, index, value, ptr, opt);
+    }
+    DispatcherAnswer canDo(const char* ability) const;
+    String dispatchedText(VstInt32 opcode) const;
+    std::vector<Ref<PluginAudioBus>> collectBuses(VstInt32 propertiesOpcode, int32_t channelCount,
+                                                  const char* direction) const;
+    bool dispatchKey(VstInt32 opcode, uint16_t key, int32_t modifiers) const;
+    void switchMains(bool on);
+
+    // The steps of `process`.
+    void applyParameterChanges(const PluginAudioContext& context);
+    void sendEvents(const PluginAudioContext& context);
+    void render(const PluginAudioContext& context, int32_t frames);
+    int32_t judgeTail(int32_t frames, bool keepActive);
+
+    Vst2Plugin* plugin;
+    AEffect* effect = nullptr;
+    Relaxed<ProcessingState> processingState = ProcessingState::created;
+    VstIntPtr vstVersion = 0;
+    /// What `audioMasterGetTime` points to.
+    VstTimeInfo timeInfo{};
+    /// From `malloc`: room for `eventCapacity` pointers and as many records of the larger kind of event.
+    VstEvents* eventList = nullptr;
+    uint8_t* eventBuffer = nullptr;
+    int32_t eventBufferSize = 0;
+    bool receivesMidi = false;
+    bool sendsMidi = false;
+    bool receivesSysex = false;
+    bool isGenerator = false;
+    /// Frames since the client last kept the plug-in active, counted twice; saturates.
+    int32_t tailCounter = 0;
+    Relaxed<bool> mainsOn = false;
+    Relaxed<bool> realtime = true;
+    Relaxed<bool> needsIdle = false;
+    Relaxed<bool> inProcess = false;
+    bool isShell = false;
+    /// Between begin and end of an edit; -1 if there is none.
+    Relaxed<int32_t> editedParameter = -1;
+    int32_t shellPluginId;
+};

@@ -1,0 +1,207 @@
+// The part of `Vst2PluginInstance` that an audio worker runs. Nothing here allocates, locks or prints, but
+// for a plug-in that reports from inside its own calls.
+
+#include "vst2/Vst2PluginInstance.h"
+
+#include "core/StdStreams.h"
+#include "host/PluginHost.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <limits>
+
+namespace {
+
+// Both kinds say so, whatever their structure takes on this processor.
+constexpr VstInt32 eventByteSize = 32;
+
+VstMidiEvent* writeMidiEvent(uint8_t* target, const EventRecord& record) {
+    auto* event = new (target) VstMidiEvent{};
+    event->type = kVstMidiType;
+    event->byteSize = eventByteSize;
+    event->deltaFrames = record.sampleOffset;
+    std::memcpy(event->midiData, record.midi, 3);
+    return event;
+}
+
+VstMidiSysexEvent* writeSysexEvent(uint8_t* target, EventRecord& record) {
+    auto* event = new (target) VstMidiSysexEvent{};
+    event->type = kVstSysExType;
+    event->byteSize = eventByteSize;
+    event->deltaFrames = record.sampleOffset;
+    event->dumpBytes = std::min<VstInt32>(record.systemExclusiveSize, sizeof record.systemExclusive);
+    // Into the audio block itself, so that nothing is copied.
+    event->sysexDump = reinterpret_cast<char*>(record.systemExclusive);
+    return event;
+}
+
+// The counter says how long there has been nothing to play, and no evening is long enough to turn it round.
+int32_t addSaturated(int32_t counter, int32_t frames) {
+    return static_cast<int32_t>(
+        std::min<int64_t>(int64_t{counter} + frames, std::numeric_limits<int32_t>::max()));
+}
+
+VstInt32 timeInfoFlags(uint32_t transportFlags) {
+    // The bar start is filled in, and yet not marked as valid. Deliberate.
+    VstInt32 flags = kVstAutomationReading | kVstNanosValid | kVstPpqPosValid | kVstTempoValid |
+                     kVstCyclePosValid | kVstTimeSigValid;
+    if ((transportFlags & transportPlaying) != 0)
+        flags |= kVstTransportPlaying;
+    if ((transportFlags & transportChangedMask) != 0)
+        flags |= kVstTransportChanged;
+    if ((transportFlags & transportLoopOn) != 0)
+        flags |= kVstTransportCycleActive;
+    if ((transportFlags & transportRecording) != 0)
+        flags |= kVstTransportRecording;
+    if ((transportFlags & transportAutomationWriting) != 0)
+        flags |= kVstAutomationWriting;
+    return flags;
+}
+
+} // namespace
+
+int32_t Vst2PluginInstance::process(int32_t frames, bool keepActive, bool inRealtime) {
+    inProcess = true;
+    realtime = inRealtime;
+    if (const PluginAudioContext* context = audioContext) {
+        applyParameterChanges(*context);
+        if (processingState == ProcessingState::processing) {
+            if (hasNoteInput())
+                sendEvents(*context);
+            if (effect != nullptr)
+                render(*context, frames);
+        }
+    }
+    inProcess = false;
+    return judgeTail(frames, keepActive);
+}
+
+void Vst2PluginInstance::setParameterValue(int32_t index, float value) {
+    // The user is holding this control in the editor, and wins. The change is lost, deliberately.
+    if (index == editedParameter)
+        return;
+    effect->setParameter(effect, index, value);
+    markDisplayDirty(index);
+}
+
+void Vst2PluginInstance::applyParameterChanges(const PluginAudioContext& context) {
+    const std::atomic_ref count(*context.parameterChangeCount);
+    const int32_t changes = std::min(count.load(std::memory_order_relaxed), context.parameterChangeCapacity);
+    for (int32_t i = 0; i < changes; ++i) {
+        // Somebody else is writing to the block: nothing in it can be trusted any more.
+        if (count.load(std::memory_order_relaxed) < i)
+            __builtin_trap();
+        const ParameterChange& change = context.parameterChanges[i];
+        setParameterValue(change.parameterIndex, change.value);
+    }
+}
+
+void Vst2PluginInstance::sendEvents(const PluginAudioContext& context) {
+    eventList->numEvents = 0;
+    eventList->reserved = 0;
+    const int32_t records = std::min(*context.inputEventCount, context.inputEventCapacity);
+    if (records <= 0)
+        return;
+    uint8_t* next = eventBuffer;
+    const uint8_t* end = eventBuffer + eventBufferSize;
+    constexpr ptrdiff_t step = std::max(sizeof(VstMidiEvent), sizeof(VstMidiSysexEvent));
+    int32_t count = 0;
+    for (int32_t i = 0; i < records; ++i) {
+        EventRecord& record = context.inputEvents[i];
+        const bool isMidi = record.kind == EventKind::midi;
+        if (!isMidi && !(record.kind == EventKind::systemExclusive && receivesSysex))
+            continue;
+        if (end - next < step)
+            break;
+        eventList->events[count] = isMidi ? reinterpret_cast<VstEvent*>(writeMidiEvent(next, record))
+                                          : reinterpret_cast<VstEvent*>(writeSysexEvent(next, record));
+        next += step;
+        ++count;
+        // Not reached with records of this size: the buffer ends first.
+        if (count > eventCapacity) {
+            base::core::standardOutput().printLine("input event buffer overflow");
+            break;
+        }
+    }
+    eventList->numEvents = count;
+    dispatch(effProcessEvents, 0, 0, eventList);
+}
+
+void Vst2PluginInstance::render(const PluginAudioContext& context, int32_t frames) {
+    float** inputs = inputChannelCount > 0 ? inputChannels : nullptr;
+    if ((effect->flags & effFlagsCanReplacing) != 0) {
+        effect->processReplacing(effect, inputs, outputChannels, frames);
+        return;
+    }
+    // The older function adds to what its outputs hold.
+    if (context.outputChannelCount > 0)
+        std::memset(context.outputAudio, 0,
+                    static_cast<size_t>(context.outputChannelCount) *
+                        static_cast<size_t>(context.paddedBlockSize) * sizeof(float));
+    effect->process(effect, inputs, outputChannels, frames);
+}
+
+int32_t Vst2PluginInstance::judgeTail(int32_t frames, bool keepActive) {
+    if (isGenerator)
+        return processActive;
+    tailCounter = addSaturated(tailCounter, frames);
+    // An open editor keeps a plug-in running.
+    if (keepActive || window != nullptr) {
+        tailCounter = 0;
+        return processActive;
+    }
+    // A second time: the counter runs at twice the block rate. Deliberate: clients have come to expect tails
+    // of this length.
+    tailCounter = addSaturated(tailCounter, frames);
+    constexpr VstIntPtr tailUnknown = 0;
+    constexpr VstIntPtr noTail = 1;
+    const VstIntPtr tailSize = dispatch(effGetTailSize);
+    if (tailSize == tailUnknown)
+        return (effect->flags & effFlagsNoSoundInStop) != 0 ? processSilent : processTail;
+    if (tailSize == noTail)
+        return processSilent;
+    if (tailSize < 0)
+        return processTail;
+    return int64_t{tailSize} + getLatency() >= tailCounter ? processTail : processSilent;
+}
+
+VstIntPtr Vst2PluginInstance::queryTime() {
+    if (audioContext == nullptr)
+        return 0;
+    timeInfo = {};
+    timeInfo.samplePos = static_cast<double>(transport->samplePosition);
+    timeInfo.sampleRate = transport->sampleRate;
+    timeInfo.nanoSeconds = transport->systemTime;
+    timeInfo.ppqPos = transport->position;
+    timeInfo.tempo = transport->tempo;
+    timeInfo.barStartPos = transport->barStart;
+    timeInfo.cycleStartPos = transport->loopStart;
+    timeInfo.cycleEndPos = transport->loopEnd;
+    timeInfo.timeSigNumerator = transport->timeSignatureNumerator;
+    timeInfo.timeSigDenominator = transport->timeSignatureDenominator;
+    timeInfo.flags = timeInfoFlags(transport->flags);
+    return reinterpret_cast<VstIntPtr>(&timeInfo);
+}
+
+VstIntPtr Vst2PluginInstance::receiveEvents(const VstEvents* events) {
+    PluginAudioContext* context = audioContext;
+    if (!inProcess || context == nullptr || events == nullptr)
+        return 1;
+    for (int32_t i = 0; i < events->numEvents; ++i) {
+        const VstEvent* event = events->events[i];
+        if (event->type != kVstMidiType)
+            continue;
+        const int32_t index = *context->outputEventCount;
+        if (index < 0 || index >= context->outputEventCapacity)
+            return 1;
+        EventRecord& record = context->outputEvents[index];
+        *context->outputEventCount = index + 1;
+        record.kind = EventKind::midi;
+        // The block's size is the limit, and not the frames of this call.
+        record.sampleOffset =
+            static_cast<uint16_t>(std::clamp(event->deltaFrames, 0, std::max(host->blockSize - 1, 0)));
+        std::memcpy(record.midi, reinterpret_cast<const VstMidiEvent*>(event)->midiData, 3);
+    }
+    return 1;
+}

@@ -1,0 +1,47 @@
+#include "window/PluginWindowActions.h"
+
+#include "host/PluginHost.h"
+#include "plugin/PluginHostNotifications.h"
+#include "plugin/PluginInstance.h"
+
+namespace {
+
+// A null reference if no open window has this id; an instance without a window counts as id 0.
+Ref<PluginInstance> findByWindow(PluginHost& host, uint32_t windowId) {
+    Ref<PluginInstance> found;
+    host.instances.forEach([&](PluginInstance& instance) {
+        const PluginWindow* window = instance.window;
+        if (!found && window != nullptr && window->getWindowId() == windowId)
+            found = &instance;
+    });
+    return found;
+}
+
+} // namespace
+
+PluginWindowClosedAction::PluginWindowClosedAction(PluginHost* host, uint32_t windowId)
+    : host(host), windowId(windowId) {}
+
+PluginWindowClosedAction::~PluginWindowClosedAction() = default;
+
+void PluginWindowClosedAction::run() {
+    if (const Ref<PluginInstance> instance = findByWindow(*host, windowId))
+        instance->closeEditor();
+}
+
+PluginWindowMovedAction::PluginWindowMovedAction(PluginHost* host, uint32_t windowId, int32_t x, int32_t y)
+    : host(host), windowId(windowId), x(x), y(y) {}
+
+PluginWindowMovedAction::~PluginWindowMovedAction() = default;
+
+void PluginWindowMovedAction::run() {
+    const Ref<PluginInstance> instance = findByWindow(*host, windowId);
+    if (!instance || instance->windowBusy || instance->windowHidden)
+        return;
+    instance->windowX = x;
+    instance->windowY = y;
+    instance->hasWindowPosition = true;
+    const Ref<PluginHostNotification> notification(new PluginWindowMovedNotification(
+        instance->instanceId, host->handler.get(), x, y, instance->windowWidth, instance->windowHeight));
+    host->handler->sendNotification(*notification);
+}

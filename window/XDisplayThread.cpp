@@ -1,0 +1,66 @@
+#include "window/XDisplayThread.h"
+
+#include "core/StdStreams.h"
+#include "host/PluginHost.h"
+#include "window/PluginWindowActions.h"
+
+#include <cstdlib>
+#include <memory>
+#include <xcb/xcb.h>
+
+XDisplayThread::XDisplayThread(PluginHost* host) : Thread("XDisplayThread"), host(host) {}
+
+XDisplayThread::~XDisplayThread() {
+    join();
+}
+
+void XDisplayThread::run() {
+    // An event that another client sent has the top bit set, and counts as its plain type.
+    constexpr uint8_t typeMask = 0x7f;
+    xcb_connection_t* connection = host->display.connection;
+    while (!stopRequested) {
+        xcb_flush(connection);
+        const std::unique_ptr<xcb_generic_event_t, void (*)(void*)> event(xcb_wait_for_event(connection),
+                                                                          std::free);
+        if (event == nullptr) {
+            base::core::standardError().printLine("xcb connection broken");
+            return;
+        }
+        xcb_flush(connection);
+        switch (event->response_type & typeMask) {
+        case XCB_CONFIGURE_NOTIFY: {
+            const auto& configure = reinterpret_cast<const xcb_configure_notify_event_t&>(*event);
+            host->post(new PluginWindowMovedAction(host, configure.window, configure.x, configure.y));
+            break;
+        }
+        case XCB_CLIENT_MESSAGE:
+            handleClientMessage(reinterpret_cast<const xcb_client_message_event_t&>(*event));
+            break;
+        default:
+            break;
+        }
+    }
+    xcb_disconnect(connection);
+    disconnected = true;
+}
+
+void XDisplayThread::handleClientMessage(const xcb_client_message_event_t& message) {
+    const XConnection& display = host->display;
+    if (message.type == display.atomShutdownEvent) {
+        stopRequested = true;
+    } else if (message.type == display.atomProtocols) {
+        if (message.data.data32[0] == display.atomDeleteWindow)
+            host->post(new PluginWindowClosedAction(host, message.window));
+        else if (message.data.data32[0] == display.atomNetWmPing)
+            answerPing(message);
+    }
+}
+
+void XDisplayThread::answerPing(const xcb_client_message_event_t& ping) {
+    // The usual mask has SUBSTRUCTURE_NOTIFY in the place of the second. Deliberate: window managers that
+    // this program meets select the one or the other.
+    constexpr uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_client_message_event_t answer = ping;
+    answer.window = host->display.screen->root;
+    xcb_send_event(host->display.connection, 0, answer.window, mask, reinterpret_cast<const char*>(&answer));
+}
