@@ -1,0 +1,444 @@
+// The smallest program that can play a VST 2 plug-in, sharing no code with the host. What fails here as well
+// is the plug-in's own fault (or its libraries'); what fails only in the host is the host's. Without it, a
+// plug-in that never worked would look like a broken host, and a broken host could be excused as a broken
+// plug-in.
+//
+//     bare-loader [--vary] FILE
+//
+// loads FILE, reads its names, renders 200 blocks of a sine and closes it. With --vary, a parameter changes
+// before every block, notes are played and there is a running transport, as the host's own run does it.
+//
+// One line goes to the standard output: "ok" and what the plug-in is, or what failed. The status is 0, or 1
+// when something failed, or 2 when the arguments are wrong. The last line counts: plug-ins print as they
+// like.
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <csignal>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <numbers>
+#include <string_view>
+#include <vector>
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+namespace {
+
+// What this program needs of the VST 2.4 interface, in its binary layout.
+
+struct Effect;
+using Callback = std::intptr_t (*)(Effect* effect, std::int32_t opcode, std::int32_t index,
+                                   std::intptr_t value, void* pointer, float option);
+using Process = void (*)(Effect* effect, float** inputs, float** outputs, std::int32_t frames);
+using Entry = Effect* (*)(Callback);
+
+struct Effect {
+    std::int32_t magic;
+    Callback dispatcher;
+    Process process; // adds to what the outputs hold
+    void (*setParameter)(Effect* effect, std::int32_t index, float value);
+    float (*getParameter)(Effect* effect, std::int32_t index);
+    std::int32_t numPrograms;
+    std::int32_t numParams;
+    std::int32_t numInputs;
+    std::int32_t numOutputs;
+    std::int32_t flags;
+    std::intptr_t reserved1;
+    std::intptr_t reserved2;
+    std::int32_t initialDelay;
+    std::int32_t realQualities;
+    std::int32_t offQualities;
+    float ioRatio;
+    void* object;
+    void* user;
+    std::int32_t uniqueId;
+    std::int32_t version;
+    Process processReplacing;
+    void (*processDoubleReplacing)(Effect* effect, double** inputs, double** outputs, std::int32_t frames);
+    char future[56];
+};
+
+struct MidiEvent {
+    std::int32_t type;
+    std::int32_t byteSize;
+    std::int32_t deltaFrames;
+    std::int32_t flags;
+    std::int32_t noteLength;
+    std::int32_t noteOffset;
+    std::uint8_t midiData[4];
+    std::int8_t detune;
+    std::int8_t noteOffVelocity;
+    std::int8_t reserved1;
+    std::int8_t reserved2;
+};
+
+struct OneEvent {
+    std::int32_t numEvents;
+    std::intptr_t reserved;
+    MidiEvent* events[2];
+};
+
+struct TimeInfo {
+    double samplePos;
+    double sampleRate;
+    double nanoSeconds;
+    double ppqPos;
+    double tempo;
+    double barStartPos;
+    double cycleStartPos;
+    double cycleEndPos;
+    std::int32_t timeSigNumerator;
+    std::int32_t timeSigDenominator;
+    std::int32_t smpteOffset;
+    std::int32_t smpteFrameRate;
+    std::int32_t samplesToNextClock;
+    std::int32_t flags;
+};
+
+static_assert(sizeof(Effect) == (sizeof(void*) == 4 ? 144 : 192));
+static_assert(sizeof(MidiEvent) == 32);
+static_assert(sizeof(TimeInfo) == 88);
+static_assert(offsetof(OneEvent, events) == (sizeof(void*) == 4 ? 8 : 16));
+
+constexpr std::int32_t effectMagic = 0x56737450; // "VstP"
+constexpr std::int32_t canReplacing = 1 << 4;
+constexpr std::int32_t isSynth = 1 << 8;
+
+enum EffectOpcode : std::int32_t {
+    effOpen = 0,
+    effClose = 1,
+    effGetParamLabel = 6,
+    effGetParamDisplay = 7,
+    effGetParamName = 8,
+    effSetSampleRate = 10,
+    effSetBlockSize = 11,
+    effMainsChanged = 12,
+    effProcessEvents = 25,
+    effGetProgramNameIndexed = 29,
+    effGetEffectName = 45,
+    effGetVendorString = 47,
+    effGetProductString = 48,
+    effStartProcess = 71,
+    effStopProcess = 72,
+};
+
+enum HostOpcode : std::int32_t {
+    audioMasterVersion = 1,
+    audioMasterGetTime = 7,
+    audioMasterGetSampleRate = 16,
+    audioMasterGetBlockSize = 17,
+};
+
+constexpr std::int32_t sampleRate = 44100;
+constexpr std::int32_t blockSize = 256;
+constexpr int blocks = 200;
+constexpr unsigned secondsAllowed = 60;
+
+// What is being done, for the line that a signal or an exit leaves behind.
+const char* volatile stage = "start";
+volatile std::sig_atomic_t finished = 0;
+
+// Null unless there is a transport.
+TimeInfo* transport = nullptr;
+
+[[noreturn]] void fail(const char* what) {
+    finished = 1;
+    std::printf("failed in %s: %s\n", stage, what);
+    std::fflush(stdout);
+    // Neither the plug-in nor its libraries get another chance to crash.
+    _exit(EXIT_FAILURE);
+}
+
+void writeText(const char* text) {
+    if (write(STDOUT_FILENO, text, std::strlen(text)) < 0) {
+        _exit(EXIT_FAILURE);
+    }
+}
+
+void onSignal(int signal) {
+    writeText("failed in ");
+    writeText(stage);
+    switch (signal) {
+    case SIGALRM:
+        writeText(": did not end in time\n");
+        break;
+    case SIGABRT:
+        writeText(": aborted\n");
+        break;
+    case SIGFPE:
+        writeText(": arithmetic fault\n");
+        break;
+    case SIGILL:
+        writeText(": illegal instruction\n");
+        break;
+    default:
+        writeText(": memory fault\n");
+        break;
+    }
+    _exit(EXIT_FAILURE);
+}
+
+void onExit() {
+    if (finished == 0) {
+        fail("the plug-in ended the process");
+    }
+}
+
+std::intptr_t audioMaster(Effect*, std::int32_t opcode, std::int32_t, std::intptr_t, void*, float) {
+    switch (opcode) {
+    case audioMasterVersion:
+        return 2400;
+    case audioMasterGetSampleRate:
+        return sampleRate;
+    case audioMasterGetBlockSize:
+        return blockSize;
+    case audioMasterGetTime:
+        return reinterpret_cast<std::intptr_t>(transport);
+    default:
+        return 0;
+    }
+}
+
+/// The buffers of some channels, each between two zones that nobody may write to.
+class Channels {
+public:
+    explicit Channels(std::int32_t count)
+        : storage(static_cast<std::size_t>(count)), pointers(static_cast<std::size_t>(count)) {
+        for (std::size_t channel = 0; channel < storage.size(); ++channel) {
+            storage[channel].resize(guardFrames + blockSize + guardFrames);
+            std::memset(storage[channel].data(), guardByte, storage[channel].size() * sizeof(float));
+            pointers[channel] = storage[channel].data() + guardFrames;
+        }
+    }
+
+    /// Never null, also with no channels: plug-ins look at the array before they look at the count.
+    [[nodiscard]] float** array() { return pointers.empty() ? &none : pointers.data(); }
+
+    template <typename Frame>
+    void fill(Frame valueAt) {
+        for (float* channel : pointers) {
+            for (std::int32_t frame = 0; frame < blockSize; ++frame) {
+                channel[frame] = valueAt(frame);
+            }
+        }
+    }
+
+    void check(const char* broken) const {
+        for (const std::vector<float>& channel : storage) {
+            const auto* bytes = reinterpret_cast<const unsigned char*>(channel.data());
+            constexpr std::size_t guard = guardFrames * sizeof(float);
+            for (std::size_t byte = 0; byte < guard; ++byte) {
+                if (bytes[byte] != guardByte ||
+                    bytes[channel.size() * sizeof(float) - 1 - byte] != guardByte) {
+                    fail(broken);
+                }
+            }
+        }
+    }
+
+    /// The largest magnitude in the buffers.
+    [[nodiscard]] float peak() const {
+        float largest = 0.0F;
+        for (const float* channel : pointers) {
+            for (std::int32_t frame = 0; frame < blockSize; ++frame) {
+                if (std::isnan(channel[frame])) {
+                    fail("NaN in the output");
+                }
+                if (std::isinf(channel[frame])) {
+                    fail("infinity in the output");
+                }
+                largest = std::max(largest, std::fabs(channel[frame]));
+            }
+        }
+        return largest;
+    }
+
+private:
+    static constexpr std::size_t guardFrames = 256;
+    static constexpr unsigned char guardByte = 0xA5;
+
+    std::vector<std::vector<float>> storage;
+    std::vector<float*> pointers;
+    float* none = nullptr;
+};
+
+std::intptr_t call(Effect* effect, const char* what, std::int32_t opcode, std::int32_t index = 0,
+                   std::intptr_t value = 0, void* pointer = nullptr, float option = 0.0F) {
+    stage = what;
+    return effect->dispatcher(effect, opcode, index, value, pointer, option);
+}
+
+/// Reads every text that a host shows. Some plug-ins write far more than the interface allows them.
+void readTexts(Effect* effect) {
+    std::array<char, 4096> text{};
+    const auto read = [&](const char* what, std::int32_t opcode, std::int32_t index) {
+        text.fill(0);
+        call(effect, what, opcode, index, 0, text.data());
+    };
+    read("effGetEffectName", effGetEffectName, 0);
+    read("effGetVendorString", effGetVendorString, 0);
+    read("effGetProductString", effGetProductString, 0);
+    for (std::int32_t index = 0; index < effect->numParams; ++index) {
+        read("effGetParamName", effGetParamName, index);
+        read("effGetParamLabel", effGetParamLabel, index);
+        read("effGetParamDisplay", effGetParamDisplay, index);
+        stage = "getParameter";
+        if (std::isnan(effect->getParameter(effect, index))) {
+            fail("NaN as a parameter");
+        }
+    }
+    for (std::int32_t index = 0; index < effect->numPrograms; ++index) {
+        read("effGetProgramNameIndexed", effGetProgramNameIndexed, index);
+    }
+}
+
+void sendNote(Effect* effect, std::uint8_t status, std::uint8_t key) {
+    // Static: a plug-in may look at its events until the block is rendered.
+    static MidiEvent event;
+    static OneEvent list;
+    event = {};
+    event.type = 1;
+    event.byteSize = sizeof(MidiEvent);
+    event.midiData[0] = status;
+    event.midiData[1] = key;
+    event.midiData[2] = 100;
+    list = {1, 0, {&event, nullptr}};
+    call(effect, "effProcessEvents", effProcessEvents, 0, 0, &list);
+}
+
+/// What --vary adds before a block. The numbers have no meaning but that all parameters meet both of their
+/// ends.
+void varyBefore(Effect* effect, int block) {
+    constexpr int blocksOfANote = 20;
+    static TimeInfo time;
+    constexpr std::int32_t playing = 1 << 1;
+    constexpr std::int32_t beatsTempoAndSignature = (1 << 9) | (1 << 10) | (1 << 11) | (1 << 13);
+    time = {};
+    time.samplePos = static_cast<double>(block) * blockSize;
+    time.sampleRate = sampleRate;
+    time.tempo = 120.0;
+    time.ppqPos = time.samplePos / sampleRate * time.tempo / 60.0;
+    time.timeSigNumerator = 4;
+    time.timeSigDenominator = 4;
+    time.barStartPos = 4.0 * std::floor(time.ppqPos / 4.0);
+    time.flags = playing | beatsTempoAndSignature;
+    transport = &time;
+    if (effect->numParams > 0) {
+        stage = "setParameter";
+        const float value = static_cast<float>(block * 7 % 11) / 10.0F;
+        effect->setParameter(effect, block % effect->numParams, value);
+    }
+    const auto key = static_cast<std::uint8_t>(48 + block / blocksOfANote);
+    if (block % blocksOfANote == 0) {
+        sendNote(effect, 0x90, key);
+    } else if (block % blocksOfANote == 15) {
+        sendNote(effect, 0x80, key);
+    }
+}
+
+/// Renders the blocks; the largest magnitude that came out.
+float render(Effect* effect, bool vary) {
+    const bool replacing = (effect->flags & canReplacing) != 0;
+    const Process process = replacing ? effect->processReplacing : effect->process;
+    if (process == nullptr) {
+        fail("no function that renders");
+    }
+    Channels inputs(effect->numInputs);
+    Channels outputs(effect->numOutputs);
+    float peak = 0.0F;
+    for (int block = 0; block < blocks; ++block) {
+        if (vary) {
+            varyBefore(effect, block);
+        } else if ((effect->flags & isSynth) != 0 && block == 0) {
+            sendNote(effect, 0x90, 60);
+        }
+        inputs.fill([block](std::int32_t frame) {
+            const double time = (static_cast<double>(block) * blockSize + frame) / sampleRate;
+            return static_cast<float>(0.5 * std::sin(2.0 * std::numbers::pi * 440.0 * time));
+        });
+        outputs.fill([](std::int32_t) { return 0.0F; });
+        stage = replacing ? "processReplacing" : "process";
+        process(effect, inputs.array(), outputs.array(), blockSize);
+        inputs.check("wrote outside of its inputs");
+        outputs.check("wrote outside of its outputs");
+        peak = std::max(peak, outputs.peak());
+    }
+    return peak;
+}
+
+void play(const char* file, bool vary) {
+    stage = "dlopen";
+    void* library = dlopen(file, RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) {
+        fail(dlerror());
+    }
+    stage = "dlsym";
+    const char* entryName = "VSTPluginMain";
+    void* symbol = dlsym(library, entryName);
+    if (symbol == nullptr) {
+        entryName = "main";
+        symbol = dlsym(library, entryName);
+    }
+    if (symbol == nullptr) {
+        fail("no VST 2 entry point");
+    }
+
+    stage = entryName;
+    Effect* effect = reinterpret_cast<Entry>(symbol)(audioMaster);
+    if (effect == nullptr) {
+        fail("made no effect");
+    }
+    if (effect->magic != effectMagic) {
+        fail("wrong magic number");
+    }
+    call(effect, "effOpen", effOpen);
+    const std::int32_t numInputs = effect->numInputs;
+    const std::int32_t numOutputs = effect->numOutputs;
+    const std::int32_t numParams = effect->numParams;
+    const std::int32_t numPrograms = effect->numPrograms;
+    const bool synth = (effect->flags & isSynth) != 0;
+    if (numInputs < 0 || numOutputs < 0 || numParams < 0 || numPrograms < 0) {
+        fail("a negative count");
+    }
+    readTexts(effect);
+    call(effect, "effSetSampleRate", effSetSampleRate, 0, 0, nullptr, static_cast<float>(sampleRate));
+    call(effect, "effSetBlockSize", effSetBlockSize, 0, blockSize);
+    call(effect, "effMainsChanged 1", effMainsChanged, 0, 1);
+    call(effect, "effStartProcess", effStartProcess);
+    const float peak = render(effect, vary);
+    call(effect, "effStopProcess", effStopProcess);
+    call(effect, "effMainsChanged 0", effMainsChanged, 0, 0);
+    call(effect, "effClose", effClose);
+    stage = "dlclose";
+    dlclose(library);
+
+    finished = 1;
+    std::printf("ok entry=%s inputs=%d outputs=%d parameters=%d programs=%d synth=%d peak=%.6f\n", entryName,
+                static_cast<int>(numInputs), static_cast<int>(numOutputs), static_cast<int>(numParams),
+                static_cast<int>(numPrograms), synth ? 1 : 0, static_cast<double>(peak));
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    const bool vary = argc == 3 && std::string_view(argv[1]) == "--vary";
+    if (argc != (vary ? 3 : 2)) {
+        std::fprintf(stderr, "Usage: %s [--vary] FILE\n", argv[0]);
+        return 2;
+    }
+    for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGALRM}) {
+        std::signal(signal, onSignal);
+    }
+    std::atexit(onExit);
+    alarm(secondsAllowed);
+    play(argv[argc - 1], vary);
+    // Not by way of exit: what a plug-in's libraries do there is no concern of anyone's here.
+    _exit(EXIT_SUCCESS);
+}
