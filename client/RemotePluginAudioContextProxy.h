@@ -1,0 +1,46 @@
+#pragma once
+
+#include "core/SharedMemory.h"
+#include "plugin/PluginAudioContext.h"
+
+#include <cstdint>
+
+class AudioThreadProxy;
+class CreatePluginInstanceReply;
+class RemotePluginHostProxy;
+
+/// The client's side of an instance's audio block, which the host has made: samples travel in it, and each
+/// call here is a short command on a worker's pipe.
+///
+/// Whoever fills the block writes `inputEventCount` and `parameterChangeCount` each time, 0 for none: nobody
+/// resets them. One thread drives a context. `process` allocates nothing and costs one write and one read. A
+/// host that is gone shows as `IOException`, `EOSException` in `process`.
+///
+/// Stop has no answer: before an instance is destroyed, its driver sends one `process` of 0 frames after the
+/// stop, which `drain` does, so that the worker is done with it.
+class RemotePluginAudioContextProxy : public PluginAudioContext {
+public:
+    /// From the reply that told of the instance; opens the block. `workerIndex` is the worker that is to
+    /// render it. Throws `IOException`.
+    RemotePluginAudioContextProxy(const Ref<RemotePluginHostProxy>& proxy,
+                                  const CreatePluginInstanceReply& reply, int32_t workerIndex = 0);
+    ~RemotePluginAudioContextProxy() override;
+
+    void* allocate(int32_t size) override;
+    void startProcessing() override;
+    /// `frames` is at most the block size.
+    int32_t process(int32_t frames, bool keepActive, bool realtime) override;
+    void stopProcessing() override;
+
+    /// A `process` of no frames, events or changes; returns once the worker has answered.
+    void drain();
+
+private:
+    OutputStream& beginCommand(WorkerCommand command);
+
+    Ref<RemotePluginHostProxy> proxy;
+    int32_t instanceId;
+    /// Borrowed from `proxy`.
+    AudioThreadProxy* worker;
+    Ref<base::core::SharedMemory> sharedMemory;
+};

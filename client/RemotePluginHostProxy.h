@@ -1,0 +1,114 @@
+#pragma once
+
+#include "client/AudioThreadProxy.h"
+#include "client/PluginHostProxy.h"
+#include "client/RemotePluginHostProxyAsyncReplyThread.h"
+#include "client/RemotePluginInstance.h"
+#include "core/ChildProcess.h"
+#include "core/Mutex.h"
+#include "core/NamedPipe.h"
+#include "plugin/PluginHostRequest.h"
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+class RemotePluginHostProxyManager;
+
+/// Starts `plugin-host host` as a child process, connects its pipes, and turns calls into request frames. A
+/// child that dies shows as the loss of a pipe, wherever that is met first; a manager is told once, and from
+/// then on every call throws. A proxy doesn't reconnect: make a new one.
+///
+/// Made on a thread that outlives it, since the kernel ends the child with that thread, and with one thread
+/// making proxies. Dropping the last reference, on any thread but the one that reads replies, shuts the host
+/// down, or kills it, and leaves no process, FIFO, thread or descriptor behind.
+class RemotePluginHostProxy : public PluginHostProxy {
+public:
+    /// What the host is started with.
+    static constexpr int32_t defaultSampleRate = 44100;
+    static constexpr int32_t defaultBlockSize = 256;
+    static constexpr int32_t defaultWorkerCount = 1;
+
+    /// Starts the program and blocks until it has opened its pipes: for ever, if it never does. Ignores
+    /// `SIGPIPE` for this process where it still has its default. Throws `IOException`.
+    explicit RemotePluginHostProxy(const String& executablePath);
+    ~RemotePluginHostProxy() override;
+
+    /// The one manager of the process, which may be null; set before the first proxy is made.
+    static void setManager(const Ref<RemotePluginHostProxyManager>& newManager);
+
+    void removePluginInstance(int32_t instanceId) override;
+    Ref<PluginHostReply> sendRequest(const Ref<PluginHostRequest>& request,
+                                     const Ref<PluginHostAsyncReplyHandler>& replyHandler) override;
+    /// Asks the host to end, drops all that is pending and closes the pipes. Nobody is told of a death after
+    /// this. Harmless when the connection is closed. Throws `IOException` if the host has gone by itself
+    /// meanwhile.
+    void shutdown() override;
+
+    /// Shuts down a connection that still stands; nothing escapes.
+    bool prepareForDeletion() override;
+
+    /// The client's side of an instance, or null. Any thread.
+    Ref<RemotePluginInstance> findInstance(int32_t instanceId);
+    /// Any thread.
+    bool isClosed() const { return closed.load() != 0; }
+    int32_t getSampleRate() const { return sampleRate; }
+    int32_t getBlockSize() const { return blockSize; }
+    int32_t getHostId() const { return hostId; }
+    pid_t getChildPid() const { return childProcess->getPid(); }
+    AudioThreadProxy& getAudioThread(int32_t index) const {
+        return *audioThreadProxies.at(static_cast<size_t>(index));
+    }
+
+protected:
+    void addPluginInstance(int32_t instanceId, const Ref<PluginHostNotificationListener>& listener) override;
+
+private:
+    friend class RemotePluginHostProxyAsyncReplyThread;
+
+    using Lock = base::core::Mutex;
+
+    void launch(const String& executablePath);
+    void writeRequest(PluginHostRequest& request);
+    Ref<PluginHostReply> awaitReply(PluginHostRequest& request);
+    /// The first thread that sees the death tells of it, and only that one.
+    void connectionLost(const String& message, bool onReplyThread);
+    /// Removes a pending request and returns it; throws `IOException` for an unknown id.
+    Ref<PluginHostRequest> takePendingRequest(int32_t requestId);
+    void joinReplyThread();
+
+    int32_t sampleRate = defaultSampleRate;
+    int32_t blockSize = defaultBlockSize;
+    int32_t workerCount = defaultWorkerCount;
+    Ref<base::core::ChildProcess> childProcess;
+    /// 0 while the connection stands.
+    std::atomic<int32_t> closed{0};
+    /// The constructor has finished.
+    bool connected = false;
+    Ref<base::core::NamedServerPipe> mainServerPipe;
+    Ref<base::core::NamedServerPipe> asyncServerPipe;
+    std::vector<Ref<AudioThreadProxy>> audioThreadProxies;
+    /// The number of this host within the process.
+    int32_t hostId;
+    /// Borrowed from the pipes.
+    InputStream* mainInput = nullptr;
+    InputStream* asyncInput = nullptr;
+    OutputStream* mainOutput = nullptr;
+    int32_t nextRequestId = 1;
+    std::unique_ptr<RemotePluginHostProxyAsyncReplyThread> replyThread;
+    /// Under `pendingLock`.
+    std::unordered_map<int32_t, Ref<PluginHostRequest>> pendingRequests;
+    /// Under `instancesLock`.
+    std::unordered_map<int32_t, Ref<RemotePluginInstance>> instances;
+    Lock pendingLock;
+    Lock instancesLock;
+};
+
+/// The environment of a child host: that of this process, in which, where the library path of plug-ins is
+/// set, "LD_LIBRARY_PATH" has its value and the variable itself is gone. `environment` is a null-terminated
+/// list of "NAME=value"; an entry without "=" is a name with an empty value.
+std::map<std::string, std::string> hostEnvironment(const char* const* environment);

@@ -1,0 +1,90 @@
+#include "client/RemotePluginHostProxyAsyncReplyThread.h"
+
+#include "client/RemotePluginHostProxy.h"
+#include "core/Assertion.h"
+#include "core/StdStreams.h"
+#include "plugin/PluginHostAsyncReplyHandler.h"
+#include "plugin/PluginHostNotifications.h"
+#include "plugin/PluginHostReply.h"
+
+using base::core::ScopedLock;
+using base::core::standardOutput;
+
+namespace {
+
+// The first word of a notification, where a reply has its requestId.
+constexpr int32_t notificationMark = 0;
+
+} // namespace
+
+RemotePluginHostProxyAsyncReplyThread::RemotePluginHostProxyAsyncReplyThread(RemotePluginHostProxy* proxy)
+    : Thread("Plugin async reply"), proxy(proxy) {}
+
+RemotePluginHostProxyAsyncReplyThread::~RemotePluginHostProxyAsyncReplyThread() {
+    join();
+}
+
+bool RemotePluginHostProxyAsyncReplyThread::waitForEnd(double seconds) {
+    const timespec deadline = base::core::monotonicDeadline(seconds);
+    const ScopedLock lock(endLock);
+    while (!ended) {
+        if (!endReached.waitUntil(endLock, deadline))
+            return ended;
+    }
+    return true;
+}
+
+void RemotePluginHostProxyAsyncReplyThread::run() {
+    try {
+        readFrames();
+    } catch (const IOException& exception) {
+        proxy->connectionLost(exception.getMessage(), true);
+    } catch (const Exception& exception) {
+        standardOutput().printLine(
+            concat("Plugin host async reply reader thread crashed", exception.getMessage()));
+    } catch (...) {
+        standardOutput().printLine("Plugin host async reply reader thread crashed with unknown exception");
+    }
+    const ScopedLock lock(endLock);
+    ended = true;
+    endReached.broadcast();
+}
+
+void RemotePluginHostProxyAsyncReplyThread::readFrames() {
+    while (!proxy->isClosed())
+        readFrame();
+}
+
+void RemotePluginHostProxyAsyncReplyThread::readFrame() {
+    const int32_t mark = proxy->asyncInput->readNativeInt32();
+    if (mark == notificationMark)
+        readNotificationFrame();
+    else
+        readReplyFrame(mark);
+}
+
+void RemotePluginHostProxyAsyncReplyThread::readNotificationFrame() {
+    const Ref<PluginHostNotification> notification = readNotification(*proxy->asyncInput, proxy);
+    if (!notification) {
+        BASE_FAIL(concat("Illegal state: ", "Unknown notification type"));
+        // Nothing that follows can be understood.
+        throw IOException("Unknown notification type");
+    }
+    const Ref<RemotePluginInstance> instance = proxy->findInstance(notification->instanceId);
+    if (instance && instance->listener && !proxy->isClosed())
+        notification->deliver(*instance->listener);
+}
+
+void RemotePluginHostProxyAsyncReplyThread::readReplyFrame(int32_t requestId) {
+    const Ref<PluginHostRequest> request = proxy->takePendingRequest(requestId);
+    const Ref<PluginHostAsyncReplyHandler> handler = request->replyHandler;
+    if (proxy->asyncInput->readBool()) {
+        const Ref<PluginHostReply> reply = request->readReply(*proxy->asyncInput);
+        if (handler && !proxy->isClosed())
+            handler->onReply(reply.get());
+    } else {
+        const String message = proxy->asyncInput->readString();
+        if (handler && !proxy->isClosed())
+            handler->onError(message);
+    }
+}

@@ -1,0 +1,5 @@
+#include "client/RemotePluginHostProxyManager.h"
+
+RemotePluginHostProxyManager::~RemotePluginHostProxyManager() = default;
+
+void RemotePluginHostProxyManager::hostShutDown(RemotePluginHostProxy&) {}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "plugin/PluginAudioContext.h"
+#include "plugin/PluginHostNotificationListener.h"
+
+#include <cstdint>
+
+/// What a proxy keeps of an instance on the client's side.
+class RemotePluginInstance : public Object {
+public:
+    RemotePluginInstance(int32_t instanceId, const Ref<PluginHostNotificationListener>& listener);
+    ~RemotePluginInstance() override;
+
+    const int32_t instanceId;
+    /// May be null.
+    const Ref<PluginHostNotificationListener> listener;
+    /// Null until the client has made one.
+    Ref<PluginAudioContext> context;
+};
