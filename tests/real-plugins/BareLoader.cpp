@@ -10,7 +10,7 @@
 //
 // One line goes to the standard output: "ok" and what the plug-in is, or what failed. The status is 0, or 1
 // when something failed, or 2 when the arguments are wrong. The last line counts: plug-ins print as they
-// like.
+// like. No such line at all is a failure too, whatever the status: a plug-in may end the process at once.
 
 #include <algorithm>
 #include <array>
