@@ -118,7 +118,13 @@ void LocalFileSystem::createDirectories(const String& path) {
     if (path.isEmpty() || isDirectory(path))
         return;
     createDirectories(getParent(path));
-    createDirectory(path);
+    try {
+        createDirectory(path);
+    } catch (const IOException&) {
+        // Another process, or the parent of a path such as "a/b/", may have made it meanwhile.
+        if (!isDirectory(path))
+            throw;
+    }
 }
 
 void LocalFileSystem::deleteDirectory(const String& path) {
