@@ -78,9 +78,10 @@ void ChildProcess::launch(const std::vector<String>& arguments, char* const* env
     const pid_t child = vfork();
     if (child == 0)
         becomeProgram(texts.data(), environment, parent);
-    pid = child;
+    // Kept only if it is a child: -1 would make `waitForExit` wait for whatever child there is.
     if (child < 0)
         throw IOException("Could not launch process");
+    pid = child;
 }
 
 int ChildProcess::waitForExit() {
