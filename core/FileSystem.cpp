@@ -29,8 +29,8 @@ IOException openFailure(const String& path, const char* purpose) {
 } // namespace
 
 LocalFileSystem& LocalFileSystem::get() {
-    static LocalFileSystem& fileSystem = **new Ref<LocalFileSystem>(new LocalFileSystem);
-    return fileSystem;
+    static const Ref<LocalFileSystem>& fileSystem = *new Ref<LocalFileSystem>(new LocalFileSystem);
+    return *fileSystem;
 }
 
 String LocalFileSystem::join(const String& directory, const String& name) {

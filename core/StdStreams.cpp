@@ -10,8 +10,8 @@ namespace {
 
 // Never freed, so that the stream outlives every static destructor.
 template <class Stream, class Device>
-Stream& makeConsole(Device* device) {
-    return **new Ref<Stream>(new Stream(device));
+const Ref<Stream>& makeConsole(Device* device) {
+    return *new Ref<Stream>(new Stream(device));
 }
 
 } // namespace
@@ -76,18 +76,18 @@ bool StdStringOutputStream::hasDevice() {
 }
 
 OutputStream& standardError() {
-    static OutputStream& stream = makeConsole<StdOutputStream>(&std::cerr);
-    return stream;
+    static const Ref<StdOutputStream>& stream = makeConsole<StdOutputStream>(&std::cerr);
+    return *stream;
 }
 
 OutputStream& standardOutput() {
-    static OutputStream& stream = makeConsole<StdOutputStream>(&std::cout);
-    return stream;
+    static const Ref<StdOutputStream>& stream = makeConsole<StdOutputStream>(&std::cout);
+    return *stream;
 }
 
 InputStream& standardInput() {
-    static InputStream& stream = makeConsole<StdInputStream>(&std::cin);
-    return stream;
+    static const Ref<StdInputStream>& stream = makeConsole<StdInputStream>(&std::cin);
+    return *stream;
 }
 
 } // namespace base::core
