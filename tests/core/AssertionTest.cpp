@@ -1,0 +1,89 @@
+// Assertions: a host on a stage must go on past one, and the report is all that its maker gets to see.
+
+#include "core/Assertion.h"
+
+#include "CapturedOutput.h"
+#include "ScopedEnvironment.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <unistd.h>
+
+using namespace base::core;
+
+namespace {
+
+/// Splits the stack off a report, checks its form and returns the rest.
+std::string withoutStack(const std::string& report) {
+    const size_t end = report.find("\n\n", report.find("\nLine: "));
+    if (end == std::string::npos) {
+        ADD_FAILURE() << "no end of the head in: " << report;
+        return {};
+    }
+    std::istringstream stack(report.substr(end + 2));
+    int frames = 0;
+    for (std::string line; std::getline(stack, line);) {
+        if (line.empty())
+            continue;
+        EXPECT_EQ(line.find_first_not_of(' '), 5u) << line;
+        ++frames;
+    }
+    EXPECT_GT(frames, 0);
+    return report.substr(0, end + 2);
+}
+
+std::string head(const std::string& message, const std::string& file, int line) {
+    return "Assertion failed in process " + std::to_string(getpid()) + "\n\nCondition: false\n" + message +
+           "\n\nFile: " + file + "\nLine: " + std::to_string(line) + "\n\n";
+}
+
+TEST(AssertionTest, AFailedAssertionPrintsAndExecutionGoesOnPastIt) {
+    const ScopedEnvironment environment("INTERACTIVE_ASSERTS", nullptr);
+    bool wentOn = false;
+    std::string report;
+    int line = 0;
+    {
+        const CapturedOutput captured(STDERR_FILENO);
+        line = __LINE__ + 1;
+        BASE_FAIL("Unknown state");
+        wentOn = true;
+        report = captured.text();
+    }
+    EXPECT_TRUE(wentOn);
+    EXPECT_EQ(withoutStack(report), head("Unknown state", __FILE__, line));
+}
+
+TEST(AssertionTest, ASiteReportsEachTimeThatItIsReached) {
+    const ScopedEnvironment environment("INTERACTIVE_ASSERTS", nullptr);
+    const CapturedOutput captured(STDERR_FILENO);
+    for (int round = 0; round < 3; ++round)
+        BASE_FAIL("Unknown state");
+    const std::string report = captured.text();
+    int count = 0;
+    for (size_t place = 0; (place = report.find("Assertion failed in process", place)) != std::string::npos;
+         ++place)
+        ++count;
+    EXPECT_EQ(count, 3);
+}
+
+TEST(AssertionTest, WithoutADialogNobodyIsAskedToBreakAndTheSiteIsNotIgnored) {
+    const ScopedEnvironment environment("INTERACTIVE_ASSERTS", nullptr);
+    const CapturedOutput captured(STDERR_FILENO);
+    bool ignored = false;
+    EXPECT_FALSE(assertionFailed("Unknown state", "a == b", "Some.cpp", 42, &ignored));
+    EXPECT_FALSE(ignored);
+    EXPECT_EQ(
+        captured.text().find("Assertion failed in process " + std::to_string(getpid()) +
+                             "\n\nCondition: a == b\nUnknown state\n\nFile: Some.cpp\nLine: 42\n\n     "),
+        0u);
+}
+
+TEST(AssertionTest, ASiteThatIsIgnoredSaysSoBeforeTheSameText) {
+    const CapturedOutput captured(STDERR_FILENO);
+    reportIgnoredAssertion("Unknown state", "false", "Some.cpp", 42);
+    EXPECT_EQ(withoutStack(captured.text()), "Assertion ignored: " + head("Unknown state", "Some.cpp", 42));
+}
+
+} // namespace

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdio>
+#include <iostream>
+#include <string>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace base::core {
+
+/// Gathers what this process and its children write to one descriptor for a scope.
+class CapturedOutput {
+public:
+    explicit CapturedOutput(int descriptor)
+        : descriptor(descriptor), former(dup(descriptor)), memory(memfd_create("captured", MFD_CLOEXEC)) {
+        flush();
+        dup2(memory, descriptor);
+    }
+    ~CapturedOutput() {
+        flush();
+        dup2(former, descriptor);
+        close(former);
+        close(memory);
+    }
+    CapturedOutput(const CapturedOutput&) = delete;
+    CapturedOutput& operator=(const CapturedOutput&) = delete;
+
+    /// What has come so far.
+    std::string text() const {
+        flush();
+        std::string all;
+        char piece[4096];
+        ssize_t count;
+        while ((count = pread(memory, piece, sizeof piece, static_cast<off_t>(all.size()))) > 0)
+            all.append(piece, static_cast<size_t>(count));
+        return all;
+    }
+
+private:
+    static void flush() {
+        std::cout.flush();
+        std::fflush(nullptr);
+    }
+
+    int descriptor;
+    int former;
+    int memory;
+};
+
+} // namespace base::core

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace base::core {
+
+/// Calls of the library that this program can make fail for the thread that asks for it. The linker leads the
+/// calls of the code under test here (`--wrap`).
+enum class LibraryCall : uint32_t {
+    strdup = 1,
+    threadAttributesInit = 2,
+    threadCreate = 4,
+    mutexInit = 8,
+    mutexAttributesInit = 16,
+    conditionInit = 32,
+    conditionAttributesInit = 64,
+};
+
+/// Makes one call fail on this thread for a scope.
+class FailingCall {
+public:
+    explicit FailingCall(LibraryCall call);
+    ~FailingCall();
+    FailingCall(const FailingCall&) = delete;
+    FailingCall& operator=(const FailingCall&) = delete;
+};
+
+/// Makes each `malloc` and each `new[]` of exactly `size` bytes fail on this thread for a scope.
+class FailingAllocation {
+public:
+    explicit FailingAllocation(size_t size);
+    ~FailingAllocation();
+    FailingAllocation(const FailingAllocation&) = delete;
+    FailingAllocation& operator=(const FailingAllocation&) = delete;
+};
+
+} // namespace base::core

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "core/Exception.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <typeinfo>
+
+namespace base::core {
+
+/// The message of the failure that `action` ends with, which has to be an `Expected` and nothing derived from
+/// it.
+template <class Expected, class Action>
+std::string failureText(const Action& action) {
+    try {
+        action();
+    } catch (const Expected& exception) {
+        EXPECT_STREQ(typeid(exception).name(), typeid(Expected).name());
+        return exception.getMessage().toStdString();
+    } catch (const Exception& exception) {
+        ADD_FAILURE() << "another failure: " << exception.getMessage().toStdString();
+        return {};
+    }
+    ADD_FAILURE() << "no failure";
+    return {};
+}
+
+} // namespace base::core

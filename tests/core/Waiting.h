@@ -1,0 +1,44 @@
+#pragma once
+
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
+
+namespace base::core {
+
+/// Whether `condition` comes true within a bound that only a broken program reaches.
+template <class Condition>
+bool becomesTrue(const Condition& condition) {
+    const auto bound = std::chrono::steady_clock::now() + std::chrono::seconds(4);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > bound)
+            return false;
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    return true;
+}
+
+inline pid_t currentThreadId() {
+    return static_cast<pid_t>(syscall(SYS_gettid));
+}
+
+/// Whether a thread of this process sleeps in the kernel.
+inline bool isAsleep(pid_t threadId) {
+    char path[64];
+    std::snprintf(path, sizeof path, "/proc/self/task/%d/stat", threadId);
+    std::FILE* file = std::fopen(path, "re");
+    if (file == nullptr)
+        return false;
+    char text[512] = {};
+    const size_t size = std::fread(text, 1, sizeof text - 1, file);
+    std::fclose(file);
+    const std::string status(text, size);
+    // The state stands behind the name, which may hold anything but ends with the last parenthesis.
+    const size_t nameEnd = status.rfind(')');
+    return nameEnd != std::string::npos && nameEnd + 2 < status.size() && status[nameEnd + 2] == 'S';
+}
+
+} // namespace base::core
