@@ -1,0 +1,37 @@
+#pragma once
+
+#include "plugin/PluginAudioContext.h"
+
+#include <chrono>
+#include <cstdint>
+#include <vector>
+
+/// Loudness of what came out, and how long each block took to come back.
+class Measurements {
+public:
+    using Duration = std::chrono::duration<double, std::micro>;
+
+    void addBlock(const PluginAudioContext& context, int32_t frames, Duration roundTrip);
+    /// Prints the figures to the standard output.
+    void print() const;
+
+private:
+    double peak = 0;
+    double sumOfSquares = 0;
+    int64_t samples = 0;
+    std::vector<Duration> roundTrips;
+};
+
+/// A bar on the terminal; silent where the standard error stream is none.
+class ProgressBar {
+public:
+    explicit ProgressBar(int64_t total);
+    ~ProgressBar();
+
+    void show(int64_t done);
+
+private:
+    int64_t total;
+    bool onTerminal;
+    int64_t shownPercent = -1;
+};
