@@ -1,0 +1,248 @@
+// The audio block that client and host compute apart from each other. If these fail, the two sides read each
+// other's samples at different places, or take a plug-in's stray write for an intact block.
+
+#include "plugin/PluginAudioContext.h"
+#include "tests/plugin/FakePluginInstance.h"
+#include "tests/plugin/WireBytes.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+struct Block {
+    Block(int32_t blockSize, int32_t inputs, int32_t outputs, int32_t parameters)
+        : context(blockSize, inputs, outputs, parameters) {
+        context.layOut();
+    }
+
+    ptrdiff_t offsetOf(const void* place) const {
+        return static_cast<const char*>(place) - static_cast<const char*>(context.memory);
+    }
+
+    std::string bytesAt(ptrdiff_t offset, size_t size) const {
+        return hexOf(static_cast<const char*>(context.memory) + offset, size);
+    }
+
+    FakeAudioContext context;
+};
+
+} // namespace
+
+TEST(AudioContextTest, EveryRegionOfATypicalBlockLiesAtItsPlace) {
+    const Block block(256, 2, 2, 10);
+    const FakeAudioContext& context = block.context;
+    EXPECT_EQ(block.offsetOf(context.guards[0]), 0);
+    EXPECT_EQ(block.offsetOf(context.transport), 16);
+    EXPECT_EQ(block.offsetOf(context.guards[1]), 112);
+    EXPECT_EQ(block.offsetOf(context.inputAudio), 128);
+    EXPECT_EQ(block.offsetOf(context.guards[2]), 2176);
+    EXPECT_EQ(block.offsetOf(context.outputAudio), 2192);
+    EXPECT_EQ(block.offsetOf(context.guards[3]), 4240);
+    EXPECT_EQ(block.offsetOf(context.inputEventCount), 4256);
+    EXPECT_EQ(block.offsetOf(context.inputEvents), 4272);
+    EXPECT_EQ(block.offsetOf(context.guards[4]), 11696);
+    EXPECT_EQ(block.offsetOf(context.outputEventCount), 11712);
+    EXPECT_EQ(block.offsetOf(context.outputEvents), 11728);
+    EXPECT_EQ(block.offsetOf(context.guards[5]), 19152);
+    EXPECT_EQ(block.offsetOf(context.parameterChangeCount), 19168);
+    EXPECT_EQ(block.offsetOf(context.parameterChanges), 19184);
+    EXPECT_EQ(block.offsetOf(context.guards[6]), 137968);
+    EXPECT_EQ(block.offsetOf(context.parameterFlags), 137984);
+    EXPECT_EQ(block.offsetOf(context.guards[7]), 138000);
+    EXPECT_EQ(context.memorySize, 138016);
+    EXPECT_EQ(context.allocatedSize, 138016);
+}
+
+TEST(AudioContextTest, ChannelsArePlanarWithThePaddedBlockSizeAsTheirStride) {
+    const Block block(250, 2, 3, 0);
+    EXPECT_EQ(block.context.blockSize, 250);
+    EXPECT_EQ(block.context.paddedBlockSize, 252);
+    EXPECT_EQ(block.offsetOf(block.context.inputChannel(1)) - block.offsetOf(block.context.inputAudio), 1008);
+    EXPECT_EQ(block.offsetOf(block.context.outputChannel(2)) - block.offsetOf(block.context.outputAudio),
+              2016);
+    EXPECT_EQ(block.context.guards[2] - reinterpret_cast<uint8_t*>(block.context.inputAudio), 2016);
+    // 3 * 252 * 4 is 3,024, which is a multiple of 16.
+    EXPECT_EQ(block.context.guards[3] - reinterpret_cast<uint8_t*>(block.context.outputAudio), 3024);
+}
+
+TEST(AudioContextTest, ABlockSizeIsPaddedToTheNextMultipleOfFour) {
+    const auto padded = [](int32_t blockSize) {
+        return FakeAudioContext(blockSize, 0, 0, 0).paddedBlockSize;
+    };
+    EXPECT_EQ(padded(1), 4);
+    EXPECT_EQ(padded(253), 256);
+    EXPECT_EQ(padded(254), 256);
+    EXPECT_EQ(padded(255), 256);
+    EXPECT_EQ(padded(256), 256);
+    EXPECT_EQ(padded(257), 260);
+}
+
+TEST(AudioContextTest, RegionsAreRoundedUpToSixteenBytes) {
+    const Block block(1, 1, 1, 17);
+    EXPECT_EQ(block.context.guards[2] - reinterpret_cast<uint8_t*>(block.context.inputAudio), 16);
+    EXPECT_EQ(block.context.guards[7] - block.context.parameterFlags, 32);
+}
+
+TEST(AudioContextTest, WithoutInputsTheGuardsAroundTheirRegionLieNextToEachOther) {
+    const Block block(256, 0, 2, 0);
+    EXPECT_EQ(block.context.guards[2] - block.context.guards[1], 16);
+}
+
+TEST(AudioContextTest, WithoutParametersTheGuardsAroundTheirFlagsLieNextToEachOther) {
+    const Block block(256, 2, 2, 0);
+    EXPECT_EQ(block.context.guards[7] - block.context.guards[6], 16);
+}
+
+TEST(AudioContextTest, ListsWithoutCapacityAreNullAndTheWalkGoesOn) {
+    FakeAudioContext context(256, 0, 0, 0);
+    context.inputEventCapacity = 0;
+    context.outputEventCapacity = 0;
+    context.parameterChangeCapacity = 0;
+    context.layOut();
+    EXPECT_EQ(context.inputEvents, nullptr);
+    EXPECT_EQ(context.outputEvents, nullptr);
+    EXPECT_EQ(context.parameterChanges, nullptr);
+    EXPECT_EQ(context.guards[4] - reinterpret_cast<uint8_t*>(context.inputEventCount), 16);
+    // Eight guards, the transport and three counts.
+    EXPECT_EQ(context.memorySize, 8 * 16 + 96 + 3 * 16);
+}
+
+TEST(AudioContextTest, CapacitiesAreTheFormats) {
+    const FakeAudioContext context(256, 0, 0, 0);
+    EXPECT_EQ(context.inputEventCapacity, 256);
+    EXPECT_EQ(context.outputEventCapacity, 256);
+    EXPECT_EQ(context.parameterChangeCapacity, 4096);
+}
+
+TEST(AudioContextTest, ABlockTooLargeToBeAddressedIsRefused) {
+    FakeAudioContext context(1 << 20, 1 << 20, 0, 0);
+    EXPECT_THROW(context.layOut(), IOException);
+    EXPECT_EQ(context.allocatedSize, -1) << "memory was asked for";
+}
+
+TEST(AudioContextTest, EachGuardIsSixteenBytesOfBB) {
+    Block block(16, 1, 1, 1);
+    block.context.fillGuards();
+    for (const uint8_t* guard : block.context.guards)
+        EXPECT_EQ(hexOf(guard, 16), golden("BB BB BB BB BB BB BB BB BB BB BB BB BB BB BB BB"));
+    const auto filled =
+        std::count(static_cast<uint8_t*>(block.context.memory),
+                   static_cast<uint8_t*>(block.context.memory) + block.context.memorySize, 0xBB);
+    EXPECT_EQ(filled, 8 * 16);
+}
+
+TEST(AudioContextTest, AStrayByteInAnyGuardShows) {
+    Block block(16, 1, 1, 1);
+    EXPECT_FALSE(block.context.areGuardsIntact());
+    block.context.fillGuards();
+    EXPECT_TRUE(block.context.areGuardsIntact());
+    for (uint8_t* guard : block.context.guards) {
+        for (const size_t place : {size_t{0}, size_t{15}}) {
+            guard[place] = 0xBA;
+            EXPECT_FALSE(block.context.areGuardsIntact());
+            guard[place] = 0xBB;
+        }
+    }
+    EXPECT_TRUE(block.context.areGuardsIntact());
+}
+
+TEST(AudioContextTest, AMidiEventIsTwentyNineBytesAndTheNextFollowsUnaligned) {
+    const Block block(16, 0, 0, 0);
+    EventRecord record{};
+    record.kind = EventKind::midi;
+    record.sampleOffset = 258;
+    record.position = 1.5;
+    record.midi[0] = 0x90;
+    record.midi[1] = 0x3C;
+    record.midi[2] = 0x64;
+    block.context.inputEvents[1] = record;
+    const ptrdiff_t events = block.offsetOf(block.context.inputEvents);
+    EXPECT_EQ(block.bytesAt(events + 29, 29), golden("00 00 02 01 00 00 00 00 00 00 F8 3F"
+                                                     "90 3C 64 00 00 00 00 00 00 00 00 00 00 00 00 00 00"));
+}
+
+TEST(AudioContextTest, ASystemExclusiveEventEndsInItsByteCount) {
+    const Block block(16, 0, 0, 0);
+    EventRecord record{};
+    record.kind = EventKind::systemExclusive;
+    std::memcpy(record.systemExclusive, "\xF0\x7E\x7F\x06\x01\xF7", 6);
+    record.systemExclusiveSize = 6;
+    block.context.outputEvents[0] = record;
+    EXPECT_EQ(
+        block.bytesAt(block.offsetOf(block.context.outputEvents), 29),
+        golden("01 00 00 00 00 00 00 00 00 00 00 00 F0 7E 7F 06 01 F7 00 00 00 00 00 00 00 00 00 00 06"));
+}
+
+TEST(AudioContextTest, ANoteExpressionEventHasChannelKeyValueAndKind) {
+    const Block block(16, 0, 0, 0);
+    EventRecord record{};
+    record.kind = EventKind::noteExpression;
+    record.noteExpression = {3, 60, 0.5F, 4};
+    block.context.inputEvents[0] = record;
+    EXPECT_EQ(block.bytesAt(block.offsetOf(block.context.inputEvents), 21),
+              golden("02 00 00 00 00 00 00 00 00 00 00 00 03 00 3C 00 00 00 00 3F 04"));
+}
+
+TEST(AudioContextTest, AParameterChangeIsEightBytes) {
+    const Block block(16, 0, 0, 0);
+    block.context.parameterChanges[1] = {0.5F, 258, 3};
+    EXPECT_EQ(block.bytesAt(block.offsetOf(block.context.parameterChanges) + 8, 8),
+              golden("00 00 00 3F 02 01 03 00"));
+}
+
+TEST(AudioContextTest, TheTransportBlockHasEachFieldAtItsOffset) {
+    const Block block(16, 0, 0, 0);
+    *block.context.transport = {
+        .sampleRate = 1,
+        .tempo = 2,
+        .position = 3,
+        .reservedTime = 4,
+        .systemTime = 5,
+        .barStart = 6,
+        .loopStart = 7,
+        .loopEnd = 8,
+        .inputLatency = 9,
+        .outputLatency = 10,
+        .samplePosition = 0x0102030405060708,
+        .flags = transportPlaying | transportLoopOn | transportRecording | transportAutomationWriting,
+        .timeSignatureNumerator = 6,
+        .timeSignatureDenominator = 8,
+        .reserved = {},
+    };
+    EXPECT_EQ(block.bytesAt(16, 96), golden("00 00 00 00 00 00 F0 3F 00 00 00 00 00 00 00 40"
+                                            "00 00 00 00 00 00 08 40 00 00 00 00 00 00 10 40"
+                                            "00 00 00 00 00 00 14 40 00 00 00 00 00 00 18 40"
+                                            "00 00 00 00 00 00 1C 40 00 00 00 00 00 00 20 40"
+                                            "09 00 00 00 0A 00 00 00 08 07 06 05 04 03 02 01"
+                                            "71 00 00 00 06 00 08 00 00 00 00 00 00 00 00 00"));
+    EXPECT_EQ(transportChangedMask, 0x0EU);
+}
+
+TEST(AudioContextTest, ParameterFlagsAreBitsOfOneByteEach) {
+    const Block block(16, 0, 0, 3);
+    PluginAudioContext& context = const_cast<FakeAudioContext&>(block.context);
+    context.setParameterFlag(0, parameterWatched);
+    context.setParameterFlag(1, parameterDisplayDirty);
+    context.setParameterFlag(2, parameterWatched);
+    context.setParameterFlag(2, parameterDisplayDirty);
+    EXPECT_EQ(hexOf(context.parameterFlags, 4), golden("01 02 03 00"));
+    context.clearParameterFlag(2, parameterDisplayDirty);
+    EXPECT_EQ(hexOf(context.parameterFlags, 4), golden("01 02 01 00"));
+    EXPECT_TRUE(context.hasParameterFlag(2, parameterWatched));
+    EXPECT_FALSE(context.hasParameterFlag(2, parameterDisplayDirty));
+}
+
+TEST(AudioContextTest, ParametersOutsideOfTheCountHaveNoFlags) {
+    Block block(16, 0, 0, 3);
+    block.context.fillGuards();
+    for (const int32_t index : {-1, 3, 16, 1 << 30}) {
+        block.context.setParameterFlag(index, parameterDisplayDirty);
+        EXPECT_FALSE(block.context.hasParameterFlag(index, parameterDisplayDirty));
+    }
+    EXPECT_TRUE(block.context.areGuardsIntact());
+    EXPECT_EQ(hexOf(block.context.parameterFlags, 16),
+              golden("00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"));
+}

@@ -1,0 +1,128 @@
+// What every instance does whatever its format. If these fail, editors move by themselves in the client,
+// channels point outside of the audio block, or an instance leaves its window behind.
+
+#include "tests/plugin/TestHost.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+class PluginInstanceTest : public testing::Test {
+protected:
+    static Ref<PluginAudioContext> makeContext(int32_t inputs, int32_t outputs) {
+        Ref<PluginAudioContext> context(new FakeAudioContext(250, inputs, outputs, 0));
+        context->layOut();
+        return context;
+    }
+
+    TestHost host;
+    Ref<FakePluginInstance> instance = host.addInstance(3);
+};
+
+} // namespace
+
+TEST_F(PluginInstanceTest, AnInstanceStartsWithoutAudioWindowOrPosition) {
+    const Ref<FakePluginInstance> fresh(new FakePluginInstance(host.host.get(), 4, host.log, true));
+    EXPECT_EQ(fresh->audioContext.get(), nullptr);
+    EXPECT_EQ(fresh->inputChannels, nullptr);
+    EXPECT_EQ(fresh->outputChannels, nullptr);
+    EXPECT_EQ(fresh->transport, nullptr);
+    EXPECT_EQ(fresh->handler.get(), nullptr);
+    EXPECT_EQ(fresh->window.get(), nullptr);
+    EXPECT_FALSE(fresh->notificationsMuted);
+    EXPECT_FALSE(fresh->allParametersChanged);
+    EXPECT_FALSE(fresh->closing);
+    EXPECT_FALSE(fresh->windowHidden);
+    EXPECT_FALSE(fresh->windowBusy);
+    EXPECT_FALSE(fresh->hasWindowPosition);
+    EXPECT_TRUE(fresh->dpiAware);
+    EXPECT_EQ(fresh->instanceId, 4);
+    EXPECT_EQ(fresh->host, host.host.get());
+}
+
+TEST_F(PluginInstanceTest, TheChannelsPointIntoTheBlockByItsPaddedSize) {
+    const Ref<PluginAudioContext> context = makeContext(2, 3);
+    instance->setAudioContext(context);
+    EXPECT_EQ(instance->audioContext.get(), context.get());
+    ASSERT_EQ(instance->inputChannelCount, 2);
+    EXPECT_EQ(instance->inputChannels[0], context->inputAudio);
+    EXPECT_EQ(instance->inputChannels[1], context->inputAudio + 252);
+    ASSERT_EQ(instance->outputChannelCount, 3);
+    EXPECT_EQ(instance->outputChannels[2], context->outputAudio + 504);
+    EXPECT_EQ(instance->transport, context->transport);
+}
+
+TEST_F(PluginInstanceTest, AnInstanceWithoutInputsOrOutputsHasNullChannels) {
+    instance->setAudioContext(makeContext(2, 2));
+    instance->setAudioContext(makeContext(0, 2));
+    EXPECT_EQ(instance->inputChannels, nullptr);
+    EXPECT_EQ(instance->inputChannelCount, 0);
+    EXPECT_NE(instance->outputChannels, nullptr);
+    instance->setAudioContext(makeContext(2, 0));
+    EXPECT_NE(instance->inputChannels, nullptr);
+    EXPECT_EQ(instance->outputChannels, nullptr);
+}
+
+TEST_F(PluginInstanceTest, AnInstanceHoldsItsAudioContextToItsEnd) {
+    const Ref<PluginAudioContext> context = makeContext(0, 0);
+    Ref<FakePluginInstance> short_(new FakePluginInstance(host.host.get(), 4, host.log));
+    short_->setAudioContext(context);
+    EXPECT_EQ(retain(context.get()), 3);
+    release(context.get());
+    short_ = nullptr;
+    EXPECT_EQ(retain(context.get()), 2);
+    release(context.get());
+}
+
+TEST_F(PluginInstanceTest, AnInstanceTakesItsWindowWithIt) {
+    Ref<FakePluginInstance> owner(new FakePluginInstance(host.host.get(), 4, host.log));
+    owner->window = new FakePluginWindow(11, host.log);
+    owner = nullptr;
+    EXPECT_THAT(host.log.all(), ElementsAre("~instance 4", "window 11 destroy"));
+}
+
+TEST_F(PluginInstanceTest, AWindowsPlaceholdersAreScaleOneAndItsOwnId) {
+    const FakePluginWindow window(11, host.log);
+    EXPECT_EQ(window.getScaleFactor(), 1.0F);
+    EXPECT_EQ(window.getWindowId(), 11U);
+}
+
+TEST_F(PluginInstanceTest, AnEditorsNewSizeIsStoredAndToldWhereTheWindowStands) {
+    instance->windowX = 10;
+    instance->windowY = 20;
+    instance->editorSizeChanged(1, 2, 300, 200);
+    EXPECT_EQ(instance->windowX, 10) << "the place of a size report is ignored";
+    EXPECT_EQ(instance->windowY, 20);
+    EXPECT_EQ(instance->windowWidth, 300);
+    EXPECT_EQ(instance->windowHeight, 200);
+    EXPECT_TRUE(instance->hasWindowPosition);
+    EXPECT_THAT(host.log.all(), ElementsAre("notification: " + golden("05 03 00 00 00 00 00 00 0A 00 00 00 14"
+                                                                      "00 00 01 2C 00 00 00 C8")));
+}
+
+TEST_F(PluginInstanceTest, AReportWhileTheWindowIsBusyChangesNothingAndSendsNothing) {
+    instance->windowBusy = true;
+    instance->editorSizeChanged(1, 2, 300, 200);
+    EXPECT_EQ(instance->windowWidth, 0);
+    EXPECT_EQ(instance->windowHeight, 0);
+    EXPECT_FALSE(instance->hasWindowPosition);
+    EXPECT_THAT(host.log.all(), IsEmpty());
+}
+
+TEST_F(PluginInstanceTest, ATitleGoesToTheOpenWindow) {
+    instance->setWindowTitle("unseen");
+    instance->window = new FakePluginWindow(11, host.log);
+    instance->setWindowTitle("Synth €");
+    EXPECT_THAT(host.log.all(), ElementsAre("window 11 setTitle Synth €"));
+}
+
+TEST_F(PluginInstanceTest, TheSmallBaseOperationsAnswerAsTold) {
+    EXPECT_FALSE(instance->PluginInstance::hasMidiControllerMapping());
+    EXPECT_FALSE(instance->alwaysFalse());
+    instance->noOperation();
+    EXPECT_THAT(host.log.all(), IsEmpty());
+}
