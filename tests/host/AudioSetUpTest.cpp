@@ -1,0 +1,117 @@
+// Making the audio block of a new instance. If these fail, a client can't open the block of its instance, or
+// takes a plug-in for one that writes outside of its buffers.
+
+#include "core/SharedMemory.h"
+#include "host/RemotePluginAudioContext.h"
+#include "host/RemotePluginHostProxyHandler.h"
+#include "tests/plugin/TestHost.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <sys/prctl.h>
+
+using base::core::SharedMemory;
+using testing::ElementsAre;
+
+namespace {
+
+class AudioSetUpTest : public testing::Test {
+protected:
+    AudioSetUpTest() {
+        prctl(PR_GET_NAME, threadName);
+        instance->inputs = 2;
+        instance->outputs = 2;
+        instance->parameters.resize(10);
+    }
+    ~AudioSetUpTest() override {
+        handler->host = nullptr;
+        prctl(PR_SET_NAME, threadName);
+    }
+
+    char threadName[32] = {};
+    TestHost test;
+    Ref<FakePluginInstance> instance = test.addInstance(3);
+    Ref<RemotePluginHostProxyHandler> handler{new RemotePluginHostProxyHandler(test.host, 7)};
+};
+
+constexpr int32_t blockBytes = 138016;
+
+} // namespace
+
+TEST_F(AudioSetUpTest, TheBlockHasItsNameSizeAndGuardsAndIsZeroElsewhere) {
+    handler->setUpAudio(*instance);
+    const Ref<SharedMemory> seen = SharedMemory::open("tanvex-plugin-host7-3", blockBytes);
+    std::string expected(blockBytes, '\0');
+    for (const size_t guard : {0U, 112U, 2176U, 4240U, 11696U, 19152U, 137968U, 138000U})
+        expected.replace(guard, 16, 16, '\xBB');
+    EXPECT_TRUE(std::string_view(static_cast<char*>(seen->getData()), blockBytes) == expected);
+    EXPECT_EQ(instance->audioContext->memorySize, blockBytes);
+}
+
+TEST_F(AudioSetUpTest, BothSidesSeeTheSameBytes) {
+    handler->setUpAudio(*instance);
+    const Ref<SharedMemory> seen = SharedMemory::open("tanvex-plugin-host7-3", blockBytes);
+    auto* bytes = static_cast<uint8_t*>(seen->getData());
+    instance->outputChannels[1][0] = 0.5F;
+    EXPECT_EQ(hexOf(bytes + 2192 + 1024, 4), golden("00 00 00 3F"));
+    bytes[137984 + 9] = 1;
+    EXPECT_TRUE(instance->audioContext->hasParameterFlag(9, parameterWatched));
+    bytes[16 + 80] = 1;
+    EXPECT_EQ(instance->transport->flags, 1U);
+}
+
+TEST_F(AudioSetUpTest, TheInstanceGetsItsContextChannelsAndTransport) {
+    handler->setUpAudio(*instance);
+    const PluginAudioContext* context = instance->audioContext;
+    ASSERT_NE(context, nullptr);
+    EXPECT_EQ(context->blockSize, 256);
+    EXPECT_EQ(context->parameterCount, 10);
+    EXPECT_EQ(instance->inputChannelCount, 2);
+    EXPECT_EQ(instance->inputChannels[1], context->inputAudio + 256);
+    EXPECT_EQ(instance->outputChannelCount, 2);
+    EXPECT_EQ(instance->outputChannels[1], context->outputAudio + 256);
+    EXPECT_EQ(instance->transport, context->transport);
+}
+
+TEST_F(AudioSetUpTest, AnInstanceWithoutInputsHasNullInputs) {
+    instance->inputs = 0;
+    handler->setUpAudio(*instance);
+    EXPECT_EQ(instance->inputChannels, nullptr);
+    EXPECT_EQ(instance->inputChannelCount, 0);
+    EXPECT_NE(instance->outputChannels, nullptr);
+}
+
+TEST_F(AudioSetUpTest, TheMainThreadIsNamedAfterThePluginAsFarAsTheKernelKeepsIt) {
+    instance->name = "A plug-in of a long name";
+    handler->setUpAudio(*instance);
+    char name[32] = {};
+    prctl(PR_GET_NAME, name);
+    EXPECT_STREQ(name, "A plug-in of a ");
+}
+
+TEST_F(AudioSetUpTest, TheBlockGoesWithItsInstance) {
+    handler->setUpAudio(*instance);
+    test.host->instances.remove(3);
+    instance = nullptr;
+    EXPECT_THROW(SharedMemory::open("tanvex-plugin-host7-3", blockBytes), IOException);
+}
+
+TEST_F(AudioSetUpTest, ABlockThatCannotBeMadeThrowsAndLeavesTheInstanceWithoutOne) {
+    instance->inputs = std::numeric_limits<int32_t>::max();
+    EXPECT_THROW(handler->setUpAudio(*instance), IOException);
+    EXPECT_EQ(instance->audioContext.get(), nullptr);
+    EXPECT_EQ(instance->inputChannels, nullptr);
+}
+
+TEST_F(AudioSetUpTest, TheHostsContextForwardsToItsInstance) {
+    RemotePluginAudioContext context(*instance, 7, 256);
+    retain(&context);
+    context.startProcessing();
+    EXPECT_EQ(context.process(64, true, false), 2);
+    EXPECT_EQ(context.process(32, false, true), 2);
+    context.stopProcessing();
+    EXPECT_THAT(test.log.all(), ElementsAre("startProcessing", "process 64 keepActive", "process 32 realtime",
+                                            "stopProcessing"));
+}

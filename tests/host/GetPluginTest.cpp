@@ -1,0 +1,130 @@
+// Which file is loaded by which format, and what a file that can't be loaded says. If these fail, a file is
+// loaded twice, or a user's plug-in is handed to the wrong format.
+
+#include "plugin/PluginApi.h"
+#include "plugin/PluginException.h"
+#include "tests/plugin/TestHost.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <unistd.h>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+const std::filesystem::path echo = std::filesystem::path(EXAMPLE_PLUGIN_DIRECTORY) / "echo.so";
+
+class GetPluginTest : public testing::Test {
+protected:
+    GetPluginTest() { std::filesystem::create_directory(directory); }
+    ~GetPluginTest() override {
+        std::error_code ignored;
+        std::filesystem::remove_all(directory, ignored);
+    }
+
+    // A copy of the echo under another name.
+    std::filesystem::path copyAs(const std::string& name) const {
+        std::filesystem::copy_file(echo, directory / name);
+        return directory / name;
+    }
+
+    Ref<Plugin> getPlugin(const std::string& path) { return test.host->getPlugin(path.c_str()); }
+
+    std::string failureOf(const std::string& path) {
+        try {
+            getPlugin(path);
+        } catch (const PluginException& exception) {
+            return exception.getMessage().toStdString();
+        }
+        return "no failure";
+    }
+
+    TestHost test;
+    std::filesystem::path directory =
+        std::filesystem::temp_directory_path() / ("get-plugin-test-" + std::to_string(getpid()));
+};
+
+} // namespace
+
+TEST_F(GetPluginTest, OnePathIsLoadedOnce) {
+    const Ref<Plugin> plugin = getPlugin(echo);
+    ASSERT_TRUE(plugin);
+    EXPECT_TRUE(plugin->isValid());
+    EXPECT_EQ(plugin->getPath(), echo.c_str());
+    EXPECT_EQ(plugin->getApi()->getName(), "VST 2.4");
+    EXPECT_EQ(getPlugin(echo), plugin);
+    EXPECT_EQ(test.host->plugins.size(), 1U);
+}
+
+TEST_F(GetPluginTest, PathsAreComparedLetterByLetter) {
+    const Ref<Plugin> plugin = getPlugin(echo);
+    const Ref<Plugin> again = getPlugin(std::string(EXAMPLE_PLUGIN_DIRECTORY) + "/./echo.so");
+    EXPECT_NE(again, plugin);
+    EXPECT_THAT(test.host->plugins, ElementsAre(plugin, again));
+}
+
+TEST_F(GetPluginTest, AFileWithoutAnExtensionIsAVst2Plugin) {
+    EXPECT_EQ(getPlugin(copyAs("echo"))->getApi()->getName(), "VST 2.4");
+}
+
+TEST_F(GetPluginTest, AnEndingInUpperCaseIsAVst2Plugin) {
+    EXPECT_EQ(getPlugin(copyAs("Echo.VST3"))->getApi()->getName(), "VST 2.4");
+}
+
+TEST_F(GetPluginTest, APathThatEndsInVst3IsNeverTriedAsVst2) {
+    for (const char* name : {"Echo.vst3", "myvst3"}) {
+        const std::string failure = failureOf(copyAs(name));
+        EXPECT_THAT(failure, HasSubstr("VST 3"));
+        EXPECT_THAT(failure, HasSubstr(name));
+    }
+    EXPECT_TRUE(test.host->plugins.empty());
+}
+
+TEST_F(GetPluginTest, AFileThatCannotBeLoadedFailsInTheFormatsWordsAndIsNotKept) {
+    const std::string path = directory / "missing.so";
+    EXPECT_THAT(failureOf(path), StartsWith("Failed to load VST plug-in " + path));
+    EXPECT_THAT(failureOf(directory), StartsWith("Failed to load VST plug-in "));
+    EXPECT_TRUE(test.host->plugins.empty());
+}
+
+TEST_F(GetPluginTest, ASharedObjectThatIsNoPluginFailsInTheFormatsWordsAndIsNotKept) {
+    EXPECT_EQ(failureOf(TEST_PLUGIN_DIRECTORY "/without-entry-point.so"), "Plugin main function not found");
+    EXPECT_TRUE(test.host->plugins.empty());
+}
+
+TEST_F(GetPluginTest, CreatingAnInstanceOfAPluginThatIsNotValidFails) {
+    test.addPlugin("fake.so")->valid = false;
+    try {
+        test.host->createPluginInstance(1, "fake.so", "", false);
+        FAIL() << "no exception";
+    } catch (const PluginException& exception) {
+        EXPECT_EQ(exception.getMessage(), "Couldn't load VST plug-in: fake.so");
+    }
+}
+
+TEST_F(GetPluginTest, CreatingAnInstanceThatThePluginRefusesFails) {
+    test.addPlugin("fake.so")->offersInstance = false;
+    try {
+        test.host->createPluginInstance(1, "fake.so", "", false);
+        FAIL() << "no exception";
+    } catch (const PluginException& exception) {
+        EXPECT_EQ(exception.getMessage(), "Couldn't instantiate VST plug-in: fake.so");
+    }
+}
+
+TEST_F(GetPluginTest, AnInstanceIsInitialisedBeforeItEntersTheTable) {
+    test.addPlugin("fake.so")->onInstance = [&](FakePluginInstance& made) {
+        made.onCall = [&](const std::string& call) {
+            test.log.add(call + (test.host->instances.find(1) != nullptr ? " in table" : " outside"));
+        };
+    };
+    const Ref<PluginInstance> instance = test.host->createPluginInstance(1, "fake.so", "17", true);
+    EXPECT_EQ(test.host->instances.find(1), instance.get());
+    EXPECT_THAT(test.log.all(),
+                ElementsAre("createInstance 1 17 dpiAware", "initialize", "initialize outside"));
+}
