@@ -1,0 +1,127 @@
+// The time that a block takes from the client to a plug-in in a child host and back, beside a bare program
+// that answers the same bytes over two FIFOs with the same scheduling on the same CPUs.
+
+#include "support/BarePartner.h"
+#include "support/BenchmarkProgram.h"
+#include "support/HostPartner.h"
+#include "support/ProcessView.h"
+#include "support/Scheduling.h"
+#include "support/Stopwatch.h"
+
+#include <cstdint>
+#include <ctime>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int64_t blockInterval = 5'800'000; // nanoseconds, of 256 frames at 44.1 kHz
+
+/// How a client sends blocks. Host and bare program take turns, round by round, so that the noise of the
+/// machine meets both.
+struct Pace {
+    const char* name;
+    bool paced;
+    int rounds;
+    int blocksInRound;
+    /// Unmeasured, at the start of a round: caches and clocks settle.
+    int warmUpBlocks;
+};
+
+constexpr Pace backToBack{"back to back", false, 24, 2000, 200};
+constexpr Pace everyInterval{"one each 5.8 ms", true, 8, 80, 4};
+
+/// Sleeps until the next block is due.
+class Metronome {
+public:
+    Metronome() { clock_gettime(CLOCK_MONOTONIC, &due); }
+
+    void wait() {
+        constexpr int64_t second = 1'000'000'000;
+        const int64_t next = due.tv_nsec + blockInterval;
+        due.tv_sec += static_cast<time_t>(next / second);
+        due.tv_nsec = static_cast<long>(next % second);
+        clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &due, nullptr);
+    }
+
+private:
+    timespec due{};
+};
+
+void runRound(BlockPartner& partner, const Pace& pace, std::vector<double>& roundTrips) {
+    Metronome metronome;
+    for (int block = -pace.warmUpBlocks; block < pace.blocksInRound; ++block) {
+        if (pace.paced)
+            metronome.wait();
+        const Stopwatch watch;
+        partner.exchange();
+        const double roundTrip = watch.microseconds();
+        if (block >= 0)
+            roundTrips.push_back(roundTrip);
+    }
+}
+
+/// The two sides of the comparison.
+class Contest {
+public:
+    Contest() { Scheduling::of(host.getWorkerThread()).applyTo(bare.getPid()); }
+
+    /// The same CPUs for the client's thread and for all threads of both.
+    void place(const Pinning& pinning) const {
+        pinning.applyTo(0);
+        for (const pid_t pid : {host.getPid(), bare.getPid()}) {
+            for (const pid_t thread : ProcessView(pid).threads())
+                pinning.applyTo(thread);
+        }
+    }
+
+    ReportRow measure(const Pace& pace, const std::string& place, double goal) {
+        std::vector<double> ours;
+        std::vector<double> theirs;
+        const int64_t renderedBefore = host.getRenderedBlocks();
+        for (int round = 0; round < pace.rounds; ++round) {
+            runRound(host, pace, ours);
+            runRound(bare, pace, theirs);
+        }
+        const int64_t sent = int64_t{pace.rounds} * (pace.blocksInRound + pace.warmUpBlocks);
+        if (host.getRenderedBlocks() - renderedBefore != sent)
+            throw std::runtime_error("The plug-in didn't render the blocks that were answered");
+        return {std::string(pace.name) + ", " + place,
+                "us",
+                Figures::of(ours),
+                Figures::of(theirs),
+                Judgement::ratio,
+                goal};
+    }
+
+    std::string describeScheduling() const {
+        return "client: " + Scheduling::of(0).describe() +
+               "; worker and bare program: " + Scheduling::of(bare.getPid()).describe();
+    }
+
+private:
+    HostPartner host;
+    BarePartner bare;
+};
+
+void measure(Report& report) {
+    constexpr double backToBackGoal = 1.10;
+    constexpr double pacedGoal = 1.2;
+    Contest contest;
+    report.addNote(contest.describeScheduling());
+
+    const Pinning everywhere = Pinning::everywhere();
+    contest.place(everywhere.lastOnly());
+    report.add(contest.measure(backToBack, "one CPU", backToBackGoal));
+    report.add(contest.measure(everyInterval, "one CPU", pacedGoal));
+    contest.place(everywhere);
+    report.add(contest.measure(backToBack, "unpinned", backToBackGoal));
+    report.add(contest.measure(everyInterval, "unpinned", pacedGoal));
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    return runBenchmarkProgram(argc, argv, "block-round-trip", measure);
+}

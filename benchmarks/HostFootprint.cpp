@@ -1,0 +1,147 @@
+// What a host process costs beside its audio: the time until it can play, the time of a report, and what it
+// takes from the machine while it waits. Beside it the least programs that do something alike.
+
+#include "core/ChildProcess.h"
+#include "support/BarePartner.h"
+#include "support/BenchmarkProgram.h"
+#include "support/HostPartner.h"
+#include "support/ProcessView.h"
+#include "support/QuietLaunch.h"
+#include "support/Stopwatch.h"
+
+#include <chrono>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using base::core::ChildProcess;
+
+constexpr int starts = 60;
+constexpr std::chrono::seconds settling{1};
+constexpr std::chrono::seconds idleTime{10};
+
+/// From nothing to an answer, in milliseconds. The end of the process isn't part of it.
+template <class Partner>
+double timeToFirstAnswer() {
+    const Stopwatch watch;
+    Partner partner;
+    partner.exchange();
+    return watch.milliseconds();
+}
+
+/// From start to end of a program, in milliseconds.
+double runningTime(const std::vector<String>& arguments) {
+    const Ref<ChildProcess> program(new ChildProcess);
+    const QuietLaunch quiet;
+    const Stopwatch watch;
+    program->launch(arguments);
+    if (program->waitForExit() != 0)
+        throw std::runtime_error("A program failed: " + arguments[0].toStdString());
+    return watch.milliseconds();
+}
+
+/// Takes turns, so that the noise of the machine meets both.
+template <class Ours, class Bare>
+ReportRow compareTimes(const char* name, Ours ours, Bare bare, double goal) {
+    std::vector<double> ourTimes;
+    std::vector<double> bareTimes;
+    for (int start = 0; start < starts; ++start) {
+        ourTimes.push_back(ours());
+        bareTimes.push_back(bare());
+    }
+    return {name, "ms", Figures::of(ourTimes), Figures::of(bareTimes), Judgement::value, goal};
+}
+
+/// What a process took from the machine while nobody asked anything of it.
+struct Idleness {
+    double cpuPercent;
+    double wakeUps; // a second
+    ProcessView::Memory memory;
+};
+
+/// Looks at several processes during the same seconds.
+std::vector<Idleness> watchIdling(const std::vector<ProcessView>& processes) {
+    std::vector<double> cpuBefore;
+    std::vector<int64_t> switchesBefore;
+    std::this_thread::sleep_for(settling);
+    for (const ProcessView& process : processes) {
+        cpuBefore.push_back(process.cpuSeconds());
+        switchesBefore.push_back(process.voluntarySwitches());
+    }
+    std::this_thread::sleep_for(idleTime);
+    constexpr double seconds = idleTime.count();
+    std::vector<Idleness> result;
+    for (size_t i = 0; i < processes.size(); ++i) {
+        const double cpu = processes[i].cpuSeconds() - cpuBefore[i];
+        const auto switches = static_cast<double>(processes[i].voluntarySwitches() - switchesBefore[i]);
+        result.push_back({cpu / seconds * 100, switches / seconds, processes[i].memory()});
+    }
+    return result;
+}
+
+/// An X client that stays for a scope.
+class EmptyXClient {
+public:
+    EmptyXClient() : program(new ChildProcess) { program->launch({BARE_X_CLIENT, "stay"}); }
+
+    pid_t getPid() const { return program->getPid(); }
+
+private:
+    Ref<ChildProcess> program;
+};
+
+void measureTimes(Report& report) {
+    constexpr double firstBlockGoal = 2.8;
+    constexpr double reportGoal = 1.5;
+    report.add(compareTimes("start to first answered block", timeToFirstAnswer<HostPartner>,
+                            timeToFirstAnswer<BarePartner>, firstBlockGoal));
+    report.add(compareTimes(
+        "info",
+        [] {
+            return runningTime({PLUGIN_HOST_EXECUTABLE, "info", DOES_NOTHING_PLUGIN});
+        },
+        [] {
+            return runningTime({BARE_X_CLIENT, "leave"});
+        },
+        reportGoal));
+}
+
+void measureIdling(Report& report, const EmptyXClient& bare) {
+    constexpr double wakeUpGoal = 30;
+    constexpr double residentGoal = 4.2;
+    constexpr double privateGoal = 0.43;
+    HostPartner host;
+    host.exchange();
+    const auto figures = watchIdling({ProcessView(host.getPid()), ProcessView(bare.getPid())});
+    const auto addRow = [&](const char* name, const char* unit, auto of, std::optional<double> goal) {
+        report.add({name, unit, Figures::once(of(figures[0])), Figures::once(of(figures[1])),
+                    Judgement::value, goal});
+    };
+    addRow("idle: CPU", "%", [](const Idleness& idle) { return idle.cpuPercent; }, {});
+    addRow(
+        "idle: wake-ups a second", "1/s", [](const Idleness& idle) { return idle.wakeUps; }, wakeUpGoal);
+    addRow(
+        "idle: resident", "MB", [](const Idleness& idle) { return idle.memory.residentMegabytes; },
+        residentGoal);
+    addRow(
+        "idle: private", "MB", [](const Idleness& idle) { return idle.memory.privateMegabytes; },
+        privateGoal);
+    addRow("idle: private and written", "MB",
+           [](const Idleness& idle) { return idle.memory.privateDirtyMegabytes; }, {});
+}
+
+void measure(Report& report) {
+    report.addNote("bare: a program that answers over two FIFOs (first row), an empty X client (all others)");
+    // Also keeps the server from starting afresh each time that its last client leaves.
+    const EmptyXClient bare;
+    measureTimes(report);
+    measureIdling(report, bare);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    return runBenchmarkProgram(argc, argv, "host-footprint", measure);
+}

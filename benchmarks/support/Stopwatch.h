@@ -1,0 +1,16 @@
+#pragma once
+
+#include <chrono>
+
+/// The time since it was made.
+class Stopwatch {
+public:
+    double microseconds() const {
+        return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+    }
+    double milliseconds() const { return microseconds() / 1000; }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point start = Clock::now();
+};
