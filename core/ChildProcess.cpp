@@ -66,7 +66,7 @@ void ChildProcess::launch(const std::vector<String>& arguments) {
 void ChildProcess::launch(const std::vector<String>& arguments, const Environment& environment) {
     CStringArray entries;
     for (const auto& [name, value] : environment)
-        entries.add(name + "=" + value);
+        entries.add(std::string(name).append("=").append(value));
     launch(arguments, entries.data());
 }
 

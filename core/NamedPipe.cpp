@@ -132,7 +132,7 @@ Ref<NamedPipe> NamedPipe::open(const String& name, bool duplex) {
 NamedServerPipe::NamedServerPipe(const String& name, bool duplex) : duplex(duplex), name(name) {}
 
 Ref<NamedServerPipe> NamedServerPipe::create(const String& name, bool duplex) {
-    const Ref<NamedServerPipe> pipe(new NamedServerPipe(name, duplex));
+    Ref<NamedServerPipe> pipe(new NamedServerPipe(name, duplex));
     if (duplex)
         createFifo(namedPipePath(name, true));
     createFifo(namedPipePath(name, false));

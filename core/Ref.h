@@ -28,7 +28,8 @@ public:
     ~Ref() { releaseIfSet(object); }
 
     Ref& operator=(const Ref& other) {
-        assign(other.object);
+        if (this != &other)
+            assign(other.object);
         return *this;
     }
 

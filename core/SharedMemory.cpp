@@ -34,7 +34,7 @@ SharedMemory::SharedMemory(const std::string& name, bool owner, int32_t size)
     : name(name), owner(owner), size(size) {}
 
 Ref<SharedMemory> SharedMemory::create(const String& logicalName, int32_t size) {
-    const Ref<SharedMemory> memory(new SharedMemory(sharedMemoryName(logicalName), true, size));
+    Ref<SharedMemory> memory(new SharedMemory(sharedMemoryName(logicalName), true, size));
     shm_unlink(memory->name.c_str());
     // O_EXCL isn't asked for: the name was free a moment ago and is this user's own.
     memory->fileDescriptor = shm_open(memory->name.c_str(), O_CREAT | O_RDWR, ownerOnly);
@@ -47,7 +47,7 @@ Ref<SharedMemory> SharedMemory::create(const String& logicalName, int32_t size) 
 }
 
 Ref<SharedMemory> SharedMemory::open(const String& logicalName, int32_t size) {
-    const Ref<SharedMemory> memory(new SharedMemory(sharedMemoryName(logicalName), false, size));
+    Ref<SharedMemory> memory(new SharedMemory(sharedMemoryName(logicalName), false, size));
     memory->fileDescriptor = shm_open(memory->name.c_str(), O_RDWR, ownerOnly);
     if (memory->fileDescriptor < 0)
         memory->fail("open");

@@ -168,7 +168,7 @@ void Vst2PluginInstance::initialize() {
     sendsMidi = canDo("sendVstMidiEvent") == 1;
     receivesSysex = canDo("receiveVstSysexEvent") == 1;
     constexpr size_t eventSize = std::max(sizeof(VstMidiEvent), sizeof(VstMidiSysexEvent));
-    eventList = allocateBytes<VstEvents>(offsetof(VstEvents, events) + eventCapacity * sizeof(VstEvent*));
+    eventList = allocateBytes<VstEvents>(offsetof(VstEvents, events) + eventCapacity * sizeof(void*));
     eventBuffer = allocateBytes<uint8_t>(eventCapacity * eventSize);
     eventBufferSize = eventCapacity * eventSize;
     isGenerator = dispatch(effGetPlugCategory) == kPlugCategGenerator;
