@@ -1,6 +1,7 @@
 #include "client/RemotePluginHostProxy.h"
 
 #include "client/RemotePluginHostProxyManager.h"
+#include "core/SharedMemory.h"
 #include "core/StdStreams.h"
 #include "plugin/Channels.h"
 #include "plugin/PluginException.h"
@@ -100,6 +101,8 @@ RemotePluginHostProxy::RemotePluginHostProxy(const String& executablePath)
 
 RemotePluginHostProxy::~RemotePluginHostProxy() {
     joinReplyThread();
+    childProcess = nullptr;
+    removeAudioBlocks();
 }
 
 void RemotePluginHostProxy::setManager(const Ref<RemotePluginHostProxyManager>& newManager) {
@@ -181,6 +184,7 @@ Ref<RemotePluginInstance> RemotePluginHostProxy::findInstance(int32_t instanceId
 
 void RemotePluginHostProxy::addPluginInstance(int32_t instanceId,
                                               const Ref<PluginHostNotificationListener>& listener) {
+    lastInstanceId = instanceId;
     const ScopedLock lock(instancesLock);
     instances.emplace(instanceId, new RemotePluginInstance(instanceId, listener));
 }
@@ -241,4 +245,9 @@ void RemotePluginHostProxy::joinReplyThread() {
     if (!replyThread->waitForEnd(replyThreadPatience))
         closeQuietly(asyncInput);
     replyThread->join();
+}
+
+void RemotePluginHostProxy::removeAudioBlocks() const {
+    for (int32_t instanceId = 1; instanceId <= lastInstanceId; ++instanceId)
+        base::core::SharedMemory::remove(audioBlockName(hostId, instanceId));
 }

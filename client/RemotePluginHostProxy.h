@@ -25,7 +25,7 @@ class RemotePluginHostProxyManager;
 ///
 /// Made on a thread that outlives it, since the kernel ends the child with that thread, and with one thread
 /// making proxies. Dropping the last reference, on any thread but the one that reads replies, shuts the host
-/// down, or kills it, and leaves no process, FIFO, thread or descriptor behind.
+/// down, or kills it, and leaves no process, FIFO, audio block, thread or descriptor behind.
 class RemotePluginHostProxy : public PluginHostProxy {
 public:
     /// What the host is started with.
@@ -80,6 +80,9 @@ private:
     /// Removes a pending request and returns it; throws `IOException` for an unknown id.
     Ref<PluginHostRequest> takePendingRequest(int32_t requestId);
     void joinReplyThread();
+    /// Takes away the audio blocks of a host that is gone: one that dies, or is shut down with instances,
+    /// leaves them.
+    void removeAudioBlocks() const;
 
     int32_t sampleRate = defaultSampleRate;
     int32_t blockSize = defaultBlockSize;
@@ -99,6 +102,8 @@ private:
     InputStream* asyncInput = nullptr;
     OutputStream* mainOutput = nullptr;
     int32_t nextRequestId = 1;
+    /// The highest id of an instance so far.
+    int32_t lastInstanceId = 0;
     std::unique_ptr<RemotePluginHostProxyAsyncReplyThread> replyThread;
     /// Under `pendingLock`.
     std::unordered_map<int32_t, Ref<PluginHostRequest>> pendingRequests;

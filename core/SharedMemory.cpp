@@ -55,6 +55,10 @@ Ref<SharedMemory> SharedMemory::open(const String& logicalName, int32_t size) {
     return memory;
 }
 
+void SharedMemory::remove(const String& logicalName) {
+    shm_unlink(sharedMemoryName(logicalName).c_str());
+}
+
 SharedMemory::~SharedMemory() {
     if (data != nullptr)
         munmap(data, static_cast<size_t>(size));

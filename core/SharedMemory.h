@@ -22,6 +22,8 @@ public:
     static Ref<SharedMemory> create(const String& logicalName, int32_t size);
     /// Maps an object that exists. Throws `IOException`.
     static Ref<SharedMemory> open(const String& logicalName, int32_t size);
+    /// Takes away what a creator that is gone has left under the name, if anything.
+    static void remove(const String& logicalName);
     ~SharedMemory() override;
 
     void* getData() const { return data; }
