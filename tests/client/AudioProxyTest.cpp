@@ -1,0 +1,196 @@
+// The client's half of the audio: short commands on a worker's pipe, samples in a block that the host has
+// made. If these fail, the two sides render different instances, read each other's samples at the wrong
+// place, or wait for ever.
+
+#include "ClientTest.h"
+
+#include "client/RemotePluginAudioContextProxy.h"
+#include "core/CapturedOutput.h"
+#include "core/SharedMemory.h"
+#include "plugin/Channels.h"
+
+#include <cstddef>
+
+using base::core::SharedMemory;
+
+namespace {
+
+// Ten parameters of the shortest kind: empty texts, value 0, id 0, no flags, no range.
+std::string parameters(int count) {
+    std::string hex = "0a000000";
+    for (int i = 0; i < count; ++i)
+        hex += "00000000"
+               "00000000"
+               "00000000"
+               "00000000"
+               "00000000"
+               "00000000"
+               "00000000"
+               "000000"
+               "00000000"
+               "00000000";
+    return hex;
+}
+
+// Instance 1 with two inputs, two outputs and ten parameters.
+std::string createReply() {
+    return " write:async-replies:"
+           "01000000"
+           "01"
+           "01000000"
+           "02000000"
+           "02000000"
+           "00000000"
+           "00"
+           "00000000"
+           "00000000" +
+           parameters(10) +
+           "00000000"
+           "00"
+           "00000000"
+           "000000";
+}
+
+constexpr int32_t blockBytes = 138016;
+
+/// A stand-in that has made an instance, the block of which is this process's own.
+class AudioProxyTest : public ClientTest {
+protected:
+    void begin(const std::string& script) {
+        standIn.emplace("connect read:main:22" + createReply() + " " + script);
+        proxy = startStandIn();
+        block = SharedMemory::create(audioBlockName(proxy->getHostId(), 1), blockBytes);
+        const Ref<ReplyWaiter> created(new ReplyWaiter(*proxy));
+        proxy->createPluginInstance("", "", "", false, nullptr, created);
+        reply = created->waitFor<CreatePluginInstanceReply>(patience);
+        context = new RemotePluginAudioContextProxy(proxy, *reply);
+    }
+
+    void TearDown() override {
+        context = nullptr;
+        block = nullptr;
+        proxy = nullptr;
+        ClientTest::TearDown();
+    }
+
+    std::byte* at(size_t offset) const { return static_cast<std::byte*>(block->getData()) + offset; }
+    ptrdiff_t offsetOf(const void* pointer) const {
+        return static_cast<const std::byte*>(pointer) - static_cast<const std::byte*>(context->memory);
+    }
+
+    std::optional<StandIn> standIn;
+    Ref<RemotePluginHostProxy> proxy;
+    Ref<SharedMemory> block;
+    Ref<CreatePluginInstanceReply> reply;
+    Ref<RemotePluginAudioContextProxy> context;
+    const base::core::CapturedOutput errors{STDERR_FILENO};
+};
+
+TEST_F(AudioProxyTest, TheContextHasTheBlockOfItsInstanceAndTheHostsLayout) {
+    begin("");
+    EXPECT_EQ(context->memorySize, blockBytes);
+    EXPECT_EQ(context->blockSize, 256);
+    EXPECT_EQ(context->parameterCount, 10);
+    EXPECT_EQ(offsetOf(context->transport), 16);
+    EXPECT_EQ(offsetOf(context->inputChannel(0)), 128);
+    EXPECT_EQ(offsetOf(context->inputChannel(1)), 1152);
+    EXPECT_EQ(offsetOf(context->outputChannel(0)), 2192);
+    EXPECT_EQ(offsetOf(context->outputChannel(1)), 3216);
+    EXPECT_EQ(offsetOf(context->inputEventCount), 4256);
+    EXPECT_EQ(offsetOf(context->inputEvents), 4272);
+    EXPECT_EQ(offsetOf(context->outputEventCount), 11712);
+    EXPECT_EQ(offsetOf(context->outputEvents), 11728);
+    EXPECT_EQ(offsetOf(context->parameterChangeCount), 19168);
+    EXPECT_EQ(offsetOf(context->parameterChanges), 19184);
+    EXPECT_EQ(offsetOf(context->parameterFlags), 137984);
+    // The same memory, seen from both sides.
+    context->inputChannel(1)[3] = 0.5F;
+    EXPECT_EQ(*reinterpret_cast<float*>(at(1152 + 3 * sizeof(float))), 0.5F);
+}
+
+TEST_F(AudioProxyTest, StartIsCommandZeroAndStopIsCommandOneAndNeitherIsAnswered) {
+    begin("read:worker0:10");
+    context->startProcessing();
+    context->stopProcessing();
+    shutDown(*proxy);
+    EXPECT_EQ(standIn->received("worker0"), "0001000000"
+                                            "0101000000");
+}
+
+TEST_F(AudioProxyTest, ProcessIsCommandTwoAndItsAnswerIsBigEndian) {
+    begin("read:worker0:11 write:worker0:01020304 read:worker0:11 write:worker0:00000000");
+    EXPECT_EQ(context->process(256, true, false), 0x01020304);
+    EXPECT_EQ(context->process(1, false, true), 0);
+    EXPECT_EQ(standIn->received("worker0"), "02"
+                                            "01000000"
+                                            "00010000"
+                                            "01"
+                                            "00"
+                                            "02"
+                                            "01000000"
+                                            "01000000"
+                                            "00"
+                                            "01");
+}
+
+TEST_F(AudioProxyTest, TheOutputEventsOfTheLastBlockAreForgottenAndTheInputIsTheCallers) {
+    begin("read:worker0:11 write:worker0:00000000");
+    *context->outputEventCount = 5;
+    *context->inputEventCount = 3;
+    *context->parameterChangeCount = 4;
+    context->process(256, true, false);
+    EXPECT_EQ(*context->outputEventCount, 0);
+    EXPECT_EQ(*context->inputEventCount, 3);
+    EXPECT_EQ(*context->parameterChangeCount, 4);
+}
+
+TEST_F(AudioProxyTest, ADrainIsABlockOfNothingAndReturnsWithItsAnswer) {
+    begin("read:worker0:11 write:worker0:00000000");
+    *context->inputEventCount = 3;
+    *context->parameterChangeCount = 4;
+    context->drain();
+    EXPECT_EQ(*context->inputEventCount, 0);
+    EXPECT_EQ(*context->parameterChangeCount, 0);
+    EXPECT_EQ(standIn->received("worker0"), "02"
+                                            "01000000"
+                                            "00000000"
+                                            "00"
+                                            "00");
+}
+
+TEST_F(AudioProxyTest, AHostThatDiesInABlockShowsAsTheEndOfTheStreamAndTheReplyThreadTellsOfIt) {
+    begin("read:worker0:11 exit:0");
+    EXPECT_THROW(context->process(256, true, false), EOSException);
+    ASSERT_TRUE(hears(1));
+    EXPECT_TRUE(manager->getDeaths().front().onReplyThread);
+}
+
+TEST_F(AudioProxyTest, AWorkerThatIsGoneIsNotTheDeathOfItsHost) {
+    begin("read:worker0:11 close:worker0 read:main:1 write:main:01");
+    EXPECT_THROW(context->process(256, true, false), EOSException);
+    EXPECT_THROW(context->process(256, true, false), IOException);
+    EXPECT_THROW(context->startProcessing(), IOException);
+    proxy->ping();
+    EXPECT_FALSE(proxy->isClosed());
+    EXPECT_EQ(manager->count(), 0u);
+}
+
+TEST_F(AudioProxyTest, ABlockThatTheHostHasNotMadeIsAFailure) {
+    begin("");
+    reply->instanceId = 2;
+    const std::string text = lossText(
+        [&] { Ref<RemotePluginAudioContextProxy>(new RemotePluginAudioContextProxy(proxy, *reply)); });
+    EXPECT_EQ(text.rfind("Could not open shared memory with name \"/", 0), 0u) << text;
+}
+
+TEST_F(AudioProxyTest, AContextKeepsItsProxyAlive) {
+    begin("read:main:1");
+    const pid_t host = proxy->getChildPid();
+    reply = nullptr;
+    proxy = nullptr;
+    EXPECT_FALSE(isGone(host));
+    context = nullptr;
+    EXPECT_TRUE(isGone(host));
+}
+
+} // namespace

@@ -1,0 +1,149 @@
+#pragma once
+
+#include "client/RemotePluginHostProxy.h"
+#include "client/ReplyWaiter.h"
+#include "core/ScopedEnvironment.h"
+#include "core/Waiting.h"
+#include "plugin/PluginHostNotificationListener.h"
+#include "plugin/PluginHostReplies.h"
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+/// How long a test waits for an answer, in seconds.
+constexpr double patience = 10;
+
+/// Writes down what it hears, and fails those who wait.
+class RecordingManager : public WaitingProxyManager {
+public:
+    struct Death {
+        const RemotePluginHostProxy* proxy;
+        std::string message;
+        bool onReplyThread;
+    };
+
+    void hostDied(RemotePluginHostProxy& proxy, const String& message, bool onReplyThread) override;
+    void hostShutDown(RemotePluginHostProxy& proxy) override;
+
+    std::vector<Death> getDeaths() const;
+    /// Deaths so far.
+    size_t count() const { return getDeaths().size(); }
+    size_t countShutdowns() const;
+
+private:
+    mutable std::mutex mutex;
+    std::vector<Death> deaths;
+    size_t shutdowns = 0;
+};
+
+/// Writes down each notification as a line of text.
+class RecordingListener : public PluginHostNotificationListener {
+public:
+    void onUpdateParameter(const UpdateParameterNotification& notification) override;
+    void onUpdateParameterDisplay(const UpdateParameterDisplayNotification& notification) override;
+    void onUpdateAllParameters(const UpdateAllParametersNotification& notification) override;
+    void onBeginOrEndEditParameter(const BeginOrEndEditParameterNotification& notification) override;
+    void onPluginWindowMoved(const PluginWindowMovedNotification& notification) override;
+    void onPluginWindowClosed(const PluginWindowClosedNotification& notification) override;
+
+    std::vector<std::string> getLines() const;
+    /// Waits until so many lines have come, and returns them all.
+    std::vector<std::string> waitForLines(size_t count) const;
+
+protected:
+    virtual void add(const std::string& line);
+
+private:
+    mutable std::mutex mutex;
+    std::vector<std::string> lines;
+};
+
+/// What this process holds of the machine.
+struct Footprint {
+    static Footprint now();
+    bool operator==(const Footprint&) const = default;
+
+    /// What each open descriptor leads to.
+    std::vector<std::string> descriptors;
+    size_t threads = 0;
+    std::vector<std::string> fifos;
+    /// Audio blocks of the hosts of this process.
+    std::vector<std::string> audioBlocks;
+    bool hasChildren = false;
+};
+
+void PrintTo(const Footprint& footprint, std::ostream* stream);
+
+/// A program in the place of the host that plays a script of raw bytes; see StandInHost.cpp for its steps.
+/// One at a time.
+class StandIn {
+public:
+    explicit StandIn(const std::string& script);
+    ~StandIn();
+    StandIn(const StandIn&) = delete;
+    StandIn& operator=(const StandIn&) = delete;
+
+    /// What has arrived on a channel so far, in hexadecimal.
+    std::string received(const std::string& channel) const;
+
+private:
+    std::string record;
+    base::core::ScopedEnvironment scriptVariable;
+    base::core::ScopedEnvironment recordVariable;
+};
+
+/// The base of all tests that start hosts: each begins with a manager of its own, may not hang, and has to
+/// leave the process as it found it.
+class ClientTest : public testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    static Ref<RemotePluginHostProxy> startHost() { return start(PLUGIN_HOST_EXECUTABLE); }
+    static Ref<RemotePluginHostProxy> startStandIn() { return start(STAND_IN_HOST_EXECUTABLE); }
+    static Ref<RemotePluginHostProxy> start(const char* executable) {
+        return new RemotePluginHostProxy(executable);
+    }
+    static Ref<CreatePluginInstanceReply>
+    createInstance(RemotePluginHostProxy& proxy, const std::string& path, const char* identifier = "",
+                   const Ref<PluginHostNotificationListener>& listener = nullptr);
+
+    /// Shuts a host down and lets it come to its own end, where dropping the proxy might be quicker.
+    static void shutDown(RemotePluginHostProxy& proxy);
+
+    /// Waits for the manager to hear of so many deaths.
+    testing::AssertionResult hears(size_t deaths) const;
+
+    Ref<RecordingManager> manager;
+
+private:
+    Footprint before;
+};
+
+/// A plug-in file of the tree's examples, and one of the tests'.
+std::string examplePlugin(const std::string& name);
+std::string testPlugin(const std::string& name);
+
+/// The words of the `IOException` that `action` ends with.
+template <class Action>
+std::string lossText(const Action& action) {
+    try {
+        action();
+    } catch (const IOException& exception) {
+        return exception.getMessage().toStdString();
+    }
+    return "no failure";
+}
+
+/// How often `part` stands in `text`.
+size_t occurrences(const std::string& text, const std::string& part);
+
+/// Whether a process is no more, not even as a zombie.
+bool isGone(pid_t process);
+/// Whether a process has ended and waits to be reaped.
+bool isZombie(pid_t process);
+
+constexpr const char* lostText = "Communication lost with plugin host process";
