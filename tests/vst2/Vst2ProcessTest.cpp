@@ -159,11 +159,11 @@ TEST_F(Vst2Process, AReplacingEffectGetsTheChannelsOfTheBlockUncleared) {
 }
 
 TEST_F(Vst2Process, AnEffectThatCannotReplaceGetsItsWholeOutputClearedFirst) {
-    host = new PluginHost(sampleRate, 61); // padded to 64
     effect.effect.flags = 0;
     effect.effect.numOutputs = 2;
     startProcessing();
-    makeAudio();
+    context = new LocalAudioContext(61, 0, 2, 0);
+    instance->setAudioContext(context);
     ASSERT_EQ(context->paddedBlockSize, 64);
     std::fill_n(context->outputAudio, 128, 42.0F);
     effect.onProcess = [&](float**, float** outputs, VstInt32) {
