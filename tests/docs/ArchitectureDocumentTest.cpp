@@ -1,0 +1,275 @@
+// docs/architecture.md is what a maintainer trusts: if these fail, it names folders, files or operations that
+// aren't there, or the tree has an include that points upwards.
+
+#include "MarkdownDocument.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Row = DocumentTable::Row;
+
+const MarkdownDocument& architecture() {
+    static const MarkdownDocument document("docs/architecture.md");
+    return document;
+}
+
+std::string readText(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+fs::path inTree(const std::string& path) {
+    return fs::path(SOURCE_DIRECTORY) / path;
+}
+
+std::set<std::string> splitList(const std::string& text) {
+    std::set<std::string> items;
+    std::istringstream stream(text);
+    for (std::string item; stream >> item;) {
+        std::erase(item, ',');
+        items.insert(item);
+    }
+    return items;
+}
+
+bool isHeader(const std::string& file) {
+    return file.ends_with(".h");
+}
+
+bool isSource(const std::string& file) {
+    return isHeader(file) || file.ends_with(".cpp") || file.ends_with(".c");
+}
+
+/// The sources and headers of the tree below a folder, as paths from its root.
+std::vector<std::string> sourcesBelow(const std::string& folder) {
+    std::vector<std::string> files;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(inTree(folder))) {
+        const std::string file = entry.path().lexically_relative(SOURCE_DIRECTORY).string();
+        if (entry.is_regular_file() && isSource(file))
+            files.push_back(file);
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+/// The quoted includes of a text that name a folder.
+std::vector<std::string> includesOf(const std::string& text) {
+    std::vector<std::string> includes;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        std::istringstream words(line);
+        std::string directive;
+        std::string name;
+        words >> directive >> name;
+        if (directive == "#" && name == "include") {
+            directive = "#include";
+            words >> name;
+        }
+        if (directive == "#include" && name.size() > 2 && name.front() == '"' &&
+            name.find('/') != std::string::npos)
+            includes.push_back(name.substr(1, name.rfind('"') - 1));
+    }
+    return includes;
+}
+
+/// The rules of the document.
+class IncludeRules {
+public:
+    IncludeRules() {
+        for (const Row& row : architecture()
+                                  .table("Source folders", "Folder")
+                                  .select({"Folder", "Included as", "May include"})) {
+            Folder& folder = folders[row[0]];
+            folder.mayInclude = splitList(row[2]);
+            if (!row[1].empty()) {
+                names.insert(row[1]);
+                folder.mayInclude.insert(row[1]);
+            }
+        }
+        for (const Row& row :
+             architecture().table("Exceptions", "Header").select({"Header", "By the sources of"})) {
+            for (const std::string& folder : splitList(row[1]))
+                folders[folder].exceptions.insert(row[0]);
+        }
+    }
+
+    /// What is wrong with an include, or nothing.
+    std::string complaint(const std::string& file, const std::string& include) const {
+        const std::string target = include.substr(0, include.find('/'));
+        if (!names.contains(target))
+            return file + " includes \"" + include + "\" of a folder that the document doesn't list";
+        const auto folder = std::find_if(folders.begin(), folders.end(), [&](const auto& entry) {
+            return file.starts_with(entry.first + "/");
+        });
+        if (folder == folders.end())
+            return file + " lies in a folder that the document doesn't list";
+        if (folder->second.mayInclude.contains(target))
+            return "";
+        if (!folder->second.exceptions.contains(include))
+            return file + " includes \"" + include + "\", which points upwards";
+        return isHeader(file) ? file + " includes \"" + include + "\", which only sources may" : "";
+    }
+
+private:
+    struct Folder {
+        std::set<std::string> mayInclude;
+        std::set<std::string> exceptions;
+    };
+
+    std::map<std::string, Folder> folders;
+    std::set<std::string> names;
+};
+
+const std::vector<std::string> sourceRoots = {"core", "lib",    "vst2",   "vst3",
+                                              "host", "window", "client", "app"};
+
+std::set<std::string> wordsOfTheSources() {
+    std::set<std::string> words;
+    for (const std::string& root : sourceRoots) {
+        for (const std::string& file : sourcesBelow(root)) {
+            std::string word;
+            for (const char character : readText(inTree(file)) + " ") {
+                if (std::isalnum(static_cast<unsigned char>(character)) != 0 || character == '_')
+                    word += character;
+                else
+                    words.insert(std::exchange(word, {}));
+            }
+        }
+    }
+    return words;
+}
+
+/// What the document has between backquotes, outside of fenced blocks.
+std::set<std::string> quotedNames() {
+    std::set<std::string> quoted;
+    std::istringstream parts(architecture().getText());
+    bool inside = false;
+    for (std::string part; std::getline(parts, part, '`'); inside = !inside) {
+        if (inside)
+            quoted.insert(part);
+    }
+    return quoted;
+}
+
+bool isName(const std::string& text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char character) {
+        return std::isalnum(character) != 0 || character == '_' || character == ':';
+    });
+}
+
+bool isPath(const std::string& text) {
+    return text.find('/') != std::string::npos && text.front() != '/' && text.find(' ') == std::string::npos;
+}
+
+std::vector<std::string> unknownParts(const std::string& name, const std::set<std::string>& words) {
+    std::vector<std::string> unknown;
+    std::istringstream parts(name);
+    for (std::string part; std::getline(parts, part, ':');) {
+        if (!part.empty() && !words.contains(part))
+            unknown.push_back(part);
+    }
+    return unknown;
+}
+
+} // namespace
+
+TEST(ArchitectureDocument, ListsFoldersThatExist) {
+    for (const char* heading : {"Source folders", "Other folders"}) {
+        for (const Row& row : architecture().table(heading, "Folder").select({"Folder"}))
+            EXPECT_TRUE(fs::is_directory(inTree(row[0])))
+                << "The table under \"" << heading << "\" has the folder " << row[0]
+                << " that the tree doesn't have";
+    }
+}
+
+TEST(ArchitectureDocument, ListsTheFolderOfEachSource) {
+    std::set<std::string> listed;
+    for (const Row& row : architecture().table("Source folders", "Folder").select({"Folder"}))
+        listed.insert(row[0]);
+    for (const std::string& root : sourceRoots) {
+        for (const std::string& file : sourcesBelow(root))
+            EXPECT_TRUE(
+                std::any_of(listed.begin(), listed.end(),
+                            [&](const std::string& folder) { return file.starts_with(folder + "/"); }))
+                << "The table under \"Source folders\" lacks the folder of " << file;
+    }
+}
+
+TEST(ArchitectureDocument, GivesTheDirectionThatEveryIncludeObeys) {
+    const IncludeRules rules;
+    size_t seen = 0;
+    for (const std::string& root : sourceRoots) {
+        for (const std::string& file : sourcesBelow(root)) {
+            for (const std::string& include : includesOf(readText(inTree(file)))) {
+                const std::string complaint = rules.complaint(file, include);
+                EXPECT_TRUE(complaint.empty()) << complaint;
+                ++seen;
+            }
+        }
+    }
+    EXPECT_GT(seen, 100u) << "The scan hardly saw an include";
+}
+
+TEST(ArchitectureDocument, AllowsTheExceptionsThatAreInUse) {
+    std::set<std::string> included;
+    for (const std::string& root : sourceRoots) {
+        for (const std::string& file : sourcesBelow(root)) {
+            for (const std::string& include : includesOf(readText(inTree(file))))
+                included.insert(include);
+        }
+    }
+    for (const Row& row : architecture().table("Exceptions", "Header").select({"Header"}))
+        EXPECT_TRUE(included.contains(row[0])) << row[0] << " is excepted, and nobody includes it";
+}
+
+TEST(ArchitectureDocument, NamesClassesOperationsAndFilesThatExist) {
+    const std::set<std::string> words = wordsOfTheSources();
+    size_t checked = 0;
+    for (const std::string& quoted : quotedNames()) {
+        if (isPath(quoted)) {
+            EXPECT_TRUE(fs::exists(inTree(quoted))) << "The tree doesn't have " << quoted;
+            ++checked;
+        } else if (isName(quoted) && !fs::exists(inTree(quoted))) {
+            for (const std::string& part : unknownParts(quoted, words))
+                ADD_FAILURE() << "The document speaks of " << quoted << ", and no source has " << part;
+            ++checked;
+        }
+    }
+    EXPECT_GT(checked, 50u) << "The scan hardly saw a name";
+}
+
+TEST(IncludeRules, ComplainOfIncludesThatPointUpwardsSidewardsOrNowhere) {
+    const IncludeRules rules;
+    EXPECT_EQ(rules.complaint("core/String.cpp", "plugin/Plugin.h"),
+              "core/String.cpp includes \"plugin/Plugin.h\", which points upwards");
+    EXPECT_EQ(rules.complaint("client/PluginHostProxy.cpp", "host/PluginHost.h"),
+              "client/PluginHostProxy.cpp includes \"host/PluginHost.h\", which points upwards");
+    EXPECT_EQ(rules.complaint("vst2/Vst2Plugin.cpp", "host/InstanceTable.h"),
+              "vst2/Vst2Plugin.cpp includes \"host/InstanceTable.h\", which points upwards");
+    EXPECT_EQ(rules.complaint("vst2/Vst2Plugin.h", "host/PluginHost.h"),
+              "vst2/Vst2Plugin.h includes \"host/PluginHost.h\", which only sources may");
+    EXPECT_EQ(rules.complaint("vst2/Vst2Plugin.cpp", "host/PluginHost.h"), "");
+    EXPECT_EQ(rules.complaint("app/main.cpp", "elsewhere/Thing.h"),
+              "app/main.cpp includes \"elsewhere/Thing.h\" of a folder that the document doesn't list");
+    EXPECT_EQ(rules.complaint("elsewhere/Thing.cpp", "core/String.h"),
+              "elsewhere/Thing.cpp lies in a folder that the document doesn't list");
+}
+
+TEST(IncludeRules, SeeQuotedIncludesThatNameAFolder) {
+    EXPECT_EQ(includesOf("#include \"core/String.h\"\n#  include \"host/PluginHost.h\" // why\n"
+                         "# include \"plugin/Plugin.h\"\n#include <xcb/xcb.h>\n#include \"Beside.h\"\n"),
+              (std::vector<std::string>{"core/String.h", "host/PluginHost.h", "plugin/Plugin.h"}));
+}
