@@ -12,6 +12,8 @@
 // when something failed, or 2 when the arguments are wrong. The last line counts: plug-ins print as they
 // like. No such line at all is a failure too, whatever the status: a plug-in may end the process at once.
 
+#include "real-plugins/Score.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -21,7 +23,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <numbers>
 #include <string_view>
 #include <vector>
 
@@ -135,9 +136,9 @@ enum HostOpcode : std::int32_t {
     audioMasterGetBlockSize = 17,
 };
 
-constexpr std::int32_t sampleRate = 44100;
-constexpr std::int32_t blockSize = 256;
-constexpr int blocks = 200;
+using score::blocks;
+using score::blockSize;
+using score::sampleRate;
 constexpr unsigned secondsAllowed = 60;
 
 // What is being done, for the line that a signal or an exit leaves behind.
@@ -312,33 +313,35 @@ void sendNote(Effect* effect, std::uint8_t status, std::uint8_t key) {
     call(effect, "effProcessEvents", effProcessEvents, 0, 0, &list);
 }
 
-/// What --vary adds before a block. The numbers have no meaning but that all parameters meet both of their
-/// ends.
+/// What --vary adds before a block.
 void varyBefore(Effect* effect, int block) {
-    constexpr int blocksOfANote = 20;
     static TimeInfo time;
+    constexpr std::int32_t changed = 1 << 0;
     constexpr std::int32_t playing = 1 << 1;
-    constexpr std::int32_t beatsTempoAndSignature = (1 << 9) | (1 << 10) | (1 << 11) | (1 << 13);
+    constexpr std::int32_t cycleActive = 1 << 2;
+    constexpr std::int32_t recording = 1 << 3;
+    constexpr std::int32_t valid =
+        (1 << 8) | (1 << 9) | (1 << 10) | (1 << 12) | (1 << 13); // but for the bars
+    const score::Transport now = score::transportAt(block);
     time = {};
-    time.samplePos = static_cast<double>(block) * blockSize;
+    time.samplePos = static_cast<double>(now.samplePosition);
     time.sampleRate = sampleRate;
-    time.tempo = 120.0;
-    time.ppqPos = time.samplePos / sampleRate * time.tempo / 60.0;
-    time.timeSigNumerator = 4;
-    time.timeSigDenominator = 4;
-    time.barStartPos = 4.0 * std::floor(time.ppqPos / 4.0);
-    time.flags = playing | beatsTempoAndSignature;
+    time.nanoSeconds = now.nanoseconds;
+    time.tempo = now.tempo;
+    time.ppqPos = now.position;
+    time.barStartPos = now.barStart;
+    time.cycleEndPos = now.loopEnd;
+    time.timeSigNumerator = now.numerator;
+    time.timeSigDenominator = now.denominator;
+    time.flags = valid | (now.hasChanged ? changed : 0) | (now.isPlaying ? playing : 0) |
+                 (now.isLooping ? cycleActive : 0) | (now.isRecording ? recording : 0);
     transport = &time;
-    if (effect->numParams > 0) {
+    if (const auto change = score::parameterChangeAt(block, effect->numParams)) {
         stage = "setParameter";
-        const float value = static_cast<float>(block * 7 % 11) / 10.0F;
-        effect->setParameter(effect, block % effect->numParams, value);
+        effect->setParameter(effect, change->index, change->value);
     }
-    const auto key = static_cast<std::uint8_t>(48 + block / blocksOfANote);
-    if (block % blocksOfANote == 0) {
-        sendNote(effect, 0x90, key);
-    } else if (block % blocksOfANote == 15) {
-        sendNote(effect, 0x80, key);
+    if (const auto note = score::noteAt(block)) {
+        sendNote(effect, note->status, note->key);
     }
 }
 
@@ -358,10 +361,7 @@ float render(Effect* effect, bool vary) {
         } else if ((effect->flags & isSynth) != 0 && block == 0) {
             sendNote(effect, 0x90, 60);
         }
-        inputs.fill([block](std::int32_t frame) {
-            const double time = (static_cast<double>(block) * blockSize + frame) / sampleRate;
-            return static_cast<float>(0.5 * std::sin(2.0 * std::numbers::pi * 440.0 * time));
-        });
+        inputs.fill([block](std::int32_t frame) { return score::inputAt(block, frame); });
         outputs.fill([](std::int32_t) { return 0.0F; });
         stage = replacing ? "processReplacing" : "process";
         process(effect, inputs.array(), outputs.array(), blockSize);

@@ -1,0 +1,441 @@
+// Takes one plug-in through all that a client does with it: a host process is started, the plug-in created in
+// it and played with changing parameters, notes and transport, then with silence until its tail ends, and
+// everything is taken down again. Without it, nobody would know whether the host gets on with plug-ins that
+// weren't written for it: their users would find out.
+//
+//     plugin-course [--seconds N] HOST PLUGIN [IDENTIFIER]
+//
+// It knows no plug-in format: HOST is the host program, PLUGIN whatever that loads, IDENTIFIER the plug-in in
+// it. A host that takes longer than N seconds, 40 without the option, is killed.
+//
+// Two lines go to the standard output, the first once the plug-in is created:
+//
+//     plugin inputs=2 outputs=2 parameters=3 programs=1
+//     ok median=12.3 peak=0.512345 tail=17
+//
+// with the median block round trip in microseconds, the largest magnitude of the blocks before the silence,
+// and the blocks of silence that the tail took, or "endless". Instead of the second there may be "failed in",
+// what was being done, ": " and what is wrong. What the plug-in prints goes to the standard error stream. The
+// status is 0, or 1 when something failed, or 2 when the arguments are wrong.
+
+#include "client/RemotePluginAudioContextProxy.h"
+#include "client/RemotePluginHostProxy.h"
+#include "client/ReplyWaiter.h"
+#include "core/Mutex.h"
+#include "core/SharedMemory.h"
+#include "plugin/Channels.h"
+#include "plugin/PluginHostNotificationListener.h"
+#include "plugin/PluginHostNotifications.h"
+#include "plugin/PluginHostReplies.h"
+#include "plugin/PluginInstance.h"
+#include "real-plugins/Score.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <fcntl.h>
+#include <filesystem>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+using base::core::Condition;
+using base::core::Mutex;
+using base::core::ScopedLock;
+
+namespace {
+
+constexpr int32_t longestTail = 44100;     // frames
+constexpr double replyPatience = 20;       // seconds
+constexpr double notificationPatience = 5; // seconds
+constexpr unsigned defaultSeconds = 40;
+
+struct Arguments {
+    std::string host;
+    std::string plugin;
+    std::string identifier;
+    unsigned seconds = defaultSeconds;
+};
+
+// Touched by the signal handler.
+
+volatile std::sig_atomic_t hostPid = 0;
+volatile std::sig_atomic_t tookTooLong = 0;
+
+// Ends the host, so that whatever waits for it fails. Where that doesn't help either, the process ends.
+void onAlarm(int) {
+    constexpr unsigned grace = 5; // seconds
+    if (tookTooLong != 0)
+        _exit(EXIT_FAILURE);
+    tookTooLong = 1;
+    if (hostPid != 0)
+        kill(hostPid, SIGKILL);
+    alarm(grace);
+}
+
+/// `flags` says what becomes of a call that is waiting when the time is over: `SA_RESTART`, or 0 for one that
+/// fails.
+void handleAlarm(int flags) {
+    struct sigaction action {};
+    action.sa_handler = onAlarm;
+    action.sa_flags = flags;
+    sigaction(SIGALRM, &action, nullptr);
+}
+
+/// Hears which parameters got new texts. The reply thread calls; another one waits.
+class ChangeListener : public PluginHostNotificationListener {
+public:
+    void onUpdateParameter(const UpdateParameterNotification& notification) override {
+        if (!std::isfinite(notification.value))
+            fail("a value that is no number was reported for parameter " +
+                 std::to_string(notification.parameterIndex));
+    }
+    void onUpdateParameterDisplay(const UpdateParameterDisplayNotification& notification) override {
+        const ScopedLock scope(lock);
+        const auto index = static_cast<size_t>(notification.parameterIndex);
+        if (index >= isRetold.size())
+            isRetold.resize(index + 1);
+        isRetold[index] = true;
+        changed.broadcast();
+    }
+    void onUpdateAllParameters(const UpdateAllParametersNotification&) override {}
+    void onBeginOrEndEditParameter(const BeginOrEndEditParameterNotification&) override {}
+    void onPluginWindowMoved(const PluginWindowMovedNotification&) override {}
+    void onPluginWindowClosed(const PluginWindowClosedNotification&) override {
+        fail("the end of an editor was reported that nobody opened");
+    }
+
+    /// Returns once the texts of the first `count` parameters have come. Throws `std::runtime_error`.
+    void awaitTexts(int32_t count) {
+        const timespec deadline = base::core::monotonicDeadline(notificationPatience);
+        const ScopedLock scope(lock);
+        const auto wanted = static_cast<size_t>(count);
+        const auto missing = [&] {
+            return isRetold.size() < wanted ||
+                   std::find(isRetold.begin(), isRetold.begin() + count, false) != isRetold.begin() + count;
+        };
+        while (failure.empty() && missing()) {
+            if (!changed.waitUntil(lock, deadline) && missing())
+                throw std::runtime_error("the new texts of changed parameters did not come");
+        }
+        if (!failure.empty())
+            throw std::runtime_error(failure);
+    }
+
+private:
+    void fail(const std::string& words) {
+        const ScopedLock scope(lock);
+        failure = words;
+        changed.broadcast();
+    }
+
+    Mutex lock;
+    Condition changed;
+    std::vector<bool> isRetold;
+    std::string failure;
+};
+
+/// Fills the context for a block of the score.
+void writeBlock(PluginAudioContext& context, int32_t block) {
+    for (int32_t channel = 0; channel < context.inputChannelCount; ++channel) {
+        for (int32_t frame = 0; frame < context.blockSize; ++frame)
+            context.inputChannel(channel)[frame] = score::inputAt(block, frame);
+    }
+    *context.parameterChangeCount = 0;
+    if (const auto change = score::parameterChangeAt(block, context.parameterCount)) {
+        context.parameterChanges[0] = {change->value, static_cast<uint16_t>(change->index), 0};
+        *context.parameterChangeCount = 1;
+    }
+    *context.inputEventCount = 0;
+    if (const auto note = score::noteAt(block)) {
+        EventRecord record{};
+        record.kind = EventKind::midi;
+        record.midi[0] = note->status;
+        record.midi[1] = note->key;
+        record.midi[2] = note->velocity;
+        context.inputEvents[0] = record;
+        *context.inputEventCount = 1;
+    }
+    const score::Transport now = score::transportAt(block);
+    TransportBlock& transport = *context.transport;
+    transport = {};
+    transport.sampleRate = score::sampleRate;
+    transport.tempo = now.tempo;
+    transport.position = now.position;
+    transport.systemTime = now.nanoseconds;
+    transport.barStart = now.barStart;
+    transport.loopEnd = now.loopEnd;
+    transport.samplePosition = static_cast<uint64_t>(now.samplePosition);
+    transport.flags = (now.isPlaying ? transportPlaying : 0U) | (now.isRecording ? transportRecording : 0U) |
+                      (now.isLooping ? transportLoopOn : 0U) | (now.hasChanged ? transportChangedMask : 0U);
+    transport.timeSignatureNumerator = static_cast<uint16_t>(now.numerator);
+    transport.timeSignatureDenominator = static_cast<uint16_t>(now.denominator);
+}
+
+/// Fills the context for a block of nothing, with the transport at a halt.
+void writeSilence(PluginAudioContext& context) {
+    for (int32_t channel = 0; channel < context.inputChannelCount; ++channel)
+        std::fill_n(context.inputChannel(channel), context.blockSize, 0.0F);
+    *context.parameterChangeCount = 0;
+    *context.inputEventCount = 0;
+    context.transport->flags = 0;
+}
+
+/// One plug-in's way through one host. A failure is an exception, after which `describeEnd` tells of the
+/// host.
+class Course {
+public:
+    using Microseconds = std::chrono::duration<double, std::micro>;
+
+    explicit Course(const Arguments& arguments, FILE* results) : arguments(arguments), results(results) {}
+
+    ~Course() {
+        hostPid = 0;
+        context = nullptr;
+        // A host that died has left it.
+        if (proxy != nullptr)
+            shm_unlink(base::core::sharedMemoryName(audioBlockName(proxy->getHostId(), instanceId)).c_str());
+    }
+
+    void run() {
+        proxy = new RemotePluginHostProxy(arguments.host.c_str());
+        hostPid = proxy->getChildPid();
+        // What waits for the host goes on waiting, and meets its end.
+        handleAlarm(SA_RESTART);
+        if (proxy->getBlockSize() != score::blockSize || proxy->getSampleRate() != score::sampleRate)
+            throw std::runtime_error("the score is for another block size or sample rate");
+        create();
+        stage = "start";
+        context->startProcessing();
+        play();
+        stage = "notifications";
+        listener->awaitTexts(std::min(parameterCount, score::blocks));
+        ringOut();
+        stage = "update of the channels";
+        checkUpdate();
+        stage = "stop";
+        context->stopProcessing();
+        context->drain();
+        stage = "destroy";
+        proxy->destroyPluginInstance(instanceId);
+        proxy->removePluginInstance(instanceId);
+        // Answered by the main thread, which has then destroyed it.
+        proxy->ping();
+        stage = "shutdown";
+        proxy->shutdown();
+        const siginfo_t end = awaitEnd();
+        if (end.si_code != CLD_EXITED || end.si_status != 0)
+            throw std::runtime_error("the run was good and the status is not");
+    }
+
+    /// What became of the host, ended by this if it still lives.
+    std::string describeEnd() {
+        if (proxy == nullptr)
+            return "the host did not open its pipes";
+        try {
+            proxy->shutdown();
+        } catch (const Exception&) {
+            // It has gone by itself.
+        }
+        const siginfo_t end = awaitEnd();
+        if (tookTooLong != 0)
+            return "the host took too long and was killed";
+        if (end.si_code == CLD_EXITED)
+            return "the host ended with status " + std::to_string(end.si_status);
+        return std::string("the host died of \"") + strsignal(end.si_status) + "\"";
+    }
+
+    const std::string& getStage() const { return stage; }
+
+    /// In microseconds.
+    double getMedian() {
+        const auto middle = roundTrips.begin() + static_cast<ptrdiff_t>(roundTrips.size() / 2);
+        std::nth_element(roundTrips.begin(), middle, roundTrips.end());
+        return middle->count();
+    }
+    float getPeak() const { return peak; }
+    const std::string& getTail() const { return tail; }
+
+private:
+    void create() {
+        stage = "create";
+        listener = new ChangeListener;
+        const Ref<ReplyWaiter> created(new ReplyWaiter(*proxy));
+        instanceId = proxy->createPluginInstance(arguments.plugin.c_str(), {}, arguments.identifier.c_str(),
+                                                 false, listener, created);
+        const auto reply = created->waitFor<CreatePluginInstanceReply>(replyPatience);
+        inputCount = reply->inputChannelCount;
+        outputCount = reply->outputChannelCount;
+        parameterCount = static_cast<int32_t>(reply->state->parameters.size());
+        std::fprintf(results, "plugin inputs=%d outputs=%d parameters=%d programs=%d\n", inputCount,
+                     outputCount, parameterCount, static_cast<int>(reply->state->programs.size()));
+        std::fflush(results);
+        for (const Ref<ParameterInfo>& parameter : reply->state->parameters) {
+            if (!std::isfinite(parameter->value))
+                throw std::runtime_error("a parameter's value is no number");
+        }
+        context = new RemotePluginAudioContextProxy(proxy, *reply);
+        checkGuards();
+        for (int32_t index = 0; index < parameterCount; ++index)
+            context->setParameterFlag(index, parameterWatched);
+    }
+
+    void play() {
+        for (int32_t block = 0; block < score::blocks; ++block) {
+            stage = "block " + std::to_string(block);
+            writeBlock(*context, block);
+            if (processBlock(true) != processActive)
+                throw std::runtime_error("a plug-in that is to stay active is not");
+            peak = std::max(peak, measureOutput());
+        }
+    }
+
+    void ringOut() {
+        const int32_t most = longestTail / context->blockSize;
+        int32_t block = 0;
+        for (bool silent = false; block < most && !silent; ++block) {
+            stage = "silent block " + std::to_string(block);
+            writeSilence(*context);
+            const int32_t result = processBlock(false);
+            measureOutput();
+            if (result < processSilent || result > processTail)
+                throw std::runtime_error("the answer is " + std::to_string(result));
+            silent = result == processSilent;
+        }
+        tail = block < most ? std::to_string(block) : "endless";
+    }
+
+    int32_t processBlock(bool keepActive) {
+        using Clock = std::chrono::steady_clock;
+        const Clock::time_point sent = Clock::now();
+        const int32_t result = context->process(context->blockSize, keepActive, true);
+        if (keepActive)
+            roundTrips.emplace_back(Clock::now() - sent);
+        checkGuards();
+        if (*context->outputEventCount < 0 || *context->outputEventCount > context->outputEventCapacity)
+            throw std::runtime_error("there are " + std::to_string(*context->outputEventCount) + " events");
+        return result;
+    }
+
+    void checkGuards() const {
+        if (!context->areGuardsIntact())
+            throw std::runtime_error("something was written outside of the buffers");
+    }
+
+    /// The largest magnitude.
+    float measureOutput() const {
+        float largest = 0;
+        for (int32_t channel = 0; channel < context->outputChannelCount; ++channel) {
+            const float* samples = context->outputChannel(channel);
+            for (int32_t frame = 0; frame < context->blockSize; ++frame) {
+                if (!std::isfinite(samples[frame]))
+                    throw std::runtime_error(std::string(std::isnan(samples[frame]) ? "NaN" : "infinity") +
+                                             " in output " + std::to_string(channel));
+                largest = std::max(largest, std::fabs(samples[frame]));
+            }
+        }
+        return largest;
+    }
+
+    void checkUpdate() {
+        const Ref<ReplyWaiter> updated(new ReplyWaiter(*proxy));
+        proxy->updateIO(instanceId, updated);
+        const auto reply = updated->waitFor<DefineIoReply>(replyPatience);
+        if (reply->inputChannelCount != inputCount || reply->outputChannelCount != outputCount ||
+            static_cast<int32_t>(reply->state->parameters.size()) != parameterCount)
+            throw std::runtime_error("the plug-in has other channels or parameters than before");
+    }
+
+    /// Waits for the host without reaping it; the time limit bounds this too.
+    siginfo_t awaitEnd() const {
+        siginfo_t end{};
+        while (waitid(P_PID, static_cast<id_t>(proxy->getChildPid()), &end, WEXITED | WNOWAIT) != 0) {
+            if (errno != EINTR)
+                throw std::runtime_error(std::string("waitid: ") + std::strerror(errno));
+        }
+        return end;
+    }
+
+    const Arguments& arguments;
+    FILE* results;
+    std::string stage = "start of the host";
+    Ref<RemotePluginHostProxy> proxy;
+    Ref<ChangeListener> listener;
+    Ref<RemotePluginAudioContextProxy> context;
+    int32_t instanceId = 0;
+    int32_t inputCount = 0;
+    int32_t outputCount = 0;
+    int32_t parameterCount = 0;
+    std::vector<Microseconds> roundTrips;
+    float peak = 0;
+    std::string tail;
+};
+
+int takeCourse(const Arguments& arguments, FILE* results) {
+    Course course(arguments, results);
+    std::string words;
+    try {
+        course.run();
+        std::fprintf(results, "ok median=%.1f peak=%.6f tail=%s\n", course.getMedian(),
+                     static_cast<double>(course.getPeak()), course.getTail().c_str());
+        return EXIT_SUCCESS;
+    } catch (const Exception& exception) {
+        words = exception.getMessage().toStdString();
+    } catch (const std::exception& exception) {
+        words = exception.what();
+    }
+    std::replace(words.begin(), words.end(), '\n', ' ');
+    std::fprintf(results, "failed in %s: %s; %s\n", course.getStage().c_str(), words.c_str(),
+                 course.describeEnd().c_str());
+    return EXIT_FAILURE;
+}
+
+/// The standard output, which from here on is the standard error stream's for this process and its children.
+FILE* takeStandardOutput() {
+    const int descriptor = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+    return fdopen(descriptor, "w");
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::ios::sync_with_stdio(false);
+    Arguments arguments;
+    std::vector<std::string> words(argv + 1, argv + argc);
+    if (words.size() > 1 && words[0] == "--seconds") {
+        arguments.seconds = static_cast<unsigned>(std::strtoul(words[1].c_str(), nullptr, 10));
+        words.erase(words.begin(), words.begin() + 2);
+    }
+    if (words.size() < 2 || words.size() > 3 || arguments.seconds == 0) {
+        std::fprintf(stderr, "Usage: %s [--seconds N] HOST PLUGIN [IDENTIFIER]\n", argv[0]);
+        return 2;
+    }
+    arguments.host = std::filesystem::absolute(words[0]);
+    arguments.plugin = std::filesystem::absolute(words[1]);
+    if (words.size() == 3)
+        arguments.identifier = words[2];
+
+    // FIFOs and shared memory of its own, so that several run side by side.
+    const std::string user = "plugin-course-" + std::to_string(getpid());
+    setenv("USER", user.c_str(), 1);
+    FILE* results = takeStandardOutput();
+    RemotePluginHostProxy::setManager(new WaitingProxyManager);
+    // A host that doesn't open its pipes is waited for by a call that must fail.
+    handleAlarm(0);
+    alarm(arguments.seconds);
+    const int status = takeCourse(arguments, results);
+    std::fclose(results);
+    std::error_code ignored;
+    std::filesystem::remove_all("/tmp/pipes-" + user, ignored);
+    return status;
+}
