@@ -30,6 +30,8 @@ else()
 endif()
 
 if(PLUGIN_HOST_SANITIZERS)
+    set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O1 -g1")
+    set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O1 -g1")
     add_compile_options(-fsanitize=${PLUGIN_HOST_SANITIZERS} -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${PLUGIN_HOST_SANITIZERS})
     if(PLUGIN_HOST_SANITIZERS MATCHES "undefined")
