@@ -2,13 +2,12 @@
 
 #include "core/FileDescriptor.h"
 
-#include "Waiting.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cerrno>
 #include <fcntl.h>
+#include <latch>
 #include <thread>
 #include <unistd.h>
 
@@ -93,16 +92,14 @@ TEST(FileDescriptorTest, AFailureOfTheSystemIsReported) {
 }
 
 TEST(FileDescriptorTest, OnlyOneOfSeveralClosersSucceeds) {
-    constexpr int rounds = 200;
+    constexpr int rounds = 50;
     int successes = 0;
     for (int round = 0; round < rounds; ++round) {
         FileDescriptor descriptor(newDescriptor());
-        std::atomic<int> ready{0};
+        std::latch ready(2);
         std::atomic<int> closed{0};
         const auto closer = [&] {
-            ++ready;
-            while (ready < 2)
-                std::this_thread::yield();
+            ready.arrive_and_wait();
             closed += descriptor.close() ? 1 : 0;
         };
         std::thread other(closer);

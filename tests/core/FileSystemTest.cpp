@@ -14,6 +14,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <latch>
 #include <string>
 #include <sys/stat.h>
 #include <thread>
@@ -103,15 +104,13 @@ TEST_F(FileSystemTest, DoubledAndTrailingSeparatorsDoNotDisturbTheMakingOfDirect
 }
 
 TEST_F(FileSystemTest, TwoThreadsMayMakeTheSameDirectoriesAtOnce) {
-    constexpr int rounds = 200;
+    constexpr int rounds = 50;
     std::atomic<int> failures{0};
     for (int round = 0; round < rounds; ++round) {
         const String directory = text("r" + std::to_string(round) + "/a/b");
-        std::atomic<int> ready{0};
+        std::latch ready(2);
         const auto make = [&] {
-            ++ready;
-            while (ready < 2)
-                std::this_thread::yield();
+            ready.arrive_and_wait();
             try {
                 files.createDirectories(directory);
             } catch (const IOException&) {

@@ -6,6 +6,8 @@
 #include "FailingCalls.h"
 #include "Waiting.h"
 
+#include "core/StdStreams.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -49,6 +51,7 @@ void expectFatalAssertion(const std::string& report, const std::string& message)
 
 template <class Lock>
 std::string reportOfMaking(LibraryCall call) {
+    standardError(); // has a mutex of its own, which must not be the one that fails
     const CapturedOutput captured(STDERR_FILENO);
     {
         const FailingCall failing(call);

@@ -253,15 +253,17 @@ TEST_F(NamedPipeTest, BothSidesOpenTheDirectionToTheClientFirst) {
 TEST_F(NamedPipeTest, OpeningAgainReplacesThePipeOfTheCreator) {
     const Ref<NamedServerPipe> server = NamedServerPipe::create("x", false);
     for (int round = 0; round < 2; ++round) {
-        std::thread opener([] {
-            const Ref<NamedPipe> pipe = NamedPipe::open("x", false);
-            pipe->getOutput()->writeBigEndianInt32(7);
-        });
+        Ref<NamedPipe> opened;
+        std::thread opener([&] { opened = NamedPipe::open("x", false); });
         const Ref<NamedPipe> pipe = server->open();
         opener.join();
-        EXPECT_EQ(pipe->getInput()->readInt32(), 7);
         EXPECT_TRUE(server->getPipe() == pipe);
+        opened->getOutput()->writeBigEndianInt32(7);
+        opened->getOutput()->flush();
+        EXPECT_EQ(pipe->getInput()->readInt32(), 7);
     }
+    // The pipe of the first round is closed, that of the second is open.
+    EXPECT_EQ(descriptorsOn(path("x-from-client")).size(), 1u);
 }
 
 TEST_F(NamedPipeTest, NoDescriptorIsInheritedByAChild) {
@@ -467,7 +469,7 @@ private:
 };
 
 TEST_F(NamedPipeTest, ClosingFromAnotherThreadWakesABlockedReadEachTime) {
-    constexpr int rounds = 300;
+    constexpr int rounds = 200;
     int woken = 0;
     ASSERT_TRUE(std::filesystem::create_directories(directory));
     ASSERT_EQ(mkfifo(path("x").c_str(), 0600), 0);
@@ -483,11 +485,11 @@ TEST_F(NamedPipeTest, ClosingFromAnotherThreadWakesABlockedReadEachTime) {
             EXPECT_TRUE(becomesTrue([&] { return reader.isInsideTheRead(); }));
         }
         stream->close();
-        ASSERT_TRUE(becomesTrue([&] { return reader.hasEnded(); }))
-            << "the reader sleeps on, round " << round;
+        const bool ended = becomesTrue([&] { return reader.hasEnded(); });
+        close(writing); // ends the read of a reader that was not woken
+        ASSERT_TRUE(ended) << "the reader sleeps on, round " << round;
         woken += reader.join() == "Error reading from named pipe: Bad file descriptor" ? 1 : 0;
         EXPECT_EQ(fcntl(reading, F_GETFD), -1) << "the descriptor is still open, round " << round;
-        close(writing);
     }
     EXPECT_EQ(woken, rounds);
 }
@@ -497,7 +499,9 @@ TEST_F(NamedPipeTest, ClosingTheBufferedStreamWakesABlockedReadWhileThePeerKeeps
     BlockedReader reader(ends.opener->getInput());
     EXPECT_TRUE(becomesTrue([&] { return reader.isInsideTheRead(); }));
     ends.opener->getInput()->close();
-    ASSERT_TRUE(becomesTrue([&] { return reader.hasEnded(); })) << "the reader sleeps on";
+    const bool ended = becomesTrue([&] { return reader.hasEnded(); });
+    ends.creator->getOutput()->close(); // ends the read of a reader that was not woken
+    ASSERT_TRUE(ended) << "the reader sleeps on";
     EXPECT_EQ(reader.join(), "Error reading from named pipe: Bad file descriptor");
 }
 

@@ -11,10 +11,11 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <latch>
 #include <map>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <streambuf>
 #include <string>
 #include <thread>
@@ -152,14 +153,12 @@ template <class Print>
 std::map<std::string, int> linesOfFourThreads(const Print& print) {
     std::ostringstream device;
     const Ref<OutputStream> stream(new StdOutputStream(&device));
-    std::atomic<int> ready{0};
+    std::latch ready(4);
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([&, i] {
             const std::string line(static_cast<size_t>(20 + i), static_cast<char>('a' + i));
-            ++ready;
-            while (ready < 4)
-                std::this_thread::yield();
+            ready.arrive_and_wait();
             for (int round = 0; round < 300; ++round)
                 print(*stream, line.c_str());
         });
@@ -218,12 +217,10 @@ TEST(ConsoleTest, EachConsoleIsOneStreamOnEveryThread) {
     std::set<const Object*> seen[3];
     std::vector<std::thread> threads;
     Mutex mutex;
-    std::atomic<int> ready{0};
+    std::latch ready(8);
     for (int i = 0; i < 8; ++i)
         threads.emplace_back([&] {
-            ++ready;
-            while (ready < 8)
-                std::this_thread::yield();
+            ready.arrive_and_wait();
             const Object* consoles[3] = {&standardError(), &standardOutput(), &standardInput()};
             const ScopedLock lock(mutex);
             for (int console = 0; console < 3; ++console)
