@@ -6,12 +6,15 @@
 
 namespace {
 
-// A null reference if no open window has this id; an instance without a window counts as id 0.
+constexpr uint32_t noWindow = 0;
+
+// A null reference if no instance has this id; one without a window counts as id 0.
 Ref<PluginInstance> findByWindow(PluginHost& host, uint32_t windowId) {
     Ref<PluginInstance> found;
     host.instances.forEach([&](PluginInstance& instance) {
         const PluginWindow* window = instance.window;
-        if (!found && window != nullptr && window->getWindowId() == windowId)
+        const uint32_t id = window != nullptr ? window->getWindowId() : noWindow;
+        if (!found && id == windowId)
             found = &instance;
     });
     return found;
