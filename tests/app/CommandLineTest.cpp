@@ -3,6 +3,7 @@
 
 #include "app/ProgramRun.h"
 
+#include <algorithm>
 #include <fstream>
 
 namespace {

@@ -3,6 +3,7 @@
 
 #include "app/ProgramRun.h"
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 
@@ -165,6 +166,13 @@ TEST(PluginReport, ThePathIsReportedInItsNormalForm) {
     const ProgramResult result =
         runProgram({"info", "./../example-plugins//echo.so"}, {}, EXAMPLE_PLUGIN_DIRECTORY);
     EXPECT_EQ(result.output, header(examplePath("echo")) + echoRecord);
+}
+
+TEST(PluginReport, APathBeyondAsciiIsReportedAsItIs) {
+    const TestDirectory directory;
+    const std::string path = directory / "Fl\xC3\xBCgel \xF0\x9F\x8E\xB9.so";
+    std::filesystem::copy_file(examplePath("echo"), path);
+    expectReport(path, echoRecord, 0);
 }
 
 TEST(PluginReport, AFileThatIsNoPluginEndsTheReport) {

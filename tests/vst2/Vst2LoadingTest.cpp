@@ -86,6 +86,23 @@ TEST_F(Vst2Loading, AFileThatIsNoSharedObjectFailsWithItsPathAndTheLoadersWords)
     EXPECT_EQ(failure, "Failed to load VST plug-in " + path + ": " + path + ": file too short");
 }
 
+TEST_F(Vst2Loading, AFileThatMissesAFunctionFailsBeforeItIsCalled) {
+    const std::string path = testPlugin("misses-a-symbol").toStdString();
+    EXPECT_EQ(failureOf([&] { load("misses-a-symbol"); }), "Failed to load VST plug-in " + path + ": " +
+                                                               path +
+                                                               ": undefined symbol: functionThatNobodyHas");
+}
+
+TEST_F(Vst2Loading, AFileWithANameBeyondAsciiLoads) {
+    const std::string path = "/tmp/Fl\xC3\xBCgel-" + std::to_string(getpid()) + ".so";
+    std::filesystem::copy_file(testPlugin("exports-only-main").toStdString(), path);
+    Ref<Plugin> plugin;
+    EXPECT_NO_THROW(plugin = host->getPlugin(path.c_str()));
+    std::filesystem::remove(path);
+    ASSERT_TRUE(plugin);
+    EXPECT_EQ(create(plugin, "")->getName(), "Only Main");
+}
+
 TEST_F(Vst2Loading, AFileWithoutAnEntryPointFails) {
     EXPECT_EQ(failureOf([&] { load("exports-no-entry-point"); }), "Plugin main function not found");
     EXPECT_TRUE(host->plugins.empty());
