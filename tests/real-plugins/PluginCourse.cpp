@@ -14,9 +14,10 @@
 //     ok median=12.3 peak=0.512345 tail=17
 //
 // with the median block round trip in microseconds, the largest magnitude of the blocks before the silence,
-// and the blocks of silence that the tail took, or "endless". Instead of the second there may be "failed in",
-// what was being done, ": " and what is wrong. What the plug-in prints goes to the standard error stream. The
-// status is 0, or 1 when something failed, or 2 when the arguments are wrong.
+// and the blocks of silence that the tail took, as in "172+" where it was not waited for. Instead of the
+// second there may be "failed in", what was being done, ": " and what is wrong. What the plug-in prints goes
+// to the standard error stream. The status is 0, or 1 when something failed, or 2 when the arguments are
+// wrong.
 
 #include "client/RemotePluginAudioContextProxy.h"
 #include "client/RemotePluginHostProxy.h"
@@ -302,16 +303,16 @@ private:
     void ringOut() {
         const int32_t most = longestTail / context->blockSize;
         int32_t block = 0;
-        for (bool silent = false; block < most && !silent; ++block) {
+        int32_t result = processTail;
+        for (; block < most && result != processSilent; ++block) {
             stage = "silent block " + std::to_string(block);
             writeSilence(*context);
-            const int32_t result = processBlock(false);
+            result = processBlock(false);
             measureOutput();
             if (result < processSilent || result > processTail)
                 throw std::runtime_error("the answer is " + std::to_string(result));
-            silent = result == processSilent;
         }
-        tail = block < most ? std::to_string(block) : "endless";
+        tail = std::to_string(block) + (result != processSilent ? "+" : "");
     }
 
     int32_t processBlock(bool keepActive) {
