@@ -46,6 +46,7 @@
 #include <string>
 #include <sys/mman.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -67,30 +68,67 @@ struct Arguments {
     unsigned seconds = defaultSeconds;
 };
 
-// Touched by the signal handler.
+/// Bounds the run: when its time is over, it kills the host, so that whatever waits for that fails, or, while
+/// there is no host, interrupts the main thread's wait for one. Where that doesn't help either, the process
+/// ends.
+class Watchdog {
+public:
+    /// On the main thread.
+    explicit Watchdog(unsigned seconds) {
+        struct sigaction action {};
+        action.sa_handler = [](int) {}; // without SA_RESTART: the interrupted call fails
+        sigaction(SIGALRM, &action, nullptr);
+        thread = std::thread([this, seconds, mainThread = pthread_self()] { watch(seconds, mainThread); });
+    }
+    ~Watchdog() {
+        {
+            const ScopedLock scope(lock);
+            over = true;
+            changed.broadcast();
+        }
+        thread.join();
+    }
 
-volatile std::sig_atomic_t hostPid = 0;
-volatile std::sig_atomic_t tookTooLong = 0;
+    /// 0 for none.
+    void setHost(pid_t pid) {
+        const ScopedLock scope(lock);
+        host = pid;
+    }
+    bool hasBarked() {
+        const ScopedLock scope(lock);
+        return barked;
+    }
 
-// Ends the host, so that whatever waits for it fails. Where that doesn't help either, the process ends.
-void onAlarm(int) {
-    constexpr unsigned grace = 5; // seconds
-    if (tookTooLong != 0)
-        _exit(EXIT_FAILURE);
-    tookTooLong = 1;
-    if (hostPid != 0)
-        kill(hostPid, SIGKILL);
-    alarm(grace);
-}
+private:
+    void watch(unsigned seconds, pthread_t mainThread) {
+        constexpr double grace = 5; // seconds
+        const ScopedLock scope(lock);
+        awaitEnd(seconds);
+        if (over)
+            return;
+        barked = true;
+        if (host != 0)
+            kill(host, SIGKILL);
+        else
+            pthread_kill(mainThread, SIGALRM);
+        awaitEnd(grace);
+        if (!over)
+            _exit(EXIT_FAILURE);
+    }
 
-/// `flags` says what becomes of a call that is waiting when the time is over: `SA_RESTART`, or 0 for one that
-/// fails.
-void handleAlarm(int flags) {
-    struct sigaction action {};
-    action.sa_handler = onAlarm;
-    action.sa_flags = flags;
-    sigaction(SIGALRM, &action, nullptr);
-}
+    void awaitEnd(double seconds) {
+        const timespec deadline = base::core::monotonicDeadline(seconds);
+        while (!over && changed.waitUntil(lock, deadline)) {
+        }
+    }
+
+    Mutex lock;
+    Condition changed;
+    pid_t host = 0;
+    bool barked = false;
+    bool over = false;
+    std::thread thread;
+};
 
 /// Hears which parameters got new texts. The reply thread calls; another one waits.
 class ChangeListener : public PluginHostNotificationListener {
@@ -197,10 +235,11 @@ class Course {
 public:
     using Microseconds = std::chrono::duration<double, std::micro>;
 
-    explicit Course(const Arguments& arguments, FILE* results) : arguments(arguments), results(results) {}
+    explicit Course(const Arguments& arguments, FILE* results)
+        : arguments(arguments), results(results), watchdog(arguments.seconds) {}
 
     ~Course() {
-        hostPid = 0;
+        watchdog.setHost(0);
         context = nullptr;
         // A host that died has left it.
         if (proxy != nullptr)
@@ -209,9 +248,7 @@ public:
 
     void run() {
         proxy = new RemotePluginHostProxy(arguments.host.c_str());
-        hostPid = proxy->getChildPid();
-        // What waits for the host goes on waiting, and meets its end.
-        handleAlarm(SA_RESTART);
+        watchdog.setHost(proxy->getChildPid());
         if (proxy->getBlockSize() != score::blockSize || proxy->getSampleRate() != score::sampleRate)
             throw std::runtime_error("the score is for another block size or sample rate");
         create();
@@ -248,7 +285,7 @@ public:
             // It has gone by itself.
         }
         const siginfo_t end = awaitEnd();
-        if (tookTooLong != 0)
+        if (watchdog.hasBarked())
             return "the host took too long and was killed";
         if (end.si_code == CLD_EXITED)
             return "the host ended with status " + std::to_string(end.si_status);
@@ -368,6 +405,7 @@ private:
 
     const Arguments& arguments;
     FILE* results;
+    Watchdog watchdog;
     std::string stage = "start of the host";
     Ref<RemotePluginHostProxy> proxy;
     Ref<ChangeListener> listener;
@@ -431,9 +469,6 @@ int main(int argc, char** argv) {
     setenv("USER", user.c_str(), 1);
     FILE* results = takeStandardOutput();
     RemotePluginHostProxy::setManager(new WaitingProxyManager);
-    // A host that doesn't open its pipes is waited for by a call that must fail.
-    handleAlarm(0);
-    alarm(arguments.seconds);
     const int status = takeCourse(arguments, results);
     std::fclose(results);
     std::error_code ignored;
