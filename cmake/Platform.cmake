@@ -40,6 +40,8 @@ if(PLUGIN_HOST_SANITIZERS)
     # Thread fences are unknown to ThreadSanitizer; the one in Object orders nothing that it could report.
     add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-error=tsan>)
 else()
+    # The compiler's own default is -fPIE.
+    add_compile_options($<$<NOT:$<BOOL:$<TARGET_PROPERTY:POSITION_INDEPENDENT_CODE>>>:-fno-pie>)
     add_link_options(-no-pie)
 endif()
 add_link_options(-Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu)
