@@ -30,11 +30,7 @@ XConnection::XConnection() {
     xcb_create_window(opened, 0, controlWindow, screen->root, 0, 0, 10, 10, 1, XCB_WINDOW_CLASS_INPUT_OUTPUT,
                       screen->root_visual, XCB_CW_EVENT_MASK, &eventMask);
 
-    atomUtf8String = internAtom("UTF8_STRING");
-    atomProtocols = internAtom("WM_PROTOCOLS");
-    atomDeleteWindow = internAtom("WM_DELETE_WINDOW");
-    atomNetWmPing = internAtom("_NET_WM_PING");
-    atomShutdownEvent = internAtom("SHUTDOWN_EVENT");
+    internAtoms();
 }
 
 XConnection::~XConnection() {
@@ -60,11 +56,25 @@ void XConnection::sendShutdownEvent() const {
     xcb_flush(connection);
 }
 
-uint32_t XConnection::internAtom(const char* name) const {
-    const xcb_intern_atom_cookie_t cookie =
-        xcb_intern_atom(connection, 0, static_cast<uint16_t>(std::strlen(name)), name);
-    const std::unique_ptr<xcb_intern_atom_reply_t, void (*)(void*)> reply(
-        xcb_intern_atom_reply(connection, cookie, nullptr), std::free);
-    constexpr uint32_t none = XCB_ATOM_NONE;
-    return reply != nullptr ? reply->atom : none;
+void XConnection::internAtoms() {
+    struct {
+        const char* name;
+        uint32_t* atom;
+        xcb_intern_atom_cookie_t cookie{};
+    } requests[] = {
+        {"UTF8_STRING", &atomUtf8String},        {"WM_PROTOCOLS", &atomProtocols},
+        {"WM_DELETE_WINDOW", &atomDeleteWindow}, {"_NET_WM_PING", &atomNetWmPing},
+        {"SHUTDOWN_EVENT", &atomShutdownEvent},
+    };
+    // All are asked for before the first answer is awaited: one trip to the server for the five.
+    for (auto& request : requests) {
+        const auto length = static_cast<uint16_t>(std::strlen(request.name));
+        request.cookie = xcb_intern_atom(connection, 0, length, request.name);
+    }
+    for (const auto& request : requests) {
+        const std::unique_ptr<xcb_intern_atom_reply_t, void (*)(void*)> reply(
+            xcb_intern_atom_reply(connection, request.cookie, nullptr), std::free);
+        if (reply != nullptr)
+            *request.atom = reply->atom;
+    }
 }

@@ -24,7 +24,7 @@ public:
     /// Sends the message that ends the display thread.
     void sendShutdownEvent() const;
 
-    // The order in which the atoms are interned is that of the constructor.
+    // The order in which the atoms are interned is that of `internAtoms`.
     uint32_t atomUtf8String = 0;
     uint32_t atomDeleteWindow = 0;
     uint32_t atomNetWmPing = 0;
@@ -38,5 +38,5 @@ public:
     uint32_t controlWindow = 0;
 
 private:
-    uint32_t internAtom(const char* name) const;
+    void internAtoms();
 };
