@@ -27,10 +27,8 @@ void RemotePluginAudioContextProxy::startProcessing() {
 
 int32_t RemotePluginAudioContextProxy::process(int32_t frames, bool keepActive, bool realtime) {
     *outputEventCount = 0;
-    OutputStream& stream = beginCommand(WorkerCommand::process);
-    stream.writeNativeInt32(frames);
-    stream.writeByte(keepActive);
-    stream.writeByte(realtime);
+    OutputStream& stream = *worker->getOutput();
+    writeNative(stream, ProcessCommand{WorkerCommand::process, instanceId, frames, keepActive, realtime});
     stream.flush();
     return worker->getInput()->readInt32();
 }

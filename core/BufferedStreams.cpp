@@ -12,6 +12,10 @@ BufferedInputStream::BufferedInputStream(const Ref<InputStream>& source, size_t 
     : InputStream(source->getTextEncoding()), source(source), buffer(new uint8_t[capacity]),
       capacity(capacity) {}
 
+uint8_t BufferedInputStream::readByte() {
+    return position < limit ? buffer[position++] : InputStream::readByte();
+}
+
 size_t BufferedInputStream::read(void* target, size_t size) {
     if (position == limit) {
         position = 0;

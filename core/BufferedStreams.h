@@ -16,6 +16,7 @@ class BufferedInputStream : public InputStream {
 public:
     explicit BufferedInputStream(const Ref<InputStream>& source, size_t capacity = streamBufferCapacity);
 
+    uint8_t readByte() override;
     /// Delivers what the buffer holds, even if it is less than `size`, before it asks the wrapped stream
     /// once.
     size_t read(void* target, size_t size) override;

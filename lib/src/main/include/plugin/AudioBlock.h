@@ -97,7 +97,21 @@ enum class WorkerCommand : uint8_t {
     startProcessing = 0,
     /// `int32n` instanceId. No answer.
     stopProcessing = 1,
-    /// `int32n` instanceId, `int32n` frames, `bool` keepActive, `bool` realtime. Answered by an `int32b`, a
-    /// `ProcessResult`.
+    /// The rest of a `ProcessCommand`. Answered by an `int32b`, a `ProcessResult`.
     process = 2,
 };
+
+#pragma pack(push, 1)
+
+/// The command of each block, 11 bytes.
+struct ProcessCommand {
+    WorkerCommand command; // 0, `process`
+    int32_t instanceId;    // 1
+    int32_t frames;        // 5
+    bool keepActive;       // 9
+    bool realtime;         // 10
+};
+
+#pragma pack(pop)
+
+static_assert(sizeof(ProcessCommand) == 11);
