@@ -43,5 +43,8 @@ else()
     # The compiler's own default is -fPIE.
     add_compile_options($<$<NOT:$<BOOL:$<TARGET_PROPERTY:POSITION_INDEPENDENT_CODE>>>:-fno-pie>)
     add_link_options(-no-pie)
+    # What nobody calls stays out of a host's memory.
+    add_compile_options(-ffunction-sections -fdata-sections)
+    add_link_options(-Wl,--gc-sections)
 endif()
 add_link_options(-Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu)
