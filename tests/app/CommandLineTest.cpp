@@ -1,7 +1,7 @@
 // If these fail, the application that starts the program gets another answer than the one it knows, or a
 // typing mistake does something instead of explaining itself.
 
-#include "app/ProgramRun.h"
+#include "app/ChildProgram.h"
 
 #include <algorithm>
 #include <fstream>
@@ -36,7 +36,7 @@ void expectRefusal(const ProgramResult& result, const std::string& text) {
     EXPECT_EQ(result.status, failed);
 }
 
-const Program::Environment noDisplay{{"DISPLAY", ":9999"}};
+const ChildProgram::Environment noDisplay{{"DISPLAY", ":9999"}};
 
 } // namespace
 

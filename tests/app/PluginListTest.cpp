@@ -1,6 +1,6 @@
 // If these fail, the application doesn't find the plug-ins that are there, or offers files that are none.
 
-#include "app/ProgramRun.h"
+#include "app/ChildProgram.h"
 
 #include <algorithm>
 #include <fstream>

@@ -1,7 +1,7 @@
 // If these fail, the application reads a report wrongly and shows plug-ins under wrong names, in wrong places
 // or not at all.
 
-#include "app/ProgramRun.h"
+#include "app/ChildProgram.h"
 
 #include <algorithm>
 #include <fstream>

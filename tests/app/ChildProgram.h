@@ -40,13 +40,13 @@ public:
 };
 
 /// The program as a child. One that still runs at its end is killed.
-class Program {
+class ChildProgram {
 public:
     /// Variables to change; an empty value removes one.
     using Environment = std::map<std::string, std::string>;
 
-    explicit Program(const std::vector<std::string>& arguments, const Environment& environment = {},
-                     const std::string& directory = "/") {
+    explicit ChildProgram(const std::vector<std::string>& arguments, const Environment& environment = {},
+                          const std::string& directory = "/") {
         const rlimit noCore{0, 0};
         setrlimit(RLIMIT_CORE, &noCore);
         int outputPipe[2];
@@ -75,7 +75,7 @@ public:
         }
     }
 
-    ~Program() {
+    ~ChildProgram() {
         if (pid != 0) {
             kill(pid, SIGKILL);
             waitpid(pid, nullptr, 0);
@@ -83,8 +83,8 @@ public:
         close(outputEnd);
         close(errorEnd);
     }
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
+    ChildProgram(const ChildProgram&) = delete;
+    ChildProgram& operator=(const ChildProgram&) = delete;
 
     /// Reads until the program ends; a failure, and its death, if it takes longer than it may.
     void waitForEnd() {
@@ -161,9 +161,9 @@ struct ProgramResult {
 };
 
 inline ProgramResult runProgram(const std::vector<std::string>& arguments,
-                                const Program::Environment& environment = {},
+                                const ChildProgram::Environment& environment = {},
                                 const std::string& directory = "/") {
-    Program program(arguments, environment, directory);
+    ChildProgram program(arguments, environment, directory);
     program.waitForEnd();
     return {program.output, program.error, program.status()};
 }
