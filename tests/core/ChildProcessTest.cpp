@@ -142,7 +142,7 @@ TEST(ChildProcessTest, AChildThatEndsWellIsSilent) {
 
 TEST(ChildProcessTest, ReleasingTheObjectKillsTheChildAndLeavesNoZombie) {
     const CapturedOutput captured(STDERR_FILENO);
-    Ref<ChildProcess> child = launch({"sh", "-c", "trap '' TERM HUP INT; while :; do sleep 1000; done"});
+    Ref<ChildProcess> child = launch({"sh", "-c", "trap '' TERM HUP INT; exec sleep 1000"});
     const pid_t pid = child->getPid();
     EXPECT_FALSE(isGone(pid));
     child = nullptr;
