@@ -48,8 +48,10 @@ void RemoteAudioThread::shutDown() {
     if (input.get() == nullptr)
         return;
     stopRequested = true;
-    closeStreams();
+    closeQuietly(input.get());
     join();
+    // Not before: closing flushes, and the worker may be writing its answer until it ends.
+    closeQuietly(output.get());
 }
 
 void RemoteAudioThread::run() {
