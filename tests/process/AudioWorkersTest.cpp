@@ -312,7 +312,7 @@ TEST(HostThreads, DenormalsAreZeroOnAWorkerAndKeptOnTheMainThread) {
 
 TEST(AudioWorker, ThatIsToldAnUnknownInstanceTakesTheHostDownByAFault) {
     for (const char* command : {"00 07 00 00 00", "01 07 00 00 00", "02 07 00 00 00 00 01 00 00 01 01"}) {
-        RawClient client({.realSignals = true});
+        RawClient client({.diesUnjoined = true});
         createInstance(client, 1, echoPath);
         client.sendToWorker(0, bytes(command));
         const int status = client.waitForEnd();

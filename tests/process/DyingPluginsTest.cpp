@@ -59,7 +59,7 @@ class DyingPlugin : public testing::TestWithParam<std::tuple<Place, Way>> {};
 
 TEST_P(DyingPlugin, EndsItsHostAndTheClientSeesTheEndOfEveryStream) {
     const auto [place, way] = GetParam();
-    RawClient client({.realSignals = true});
+    RawClient client({.diesUnjoined = true});
     provoke(client, place, way);
     EXPECT_EQ(end(client), expectedEnd(place, way)) << client.standardError();
     EXPECT_TRUE(client.mainEnds());
@@ -86,7 +86,7 @@ TEST(DyingPlugins, TakeDownTheirOwnHostOnly) {
     other.sendToWorker(0, bytes("00 01 00 00 00"));
     block.setInput(0, {1.0F});
     {
-        RawClient client({.realSignals = true});
+        RawClient client({.diesUnjoined = true});
         provoke(client, inProcess, byFault);
         EXPECT_EQ(end(client), expectedEnd(inProcess, byFault));
         other.process(0, 1, 256);

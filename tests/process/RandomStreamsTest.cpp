@@ -15,8 +15,8 @@
 
 namespace {
 
-constexpr uint32_t groups = 10;
-constexpr uint32_t groupSize = 20; // streams
+constexpr uint32_t groups = 20;
+constexpr uint32_t groupSize = 10; // streams
 constexpr uint32_t atATime = 5;    // hosts, of which one gets its stream on its worker's pipe
 constexpr int bound = 10;          // seconds from the loss of the pipes to the end
 
@@ -66,15 +66,16 @@ Run makeRun(uint32_t seed, bool nearlyRight, bool forWorker) {
 
 void sendStream(Run& run) {
     RawClient& client = *run.client;
+    // Else the loss of the pipes comes in the middle.
+    const bool waits = run.seed / 2 % 2 != 0;
     if (run.forWorker) {
         createInstance(client, 1, "echo.so");
         client.sendLenientlyToWorker(0, run.stream);
-        if (run.seed % 2 != 0)
+        if (waits)
             client.waitUntilTaken(0);
     } else {
         client.sendLeniently(run.stream);
-        // Else the loss of the pipes comes in the middle.
-        if (run.seed % 2 != 0)
+        if (waits)
             client.waitUntilTaken();
     }
     client.closeAll();
@@ -102,7 +103,7 @@ void removeBlocks(const Run& run) {
 void runGroup(uint32_t group, bool nearlyRight) {
     const WorkingDirectory directory;
     const HostOptions options{.environment = {"LD_LIBRARY_PATH=" EXAMPLE_PLUGIN_DIRECTORY},
-                              .realSignals = true,
+                              .diesUnjoined = true,
                               .directory = directory.path,
                               .connects = false};
     const uint32_t firstSeed = (nearlyRight ? 20000 : 10000) + group * groupSize;
@@ -135,7 +136,7 @@ TEST_P(ManyStreams, ThatAreNearlyRightEndInADocumentedStatus) {
     runGroup(GetParam(), true);
 }
 
-INSTANTIATE_TEST_SUITE_P(OfTwenty, ManyStreams, testing::Range(0U, groups));
+INSTANTIATE_TEST_SUITE_P(OfTen, ManyStreams, testing::Range(0U, groups));
 
 TEST(StreamGenerator, GivesTheSameStreamForTheSameSeedAndNeverASeparator) {
     for (uint32_t seed = 0; seed < 1000; ++seed) {

@@ -105,11 +105,11 @@ std::string readLine(const std::filesystem::path& path) {
 
 std::vector<std::string> makeEnvironment(const HostOptions& options) {
     std::vector<std::string> result = options.environment;
-    if (options.realSignals) {
+    if (options.diesUnjoined) {
         for (const char* name : {"ASAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS"}) {
             const char* value = getenv(name);
             result.push_back(std::string(name) + "=" + (value != nullptr ? std::string(value) + ":" : "") +
-                             "handle_segv=0:handle_abort=0");
+                             "handle_segv=0:handle_abort=0:report_thread_leaks=0");
         }
     }
     const size_t replaced = result.size();

@@ -20,8 +20,9 @@ struct HostOptions {
     int32_t firstOpenWorker = 0;
     /// "NAME=value" each; replaces what the test has under that name.
     std::vector<std::string> environment = {};
-    /// Added to the options that the sanitizers of this build take from the environment.
-    bool realSignals = false;
+    /// For a host that may end by a fault or an exception: the sanitizers leave its signals alone, and don't
+    /// mind that nobody joined its threads.
+    bool diesUnjoined = false;
     /// Limits of the child, by resource.
     std::vector<std::pair<int, rlimit>> limits = {};
     /// Where the child works; empty for here.

@@ -227,7 +227,7 @@ TEST(HostDeath, IsSilentWithStatus255WhenAPluginsTextIsNoUtf8) {
 }
 
 TEST(HostStart, WithANumberThatIsNoneEndsThroughTheRuntime) {
-    RawClient client({.sampleRate = "fast", .realSignals = true, .connects = false});
+    RawClient client({.sampleRate = "fast", .diesUnjoined = true, .connects = false});
     const int status = client.waitForEnd();
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT) << status;
 }
