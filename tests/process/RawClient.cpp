@@ -380,7 +380,11 @@ int RawClient::openForReading(const std::string& channel) const {
 void RawClient::waitUntilEmpty(int descriptor) {
     waitUntil("that the host reads what it was sent", [&] {
         int left = 0;
-        return hasEnded() || ioctl(descriptor, FIONREAD, &left) != 0 || left == 0;
+        // An error: nobody reads any more.
+        pollfd event{descriptor, 0, 0};
+        poll(&event, 1, 0);
+        return (event.revents & POLLERR) != 0 || hasEnded() || ioctl(descriptor, FIONREAD, &left) != 0 ||
+               left == 0;
     });
 }
 

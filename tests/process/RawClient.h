@@ -71,7 +71,7 @@ public:
     void connect();
     /// Also waits until the worker reads.
     void openWorker(int32_t worker);
-    /// Waits until the host has read what was sent, or has ended.
+    /// Waits until the host has read what was sent, or reads no more.
     void waitUntilTaken();
     void waitUntilTaken(int32_t worker);
     void closeMain();
