@@ -158,7 +158,7 @@ void RemotePluginHostProxy::shutdown() {
         const ScopedLock lock(instancesLock);
         instances.clear();
     }
-    closeQuietly(mainOutput);
+    closeMainOutput();
     closeQuietly(mainInput);
     joinReplyThread();
     if (manager())
@@ -203,11 +203,33 @@ void RemotePluginHostProxy::launch(const String& executablePath) {
 }
 
 void RemotePluginHostProxy::writeRequest(PluginHostRequest& request) {
+    // The thread that reads replies may lose the connection meanwhile, and leaves the stream alone then.
+    class Turn : public NonCopyable, public NonMovable {
+    public:
+        explicit Turn(RemotePluginHostProxy& proxy) : proxy(proxy) { proxy.writeLock.lock(); }
+        ~Turn() {
+            proxy.writeLock.unlock();
+            if (proxy.isClosed())
+                proxy.closeMainOutput();
+        }
+
+    private:
+        RemotePluginHostProxy& proxy;
+    };
+
+    const Turn turn(*this);
     mainOutput->writeByte(static_cast<uint8_t>(request.getType()));
     if (request.hasRequestId())
         mainOutput->writeNativeInt32(request.requestId);
     request.write(*mainOutput);
     mainOutput->flush();
+}
+
+void RemotePluginHostProxy::closeMainOutput() {
+    if (!writeLock.tryLock())
+        return;
+    closeQuietly(mainOutput);
+    writeLock.unlock();
 }
 
 Ref<PluginHostReply> RemotePluginHostProxy::awaitReply(PluginHostRequest& request) {
@@ -221,7 +243,7 @@ void RemotePluginHostProxy::connectionLost(const String& message, bool onReplyTh
     if (!closed.compare_exchange_strong(open, 1))
         return;
     base::core::standardError().printLine(concat("Plugin host died: ", message));
-    closeQuietly(mainOutput);
+    closeMainOutput();
     closeQuietly(asyncInput);
     if (manager())
         manager()->hostDied(*this, message, onReplyThread);

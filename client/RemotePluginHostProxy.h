@@ -74,6 +74,8 @@ private:
 
     void launch(const String& executablePath);
     void writeRequest(PluginHostRequest& request);
+    /// Unless a request is being written: its writer then closes the stream when it is done.
+    void closeMainOutput();
     Ref<PluginHostReply> awaitReply(PluginHostRequest& request);
     /// The first thread that sees the death tells of it, and only that one.
     void connectionLost(const String& message, bool onReplyThread);
@@ -109,6 +111,8 @@ private:
     std::unordered_map<int32_t, Ref<PluginHostRequest>> pendingRequests;
     /// Under `instancesLock`.
     std::unordered_map<int32_t, Ref<RemotePluginInstance>> instances;
+    /// For writing to `mainOutput` and closing it.
+    Lock writeLock;
     Lock pendingLock;
     Lock instancesLock;
 };

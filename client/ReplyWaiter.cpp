@@ -80,3 +80,7 @@ void WaitingProxyManager::hostDied(RemotePluginHostProxy& proxy, const String& m
             waiter->finish(ReplyWaiter::Outcome::lost, nullptr, message);
     }
 }
+
+void WaitingProxyManager::hostShutDown(RemotePluginHostProxy& proxy) {
+    WaitingProxyManager::hostDied(proxy, {}, false);
+}

@@ -44,9 +44,10 @@ private:
     String message;
 };
 
-/// The manager that goes with `ReplyWaiter`: a host that dies fails all who wait for it.
+/// The manager that goes with `ReplyWaiter`: a host that dies, or is shut down, fails all who wait for it.
 class WaitingProxyManager : public RemotePluginHostProxyManager {
 public:
     ~WaitingProxyManager() override;
     void hostDied(RemotePluginHostProxy& proxy, const String& message, bool onReplyThread) override;
+    void hostShutDown(RemotePluginHostProxy& proxy) override;
 };

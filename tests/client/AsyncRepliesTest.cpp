@@ -3,7 +3,6 @@
 
 #include "ClientTest.h"
 
-#include "core/CapturedOutput.h"
 #include "plugin/PluginException.h"
 
 #include <filesystem>
@@ -82,7 +81,6 @@ protected:
 
     const Ref<RecordingListener> listener{new RecordingListener};
     const Ref<RecordingHandler> handler{new RecordingHandler};
-    const CapturedOutput errors{STDERR_FILENO};
 };
 
 TEST_F(AsyncRepliesTest, EachNotificationReachesItsOperationOfTheListenerInOrder) {
@@ -184,8 +182,8 @@ TEST_F(AsyncRepliesTest, AnUnknownNotificationIsAFailedAssertionAndTakesTheConne
     ASSERT_TRUE(hears(1));
     EXPECT_TRUE(manager->getDeaths().front().onReplyThread);
     EXPECT_TRUE(proxy->isClosed());
-    EXPECT_EQ(occurrences(errors.text(), "Illegal state: Unknown notification type"), 1u) << errors.text();
-    EXPECT_EQ(occurrences(errors.text(), "Condition: false"), 1u) << errors.text();
+    EXPECT_EQ(occurrences(errorText(), "Illegal state: Unknown notification type"), 1u) << errorText();
+    EXPECT_EQ(occurrences(errorText(), "Condition: false"), 1u) << errorText();
 }
 
 TEST_F(AsyncRepliesTest, AReplyReachesTheHandlerOfItsRequest) {
@@ -259,7 +257,7 @@ TEST_F(AsyncRepliesTest, AReplyThatComesAfterItsInstanceWasRemovedTakesTheConnec
     ASSERT_TRUE(hears(1));
     EXPECT_EQ(manager->getDeaths().front().message, "Invalid async request id 2");
     EXPECT_TRUE(manager->getDeaths().front().onReplyThread);
-    EXPECT_EQ(occurrences(errors.text(), "Plugin host died: Invalid async request id 2\n"), 1u);
+    EXPECT_EQ(occurrences(errorText(), "Plugin host died: Invalid async request id 2\n"), 1u);
     EXPECT_TRUE(handler->getLines().empty());
     EXPECT_EQ(lossText([&] { proxy->ping(); }), lostText);
 }
@@ -313,7 +311,7 @@ TEST_F(AsyncRepliesTest, AHostThatDiesInTheMiddleOfAFrameIsADeathAndNoReply) {
     proxy->updateIO(1, handler);
     ASSERT_TRUE(hears(1));
     EXPECT_TRUE(manager->getDeaths().front().onReplyThread);
-    EXPECT_EQ(occurrences(errors.text(), diedText), 1u);
+    EXPECT_EQ(occurrences(errorText(), diedText), 1u);
     EXPECT_TRUE(handler->getLines().empty());
 }
 

@@ -5,7 +5,6 @@
 #include "ClientTest.h"
 
 #include "client/RemotePluginAudioContextProxy.h"
-#include "core/CapturedOutput.h"
 #include "core/SharedMemory.h"
 #include "plugin/Channels.h"
 
@@ -83,7 +82,6 @@ protected:
     Ref<SharedMemory> block;
     Ref<CreatePluginInstanceReply> reply;
     Ref<RemotePluginAudioContextProxy> context;
-    const base::core::CapturedOutput errors{STDERR_FILENO};
 };
 
 TEST_F(AudioProxyTest, TheContextHasTheBlockOfItsInstanceAndTheHostsLayout) {

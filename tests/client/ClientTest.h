@@ -2,6 +2,7 @@
 
 #include "client/RemotePluginHostProxy.h"
 #include "client/ReplyWaiter.h"
+#include "core/CapturedOutput.h"
 #include "core/ScopedEnvironment.h"
 #include "core/Waiting.h"
 #include "plugin/PluginHostNotificationListener.h"
@@ -10,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -117,9 +119,13 @@ protected:
     /// Waits for the manager to hear of so many deaths.
     testing::AssertionResult hears(size_t deaths) const;
 
+    /// What has come on the standard error stream so far.
+    std::string errorText() const { return errors->text(); }
+
     Ref<RecordingManager> manager;
 
 private:
+    std::optional<base::core::CapturedOutput> errors{STDERR_FILENO};
     Footprint before;
 };
 

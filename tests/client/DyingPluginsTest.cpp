@@ -4,7 +4,6 @@
 #include "ClientTest.h"
 
 #include "client/RemotePluginAudioContextProxy.h"
-#include "core/CapturedOutput.h"
 #include "core/SharedMemory.h"
 #include "plugin/Channels.h"
 
@@ -21,7 +20,6 @@
 #include <unistd.h>
 
 using base::core::becomesTrue;
-using base::core::CapturedOutput;
 using base::core::ScopedEnvironment;
 
 namespace {
@@ -48,7 +46,7 @@ protected:
         ASSERT_TRUE(hears(1));
         EXPECT_TRUE(manager->getDeaths().front().onReplyThread);
         EXPECT_EQ(manager->getDeaths().front().proxy, &proxy);
-        EXPECT_EQ(occurrences(errors.text(), "Plugin host died: "), 1u) << errors.text();
+        EXPECT_EQ(occurrences(errorText(), "Plugin host died: "), 1u) << errorText();
         EXPECT_EQ(lossText([&] { proxy.ping(); }), lostText);
         EXPECT_TRUE(becomesTrue([&] { return isZombie(proxy.getChildPid()); })) << "the host runs on";
     }
@@ -62,13 +60,11 @@ protected:
         EXPECT_EQ(manager->countShutdowns(), 0u);
         // A signal is no exit code.
         const bool exits = std::string(GetParam()) == "exits";
-        EXPECT_EQ(occurrences(errors.text(), "exited with error code: "), exits ? 1u : 0u) << errors.text();
-        EXPECT_EQ(occurrences(errors.text(), "exited with error code: 3\n"), exits ? 1u : 0u)
-            << errors.text();
+        EXPECT_EQ(occurrences(errorText(), "exited with error code: "), exits ? 1u : 0u) << errorText();
+        EXPECT_EQ(occurrences(errorText(), "exited with error code: 3\n"), exits ? 1u : 0u) << errorText();
     }
 
     const RealDeaths realDeaths;
-    const CapturedOutput errors{STDERR_FILENO};
 };
 
 INSTANTIATE_TEST_SUITE_P(APluginThat, DyingPluginsTest, testing::Values("crashes", "aborts", "exits"),
@@ -121,7 +117,6 @@ TEST_P(DyingPluginsTest, DiesLeavesTheOtherHostsOfTheClientAlone) {
 class HostLifeTest : public ClientTest {
 protected:
     const RealDeaths realDeaths;
-    const CapturedOutput errors{STDERR_FILENO};
 };
 
 TEST_F(HostLifeTest, APluginThatHangsInIdleIsKilledWithItsHostAfterTwoSeconds) {
@@ -227,7 +222,7 @@ private:
 
 TEST_F(HostLifeTest, AClientThatIsKilledLeavesNoHost) {
     const ShortLivedClient client(examplePlugin("echo"), false);
-    ASSERT_GT(client.getHost(), 0) << errors.text();
+    ASSERT_GT(client.getHost(), 0) << errorText();
     ASSERT_EQ(kill(client.getHost(), 0), 0);
     client.killNow();
     EXPECT_TRUE(client.reapHost()) << "the host has outlived its client";
@@ -235,7 +230,7 @@ TEST_F(HostLifeTest, AClientThatIsKilledLeavesNoHost) {
 
 TEST_F(HostLifeTest, AClientThatIsKilledLeavesNoHostEvenIfThePluginHangs) {
     const ShortLivedClient client(testPlugin("hangs-in-idle"), true);
-    ASSERT_GT(client.getHost(), 0) << errors.text();
+    ASSERT_GT(client.getHost(), 0) << errorText();
     ASSERT_EQ(kill(client.getHost(), 0), 0);
     client.killNow();
     EXPECT_TRUE(client.reapHost()) << "the host has outlived its client";

@@ -4,7 +4,6 @@
 #include "ClientTest.h"
 
 #include "client/RemotePluginAudioContextProxy.h"
-#include "core/CapturedOutput.h"
 
 #include <cstddef>
 #include <fstream>
@@ -105,7 +104,6 @@ protected:
     Ref<RemotePluginHostProxy> proxy;
     Ref<RemotePluginAudioContextProxy> context;
     int rendered = 0;
-    const base::core::CapturedOutput errors{STDERR_FILENO};
 };
 
 TEST_F(HotPathTest, ABlockIsOneWriteAndOneRead) {

@@ -3,20 +3,20 @@
 
 #include "ClientTest.h"
 
-#include "core/CapturedOutput.h"
 #include "core/NamedPipe.h"
 #include "plugin/Channels.h"
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <semaphore>
 #include <sys/wait.h>
 #include <thread>
 
 using base::core::becomesTrue;
-using base::core::CapturedOutput;
 
 namespace {
 
@@ -35,8 +35,6 @@ protected:
         const StandIn standIn("connect");
         return startStandIn()->getHostId() + 1;
     }
-
-    const CapturedOutput errors{STDERR_FILENO};
 };
 
 TEST_F(ProxyDeathTest, TwoThreadsThatSeeADeadHostAtOnceTellOfItOnce) {
@@ -48,7 +46,7 @@ TEST_F(ProxyDeathTest, TwoThreadsThatSeeADeadHostAtOnceTellOfItOnce) {
         ASSERT_TRUE(hears(round));
     }
     EXPECT_EQ(manager->count(), rounds);
-    EXPECT_EQ(occurrences(errors.text(), diedText), rounds);
+    EXPECT_EQ(occurrences(errorText(), diedText), rounds);
 }
 
 TEST_F(ProxyDeathTest, ADeathBetweenTwoCallsIsFoundByTheThreadThatReadsReplies) {
@@ -60,7 +58,7 @@ TEST_F(ProxyDeathTest, ADeathBetweenTwoCallsIsFoundByTheThreadThatReadsReplies) 
     EXPECT_EQ(death.proxy, proxy.get());
     EXPECT_TRUE(death.onReplyThread);
     EXPECT_TRUE(proxy->isClosed());
-    EXPECT_EQ(errors.text(), diedText + death.message + "\n");
+    EXPECT_EQ(errorText(), diedText + death.message + "\n");
 }
 
 TEST_F(ProxyDeathTest, ADeathThatACallMeetsFirstIsToldByThatCall) {
@@ -70,7 +68,7 @@ TEST_F(ProxyDeathTest, ADeathThatACallMeetsFirstIsToldByThatCall) {
     EXPECT_EQ(lossText([&] { proxy->ping(); }), lostText);
     ASSERT_EQ(manager->count(), 1u);
     EXPECT_FALSE(manager->getDeaths().front().onReplyThread);
-    EXPECT_EQ(occurrences(errors.text(), diedText), 1u);
+    EXPECT_EQ(occurrences(errorText(), diedText), 1u);
 }
 
 TEST_F(ProxyDeathTest, AWriteToAHostThatNoLongerReadsIsAFailureAndNoSignal) {
@@ -85,6 +83,25 @@ TEST_F(ProxyDeathTest, AWriteToAHostThatNoLongerReadsIsAFailureAndNoSignal) {
     EXPECT_FALSE(manager->getDeaths().front().onReplyThread);
 }
 
+TEST_F(ProxyDeathTest, AHostThatDiesWhileTheClientIsWritingIsToldOnce) {
+    const StandIn standIn("connect read:main:50 exit:0");
+    constexpr size_t rounds = 10;
+    for (size_t round = 1; round <= rounds; ++round) {
+        const Ref<RemotePluginHostProxy> proxy = startStandIn();
+        size_t requests = 0;
+        EXPECT_EQ(lossText([&] {
+                      for (;; ++requests)
+                          proxy->setWindowTitle(
+                              1, "A text of some length, so that there is something to write.");
+                  }),
+                  lostText);
+        EXPECT_GT(requests, 0u);
+        ASSERT_TRUE(hears(round));
+    }
+    EXPECT_EQ(manager->count(), rounds);
+    EXPECT_EQ(occurrences(errorText(), diedText), rounds);
+}
+
 TEST_F(ProxyDeathTest, EveryCallAfterTheDeathFailsWithTheSameWordsAndNobodyIsToldAgain) {
     const StandIn standIn("connect read:main:1 exit:0");
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
@@ -97,7 +114,7 @@ TEST_F(ProxyDeathTest, EveryCallAfterTheDeathFailsWithTheSameWordsAndNobodyIsTol
     proxy->shutdown();
     EXPECT_EQ(manager->count(), 1u);
     EXPECT_EQ(manager->countShutdowns(), 0u);
-    EXPECT_EQ(occurrences(errors.text(), diedText), 1u);
+    EXPECT_EQ(occurrences(errorText(), diedText), 1u);
 }
 
 TEST_F(ProxyDeathTest, WithoutAManagerADeathIsStillToldOnTheStandardErrorStream) {
@@ -105,7 +122,7 @@ TEST_F(ProxyDeathTest, WithoutAManagerADeathIsStillToldOnTheStandardErrorStream)
     const StandIn standIn("connect read:main:1 exit:0");
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
     EXPECT_EQ(lossText([&] { proxy->ping(); }), lostText);
-    EXPECT_TRUE(becomesTrue([&] { return occurrences(errors.text(), diedText) == 1; })) << errors.text();
+    EXPECT_TRUE(becomesTrue([&] { return occurrences(errorText(), diedText) == 1; })) << errorText();
 }
 
 TEST_F(ProxyDeathTest, TheDeathFailsEveryoneWhoWaitsForAReply) {
@@ -121,6 +138,25 @@ TEST_F(ProxyDeathTest, TheDeathFailsEveryoneWhoWaitsForAReply) {
     // One that comes too late to be told looks for itself.
     const Ref<ReplyWaiter> late(new ReplyWaiter(*proxy));
     EXPECT_EQ(lossText([&] { late->wait(patience); }), lostText);
+}
+
+TEST_F(ProxyDeathTest, AShutdownFailsEveryoneWhoWaitsForAReply) {
+    const StandIn standIn("connect");
+    const Ref<RemotePluginHostProxy> proxy = startStandIn();
+    const Ref<ReplyWaiter> waiter(new ReplyWaiter(*proxy));
+    proxy->updateIO(1, waiter);
+    std::atomic<pid_t> threadId = 0;
+    std::string text;
+    const auto before = std::chrono::steady_clock::now();
+    std::thread waiting([&] {
+        threadId = base::core::currentThreadId();
+        text = lossText([&] { waiter->wait(patience); });
+    });
+    EXPECT_TRUE(becomesTrue([&] { return threadId != 0 && base::core::isAsleep(threadId); }));
+    proxy->shutdown();
+    waiting.join();
+    EXPECT_EQ(text, lostText);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::duration<double>(patience / 2));
 }
 
 TEST_F(ProxyDeathTest, AWaiterGivesUpOnAHostThatDoesNotAnswer) {
@@ -142,7 +178,7 @@ TEST_F(ProxyDeathTest, TheEndOfAHostThatWasAskedToEndIsNobodysDeath) {
     proxy->shutdown();
     EXPECT_EQ(manager->countShutdowns(), 1u);
     EXPECT_EQ(manager->count(), 0u);
-    EXPECT_EQ(occurrences(errors.text(), diedText), 0u);
+    EXPECT_EQ(occurrences(errorText(), diedText), 0u);
 }
 
 TEST_F(ProxyDeathTest, AHostThatIsAskedToEndDoesSoByItselfWithStatusZero) {
@@ -152,7 +188,7 @@ TEST_F(ProxyDeathTest, AHostThatIsAskedToEndDoesSoByItselfWithStatusZero) {
     EXPECT_TRUE(becomesTrue([&] { return isZombie(host); })) << "the host runs on";
     proxy = nullptr;
     EXPECT_TRUE(isGone(host));
-    EXPECT_EQ(occurrences(errors.text(), "exited with error code"), 0u) << errors.text();
+    EXPECT_EQ(occurrences(errorText(), "exited with error code"), 0u) << errorText();
 }
 
 TEST_F(ProxyDeathTest, DroppingTheProxyShutsTheHostDownAndReapsIt) {
@@ -169,7 +205,7 @@ TEST_F(ProxyDeathTest, AHostThatASignalKillsReportsNoExitCode) {
     kill(proxy->getChildPid(), SIGKILL);
     ASSERT_TRUE(hears(1));
     proxy = nullptr;
-    EXPECT_EQ(occurrences(errors.text(), "exited with error code"), 0u) << errors.text();
+    EXPECT_EQ(occurrences(errorText(), "exited with error code"), 0u) << errorText();
 }
 
 TEST_F(ProxyDeathTest, AHostThatLeftWithAStatusHasItToldWhenTheProxyGoes) {
@@ -180,10 +216,10 @@ TEST_F(ProxyDeathTest, AHostThatLeftWithAStatusHasItToldWhenTheProxyGoes) {
     ASSERT_TRUE(hears(1));
     ASSERT_TRUE(becomesTrue([&] { return isZombie(host); }));
     proxy = nullptr;
-    EXPECT_EQ(occurrences(errors.text(),
+    EXPECT_EQ(occurrences(errorText(),
                           "Child process with PID " + std::to_string(host) + " exited with error code: 7\n"),
               1u)
-        << errors.text();
+        << errorText();
 }
 
 TEST_F(ProxyDeathTest, AShutdownOfAHostThatHasJustGoneFailsAndIsNobodysDeath) {
@@ -229,8 +265,12 @@ class ShuttingListener : public RecordingListener {
 public:
     explicit ShuttingListener(RemotePluginHostProxy& proxy) : proxy(&proxy) {}
 
+    /// Released once no other thread calls the proxy.
+    std::binary_semaphore turn{0};
+
 protected:
     void add(const std::string& line) override {
+        turn.acquire();
         proxy->shutdown();
         RecordingListener::add(line);
     }
@@ -244,6 +284,7 @@ TEST_F(ProxyDeathTest, AShutdownOnTheThreadThatReadsRepliesDoesNotWaitForItself)
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
     const Ref<ShuttingListener> listener(new ShuttingListener(*proxy));
     proxy->createPluginInstance("", "", "", false, listener, nullptr);
+    listener->turn.release();
     EXPECT_EQ(listener->waitForLines(1), std::vector<std::string>{"1: begin 7"});
     EXPECT_TRUE(proxy->isClosed());
     EXPECT_EQ(manager->count(), 0u);
@@ -274,7 +315,7 @@ TEST_F(ProxyDeathTest, AWorkerPipeThatCannotBeOpenedIsAFailureOfTheConstructorTh
     EXPECT_EQ(text.rfind("Could not open named pipe \"/tmp/pipes-", 0), 0u) << text;
     EXPECT_EQ(occurrences(text, "worker0-to-client\": No such file or directory"), 1u) << text;
     EXPECT_EQ(manager->count(), 0u);
-    EXPECT_EQ(occurrences(errors.text(), diedText), 0u);
+    EXPECT_EQ(occurrences(errorText(), diedText), 0u);
 }
 
 /// Makes a proxy on a thread of its own, since that may never return, and can take the place of a host that

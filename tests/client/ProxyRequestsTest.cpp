@@ -4,7 +4,6 @@
 
 #include "ClientTest.h"
 
-#include "core/CapturedOutput.h"
 #include "plugin/PluginException.h"
 
 #include <csignal>
@@ -117,7 +116,6 @@ TEST_F(ProxyRequestsTest, ASynchronousFailureHasTheHostsWordsAndLeavesTheConnect
 }
 
 TEST_F(ProxyRequestsTest, AnAnswerThatIsNeitherTrueNorFalseLosesTheConnection) {
-    const base::core::CapturedOutput quiet(STDERR_FILENO);
     const StandIn standIn("connect read:main:1 write:main:02 wait");
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
     EXPECT_EQ(lossText([&] { proxy->ping(); }), lostText);

@@ -5,15 +5,12 @@
 
 #include "client/AudioThreadProxy.h"
 #include "client/RemotePluginAudioContextProxy.h"
-#include "core/CapturedOutput.h"
 #include "plugin/PluginException.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-
-using base::core::CapturedOutput;
 
 namespace {
 
@@ -102,7 +99,6 @@ protected:
     const Ref<RecordingListener> listener{new RecordingListener};
     Ref<CreatePluginInstanceReply> reply;
     Ref<RemotePluginAudioContextProxy> context;
-    const CapturedOutput errors{STDERR_FILENO};
 };
 
 constexpr HostProgram programs[] = {
@@ -329,5 +325,22 @@ TEST_P(RealHostTest, LetsGoOfAnInstanceRightAfterItsDrain) {
         letGo();
     }
 }
+
+#ifdef SMALLEST_CLIENT_EXECUTABLE
+
+TEST_P(RealHostTest, TakesTheSmallestClient) {
+    const std::string command =
+        std::string(SMALLEST_CLIENT_EXECUTABLE) + " '" + GetParam().executable + "' '" + plugin("echo") + "'";
+    FILE* output = popen(command.c_str(), "r");
+    ASSERT_NE(output, nullptr);
+    std::string text;
+    for (int character = std::fgetc(output); character != EOF; character = std::fgetc(output))
+        text += static_cast<char>(character);
+    EXPECT_EQ(pclose(output), 0);
+    // The echo comes later, so this is the dry part alone.
+    EXPECT_EQ(occurrences(text, "peak 0.6\n"), 1u) << text;
+}
+
+#endif
 
 } // namespace
