@@ -1,6 +1,7 @@
 #include "client/RemotePluginHostProxy.h"
 
 #include "client/RemotePluginHostProxyManager.h"
+#include "core/CloseQuietly.h"
 #include "core/SharedMemory.h"
 #include "core/StdStreams.h"
 #include "plugin/Channels.h"
@@ -15,6 +16,7 @@
 #include <unistd.h>
 
 using base::core::ChildProcess;
+using base::core::closeQuietly;
 using base::core::NamedPipe;
 using base::core::NamedServerPipe;
 using base::core::ScopedLock;
@@ -40,17 +42,6 @@ void ignoreBrokenPipes() {
     if (sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_DFL) {
         action.sa_handler = SIG_IGN;
         sigaction(SIGPIPE, &action, nullptr);
-    }
-}
-
-template <class Stream>
-void closeQuietly(Stream* stream) {
-    if (stream == nullptr)
-        return;
-    try {
-        stream->close();
-    } catch (const IOException&) {
-        // The host is gone, or the stream was closed before.
     }
 }
 

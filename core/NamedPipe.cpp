@@ -1,6 +1,7 @@
 #include "core/NamedPipe.h"
 
 #include "core/BufferedStreams.h"
+#include "core/CloseQuietly.h"
 #include "core/Environment.h"
 #include "core/Exception.h"
 #include "core/FileSystem.h"
@@ -52,17 +53,6 @@ Ref<InputStream> openForReading(const String& name, bool toClient) {
 Ref<OutputStream> openForWriting(const String& name, bool toClient) {
     return new BufferedOutputStream(
         new NamedPipeOutputStream(openFifo(namedPipePath(name, toClient), O_WRONLY)));
-}
-
-template <class Stream>
-void closeQuietly(const Ref<Stream>& stream) {
-    if (!stream)
-        return;
-    try {
-        stream->close();
-    } catch (const IOException&) {
-        // Closed before, or its peer is gone: there is nobody to tell.
-    }
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "host/RemoteAudioThread.h"
 
+#include "core/CloseQuietly.h"
 #include "core/StdStreams.h"
 #include "host/PluginHost.h"
 #include "plugin/Channels.h"
@@ -22,17 +23,6 @@ private:
     unsigned int saved;
 };
 
-template <class Stream>
-void closeQuietly(Stream* stream) {
-    if (stream == nullptr)
-        return;
-    try {
-        stream->close();
-    } catch (const IOException&) {
-        // The other side of a shutdown has closed it before.
-    }
-}
-
 } // namespace
 
 RemoteAudioThread::RemoteAudioThread(PluginHost* host, int32_t hostId, int32_t index)
@@ -48,10 +38,10 @@ void RemoteAudioThread::shutDown() {
     if (input.get() == nullptr)
         return;
     stopRequested = true;
-    closeQuietly(input.get());
+    base::core::closeQuietly(input.get());
     join();
     // Not before: closing flushes, and the worker may be writing its answer until it ends.
-    closeQuietly(output.get());
+    base::core::closeQuietly(output.get());
 }
 
 void RemoteAudioThread::run() {
@@ -121,6 +111,6 @@ PluginInstance* RemoteAudioThread::readInstance() {
 }
 
 void RemoteAudioThread::closeStreams() {
-    closeQuietly(output.get());
-    closeQuietly(input.get());
+    base::core::closeQuietly(output.get());
+    base::core::closeQuietly(input.get());
 }

@@ -16,7 +16,6 @@
 #include <fcntl.h>
 #include <string>
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -134,15 +133,12 @@ TEST(SharedMemoryTest, ABlockIsForTheUserAlone) {
 }
 
 TEST(SharedMemoryTest, ABlockThatCannotBeCreatedIsAFailureThatNamesIt) {
-    rlimit former{};
-    getrlimit(RLIMIT_NOFILE, &former);
-    rlimit none = former;
-    none.rlim_cur = 0;
-    const std::string expected = described("create", "64", "Too many open files");
-    setrlimit(RLIMIT_NOFILE, &none);
+    // A folder in the object's place.
+    const std::string folder = "/dev/shm" + sharedMemoryName(logicalName);
+    ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
     const std::string text = failureText<IOException>([] { SharedMemory::create(logicalName, 64); });
-    setrlimit(RLIMIT_NOFILE, &former);
-    EXPECT_EQ(text, expected);
+    ASSERT_EQ(rmdir(folder.c_str()), 0);
+    EXPECT_EQ(text, described("create", "64", "Is a directory"));
 }
 
 TEST(SharedMemoryTest, ABlockThatCannotGetItsSizeIsAFailureAndLeavesNothingBehind) {

@@ -14,12 +14,6 @@
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool sanitized = true;
-#else
-constexpr bool sanitized = false;
-#endif
-
 constexpr int32_t blocks = 100;
 
 struct CallCounts {
@@ -140,8 +134,6 @@ private:
 };
 
 TEST(ABlock, CostsTheWorkerNoOtherSystemCall) {
-    if (sanitized)
-        GTEST_SKIP() << "the sanitizers make calls of their own";
     WarmHost host;
     ASSERT_NE(host.worker, 0);
     std::atomic<bool> ready = false;
@@ -188,11 +180,6 @@ TEST(ABlock, CostsTheWorkerNoOtherSystemCall) {
 
 class CountedCalls : public testing::Test {
 protected:
-    void SetUp() override {
-        if (sanitized)
-            GTEST_SKIP() << "the sanitizers have an allocator of their own";
-    }
-
     static HostOptions counted() { return {.environment = {"LD_PRELOAD=" COUNTING_PRELOAD}}; }
     static constexpr const char* pluginPath = TEST_PLUGIN_DIRECTORY "/counts-calls.so";
 };
