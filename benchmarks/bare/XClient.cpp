@@ -1,5 +1,5 @@
-// The least that a program with an X connection could be. With "leave" it connects and ends; with "stay" it sleeps
-// on its connection.
+// The least that a program with an X connection could be. With "leave" it connects and ends; with "stay" it
+// sleeps on its connection.
 
 #include <cstring>
 #include <unistd.h>

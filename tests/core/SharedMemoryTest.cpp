@@ -138,7 +138,7 @@ TEST(SharedMemoryTest, ABlockThatCannotBeCreatedIsAFailureThatNamesIt) {
     ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
     const std::string text = failureText<IOException>([] { SharedMemory::create(logicalName, 64); });
     ASSERT_EQ(rmdir(folder.c_str()), 0);
-    EXPECT_EQ(text, described("create", "64", "Is a directory"));
+    EXPECT_EQ(text, described("create", "64", "Invalid argument"));
 }
 
 TEST(SharedMemoryTest, ABlockThatCannotGetItsSizeIsAFailureAndLeavesNothingBehind) {

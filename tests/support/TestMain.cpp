@@ -1,5 +1,5 @@
-// The entry of every test program: gives the process a `USER` of its own, so that its FIFOs and shared memory meet
-// nobody else's, and removes the directory of its FIFOs at the end.
+// The entry of every test program: gives the process a `USER` of its own, so that its FIFOs and shared memory
+// meet nobody else's, and removes the directory of its FIFOs at the end.
 
 #include <gtest/gtest.h>
 
