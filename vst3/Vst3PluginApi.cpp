@@ -1,6 +1,8 @@
 #include "vst3/Vst3PluginApi.h"
 
-#include "plugin/PluginException.h"
+#include "vst3/Vst3Plugin.h"
+
+#include <memory>
 
 constinit Vst3PluginApi Vst3PluginApi::instance;
 
@@ -8,6 +10,8 @@ String Vst3PluginApi::getName() const {
     return "VST 3";
 }
 
-Plugin* Vst3PluginApi::createPlugin(PluginHost*, const String& path) {
-    throw PluginException(concat("VST 3 plug-ins can't be loaded by this version: ", path));
+Plugin* Vst3PluginApi::createPlugin(PluginHost* host, const String& path) {
+    auto plugin = std::make_unique<Vst3Plugin>(host, path);
+    plugin->load();
+    return plugin.release();
 }

@@ -1,0 +1,104 @@
+#include "vst3/Vst3Plugin.h"
+
+#include "core/FileSystem.h"
+#include "core/StdStreams.h"
+#include "plugin/PluginException.h"
+#include "vst3/Vst3PluginApi.h"
+#include "vst3/Vst3PluginInstance.h"
+#include "vst3/Vst3Text.h"
+
+#include <cstring>
+#include <dlfcn.h>
+
+namespace {
+
+constexpr int32_t bundleSuffixLength = 5;
+
+using EntryFunction = bool (*)(void* moduleHandle);
+using FactoryFunction = Steinberg::IPluginFactory* (*)();
+
+} // namespace
+
+Vst3Plugin::Vst3Plugin(PluginHost* host, const String& path) : Plugin(path), host(host) {}
+
+Vst3Plugin::~Vst3Plugin() = default;
+
+void Vst3Plugin::load() {
+    resolveBundle();
+    loadModule();
+    if (factory)
+        readClasses();
+}
+
+bool Vst3Plugin::isValid() const {
+    return factory.get() != nullptr;
+}
+
+PluginInstance* Vst3Plugin::createInstance(int32_t instanceId, const String& identifier, bool dpiAware) {
+    base::core::standardError().printLine(identifier);
+    const String& chosen = identifier.isEmpty() && classIds.size() == 1 ? classIds.front() : identifier;
+    auto* instance = new Vst3PluginInstance(host, this, instanceId, chosen, dpiAware);
+    instance->createComponents();
+    return instance;
+}
+
+void Vst3Plugin::getPluginIds(std::vector<String>& list) {
+    list.insert(list.end(), classIds.begin(), classIds.end());
+}
+
+PluginApi* Vst3Plugin::getApi() const {
+    return &Vst3PluginApi::instance;
+}
+
+void Vst3Plugin::resolveBundle() {
+    base::core::FileSystem& files = base::core::LocalFileSystem::get();
+    if (files.isFile(path))
+        return;
+    std::vector<String> parts;
+    String::split(path, U'/', parts);
+    if (parts.empty() || parts.back().length() < bundleSuffixLength)
+        return;
+    const String& last = parts.back();
+    // Cut by count, whatever the suffix is. The folder is that of the other architecture, also in a 32-bit
+    // process. Both deliberate: this is where the application's bundles have their libraries.
+    const String name = String::substring(last, 0, last.length() - bundleSuffixLength);
+    path = files.join(files.join(files.join(path, "Contents"), "x86_64-linux"), concat(name, ".so"));
+}
+
+void Vst3Plugin::loadModule() {
+    moduleHandle = dlopen(path.toStdString().c_str(), RTLD_NOW);
+    if (moduleHandle == nullptr)
+        throw PluginException(concat("Failed to load VST plug-in ", path, ": ", dlerror()));
+    if (const auto enter = reinterpret_cast<EntryFunction>(dlsym(moduleHandle, "ModuleEntry"));
+        enter != nullptr && !enter(moduleHandle)) {
+        // The wording is what clients know.
+        throw PluginException(
+            concat("Failed to initialized VST plug-in ", path, ": ModuleInit() returned false"));
+    }
+    const auto getFactory = reinterpret_cast<FactoryFunction>(dlsym(moduleHandle, "GetPluginFactory"));
+    if (getFactory == nullptr)
+        return;
+    factory = Steinberg::owned(getFactory());
+    factory2 = checkedInterfaceOf<Steinberg::IPluginFactory2>(factory);
+    factory3 = checkedInterfaceOf<Steinberg::IPluginFactory3>(factory).take();
+}
+
+void Vst3Plugin::readClasses() {
+    Steinberg::PFactoryInfo ignored{};
+    factory->getFactoryInfo(&ignored);
+    // Asked anew each time: a factory may grow while it is read.
+    for (int32_t i = 0; i < factory->countClasses(); ++i) {
+        Steinberg::PClassInfo info{};
+        factory->getClassInfo(i, &info);
+        if (std::strncmp(info.category, kVstAudioEffectClass, sizeof info.category) != 0)
+            continue;
+        const String identifier = classIdText(FUID::fromTUID(info.cid));
+        classIds.push_back(identifier);
+        classInfos[identifier] = info;
+        if (factory2) {
+            Steinberg::PClassInfo2 info2{};
+            factory2->getClassInfo2(i, &info2);
+            classInfos2[identifier] = info2;
+        }
+    }
+}

@@ -1,0 +1,217 @@
+#pragma once
+
+#include "plugin/PluginInstance.h"
+#include "vst3/Vst3EventList.h"
+#include "vst3/Vst3Host.h"
+#include "vst3/Vst3ParameterChanges.h"
+
+#include <pluginterfaces/gui/iplugview.h>
+#include <pluginterfaces/gui/iplugviewcontentscalesupport.h>
+#include <pluginterfaces/vst/ivstaudioprocessor.h>
+#include <pluginterfaces/vst/ivstcomponent.h>
+#include <pluginterfaces/vst/ivsteditcontroller.h>
+#include <pluginterfaces/vst/ivstmessage.h>
+#include <pluginterfaces/vst/ivstnoteexpression.h>
+#include <pluginterfaces/vst/ivstunits.h>
+#include <vector>
+
+class Vst3Plugin;
+
+/// The instance of one VST 3 class: a component that renders and, where there is one, a controller that knows
+/// the parameters. A parameter's index is its place in the controller's list, and the client never sees the
+/// plug-in's own ids. Nothing about parameters is cached: plug-ins change them as they like.
+///
+/// The plug-in is brought up in a fixed order, see `createComponents` and `initialize`, and is taken down by
+/// letting go of it: `setActive(false)`, `disconnect` and the plug-in's own `terminate` are never called,
+/// deliberately. See `PluginInstance` for the threads.
+class Vst3PluginInstance : public PluginInstance, public Steinberg::IPlugFrame {
+public:
+    /// `identifier` is a class's identifier text; any other text gives an instance that is never open.
+    Vst3PluginInstance(PluginHost* host, Vst3Plugin* plugin, int32_t instanceId, const String& identifier,
+                       bool dpiAware);
+    ~Vst3PluginInstance() override;
+
+    PluginApi* getApi() const override;
+    bool isOpen() const override;
+    void activate() override;
+    /// Also writes the first subcategory to the standard output stream, without a line end. Deliberate: who
+    /// reads reports has always met it there.
+    std::vector<int32_t> getDeviceTypes() override;
+    bool hasAudioInput() override;
+    bool hasNoteInput() override;
+    bool hasAudioOutput() override;
+    bool hasNoteOutput() override;
+    bool hasSysexInput() override;
+    bool supportsMpe() override;
+    bool hasMidiControllerMapping() override;
+    bool supportsViewDpiScaling() override;
+    ProcessingState getProcessingState() const override;
+    std::vector<Ref<PluginAudioBus>> getInputBuses() override;
+    std::vector<Ref<PluginAudioBus>> getOutputBuses() override;
+    int32_t getInputChannelCount() override;
+    int32_t getOutputChannelCount() override;
+    String getName() override;
+    /// The factory's vendor, not the class's.
+    String getVendor() override;
+    /// The class id, see `classIdText`.
+    String getIdentifier() override;
+    String getCategory() override;
+    String getVersion() override;
+    /// Through a single-precision float: inexact above 2 to the 24th. Deliberate: it is what clients align
+    /// by.
+    int32_t getLatency() override;
+    /// Throws `PluginException`.
+    void initialize() override;
+    void terminate() override;
+    void startProcessing() override;
+    void stopProcessing() override;
+    /// Programs aren't offered, deliberately: the plug-in is never asked for its program lists.
+    int32_t getProgramCount() override;
+    void getProgramName(int32_t index, char* buffer, int32_t size) override;
+    int32_t getCurrentProgram() override;
+    void setCurrentProgram(int32_t index) override;
+    void getParameterName(int32_t index, char* buffer, int32_t size) override;
+    void getParameterDisplay(int32_t index, char* buffer, int32_t size) override;
+    void getParameterLabel(int32_t index, char* buffer, int32_t size) override;
+    void getParameterProperties(int32_t index, ParameterProperties& properties) override;
+    float getParameterValue(int32_t index) override;
+    /// Drops a change of the parameter that the user is holding in the editor.
+    void setParameterValue(int32_t index, float value) override;
+    int32_t process(int32_t frames, bool keepActive, bool realtime) override;
+    int32_t getParameterCount() override;
+    String getNoteName(int32_t note) override;
+    bool hasEditor() override;
+    bool canResizeEditor() override;
+    bool checkEditorSize(int32_t& width, int32_t& height) override;
+    void openEditor(uint32_t parentWindow, bool resizable, const String& title) override;
+    void closeEditor() override;
+    void editorWasClosed() override;
+    void editorMouseWheel(float distance) override;
+    bool editorKeyDown(uint16_t key, int16_t keyCode, int32_t modifiers) override;
+    bool editorKeyUp(uint16_t key, int16_t keyCode, int32_t modifiers) override;
+    void editorFocusChanged(bool focused) override;
+    void editorSetSize(int32_t& width, int32_t& height) override;
+    void loadPreset(const String& path) override;
+    void savePreset(const String& path) override;
+    /// The first of overlapping edits is protected from changes by the client.
+    void beginParameterEdit(int32_t index) override;
+    void endParameterEdit(int32_t index) override;
+
+    // The side of `IPlugFrame`. Its count starts at 1 and ends the object at 0, beside that of `Object`.
+
+    tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override;
+    Steinberg::uint32 PLUGIN_API addRef() override;
+    Steinberg::uint32 PLUGIN_API release() override;
+    tresult PLUGIN_API resizeView(Steinberg::IPlugView* view, Steinberg::ViewRect* newSize) override;
+
+    /// Makes the component and its controller and joins them; once, right after construction. Throws nothing:
+    /// a class that can't be made shows as `isOpen`.
+    virtual void createComponents();
+    virtual String getFormatVersion();
+    virtual bool hasNoteExpression(int32_t busIndex, int16_t channel, Vst::NoteExpressionTypeID typeId);
+
+    /// Sets the program by a point at `sampleOffset`, in frames, of the block that comes next.
+    void setCurrentProgram(int32_t index, int32_t sampleOffset);
+
+    // What the plug-in tells its host. Any thread.
+
+    /// Null until there is one.
+    Vst::IEditController* getController() const { return publishedController; }
+    void parameterEdited(int32_t index, float value) { notifyParameterChanged(index, value); }
+    void everythingChanged() { notifyAllParametersChanged(); }
+
+private:
+    // Bringing the plug-in up.
+    bool makeComponent();
+    bool makeController();
+    void setController(const IPtr<Vst::IEditController>& newController);
+    void findProgramParameter();
+    void connectController();
+    void handStateToController();
+    void adoptBusArrangements();
+    void activateBusses(Vst::MediaType type, Vst::BusDirection direction);
+
+    int32_t countBuses(Vst::MediaType type, Vst::BusDirection direction) const;
+    int32_t countMainBuses(Vst::MediaType type, Vst::BusDirection direction) const;
+    int32_t countChannels(Vst::BusDirection direction) const;
+    /// Throws `PluginException`.
+    Vst::BusInfo getBus(Vst::BusDirection direction, int32_t index) const;
+    std::vector<Ref<PluginAudioBus>> collectBuses(Vst::BusDirection direction) const;
+    std::vector<Vst::SpeakerArrangement> collectArrangements(Vst::BusDirection direction) const;
+
+    /// False without a controller, too.
+    bool readParameter(int32_t index, Vst::ParameterInfo& info) const;
+    String getSubcategories() const;
+    DeviceType getDeviceTypeByBuses() const;
+
+    // The steps of `process`.
+    bool canProcess() const;
+    void renderBlock(PluginAudioContext& context, int32_t frames, bool keepActive, bool realtime);
+    void applyParameterChanges(const PluginAudioContext& context);
+    /// Throws `PluginException`.
+    int32_t describeBuses(Vst::BusDirection direction, bool isSilent, Vst::AudioBusBuffers* buses) const;
+    void fillProcessContext(Vst::ProcessContext& processContext) const;
+    void readEvents(const PluginAudioContext& context);
+    void readMidiEvent(const EventRecord& record, Vst::Event& event);
+    void readNoteExpression(const EventRecord& record, Vst::Event& event);
+    void addControllerPoint(int16_t channel, Vst::CtrlNumber number, float value, int32_t sampleOffset);
+    double mapVolume(float value) const;
+    void writeEvents(PluginAudioContext& context) const;
+    int32_t judgeTail(int32_t frames, bool keepActive);
+
+    IPtr<Steinberg::IPlugView> makeView();
+    /// The view, made if there is none; null if the plug-in gives none.
+    Steinberg::IPlugView* provideView();
+
+    std::atomic<uint32_t> frameRefCount = 1;
+    Vst3Plugin* plugin;
+    /// Before all that is the plug-in's: it goes after them, since they call it to the end.
+    Vst3Host host;
+    const FUID classId;
+    Relaxed<ProcessingState> processingState = ProcessingState::created;
+    /// The controller came out of the component's own object.
+    bool singleComponent = true;
+    /// Never changed: the mode of `initialize`, not of a block.
+    const bool setupRealtime = true;
+
+    // The plug-in. Set up before a worker knows the instance; let go of from the last to the first.
+
+    IPtr<Vst::IComponent> component;
+    IPtr<Vst::IEditController> controller;
+    IPtr<Vst::IEditController2> controller2;
+    IPtr<Vst::IAudioProcessor> processor;
+    /// Never asked for, deliberately: with it the plug-in's programs would show.
+    IPtr<Vst::IUnitInfo> unitInfo;
+    IPtr<Vst::IUnitData> unitData;
+    IPtr<Vst::IProgramListData> programListData;
+    IPtr<Vst::INoteExpressionController> noteExpressionController;
+    IPtr<Vst::IMidiMapping> midiMapping;
+    IPtr<Vst::IConnectionPoint> componentConnection;
+    IPtr<Vst::IConnectionPoint> controllerConnection;
+    IPtr<Steinberg::IPlugView> view;
+    IPtr<Steinberg::IPlugViewContentScaleSupport> contentScaleSupport;
+    /// `controller`, for the threads of the plug-in.
+    PublishedPointer<Vst::IEditController> publishedController;
+
+    // Touched by the audio worker.
+
+    /// Empty between blocks, but for what `setCurrentProgram` adds.
+    Vst3ParameterChanges inputParameterChanges;
+    /// Never read and never emptied, deliberately: a plug-in reports its changes by edits.
+    Vst3ParameterChanges outputParameterChanges;
+    Vst3EventList inputEvents;
+    Vst3EventList outputEvents;
+    /// Frames since the client last kept the plug-in active; saturates.
+    int32_t silentFrames = 0;
+
+    // Parameters and programs.
+
+    /// Between begin and end of an edit; -1 if there is none. Any thread.
+    Relaxed<int32_t> editedParameterIndex = -1;
+    /// Never set.
+    int32_t currentProgram = -1;
+    Vst::ProgramListID programListId = Vst::kNoProgramListId;
+    Vst::ParamID programParameterId = Vst::kNoParamId;
+    int32_t programParameterIndex = -1;
+    bool programParameterAutomatable = true;
+};

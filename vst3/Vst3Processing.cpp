@@ -1,0 +1,385 @@
+// The part of `Vst3PluginInstance` that an audio worker runs: a block is put together from the flat audio
+// context, and what comes back is turned into the context's flat records. It locks and prints nothing, and
+// allocates only while its lists grow.
+
+#include "host/PluginHost.h"
+#include "plugin/PluginAudioContext.h"
+#include "vst3/Vst3PluginInstance.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <limits>
+#include <pluginterfaces/vst/ivstmidicontrollers.h>
+#include <pluginterfaces/vst/ivstprocesscontext.h>
+
+namespace {
+
+constexpr int32_t maximumBusCount = 64; // of a direction
+constexpr int32_t silenceBits = 64;
+constexpr float perMidiStep = 1.0F / 127.0F;
+constexpr float perPitchBendStep = 1.0F / 16383.0F;
+constexpr float perTuningStep = 1.0F / 240.0F;
+constexpr double slowestTempo = 1.0; // beats a minute
+constexpr double fallbackTempo = 110.0;
+
+/// Room on the stack for the buses of a direction, of which only those in use are made.
+class BusArray {
+public:
+    Vst::AudioBusBuffers* get() { return reinterpret_cast<Vst::AudioBusBuffers*>(memory); }
+
+private:
+    alignas(16) std::byte memory[maximumBusCount * sizeof(Vst::AudioBusBuffers)];
+};
+
+/// Empties the lists of a block at its end, however that comes.
+class BlockLists : public NonCopyable, public NonMovable {
+public:
+    BlockLists(Vst3ParameterChanges& changes, Vst3EventList& inputEvents, Vst3EventList& outputEvents)
+        : changes(changes), inputEvents(inputEvents), outputEvents(outputEvents) {}
+    ~BlockLists() {
+        changes.clear();
+        inputEvents.clear();
+        outputEvents.clear();
+    }
+
+private:
+    Vst3ParameterChanges& changes;
+    Vst3EventList& inputEvents;
+    Vst3EventList& outputEvents;
+};
+
+uint64_t silenceMask(int32_t channels) {
+    return channels >= silenceBits ? ~uint64_t{0} : (uint64_t{1} << std::max(channels, 0)) - 1;
+}
+
+// A note's off and on agree by it without a table.
+int32_t noteIdOf(int32_t channel, int32_t pitch) {
+    return channel << 8 | pitch;
+}
+
+/// The status byte that an event goes out with, 0 for one that doesn't. The channel stays 0.
+uint8_t statusOf(const Vst::Event& event) {
+    switch (event.type) {
+    case Vst::Event::kNoteOnEvent:
+        return 0x90;
+    case Vst::Event::kNoteOffEvent:
+        return 0x80;
+    case Vst::Event::kPolyPressureEvent:
+        return 0xA0;
+    default:
+        return 0;
+    }
+}
+
+struct NoteData {
+    int16_t pitch;
+    float strength;
+};
+
+NoteData noteDataOf(const Vst::Event& event) {
+    switch (event.type) {
+    case Vst::Event::kNoteOnEvent:
+        return {event.noteOn.pitch, event.noteOn.velocity};
+    case Vst::Event::kNoteOffEvent:
+        return {event.noteOff.pitch, event.noteOff.velocity};
+    default:
+        return {event.polyPressure.pitch, event.polyPressure.pressure};
+    }
+}
+
+} // namespace
+
+int32_t Vst3PluginInstance::process(int32_t frames, bool keepActive, bool realtime) {
+    if (PluginAudioContext* context = audioContext; context != nullptr && canProcess())
+        renderBlock(*context, frames, keepActive, realtime);
+    return judgeTail(frames, keepActive);
+}
+
+bool Vst3PluginInstance::canProcess() const {
+    // The sample size is asked for in every block: plug-ins change their minds.
+    return processingState == ProcessingState::processing && processor &&
+           processor->canProcessSampleSize(Vst::kSample32) == kResultOk;
+}
+
+void Vst3PluginInstance::renderBlock(PluginAudioContext& context, int32_t frames, bool keepActive,
+                                     bool realtime) {
+    const BlockLists lists(inputParameterChanges, inputEvents, outputEvents);
+    applyParameterChanges(context);
+
+    Vst::ProcessData data;
+    data.processMode = realtime ? Vst::kRealtime : Vst::kOffline;
+    data.symbolicSampleSize = Vst::kSample32;
+    data.numSamples = frames;
+    data.inputParameterChanges = &inputParameterChanges;
+    data.outputParameterChanges = &outputParameterChanges;
+
+    BusArray inputs;
+    BusArray outputs;
+    data.inputs = inputs.get();
+    data.outputs = outputs.get();
+    data.numInputs = describeBuses(Vst::kInput, !keepActive, inputs.get());
+    data.numOutputs = describeBuses(Vst::kOutput, false, outputs.get());
+
+    if (hasNoteInput()) {
+        readEvents(context);
+        data.inputEvents = &inputEvents;
+    }
+    const bool sendsNotes = hasNoteOutput();
+    if (sendsNotes)
+        data.outputEvents = &outputEvents;
+
+    Vst::ProcessContext processContext;
+    fillProcessContext(processContext);
+    data.processContext = &processContext;
+
+    // What it answers is nobody's concern: its output is what counts.
+    processor->process(data);
+
+    if (sendsNotes)
+        writeEvents(context);
+}
+
+void Vst3PluginInstance::applyParameterChanges(const PluginAudioContext& context) {
+    const int32_t count = std::min(*context.parameterChangeCount, context.parameterChangeCapacity);
+    for (int32_t i = 0; i < count; ++i) {
+        const ParameterChange& change = context.parameterChanges[i];
+        if (Vst::ParameterInfo info; readParameter(change.parameterIndex, info)) {
+            if (Vst3ParamValueQueue* queue = inputParameterChanges.queueOf(info.id))
+                queue->append(change.sampleOffset, change.value);
+        }
+        // The controller hears of it on this thread as well.
+        setParameterValue(change.parameterIndex, change.value);
+    }
+}
+
+int32_t Vst3PluginInstance::describeBuses(Vst::BusDirection direction, bool isSilent,
+                                          Vst::AudioBusBuffers* buses) const {
+    const bool isInput = direction == Vst::kInput;
+    float** channels = isInput ? inputChannels : outputChannels;
+    int32_t channelsLeft = isInput ? inputChannelCount : outputChannelCount;
+    const int32_t count = std::clamp(countBuses(Vst::kAudio, direction), 0, maximumBusCount);
+    for (int32_t i = 0; i < count; ++i) {
+        // A plug-in may have grown since the block was laid out.
+        const int32_t channelCount = std::clamp(getBus(direction, i).channelCount, 0, channelsLeft);
+        auto* bus = new (buses + i) Vst::AudioBusBuffers;
+        bus->numChannels = channelCount;
+        bus->channelBuffers32 = channels;
+        bus->silenceFlags = isSilent ? silenceMask(channelCount) : 0;
+        if (channels != nullptr)
+            channels += channelCount;
+        channelsLeft -= channelCount;
+    }
+    return count;
+}
+
+void Vst3PluginInstance::fillProcessContext(Vst::ProcessContext& processContext) const {
+    processContext = {};
+    processContext.sampleRate = PluginInstance::host->sampleRate;
+    processContext.projectTimeSamples = static_cast<Vst::TSamples>(transport->samplePosition);
+    // Filled in, and yet not marked as valid. Deliberate.
+    processContext.systemTime = static_cast<Steinberg::int64>(transport->systemTime);
+    processContext.projectTimeMusic = transport->position;
+    processContext.tempo = transport->tempo;
+    processContext.timeSigNumerator = transport->timeSignatureNumerator;
+    processContext.timeSigDenominator = transport->timeSignatureDenominator;
+    processContext.state = Vst::ProcessContext::kProjectTimeMusicValid | Vst::ProcessContext::kTempoValid |
+                           Vst::ProcessContext::kTimeSigValid;
+    if (transport->tempo < slowestTempo) {
+        processContext.tempo = fallbackTempo;
+        processContext.state &= ~static_cast<uint32_t>(Vst::ProcessContext::kTempoValid);
+    }
+    if ((transport->flags & transportPlaying) != 0)
+        processContext.state |= Vst::ProcessContext::kPlaying;
+    if ((transport->flags & transportRecording) != 0)
+        processContext.state |= Vst::ProcessContext::kRecording;
+    if ((transport->flags & transportLoopOn) != 0) {
+        processContext.state |= Vst::ProcessContext::kCycleActive | Vst::ProcessContext::kCycleValid;
+        processContext.cycleStartMusic = transport->loopStart;
+        processContext.cycleEndMusic = transport->loopEnd;
+    }
+}
+
+void Vst3PluginInstance::readEvents(const PluginAudioContext& context) {
+    const int32_t count = std::min(*context.inputEventCount, context.inputEventCapacity);
+    for (int32_t i = 0; i < count; ++i) {
+        const EventRecord& record = context.inputEvents[i];
+        Vst::Event event;
+        std::memset(&event, 0, sizeof event);
+        event.sampleOffset = record.sampleOffset;
+        event.ppqPosition = record.position;
+        switch (record.kind) {
+        case EventKind::midi:
+            readMidiEvent(record, event);
+            break;
+        case EventKind::systemExclusive:
+            event.type = Vst::Event::kDataEvent;
+            event.data.type = Vst::DataEvent::kMidiSysEx;
+            event.data.size = std::min<uint32_t>(record.systemExclusiveSize, sizeof record.systemExclusive);
+            // Into the audio block itself, so that nothing is copied: valid during this block.
+            event.data.bytes = record.systemExclusive;
+            inputEvents.addEvent(event);
+            break;
+        case EventKind::noteExpression:
+            readNoteExpression(record, event);
+            break;
+        }
+    }
+}
+
+void Vst3PluginInstance::readMidiEvent(const EventRecord& record, Vst::Event& event) {
+    const auto channel = static_cast<int16_t>(record.midi[0] & 0x0F);
+    const uint8_t data1 = record.midi[1];
+    const uint8_t data2 = record.midi[2];
+    constexpr int dataMask = 0x7F;
+    switch (record.midi[0] & 0xF0) {
+    case 0x90:
+        event.type = Vst::Event::kNoteOnEvent;
+        event.noteOn.channel = channel;
+        event.noteOn.pitch = data1;
+        event.noteOn.velocity = static_cast<float>(data2) * perMidiStep;
+        event.noteOn.length = -1;
+        event.noteOn.noteId = noteIdOf(channel, data1);
+        inputEvents.addEvent(event);
+        break;
+    case 0x80:
+        event.type = Vst::Event::kNoteOffEvent;
+        event.noteOff.channel = channel;
+        event.noteOff.pitch = data1;
+        event.noteOff.velocity = static_cast<float>(data2) * perMidiStep;
+        event.noteOff.noteId = noteIdOf(channel, data1);
+        inputEvents.addEvent(event);
+        break;
+    case 0xA0:
+        event.type = Vst::Event::kPolyPressureEvent;
+        event.polyPressure.channel = channel;
+        event.polyPressure.pitch = data1;
+        event.polyPressure.pressure = static_cast<float>(data2) * perMidiStep;
+        event.polyPressure.noteId = noteIdOf(channel, data1);
+        inputEvents.addEvent(event);
+        break;
+    case 0xB0:
+        addControllerPoint(channel, static_cast<Vst::CtrlNumber>(data1 & dataMask),
+                           static_cast<float>(data2) * perMidiStep, record.sampleOffset);
+        break;
+    case 0xC0:
+        setCurrentProgram(data1 & dataMask, record.sampleOffset);
+        break;
+    case 0xD0:
+        addControllerPoint(channel, Vst::kAfterTouch, static_cast<float>(data1) * perMidiStep,
+                           record.sampleOffset);
+        break;
+    case 0xE0:
+        addControllerPoint(channel, Vst::kPitchBend,
+                           static_cast<float>((data2 & dataMask) << 7 | (data1 & dataMask)) *
+                               perPitchBendStep,
+                           record.sampleOffset);
+        break;
+    default:
+        break;
+    }
+}
+
+void Vst3PluginInstance::addControllerPoint(int16_t channel, Vst::CtrlNumber number, float value,
+                                            int32_t sampleOffset) {
+    Vst::ParamID id = Vst::kNoParamId;
+    if (!midiMapping || midiMapping->getMidiControllerAssignment(0, channel, number, id) != kResultOk)
+        return;
+    int32_t index = 0;
+    if (Vst::IParamValueQueue* queue = inputParameterChanges.addParameterData(id, index))
+        queue->addPoint(sampleOffset, value, index);
+}
+
+void Vst3PluginInstance::readNoteExpression(const EventRecord& record, Vst::Event& event) {
+    const int32_t channel = record.noteExpression.channel;
+    const int32_t key = record.noteExpression.key;
+    const float value = record.noteExpression.value;
+    event.type = Vst::Event::kNoteExpressionValueEvent;
+    event.noteExpressionValue.noteId = noteIdOf(channel, key);
+    switch (record.noteExpression.kind) {
+    case 0:
+        event.noteExpressionValue.typeId = Vst::kVolumeTypeID;
+        event.noteExpressionValue.value = mapVolume(value);
+        break;
+    case 1:
+        event.noteExpressionValue.typeId = Vst::kPanTypeID;
+        event.noteExpressionValue.value = (value + 1.0) * 0.5;
+        break;
+    case 2:
+        event.noteExpressionValue.typeId = Vst::kTuningTypeID;
+        event.noteExpressionValue.value = value * perTuningStep + 0.5;
+        break;
+    case 3:
+        event.noteExpressionValue.typeId = Vst::kBrightnessTypeID;
+        event.noteExpressionValue.value = value;
+        break;
+    case 4:
+        event.type = Vst::Event::kPolyPressureEvent;
+        event.polyPressure = {static_cast<int16_t>(channel), static_cast<int16_t>(key), value,
+                              noteIdOf(channel, key)};
+        break;
+    default:
+        return;
+    }
+    inputEvents.addEvent(event);
+}
+
+double Vst3PluginInstance::mapVolume(float value) const {
+    const int32_t count =
+        noteExpressionController ? noteExpressionController->getNoteExpressionCount(0, 0) : 0;
+    for (int32_t i = 0; i < count; ++i) {
+        Vst::NoteExpressionTypeInfo info{};
+        if (noteExpressionController->getNoteExpressionInfo(0, 0, i, info) != kResultOk ||
+            info.typeId != Vst::kVolumeTypeID)
+            continue;
+        const Vst::NoteExpressionValueDescription& range = info.valueDesc;
+        if (value > 1.0F)
+            return range.defaultValue + (range.maximum - range.defaultValue) * (value - 1.0);
+        if (value < 1.0F)
+            return range.minimum + (range.defaultValue - range.minimum) * value;
+        return range.defaultValue;
+    }
+    return std::min((value * 0.25) * (double{value} * value), 1.0);
+}
+
+void Vst3PluginInstance::writeEvents(PluginAudioContext& context) const {
+    const int32_t lastFrame = std::max(PluginInstance::host->blockSize - 1, 0);
+    for (const Vst::Event& event : outputEvents.getEvents()) {
+        const uint8_t status = statusOf(event);
+        if (status == 0)
+            continue;
+        const int32_t index = *context.outputEventCount;
+        if (index < 0 || index >= context.outputEventCapacity)
+            return;
+        *context.outputEventCount = index + 1;
+        const NoteData note = noteDataOf(event);
+        EventRecord& record = context.outputEvents[index];
+        record.kind = EventKind::midi;
+        // The block's size is the limit, and not the frames of this call.
+        record.sampleOffset = static_cast<uint16_t>(std::clamp(event.sampleOffset, 0, lastFrame));
+        record.midi[0] = status;
+        record.midi[1] = static_cast<uint8_t>(note.pitch);
+        // Truncated and not scaled, deliberately: clients take it as it is.
+        record.midi[2] = static_cast<uint8_t>(static_cast<int32_t>(note.strength));
+        record.midi[3] = 0;
+    }
+}
+
+int32_t Vst3PluginInstance::judgeTail(int32_t frames, bool keepActive) {
+    if (keepActive) {
+        silentFrames = 0;
+        return processActive;
+    }
+    silentFrames = static_cast<int32_t>(
+        std::min<int64_t>(int64_t{silentFrames} + frames, std::numeric_limits<int32_t>::max()));
+    // An open editor keeps a plug-in running.
+    if (window != nullptr)
+        return processActive;
+    const bool canRender = processor && audioContext != nullptr;
+    const int32_t tail = canRender ? static_cast<int32_t>(processor->getTailSamples()) : 0;
+    if (tail < 0)
+        return processTail;
+    if (tail == 0)
+        return processSilent;
+    return silentFrames <= int64_t{tail} + getLatency() ? processTail : processSilent;
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "plugin/CoreNames.h"
+#include "vst3/Vst3Names.h"
+
+#include <source_location>
+
+/// The published name of a result code, or null for a code that has none.
+const char* resultCodeName(tresult code);
+
+/// What went wrong at a place that `location` names, empty for `kResultOk`. The literals that name places
+/// carry double quotes of their own, which stand in the message.
+String resultCodeMessage(tresult code, const char* location, const char* file, int32_t line);
+
+/// Throws `PluginException` with the `resultCodeMessage` for anything but `kResultOk`.
+void throwUnlessOk(tresult code, const char* location,
+                   const std::source_location& place = std::source_location::current());
