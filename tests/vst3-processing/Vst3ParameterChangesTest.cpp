@@ -1,0 +1,241 @@
+// If these fail, a knob that moves within a block jumps or stands still, or two plug-ins that play at once
+// get each other's changes.
+
+#include "vst3/Vst3ParameterChanges.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <set>
+#include <thread>
+#include <vector>
+
+using testing::ElementsAre;
+
+namespace {
+
+struct Point {
+    int32_t sampleOffset;
+    double value;
+
+    bool operator==(const Point&) const = default;
+};
+
+std::vector<Point> pointsOf(Vst::IParamValueQueue& queue) {
+    std::vector<Point> points;
+    for (int32_t i = 0; i < queue.getPointCount(); ++i) {
+        Point point{};
+        EXPECT_EQ(queue.getPoint(i, point.sampleOffset, point.value), kResultOk);
+        points.push_back(point);
+    }
+    return points;
+}
+
+class Vst3ParamValueQueueTest : public testing::Test {
+protected:
+    ~Vst3ParamValueQueueTest() override { Vst3ParamValueQueue::giveBack(queue); }
+
+    Vst3ParamValueQueue* queue = Vst3ParamValueQueue::take(77);
+};
+
+/// Whether an object yields an interface as `expected`, with a reference more, and refuses any other.
+template <class Interface, class Object>
+void expectInterfaces(Object& object) {
+    for (const FUID& served : {Interface::iid, FUnknown::iid}) {
+        void* found = nullptr;
+        EXPECT_EQ(object.queryInterface(served.toTUID(), &found), kResultOk);
+        EXPECT_EQ(found, static_cast<Interface*>(&object));
+        EXPECT_EQ(object.release(), 1u);
+    }
+    void* found = &object;
+    EXPECT_EQ(object.queryInterface(Vst::IParamValueQueue::iid == Interface::iid
+                                        ? Vst::IParameterChanges::iid.toTUID()
+                                        : Vst::IParamValueQueue::iid.toTUID(),
+                                    &found),
+              kNoInterface);
+    EXPECT_EQ(found, nullptr);
+}
+
+} // namespace
+
+TEST_F(Vst3ParamValueQueueTest, AQueueKeepsItsObjectSize) {
+    EXPECT_EQ(sizeof(Vst3ParamValueQueue), sizeof(void*) == 4 ? 1552u : 1560u);
+}
+
+TEST_F(Vst3ParamValueQueueTest, ANewQueueIsOfItsParameterAndHasNoPoints) {
+    EXPECT_EQ(queue->getParameterId(), 77u);
+    EXPECT_EQ(queue->getPointCount(), 0);
+}
+
+TEST_F(Vst3ParamValueQueueTest, PointsStayInTheOrderInWhichTheyCame) {
+    int32_t index = 0;
+    for (const Point& point : {Point{30, 0.5}, Point{10, 0.25}, Point{10, 0.75}, Point{10, 0.75}})
+        EXPECT_EQ(queue->addPoint(point.sampleOffset, point.value, index), kResultOk);
+    EXPECT_THAT(pointsOf(*queue),
+                ElementsAre(Point{30, 0.5}, Point{10, 0.25}, Point{10, 0.75}, Point{10, 0.75}));
+}
+
+TEST_F(Vst3ParamValueQueueTest, AnIndexThatHasNoPointIsRefusedAndNothingIsWritten) {
+    int32_t index = 0;
+    queue->addPoint(1, 0.5, index);
+    for (const int32_t wrong : {-1, 1, 128, INT32_MIN, INT32_MAX}) {
+        int32_t sampleOffset = -7;
+        double value = -7;
+        EXPECT_EQ(queue->getPoint(wrong, sampleOffset, value), kInvalidArgument) << wrong;
+        EXPECT_EQ(sampleOffset, -7);
+        EXPECT_EQ(value, -7);
+    }
+}
+
+TEST_F(Vst3ParamValueQueueTest, TheIndexOfANewPointIsNeverWritten) {
+    int32_t index = -3;
+    queue->addPoint(1, 0.5, index);
+    queue->addPoint(2, 0.5, index);
+    EXPECT_EQ(index, -3);
+}
+
+TEST_F(Vst3ParamValueQueueTest, AQueueOf128PointsTakesNoMore) {
+    int32_t index = 0;
+    for (int32_t i = 0; i < 128; ++i)
+        EXPECT_EQ(queue->addPoint(i, i / 128.0, index), kResultOk) << i;
+    EXPECT_EQ(queue->addPoint(128, 1.0, index), kOutOfMemory);
+    EXPECT_EQ(queue->append(128, 1.0), kOutOfMemory);
+    EXPECT_EQ(queue->getPointCount(), 128);
+    EXPECT_EQ(pointsOf(*queue).back(), (Point{127, 127 / 128.0}));
+}
+
+TEST_F(Vst3ParamValueQueueTest, AQueueServesItsInterfaceAlone) {
+    expectInterfaces<Vst::IParamValueQueue>(*queue);
+}
+
+TEST_F(Vst3ParamValueQueueTest, ReferencesAreCountedAndTheLastOneFreesNothing) {
+    EXPECT_EQ(queue->addRef(), 2u);
+    EXPECT_EQ(queue->release(), 1u);
+    EXPECT_EQ(queue->release(), 0u);
+    EXPECT_EQ(queue->getParameterId(), 77u);
+}
+
+TEST_F(Vst3ParamValueQueueTest, AQueueThatIsUsedAgainIsAsGoodAsNew) {
+    int32_t index = 0;
+    queue->addPoint(1, 0.5, index);
+    queue->addRef();
+    Vst3ParamValueQueue::giveBack(queue);
+    Vst3ParamValueQueue* const again = Vst3ParamValueQueue::take(12);
+    EXPECT_EQ(again, queue) << "the queue that was given back is free, and the newest of the free ones";
+    EXPECT_EQ(again->getParameterId(), 12u);
+    EXPECT_EQ(again->getPointCount(), 0);
+    EXPECT_EQ(again->addRef(), 2u);
+    queue = again;
+}
+
+TEST(Vst3QueuePoolTest, NoQueueIsTakenTwiceOrLostBySeveralThreads) {
+    constexpr int32_t threadCount = 4;
+    constexpr int32_t rounds = 2000;
+    constexpr int32_t held = 8;
+    std::atomic<int32_t> ready = 0;
+    std::atomic<int32_t> taken = 0;
+    std::atomic<int32_t> disturbed = 0;
+    std::vector<std::set<Vst3ParamValueQueue*>> seen(threadCount);
+    std::vector<std::thread> threads;
+    for (int32_t thread = 0; thread < threadCount; ++thread) {
+        threads.emplace_back([&, thread] {
+            // All at once, or the pool would see one after the other.
+            for (++ready; ready < threadCount;)
+                std::this_thread::yield();
+            for (int32_t round = 0; round < rounds; ++round) {
+                Vst3ParamValueQueue* queues[held];
+                for (int32_t i = 0; i < held; ++i) {
+                    queues[i] = Vst3ParamValueQueue::take(static_cast<Vst::ParamID>(thread));
+                    queues[i]->append(round, i);
+                    seen[static_cast<size_t>(thread)].insert(queues[i]);
+                    ++taken;
+                }
+                for (int32_t i = 0; i < held; ++i) {
+                    const bool isMine =
+                        queues[i]->getParameterId() == static_cast<Vst::ParamID>(thread) &&
+                        pointsOf(*queues[i]) == std::vector<Point>{{round, static_cast<double>(i)}};
+                    disturbed += isMine ? 0 : 1;
+                    Vst3ParamValueQueue::giveBack(queues[i]);
+                }
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(taken, threadCount * rounds * held);
+    EXPECT_EQ(disturbed, 0);
+
+    // All that anyone had is free now: as many as that are taken without a new one among them.
+    std::set<Vst3ParamValueQueue*> known;
+    for (const std::set<Vst3ParamValueQueue*>& queues : seen)
+        known.insert(queues.begin(), queues.end());
+    std::set<Vst3ParamValueQueue*> free;
+    for (size_t i = 0; i < known.size(); ++i)
+        free.insert(Vst3ParamValueQueue::take(0));
+    EXPECT_EQ(free.size(), known.size());
+    EXPECT_TRUE(std::includes(free.begin(), free.end(), known.begin(), known.end()));
+    for (Vst3ParamValueQueue* queue : free)
+        Vst3ParamValueQueue::giveBack(queue);
+}
+
+TEST(Vst3ParameterChangesTest, ANewListIsEmpty) {
+    Vst3ParameterChanges changes;
+    EXPECT_EQ(changes.getParameterCount(), 0);
+}
+
+TEST(Vst3ParameterChangesTest, EachParameterHasOneQueueInTheOrderOfItsFirstChange) {
+    Vst3ParameterChanges changes;
+    int32_t index = -1;
+    Vst::IParamValueQueue* const first = changes.addParameterData(900, index);
+    EXPECT_EQ(index, 0);
+    Vst::IParamValueQueue* const second = changes.addParameterData(5, index);
+    EXPECT_EQ(index, 1);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(changes.addParameterData(900, index), first);
+    EXPECT_EQ(index, 0);
+    EXPECT_EQ(changes.addParameterData(5, index), second);
+    EXPECT_EQ(index, 1);
+    EXPECT_EQ(changes.queueOf(900), first);
+    EXPECT_EQ(changes.getParameterCount(), 2);
+    EXPECT_EQ(changes.getParameterData(0), first);
+    EXPECT_EQ(changes.getParameterData(1), second);
+    EXPECT_EQ(first->getParameterId(), 900u);
+    EXPECT_EQ(second->getParameterId(), 5u);
+}
+
+TEST(Vst3ParameterChangesTest, AParameterThatWasFoundAgainKeepsItsPoints) {
+    Vst3ParameterChanges changes;
+    int32_t index = 0;
+    changes.queueOf(3)->append(1, 0.5);
+    changes.queueOf(4)->append(2, 0.75);
+    changes.addParameterData(3, index)->addPoint(3, 0.25, index);
+    EXPECT_THAT(pointsOf(*changes.queueOf(3)), ElementsAre(Point{1, 0.5}, Point{3, 0.25}));
+    EXPECT_THAT(pointsOf(*changes.queueOf(4)), ElementsAre(Point{2, 0.75}));
+}
+
+TEST(Vst3ParameterChangesTest, AClearedListIsEmptyAndTakesParametersAgain) {
+    Vst3ParameterChanges changes;
+    for (Vst::ParamID id = 0; id < 64; ++id)
+        changes.queueOf(id)->append(0, 0.5);
+    changes.clear();
+    EXPECT_EQ(changes.getParameterCount(), 0);
+    EXPECT_EQ(changes.queueOf(100)->getPointCount(), 0);
+    EXPECT_EQ(changes.getParameterCount(), 1);
+    EXPECT_EQ(changes.getParameterData(0)->getParameterId(), 100u);
+}
+
+TEST(Vst3ParameterChangesTest, AListServesItsInterfaceAlone) {
+    Vst3ParameterChanges changes;
+    expectInterfaces<Vst::IParameterChanges>(changes);
+}
+
+TEST(Vst3ParameterChangesTest, ReferencesAreCountedAndTheLastOneFreesNothing) {
+    Vst3ParameterChanges changes;
+    changes.queueOf(1);
+    EXPECT_EQ(changes.addRef(), 2u);
+    EXPECT_EQ(changes.release(), 1u);
+    EXPECT_EQ(changes.release(), 0u);
+    EXPECT_EQ(changes.getParameterCount(), 1);
+}
