@@ -1,0 +1,38 @@
+#pragma once
+
+#include "vst3/Vst3Names.h"
+
+#include <pluginterfaces/base/ibstream.h>
+#include <string>
+#include <vector>
+
+/// The state of a component or a controller: bytes that it gives away and takes as it is told to answer.
+struct KeptState {
+    tresult get(Steinberg::IBStream* stream) const {
+        if (!bytes.empty())
+            stream->write(const_cast<char*>(bytes.data()), static_cast<Steinberg::int32>(bytes.size()));
+        return getAnswer;
+    }
+
+    tresult set(Steinberg::IBStream* stream) {
+        given.push_back(readAll(stream));
+        if (setAnswer == kResultOk)
+            bytes = given.back();
+        return setAnswer;
+    }
+
+    static std::string readAll(Steinberg::IBStream* stream) {
+        std::string all;
+        char piece[7]; // Small, so that reading takes several calls.
+        Steinberg::int32 count = 0;
+        while (stream->read(piece, sizeof piece, &count) == kResultOk && count > 0)
+            all.append(piece, static_cast<size_t>(count));
+        return all + std::string(piece, static_cast<size_t>(std::max(count, 0)));
+    }
+
+    std::string bytes;
+    tresult getAnswer = kResultOk;
+    tresult setAnswer = kResultOk;
+    /// What has been given to `set`, also what was refused.
+    std::vector<std::string> given;
+};
