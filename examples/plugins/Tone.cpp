@@ -1,29 +1,20 @@
 // An instrument: a polyphonic sine tone with a release.
 
+#include "plugins/ToneSound.h"
 #include "plugins/Vst2Effect.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
-#include <cstdio>
+#include <atomic>
 #include <cstring>
 
 namespace {
 
-enum Parameter { volumeParameter, releaseParameter, parameterCount };
-
 constexpr uint8_t noteOff = 0x80;
 constexpr uint8_t noteOn = 0x90;
-constexpr float longestRelease = 2.0F; // seconds
-constexpr float inaudible = 0.0001F;
-constexpr double fullCircle = 6.283185307179586;
-
-struct Voice {
-    int32_t note = -1;
-    double phase = 0;
-    float level = 0;
-    bool held = false;
-};
+constexpr uint8_t controlChange = 0xB0;
+constexpr uint8_t pitchBend = 0xE0;
+constexpr int32_t volumeController = 7;
 
 class Tone : public Vst2Effect {
 public:
@@ -31,86 +22,80 @@ public:
         : Vst2Effect(host, {.uniqueId = 0x546F6E30,
                             .name = "Tone",
                             .inputs = 0,
-                            .parameters = parameterCount,
+                            .parameters = ToneSound::parameterCount,
                             .flags = effFlagsCanReplacing | effFlagsIsSynth,
                             .category = 2}) {
-        setParameter(volumeParameter, 0.5F);
-        setParameter(releaseParameter, 0.15F);
+        for (int32_t index = 0; index < ToneSound::parameterCount; ++index)
+            setParameter(index, ToneSound::parameterTexts[index].defaultValue);
     }
 
 protected:
     void processReplacing(float**, float** outputs, int32_t frames) override {
-        std::fill_n(outputs[0], frames, 0.0F);
+        const ToneSound::Settings settings = getSettings();
         int32_t next = 0;
         for (size_t i = 0; i < pendingCount; ++i) {
             const int32_t at = std::clamp(pending[i].deltaFrames, next, frames);
-            renderVoices(outputs[0] + next, at - next);
+            sound.render(settings, outputs[0] + next, at - next);
             apply(pending[i]);
             next = at;
         }
         pendingCount = 0;
-        renderVoices(outputs[0] + next, frames - next);
+        sound.render(settings, outputs[0] + next, frames - next);
         std::copy_n(outputs[0], frames, outputs[1]);
     }
 
+    /// Notes wait for their frame; a controller moves for the whole block.
     void processEvents(const VstEvents& events) override {
-        for (int32_t i = 0; i < events.numEvents && pendingCount < pending.size(); ++i) {
-            if (events.events[i]->type == kVstMidiType)
-                pending[pendingCount++] = *reinterpret_cast<const VstMidiEvent*>(events.events[i]);
+        for (int32_t i = 0; i < events.numEvents; ++i) {
+            if (events.events[i]->type != kVstMidiType)
+                continue;
+            const auto& event = *reinterpret_cast<const VstMidiEvent*>(events.events[i]);
+            const int32_t value = event.midiData[2] & 0x7F;
+            if (isStatus(event, controlChange) && event.midiData[1] == volumeController)
+                setParameter(ToneSound::volumeParameter, static_cast<float>(value) / 127);
+            else if (isStatus(event, pitchBend))
+                bend = static_cast<float>(value << 7 | (event.midiData[1] & 0x7F)) / 16383;
+            else if (pendingCount < pending.size())
+                pending[pendingCount++] = event;
         }
+    }
+
+    void mainsChanged(bool on) override {
+        if (on)
+            sound.start(sampleRate);
     }
 
     bool canDo(const char* ability) override { return std::strcmp(ability, "receiveVstMidiEvent") == 0; }
 
-    VstIntPtr getTailSize() override { return static_cast<VstIntPtr>(releaseSeconds() * sampleRate) + 2; }
+    VstIntPtr getTailSize() override { return sound.getTail(getSettings()); }
 
-    const char* getParameterName(int32_t index) override {
-        return index == volumeParameter ? "Volume" : "Release";
-    }
-
-    const char* getParameterLabel(int32_t index) override { return index == volumeParameter ? "%" : "ms"; }
+    const char* getParameterName(int32_t index) override { return ToneSound::parameterTexts[index].name; }
+    const char* getParameterLabel(int32_t index) override { return ToneSound::parameterTexts[index].label; }
 
     void getParameterDisplay(int32_t index, char* text, size_t size) override {
-        const float shown = index == volumeParameter ? getParameter(index) * 100 : releaseSeconds() * 1000;
-        std::snprintf(text, size, "%.0f", static_cast<double>(shown));
+        ToneSound::displayParameter(index, getParameter(index), text, size);
     }
 
 private:
-    float releaseSeconds() { return std::max(getParameter(releaseParameter) * longestRelease, 0.01F); }
+    static bool isStatus(const VstMidiEvent& event, uint8_t status) {
+        return static_cast<uint8_t>(event.midiData[0] & 0xF0) == status;
+    }
+
+    ToneSound::Settings getSettings() {
+        return {getParameter(ToneSound::volumeParameter), getParameter(ToneSound::releaseParameter), bend};
+    }
 
     void apply(const VstMidiEvent& event) {
-        const auto status = static_cast<uint8_t>(event.midiData[0] & 0xF0);
-        const int32_t note = event.midiData[1] & 0x7F;
+        const int32_t key = event.midiData[1] & 0x7F;
         const int32_t velocity = event.midiData[2] & 0x7F;
-        if (status == noteOn && velocity > 0) {
-            // A free voice, else the quietest.
-            const auto voice =
-                std::min_element(voices.begin(), voices.end(),
-                                 [](const Voice& a, const Voice& b) { return a.level < b.level; });
-            *voice = {.note = note, .level = static_cast<float>(velocity) / 127, .held = true};
-        } else if (status == noteOff || status == noteOn) {
-            for (Voice& voice : voices)
-                voice.held = voice.held && voice.note != note;
-        }
+        if (isStatus(event, noteOn))
+            sound.noteOn(key, static_cast<float>(velocity) / 127, key);
+        else if (isStatus(event, noteOff))
+            sound.noteOff(key);
     }
 
-    void renderVoices(float* output, int32_t frames) {
-        const float volume = getParameter(volumeParameter) * 0.5F;
-        const float decay = std::pow(inaudible, 1.0F / (releaseSeconds() * sampleRate));
-        for (Voice& voice : voices) {
-            if (voice.level < inaudible)
-                continue;
-            const double step = fullCircle * 440.0 * std::pow(2.0, (voice.note - 69) / 12.0) / sampleRate;
-            for (int32_t frame = 0; frame < frames; ++frame) {
-                output[frame] += static_cast<float>(std::sin(voice.phase)) * voice.level * volume;
-                voice.phase = std::fmod(voice.phase + step, fullCircle);
-                if (!voice.held)
-                    voice.level *= decay;
-            }
-        }
-    }
-
-    std::array<Voice, 16> voices;
+    ToneSound sound;
+    std::atomic<float> bend = 0.5F;
     std::array<VstMidiEvent, 256> pending;
     size_t pendingCount = 0;
 };

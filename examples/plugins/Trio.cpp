@@ -1,5 +1,6 @@
 // A shell of three effects: "Louder", "Upside Down" and "Swap Sides".
 
+#include "plugins/TrioSound.h"
 #include "plugins/Vst2Effect.h"
 
 #include <algorithm>
@@ -21,10 +22,7 @@ public:
 
 protected:
     void processReplacing(float** inputs, float** outputs, int32_t frames) override {
-        const float gain = getParameter(0) * 2;
-        for (int channel = 0; channel < 2; ++channel)
-            std::transform(inputs[channel], inputs[channel] + frames, outputs[channel],
-                           [gain](float sample) { return sample * gain; });
+        renderLouder(getParameter(0), inputs, outputs, frames);
     }
 
     VstIntPtr getTailSize() override { return 1; }
@@ -38,9 +36,7 @@ public:
 
 protected:
     void processReplacing(float** inputs, float** outputs, int32_t frames) override {
-        for (int channel = 0; channel < 2; ++channel)
-            std::transform(inputs[channel], inputs[channel] + frames, outputs[channel],
-                           [](float sample) { return -sample; });
+        renderUpsideDown(inputs, outputs, frames);
     }
 
     VstIntPtr getTailSize() override { return 1; }
@@ -53,12 +49,7 @@ public:
 
 protected:
     void processReplacing(float** inputs, float** outputs, int32_t frames) override {
-        // Outputs may be the inputs' own memory.
-        for (int32_t frame = 0; frame < frames; ++frame) {
-            const float left = inputs[0][frame];
-            outputs[0][frame] = inputs[1][frame];
-            outputs[1][frame] = left;
-        }
+        renderSwapSides(inputs, outputs, frames);
     }
 
     VstIntPtr getTailSize() override { return 1; }

@@ -3,8 +3,9 @@
 #include "plugins/Vst3Component.h"
 #include "plugins/Vst3Controller.h"
 
-/// A component that is its own controller: both halves in one object, on one count. `setState` and `getState`
-/// are two operations of each half, as long as a derived class doesn't override both at once.
+/// A component that is its own controller: both halves in one object, on one count. A value that the
+/// controller is told of is the component's at once. `setState` and `getState` are two operations of each
+/// half, unless a derived class overrides both at once.
 class Vst3SinglePlugin : public Vst3Component, public Vst3Controller {
 public:
     explicit Vst3SinglePlugin(const Vst3ComponentTraits& traits)
@@ -12,6 +13,11 @@ public:
 
     tresult PLUGIN_API initialize(FUnknown* context) override { return Vst3Component::initialize(context); }
     tresult PLUGIN_API terminate() override { return Vst3Component::terminate(); }
+
+    tresult PLUGIN_API setParamNormalized(Vst::ParamID id, Vst::ParamValue value) override {
+        Vst3Component::parameters.set(id, value);
+        return Vst3Controller::setParamNormalized(id, value);
+    }
 
     tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override {
         if (Vst3Component::queryInterface(identifier, result) == kResultOk)

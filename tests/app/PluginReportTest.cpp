@@ -2,10 +2,10 @@
 // or not at all.
 
 #include "app/ChildProgram.h"
+#include "app/ReportText.h"
 
 #include <algorithm>
 #include <fstream>
-#include <sstream>
 
 namespace {
 
@@ -15,17 +15,6 @@ std::string examplePath(const std::string& name) {
 
 std::string testPath(const std::string& name) {
     return TEST_PLUGIN_DIRECTORY "/" + name + ".so";
-}
-
-std::string header(const std::string& path) {
-    return "Printing plug-in meta data for " + path + " ...\n\n";
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
 }
 
 // A record of a stereo effect of the tests.

@@ -1,79 +1,26 @@
 // A client and a host at work together: the plug-ins of the tree, loaded, rendered, changed and let go. If
 // these fail, the product doesn't do what it is for. A 64-bit client does all of it with the 32-bit host too.
 
-#include "ClientTest.h"
+#include "RealHost.h"
 
 #include "client/AudioThreadProxy.h"
-#include "client/RemotePluginAudioContextProxy.h"
 #include "plugin/PluginException.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
 
 namespace {
 
-struct HostProgram {
-    const char* name;
-    const char* executable;
-    const char* examples;
-};
-
-void PrintTo(const HostProgram& program, std::ostream* stream) {
-    *stream << program.name;
-}
-
-class RealHostTest : public ClientTest, public testing::WithParamInterface<HostProgram> {
+class RealHostTest : public RealHost, protected PlayingInstance {
 protected:
-    void SetUp() override {
-        ClientTest::SetUp();
-        for (const std::string& file : {std::string(GetParam().executable), plugin("echo"), plugin("tone")})
-            ASSERT_TRUE(std::filesystem::exists(file))
-                << file << " is not there: build the preset " << GetParam().name << " first";
-        proxy = start(GetParam().executable);
-    }
-
     void TearDown() override {
-        if (context)
-            letGo();
-        proxy = nullptr;
-        ClientTest::TearDown();
-    }
-
-    static std::string plugin(const std::string& name) {
-        return std::string(GetParam().examples) + "/" + name + ".so";
+        letGo();
+        RealHost::TearDown();
     }
 
     void load(const std::string& name, const char* identifier = "") {
-        reply = createInstance(*proxy, plugin(name), identifier, listener);
-        context = new RemotePluginAudioContextProxy(proxy, *reply);
-        context->transport->sampleRate = 44100;
-        context->transport->tempo = 120;
-        context->startProcessing();
-    }
-
-    /// A block with the events and changes that stand in the block, which are then forgotten.
-    int32_t render(bool keepActive = true) {
-        const int32_t result = context->process(context->blockSize, keepActive, false);
-        *context->inputEventCount = 0;
-        *context->parameterChangeCount = 0;
-        return result;
-    }
-
-    void change(uint16_t parameter, float value) {
-        context->parameterChanges[(*context->parameterChangeCount)++] = {
-            .value = value, .parameterIndex = parameter, .sampleOffset = 0};
-    }
-
-    void note(uint8_t status, uint8_t key, uint8_t velocity, uint16_t offset) {
-        EventRecord event{};
-        event.kind = EventKind::midi;
-        event.sampleOffset = offset;
-        event.midi[0] = status;
-        event.midi[1] = key;
-        event.midi[2] = velocity;
-        context->inputEvents[(*context->inputEventCount)++] = event;
+        play(proxy, createInstance(*proxy, plugin(name), identifier, listener));
     }
 
     float peak(int32_t from, int32_t to) const {
@@ -83,33 +30,15 @@ protected:
         return highest;
     }
 
-    /// The order that makes destroying safe.
     void letGo() {
-        EXPECT_TRUE(context->areGuardsIntact());
-        context->stopProcessing();
-        context->drain();
-        proxy->destroyPluginInstance(reply->instanceId);
-        proxy->removePluginInstance(reply->instanceId);
-        proxy->ping();
+        PlayingInstance::letGo(*proxy);
         EXPECT_EQ(manager->count(), 0u);
-        context = nullptr;
     }
 
-    Ref<RemotePluginHostProxy> proxy;
     const Ref<RecordingListener> listener{new RecordingListener};
-    Ref<CreatePluginInstanceReply> reply;
-    Ref<RemotePluginAudioContextProxy> context;
 };
 
-constexpr HostProgram programs[] = {
-    {"OfThisBuild", PLUGIN_HOST_EXECUTABLE, EXAMPLE_PLUGIN_DIRECTORY},
-#ifdef PLUGIN_HOST_I386_EXECUTABLE
-    {"i386", PLUGIN_HOST_I386_EXECUTABLE, EXAMPLE_PLUGIN_I386_DIRECTORY},
-#endif
-};
-
-INSTANTIATE_TEST_SUITE_P(TheHost, RealHostTest, testing::ValuesIn(programs),
-                         [](const auto& instance) { return std::string(instance.param.name); });
+INSTANTIATE_TEST_SUITE_P(TheHost, RealHostTest, testing::ValuesIn(hostPrograms), hostProgramName);
 
 TEST_P(RealHostTest, AnswersAPing) {
     proxy->ping();
@@ -233,7 +162,7 @@ TEST_P(RealHostTest, PlaysNotesOnAnInstrumentAtTheirPlaceInTheBlock) {
     change(1, 0.01F);
     EXPECT_EQ(render(), 1);
     EXPECT_EQ(peak(0, 256), 0.0F);
-    note(0x90, 69, 127, 100);
+    midi(0x90, 69, 127, 100);
     render();
     EXPECT_EQ(peak(0, 100), 0.0F);
     EXPECT_GT(peak(100, 256), 0.1F);
@@ -241,7 +170,7 @@ TEST_P(RealHostTest, PlaysNotesOnAnInstrumentAtTheirPlaceInTheBlock) {
         std::equal(context->outputChannel(0), context->outputChannel(0) + 256, context->outputChannel(1)));
     render();
     EXPECT_GT(peak(0, 256), 0.2F);
-    note(0x80, 69, 0, 0);
+    midi(0x80, 69, 0, 0);
     render();
     int blocks = 1;
     while (blocks < 100 && peak(0, 256) > 0) {

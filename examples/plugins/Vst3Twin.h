@@ -1,0 +1,33 @@
+#pragma once
+
+// What the VST 3 twins of this tree's examples have in common.
+
+#include "plugins/ParameterText.h"
+#include "plugins/Vst3Component.h"
+
+#include <span>
+
+/// The id of a twin's parameter. No index: hosts must not take the one for the other.
+constexpr Vst::ParamID twinParameterId(int32_t index) {
+    return 1000 + static_cast<Vst::ParamID>(index);
+}
+
+inline std::vector<Vst3Parameter> twinParameters(std::span<const ParameterText> texts) {
+    std::vector<Vst3Parameter> parameters;
+    for (const ParameterText& text : texts)
+        parameters.push_back({.id = twinParameterId(static_cast<int32_t>(parameters.size())),
+                              .title = text.name,
+                              .units = text.label,
+                              .defaultValue = text.defaultValue});
+    return parameters;
+}
+
+inline float twinValue(const Vst3Parameters& parameters, int32_t index) {
+    return static_cast<float>(parameters.get(twinParameterId(index)));
+}
+
+/// Whether a block's first bus has what a stereo plug-in reads or writes. A host may send a block without
+/// audio, for the parameters alone.
+inline bool isStereo(const Vst::AudioBusBuffers* buses, int32_t count) {
+    return count > 0 && buses->numChannels == 2;
+}
