@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/TestDirectory.h"
+
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -17,27 +19,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
-
-/// A directory of the test's own, gone with it.
-class TestDirectory {
-public:
-    TestDirectory() {
-        std::string name = "/tmp/plugin-host-test-XXXXXX";
-        if (mkdtemp(name.data()) == nullptr)
-            throw std::runtime_error("mkdtemp: " + std::string(std::strerror(errno)));
-        path = name;
-    }
-    ~TestDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-    TestDirectory(const TestDirectory&) = delete;
-    TestDirectory& operator=(const TestDirectory&) = delete;
-
-    std::string operator/(const std::string& name) const { return path + "/" + name; }
-
-    std::string path;
-};
 
 /// The program as a child. One that still runs at its end is killed.
 class ChildProgram {

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
 #include <pluginterfaces/vst/ivstmessage.h>
 #include <pluginterfaces/vst/ivstpluginterfacesupport.h>
 #include <pluginterfaces/vst/ivstunits.h>

@@ -1,0 +1,36 @@
+#include "vst3/ModuleRecord.h"
+
+#include <algorithm>
+#include <utility>
+
+void ModuleRecord::add(const std::string& call) {
+    {
+        const std::lock_guard lock(callsLock);
+        calls.push_back(call);
+    }
+    if (onCall)
+        onCall(call);
+}
+
+tresult ModuleRecord::answerTo(const std::string& call) {
+    add(call);
+    // A longer start stands behind a shorter one.
+    const auto told = std::find_if(answers.rbegin(), answers.rend(),
+                                   [&call](const auto& answer) { return call.starts_with(answer.first); });
+    return told != answers.rend() ? told->second : tresult{kResultOk};
+}
+
+std::vector<std::string> ModuleRecord::takeCalls() {
+    const std::lock_guard lock(callsLock);
+    return std::exchange(calls, {});
+}
+
+void ModuleRecord::reset() {
+    takeCalls();
+    answers.clear();
+    onCall = nullptr;
+    onProcess = nullptr;
+    componentContext = nullptr;
+    controllerContext = nullptr;
+    handler = nullptr;
+}

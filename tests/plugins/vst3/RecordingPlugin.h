@@ -1,0 +1,112 @@
+#pragma once
+
+#include "plugins/Vst3Factory.h"
+#include "plugins/Vst3SinglePlugin.h"
+#include "vst3/ModuleRecord.h"
+
+#include <sstream>
+#include <string>
+#include <utility>
+
+/// The name of a published interface, or else its identifier's digits.
+std::string interfaceName(const char* identifier);
+
+/// What both halves of a plug-in record. An interface that is told to be refused isn't there.
+template <class Base>
+class RecordingHalf : public Base {
+public:
+    template <class... Arguments>
+    explicit RecordingHalf(std::string name, Arguments&&... arguments)
+        : Base(std::forward<Arguments>(arguments)...), name(std::move(name)) {}
+    ~RecordingHalf() override { record.add(name + " gone"); }
+
+    tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override {
+        const tresult answer = answerTo("queryInterface " + interfaceName(identifier));
+        if (answer == kResultOk)
+            return Base::queryInterface(identifier, result);
+        *result = nullptr;
+        return answer;
+    }
+    tresult PLUGIN_API initialize(FUnknown* context) override {
+        keepContext(context);
+        const tresult answer = answerTo("initialize");
+        return answer == kResultOk ? Base::initialize(context) : answer;
+    }
+    tresult PLUGIN_API terminate() override {
+        answerTo("terminate");
+        return Base::terminate();
+    }
+    tresult PLUGIN_API connect(Vst::IConnectionPoint* other) override {
+        const tresult answer = answerTo("connect");
+        return answer == kResultOk ? Base::connect(other) : answer;
+    }
+    tresult PLUGIN_API disconnect(Vst::IConnectionPoint* other) override {
+        answerTo("disconnect");
+        return Base::disconnect(other);
+    }
+
+protected:
+    tresult answerTo(const std::string& call) const { return record.answerTo(name + " " + call); }
+
+    ModuleRecord& record = *moduleRecord();
+
+private:
+    virtual void keepContext(FUnknown* context) { record.controllerContext = context; }
+
+    const std::string name;
+};
+
+/// A component that records what sets it up, lets it run and takes it down, and answers as it is told;
+/// questions about buses are recorded only where they are told another answer.
+class RecordingComponent : public RecordingHalf<Vst3Component> {
+public:
+    explicit RecordingComponent(const Vst3ComponentTraits& traits);
+
+    tresult PLUGIN_API getControllerClassId(TUID classId) override;
+    tresult PLUGIN_API getBusInfo(Vst::MediaType media, Vst::BusDirection direction, Steinberg::int32 index,
+                                  Vst::BusInfo& info) override;
+    tresult PLUGIN_API activateBus(Vst::MediaType media, Vst::BusDirection direction, Steinberg::int32 index,
+                                   Steinberg::TBool state) override;
+    tresult PLUGIN_API setActive(Steinberg::TBool state) override;
+    tresult PLUGIN_API setState(Steinberg::IBStream* state) override;
+    tresult PLUGIN_API getState(Steinberg::IBStream* state) override;
+    tresult PLUGIN_API setBusArrangements(Vst::SpeakerArrangement* inputs, Steinberg::int32 inputCount,
+                                          Vst::SpeakerArrangement* outputs,
+                                          Steinberg::int32 outputCount) override;
+    tresult PLUGIN_API getBusArrangement(Vst::BusDirection direction, Steinberg::int32 index,
+                                         Vst::SpeakerArrangement& arrangement) override;
+    tresult PLUGIN_API setupProcessing(Vst::ProcessSetup& newSetup) override;
+    tresult PLUGIN_API setProcessing(Steinberg::TBool state) override;
+
+protected:
+    void render(Vst::ProcessData& data) override;
+
+private:
+    void keepContext(FUnknown* context) override;
+};
+
+/// The same of a controller, or of a plug-in that is its own.
+template <class Base = Vst3Controller>
+class RecordingController : public RecordingHalf<Base> {
+public:
+    using RecordingHalf<Base>::RecordingHalf;
+
+    tresult PLUGIN_API setComponentHandler(Vst::IComponentHandler* newHandler) override {
+        this->record.handler = newHandler;
+        this->answerTo("setComponentHandler");
+        return Base::setComponentHandler(newHandler);
+    }
+    tresult PLUGIN_API setComponentState(Steinberg::IBStream* state) override {
+        const tresult answer = this->answerTo("setComponentState");
+        return answer == kResultOk ? Base::setComponentState(state) : answer;
+    }
+};
+
+/// A factory that records which objects it makes, by the names of their classes. A creation that is told to
+/// fail gives its object all the same.
+class RecordingFactory : public Vst3Factory {
+public:
+    using Vst3Factory::Vst3Factory;
+
+    tresult PLUGIN_API createInstance(FIDString classId, FIDString identifier, void** result) override;
+};
