@@ -1,6 +1,7 @@
 // If these fail, a plug-in that reports from a thread of its own while it plays crashes its host, or what it
 // reports is lost.
 
+#include "support/StopHost.h"
 #include "vst2/Vst2Fixture.h"
 
 #include <atomic>
@@ -59,15 +60,6 @@ protected:
     static inline std::atomic<float> parameter;
     static inline std::atomic<int32_t> blocks;
     static inline std::atomic<int32_t> idles;
-};
-
-class StopHost : public PluginHostAction {
-public:
-    explicit StopHost(PluginHost& host) : host(host) {}
-    void run() override { host.stopRequested = true; }
-
-private:
-    PluginHost& host;
 };
 
 } // namespace

@@ -14,10 +14,15 @@ void ModuleRecord::add(const std::string& call) {
 
 tresult ModuleRecord::answerTo(const std::string& call) {
     add(call);
+    return toldAnswerTo(call).value_or(kResultOk);
+}
+
+std::optional<tresult> ModuleRecord::toldAnswerTo(const std::string& question) const {
     // A longer start stands behind a shorter one.
-    const auto told = std::find_if(answers.rbegin(), answers.rend(),
-                                   [&call](const auto& answer) { return call.starts_with(answer.first); });
-    return told != answers.rend() ? told->second : tresult{kResultOk};
+    const auto told = std::find_if(answers.rbegin(), answers.rend(), [&question](const auto& answer) {
+        return question.starts_with(answer.first);
+    });
+    return told != answers.rend() ? std::optional(told->second) : std::nullopt;
 }
 
 std::vector<std::string> ModuleRecord::takeCalls() {
@@ -30,6 +35,8 @@ void ModuleRecord::reset() {
     answers.clear();
     onCall = nullptr;
     onProcess = nullptr;
+    parameterIds.clear();
+    parameterQuestions = 0;
     componentContext = nullptr;
     controllerContext = nullptr;
     handler = nullptr;

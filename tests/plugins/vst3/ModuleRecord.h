@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <pluginterfaces/vst/ivstaudioprocessor.h>
 #include <pluginterfaces/vst/ivsteditcontroller.h>
 #include <string>
@@ -20,6 +21,8 @@ public:
     void add(const std::string& call);
     /// The same; what `answers` says of the call, success if nothing.
     tresult answerTo(const std::string& call);
+    /// What `answers` says of a question that isn't worth keeping.
+    std::optional<tresult> toldAnswerTo(const std::string& question) const;
 
     /// The calls since the last time.
     std::vector<std::string> takeCalls();
@@ -34,6 +37,11 @@ public:
     std::function<void(const std::string& call)> onCall;
     /// Renders a block.
     std::function<void(Vst::ProcessData& data)> onProcess;
+    /// The ids of the controller's parameters, if there are any here.
+    std::vector<Vst::ParamID> parameterIds;
+
+    /// How often a controller was asked for what it knows of a parameter.
+    std::atomic<int32_t> parameterQuestions = 0;
 
     // What the plug-in was given, the latest each; not counted.
 

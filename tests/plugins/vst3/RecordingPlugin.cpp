@@ -75,8 +75,7 @@ tresult RecordingComponent::getControllerClassId(TUID classId) {
 tresult RecordingComponent::getBusInfo(Vst::MediaType media, Vst::BusDirection direction,
                                        Steinberg::int32 index, Vst::BusInfo& info) {
     const tresult known = Vst3Component::getBusInfo(media, direction, index, info);
-    const auto told = record.answers.find("component getBusInfo " + busName(media, direction, index));
-    return told != record.answers.end() ? told->second : known;
+    return record.toldAnswerTo("component getBusInfo " + busName(media, direction, index)).value_or(known);
 }
 
 tresult RecordingComponent::activateBus(Vst::MediaType media, Vst::BusDirection direction,
@@ -125,6 +124,10 @@ tresult RecordingComponent::setupProcessing(Vst::ProcessSetup& newSetup) {
 
 tresult RecordingComponent::setProcessing(Steinberg::TBool state) {
     return answerTo("setProcessing" + onOff(state));
+}
+
+Steinberg::uint32 RecordingComponent::getLatencySamples() {
+    return static_cast<Steinberg::uint32>(record.toldAnswerTo("component getLatencySamples").value_or(0));
 }
 
 void RecordingComponent::render(Vst::ProcessData& data) {

@@ -57,7 +57,7 @@ private:
 };
 
 /// A component that records what sets it up, lets it run and takes it down, and answers as it is told;
-/// questions about buses are recorded only where they are told another answer.
+/// questions about buses and latency are answered and not recorded.
 class RecordingComponent : public RecordingHalf<Vst3Component> {
 public:
     explicit RecordingComponent(const Vst3ComponentTraits& traits);
@@ -77,6 +77,8 @@ public:
                                          Vst::SpeakerArrangement& arrangement) override;
     tresult PLUGIN_API setupProcessing(Vst::ProcessSetup& newSetup) override;
     tresult PLUGIN_API setProcessing(Steinberg::TBool state) override;
+    /// As many as it is told to answer.
+    Steinberg::uint32 PLUGIN_API getLatencySamples() override;
 
 protected:
     void render(Vst::ProcessData& data) override;
@@ -99,6 +101,17 @@ public:
     tresult PLUGIN_API setComponentState(Steinberg::IBStream* state) override {
         const tresult answer = this->answerTo("setComponentState");
         return answer == kResultOk ? Base::setComponentState(state) : answer;
+    }
+    Steinberg::int32 PLUGIN_API getParameterCount() override {
+        const auto told = static_cast<Steinberg::int32>(this->record.parameterIds.size());
+        return told > 0 ? told : Base::getParameterCount();
+    }
+    tresult PLUGIN_API getParameterInfo(Steinberg::int32 index, Vst::ParameterInfo& info) override {
+        ++this->record.parameterQuestions;
+        if (this->record.parameterIds.empty())
+            return Base::getParameterInfo(index, info);
+        info.id = this->record.parameterIds[static_cast<size_t>(index)];
+        return kResultOk;
     }
 };
 
