@@ -2,6 +2,7 @@
 
 #include "plugin/PluginAudioContext.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -38,7 +39,7 @@ public:
     }
     void addSystemExclusive(int32_t sampleOffset, const std::vector<uint8_t>& bytes) {
         EventRecord& record = addEvent(EventKind::systemExclusive, sampleOffset);
-        std::memcpy(record.systemExclusive, bytes.data(), bytes.size());
+        std::copy(bytes.begin(), bytes.end(), record.systemExclusive);
         record.systemExclusiveSize = static_cast<uint8_t>(bytes.size());
     }
     EventRecord& addEvent(EventKind kind, int32_t sampleOffset) {

@@ -2,6 +2,7 @@
 
 #include "vst3/Vst3Names.h"
 
+#include <optional>
 #include <pluginterfaces/base/ibstream.h>
 #include <string>
 #include <vector>
@@ -16,6 +17,8 @@ struct KeptState {
 
     tresult set(Steinberg::IBStream* stream) {
         given.push_back(readAll(stream));
+        if (wholeSize && given.back().size() != *wholeSize)
+            return kResultFalse;
         if (setAnswer == kResultOk)
             bytes = given.back();
         return setAnswer;
@@ -25,14 +28,19 @@ struct KeptState {
         std::string all;
         char piece[7]; // Small, so that reading takes several calls.
         Steinberg::int32 count = 0;
-        while (stream->read(piece, sizeof piece, &count) == kResultOk && count > 0)
+        do {
+            count = 0;
+            stream->read(piece, sizeof piece, &count);
             all.append(piece, static_cast<size_t>(count));
-        return all + std::string(piece, static_cast<size_t>(std::max(count, 0)));
+        } while (count > 0);
+        return all;
     }
 
     std::string bytes;
     tresult getAnswer = kResultOk;
     tresult setAnswer = kResultOk;
+    /// Has `set` refuse any state of another size.
+    std::optional<size_t> wholeSize;
     /// What has been given to `set`, also what was refused.
     std::vector<std::string> given;
 };
