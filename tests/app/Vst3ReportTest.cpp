@@ -4,6 +4,8 @@
 #include "app/ChildProgram.h"
 #include "app/ReportText.h"
 
+#include <gmock/gmock.h>
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -12,6 +14,10 @@ constexpr const char* echoIdentifier = "4578616D706C6520576F726B45636830";
 
 std::string examplePath(const std::string& file) {
     return EXAMPLE_PLUGIN_DIRECTORY "/" + file;
+}
+
+std::string testPath(const std::string& name) {
+    return TEST_PLUGIN_DIRECTORY "/" + name + ".vst3";
 }
 
 /// A record of a stereo effect. `deviceTypes` are as the stream has them that the record is written to.
@@ -145,4 +151,53 @@ TEST(Vst3Report, TheFileHasTheDeviceTypesAlone) {
     EXPECT_EQ(result.output, "Fx");
     EXPECT_EQ(result.error, std::string(echoIdentifier) + "\n");
     EXPECT_EQ(result.status, 0);
+}
+
+TEST(Vst3Report, AModuleWithoutAClassIsAHeaderAlone) {
+    for (const char* name : {"exports-nothing", "gives-no-factory", "offers-third-factory"})
+        expectReport(testPath(name), "");
+}
+
+TEST(Vst3Report, AClassThatIsListedTwiceIsReportedTwice) {
+    const std::string record =
+        effectRecord("Later", "11111111111111111111111111111111", "Later", "Fxaudio_to_audio");
+    expectReport(testPath("two-classes-with-one-id"), record + record);
+}
+
+TEST(Vst3Report, AModuleOfTheFirstDaysHasNoVersionAndNoCategory) {
+    const ProgramResult result = runProgram({"info", testPath("without-second-factory")});
+    EXPECT_THAT(result.output, testing::HasSubstr("\nVersion:\nCategory:\nIs64Bit:yes\n"));
+    EXPECT_THAT(result.output, testing::EndsWith("\nDeviceTypes:audio_to_audio\n\n"));
+    EXPECT_EQ(result.status, 0);
+}
+
+TEST(Vst3Report, AModuleThatRefusesToBeLoadedEndsTheReport) {
+    const std::string path = testPath("entry-returns-false");
+    const ProgramResult result = runProgram({"info", path});
+    EXPECT_EQ(result.output, header(path) + "Exception Thrown:Failed to initialized VST plug-in " + path +
+                                 ": ModuleInit() returned false\n");
+    EXPECT_EQ(result.error, "");
+    EXPECT_EQ(result.status, 255);
+}
+
+TEST(Vst3Report, AClassThatFailsInItsRecordIsCutShortAndOneThatCannotComeUpEndsTheReport) {
+    const std::string path = testPath("fails-at-its-buses");
+    const ProgramResult result = runProgram({"info", path});
+    const std::string failure = "Exception Thrown:\"Vst3PluginInstance::";
+    EXPECT_THAT(result.output,
+                testing::StartsWith(header(path) +
+                                    "PLUGIN:\nVendor:Example Works\nName:Knows No Output\nAPI:VST 3\n"
+                                    "Identifier:00000000000000000000000000000001\nVersion:1.0.0\n"
+                                    "Category:\nIs64Bit:yes\nHasAudioInput:yes\nHasNoteInput:no\n"
+                                    "HasAudioOutput:yes\nHasNoteOutput:no\nAudioInBusCount:1\n" +
+                                    failure + "getBus(...)\" returned error code: 1 (kResultFalse)\n in "));
+    EXPECT_THAT(result.output,
+                testing::HasSubstr(
+                    "\n\n" + effectRecord("Works", "00000000000000000000000000000002", "Delay") + failure +
+                    "activateBussesOfType(...)\" returned error code: 3 "
+                    "(kNotImplemented)\n in "));
+    EXPECT_THAT(result.output, testing::Not(testing::HasSubstr("Is Never Tried")));
+    EXPECT_EQ(result.error, "00000000000000000000000000000001\n00000000000000000000000000000002\n"
+                            "00000000000000000000000000000003\n");
+    EXPECT_EQ(result.status, 255);
 }
