@@ -429,6 +429,20 @@ TEST_F(Vst3SetUp, TheLastReferenceToTheFrameEndsTheInstance) {
     EXPECT_THAT(calls(), ElementsAre("controller gone", "component gone"));
 }
 
+TEST_F(Vst3SetUp, InterfacesAreLetGoOfFromTheLastToTheFirst) {
+    Ref<Vst3PluginInstance> instance = create("each-interface-an-object");
+    instance->initialize();
+    EXPECT_TRUE(instance->hasEditor());
+    EXPECT_TRUE(instance->supportsViewDpiScaling());
+    EXPECT_THAT(calls(), IsEmpty());
+    instance = nullptr;
+    EXPECT_THAT(calls(),
+                ElementsAre("content scale gone", "view gone", "controller's connection gone",
+                            "component's connection gone", "MIDI mapping gone", "note expressions gone",
+                            "program list data gone", "unit data gone", "processor gone",
+                            "second controller gone", "controller gone", "component gone"));
+}
+
 TEST_F(Vst3SetUp, TheFormatsVersionIsThree) {
     EXPECT_EQ(create("records-its-calls")->getFormatVersion(), "3");
 }
