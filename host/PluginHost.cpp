@@ -30,6 +30,7 @@ PluginHost::PluginHost(int32_t sampleRate, int32_t blockSize)
 }
 
 PluginHost::~PluginHost() {
+    closeWindows();
     PluginHost* self = this;
     currentHost.compare_exchange_strong(self, nullptr);
 }
@@ -144,4 +145,13 @@ void PluginHost::joinDisplayThread() {
     // The thread has disconnected; after a broken connection calls on it are harmless.
     if (displayThread->hasDisconnected())
         display.connection = nullptr;
+}
+
+void PluginHost::closeWindows() {
+    // A closed window takes its entry out of the map.
+    while (!windows.empty()) {
+        const auto [windowId, instance] = *windows.begin();
+        instance->closeEditor();
+        windows.erase(windowId);
+    }
 }

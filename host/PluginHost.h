@@ -78,6 +78,7 @@ private:
     Ref<PluginHostAction> takeAction();
     void runIdleRound();
     void joinDisplayThread();
+    void closeWindows();
 
     Ref<PluginHostRunThread> runThread;
     std::unique_ptr<XDisplayThread> displayThread;

@@ -16,7 +16,6 @@ namespace {
 
 constexpr size_t nameSize = 128; // bytes of the buffers for an effect's own texts
 constexpr int32_t noParameter = -1;
-constexpr int32_t smallestWindow = 10; // pixels
 
 constexpr const char* categoryNames[] = {
     "Unknown",        "Effect",   "Synth",       "Analysis", "Mastering", "Spacializer",
@@ -271,54 +270,6 @@ String Vst2PluginInstance::getNoteName(int32_t note) {
     return key.keyName;
 }
 
-bool Vst2PluginInstance::hasEditor() {
-    return (effect->flags & effFlagsHasEditor) != 0;
-}
-
-bool Vst2PluginInstance::canResizeEditor() {
-    return false;
-}
-
-bool Vst2PluginInstance::checkEditorSize(int32_t&, int32_t&) {
-    return false;
-}
-
-void Vst2PluginInstance::openEditor(uint32_t, bool, const String&) {
-    base::core::standardError().printLine(concat("This version opens no editors: ", getName()));
-}
-
-void Vst2PluginInstance::closeEditor() {
-    PluginWindow* open = window;
-    if (open == nullptr)
-        return;
-    dispatch(effEditClose);
-    window = nullptr;
-    delete open;
-}
-
-void Vst2PluginInstance::editorWasClosed() {
-    closeEditor();
-    if (PluginHostProxyHandler* sender = host->handler.get()) {
-        const Ref<PluginHostNotification> notification(
-            new PluginWindowClosedNotification(instanceId, sender));
-        sender->sendNotification(*notification);
-    }
-}
-
-void Vst2PluginInstance::editorMouseWheel(float) {}
-
-bool Vst2PluginInstance::editorKeyDown(uint16_t key, int16_t, int32_t modifiers) {
-    return dispatchKey(effEditKeyDown, key, modifiers);
-}
-
-bool Vst2PluginInstance::editorKeyUp(uint16_t key, int16_t, int32_t modifiers) {
-    return dispatchKey(effEditKeyUp, key, modifiers);
-}
-
-void Vst2PluginInstance::editorFocusChanged(bool) {}
-
-void Vst2PluginInstance::editorSetSize(int32_t&, int32_t&) {}
-
 void Vst2PluginInstance::idle() {
     PluginInstance::idle();
     if (needsIdle)
@@ -360,15 +311,6 @@ VstIntPtr Vst2PluginInstance::everythingChanged() {
 VstIntPtr Vst2PluginInstance::requestIdle() {
     needsIdle = true;
     return 0;
-}
-
-VstIntPtr Vst2PluginInstance::sizeWindow(int32_t width, int32_t height) {
-    windowWidth = width;
-    windowHeight = height;
-    PluginWindow* open = window;
-    if (open != nullptr && width >= smallestWindow && height >= smallestWindow)
-        open->resize(static_cast<uint32_t>(width), static_cast<uint32_t>(height));
-    return 1;
 }
 
 VstIntPtr Vst2PluginInstance::currentProcessLevel() const {

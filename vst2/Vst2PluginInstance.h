@@ -108,6 +108,8 @@ private:
     String dispatchedText(VstInt32 opcode) const;
     std::vector<Ref<PluginAudioBus>> collectBuses(VstInt32 propertiesOpcode, int32_t channelCount,
                                                   const char* direction) const;
+    /// Takes on the size that the effect tells for its editor, if it tells one.
+    void adoptEditorSize();
     bool dispatchKey(VstInt32 opcode, uint16_t key, int32_t modifiers) const;
     void switchMains(bool on);
 

@@ -1,10 +1,18 @@
-// The part of `Vst3PluginInstance` that answers for the editor.
+// The part of `Vst3PluginInstance` that opens and closes the editor: a view of the plug-in's, attached to a
+// window of the host.
 
+#include "host/PluginHost.h"
 #include "vst3/Vst3PluginInstance.h"
+#include "vst3/Vst3Result.h"
+#include "window/PluginWindowActions.h"
+#include "window/XcbPluginWindow.h"
 
-#include "core/StdStreams.h"
+#include <memory>
 
 namespace {
+
+constexpr const char* sizeLocation = "\"Vst3PluginInstance::openGUI#getSize\"";
+constexpr int32_t smallestWindow = 11; // pixels
 
 // The client's bits, and those of the SDK, whose header isn't at hand.
 constexpr int32_t shiftModifier = 0x1;
@@ -75,16 +83,74 @@ bool Vst3PluginInstance::checkEditorSize(int32_t& width, int32_t& height) {
     return true;
 }
 
-void Vst3PluginInstance::openEditor(uint32_t, bool, const String&) {
-    base::core::standardError().printLine(concat("This version opens no editors: ", getName()));
+void Vst3PluginInstance::openEditor(uint32_t parentWindow, bool resizable, const String& title) {
+    if (Steinberg::IPlugView* editor = provideView(); editor != nullptr && window == nullptr)
+        openGUI(parentWindow, resizable, title, *editor);
+}
+
+void Vst3PluginInstance::openGUI(uint32_t parentWindow, bool resizable, const String& title,
+                                 Steinberg::IPlugView& editor) {
+    if (window != nullptr)
+        return;
+    beginWindowChange();
+    if (hasWindowPosition) {
+        // The view takes on its last size; nobody is told of it meanwhile.
+        editorSizeChanged(0, 0, windowWidth, windowHeight);
+    } else {
+        adoptViewSize(editor);
+    }
+    auto made = std::make_unique<XcbPluginWindow>(PluginInstance::host, this, parentWindow);
+    if (!made->create())
+        return;
+    PluginWindow* open = made.release();
+    window = open;
+    // What it answers is nobody's concern: a window of the plug-in's is what counts.
+    editor.attached(reinterpret_cast<void*>(uintptr_t{open->getWindowId()}),
+                    Steinberg::kPlatformTypeX11EmbedWindowID);
+    if (!open->waitForPluginWindow()) {
+        // The view stays attached and `windowBusy` set, both deliberate: the next opening finds them so.
+        destroyWindow();
+        return;
+    }
+    open->setTitle(title);
+    adoptViewSize(editor);
+    open->resize(static_cast<uint32_t>(int32_t{windowWidth}), static_cast<uint32_t>(int32_t{windowHeight}));
+    if (hasWindowPosition)
+        open->move(windowX, windowY);
+    open->show();
+    if (resizable)
+        open->setResizable();
+    endWindowChange();
+}
+
+void Vst3PluginInstance::adoptViewSize(Steinberg::IPlugView& editor) {
+    Steinberg::ViewRect size;
+    if (checkResult(editor.getSize(&size), sizeLocation) != kResultOk)
+        return;
+    windowWidth = size.getWidth();
+    windowHeight = size.getHeight();
 }
 
 void Vst3PluginInstance::closeEditor() {
+    if (view && window != nullptr)
+        view->removed();
+    // `contentScaleSupport` stays until the end. Deliberate: plug-ins give a view a life of its own.
     view = nullptr;
     windowHidden = false;
+    destroyWindow();
 }
 
-void Vst3PluginInstance::editorWasClosed() {}
+void Vst3PluginInstance::editorWasClosed() {
+    destroyWindow();
+}
+
+void Vst3PluginInstance::editorSizeChanged(int32_t x, int32_t y, int32_t width, int32_t height) {
+    if (view) {
+        Steinberg::ViewRect size(0, 0, width, height);
+        view->onSize(&size);
+    }
+    PluginInstance::editorSizeChanged(x, y, width, height);
+}
 
 void Vst3PluginInstance::editorMouseWheel(float distance) {
     if (view)
@@ -116,6 +182,17 @@ void Vst3PluginInstance::editorSetSize(int32_t& width, int32_t& height) {
     height = size.getHeight();
 }
 
-tresult Vst3PluginInstance::resizeView(Steinberg::IPlugView*, Steinberg::ViewRect*) {
+tresult Vst3PluginInstance::resizeView(Steinberg::IPlugView*, Steinberg::ViewRect* newSize) {
+    const int32_t width = newSize->getWidth();
+    const int32_t height = newSize->getHeight();
+    PluginWindow* open = window;
+    if (width < smallestWindow || height < smallestWindow || open == nullptr)
+        return kResultOk;
+    open->resize(static_cast<uint32_t>(width), static_cast<uint32_t>(height));
+    // The view hears of its new size later and from the main thread, and not of one that it has: otherwise
+    // the two could chase each other.
+    if (width != windowWidth || height != windowHeight)
+        PluginInstance::host->post(
+            new PluginWindowResizedAction(PluginInstance::host, open->getWindowId(), width, height));
     return kResultOk;
 }

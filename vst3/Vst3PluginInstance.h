@@ -89,6 +89,8 @@ public:
     void editorMouseWheel(float distance) override;
     bool editorKeyDown(uint16_t key, int16_t keyCode, int32_t modifiers) override;
     bool editorKeyUp(uint16_t key, int16_t keyCode, int32_t modifiers) override;
+    /// The view hears of it even while nobody else does.
+    void editorSizeChanged(int32_t x, int32_t y, int32_t width, int32_t height) override;
     void editorFocusChanged(bool focused) override;
     void editorSetSize(int32_t& width, int32_t& height) override;
     void loadPreset(const String& path) override;
@@ -102,6 +104,8 @@ public:
     tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override;
     Steinberg::uint32 PLUGIN_API addRef() override;
     Steinberg::uint32 PLUGIN_API release() override;
+    /// In pixels; a size below 11 in either direction is passed over, as plug-ins tell it before they know
+    /// better. Any thread.
     tresult PLUGIN_API resizeView(Steinberg::IPlugView* view, Steinberg::ViewRect* newSize) override;
 
     /// Makes the component and its controller and joins them; once, right after construction. Throws nothing:
@@ -109,6 +113,9 @@ public:
     virtual void createComponents();
     virtual String getFormatVersion();
     virtual bool hasNoteExpression(int32_t busIndex, int16_t channel, Vst::NoteExpressionTypeID typeId);
+    /// Attaches the view to a new window, unless one is open.
+    virtual void openGUI(uint32_t parentWindow, bool resizable, const String& title,
+                         Steinberg::IPlugView& editor);
 
     /// Sets the program by a point at `sampleOffset`, in frames, of the block that comes next.
     void setCurrentProgram(int32_t index, int32_t sampleOffset);
@@ -162,6 +169,8 @@ private:
     IPtr<Steinberg::IPlugView> makeView();
     /// The view, made if there is none; null if the plug-in gives none.
     Steinberg::IPlugView* provideView();
+    /// Takes on the size that the view tells, if it tells one.
+    void adoptViewSize(Steinberg::IPlugView& editor);
 
     std::atomic<uint32_t> frameRefCount = 1;
     Vst3Plugin* plugin;

@@ -1,5 +1,6 @@
 #include "vst3/Vst3Result.h"
 
+#include "core/StdStreams.h"
 #include "plugin/PluginException.h"
 
 #include <array>
@@ -37,4 +38,13 @@ void throwUnlessOk(tresult code, const char* location, const std::source_locatio
     if (code != kResultOk)
         throw PluginException(
             resultCodeMessage(code, location, place.file_name(), static_cast<int32_t>(place.line())));
+}
+
+tresult checkResult(tresult code, const char* location) {
+    if (code != kResultOk) {
+        const char* name = resultCodeName(code);
+        base::core::standardError().printLine(
+            concat("Unexpected result in location ", location, name != nullptr ? name : "unknown result"));
+    }
+    return code;
 }

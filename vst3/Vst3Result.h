@@ -15,3 +15,7 @@ String resultCodeMessage(tresult code, const char* location, const char* file, i
 /// Throws `PluginException` with the `resultCodeMessage` for anything but `kResultOk`.
 void throwUnlessOk(tresult code, const char* location,
                    const std::source_location& place = std::source_location::current());
+
+/// For a failure that is no reason to stop: writes a line to the standard error stream for anything but
+/// `kResultOk`. Gives the code back.
+tresult checkResult(tresult code, const char* location);

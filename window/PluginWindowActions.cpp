@@ -48,3 +48,25 @@ void PluginWindowMovedAction::run() {
         instance->instanceId, host->handler.get(), x, y, instance->windowWidth, instance->windowHeight));
     host->handler->sendNotification(*notification);
 }
+
+PluginWindowResizedAction::PluginWindowResizedAction(PluginHost* host, uint32_t windowId, int32_t width,
+                                                     int32_t height)
+    : host(host), windowId(windowId), width(width), height(height) {}
+
+PluginWindowResizedAction::~PluginWindowResizedAction() = default;
+
+void PluginWindowResizedAction::run() {
+    if (const Ref<PluginInstance> instance = findByWindow(*host, windowId))
+        instance->editorSizeChanged(0, 0, width, height);
+}
+
+PluginWindowSettledAction::PluginWindowSettledAction(PluginHost* host, uint32_t windowId, uint32_t serial)
+    : host(host), windowId(windowId), serial(serial) {}
+
+PluginWindowSettledAction::~PluginWindowSettledAction() = default;
+
+void PluginWindowSettledAction::run() {
+    const Ref<PluginInstance> instance = findByWindow(*host, windowId);
+    if (instance && instance->windowSerial == serial)
+        instance->windowBusy = false;
+}

@@ -37,3 +37,35 @@ private:
     int32_t x;
     int32_t y;
 };
+
+/// The plug-in has asked for another size of its editor window, in pixels, and has got it.
+class PluginWindowResizedAction : public PluginHostAction {
+public:
+    PluginWindowResizedAction(PluginHost* host, uint32_t windowId, int32_t width, int32_t height);
+    ~PluginWindowResizedAction() override;
+
+    /// Tells the instance, as long as the window stands.
+    void run() override;
+
+private:
+    PluginHost* host;
+    uint32_t windowId;
+    int32_t width;
+    int32_t height;
+};
+
+/// All that the opening, or the showing, of an editor window caused has been told: from now on its moves are
+/// the user's.
+class PluginWindowSettledAction : public PluginHostAction {
+public:
+    PluginWindowSettledAction(PluginHost* host, uint32_t windowId, uint32_t serial);
+    ~PluginWindowSettledAction() override;
+
+    /// Ends the instance's `windowBusy`, unless a later opening has begun.
+    void run() override;
+
+private:
+    PluginHost* host;
+    uint32_t windowId;
+    uint32_t serial;
+};

@@ -45,15 +45,27 @@ void XConnection::disconnect() {
 }
 
 void XConnection::sendShutdownEvent() const {
+    sendToSelf(atomShutdownEvent, 0, 0);
+}
+
+void XConnection::sendSettledEvent(uint32_t windowId, uint32_t serial) const {
+    sendToSelf(atomSettledEvent, windowId, serial);
+}
+
+void XConnection::sendToSelf(uint32_t type, uint32_t first, uint32_t second) const {
+    xcb_connection_t* open = connection;
+    if (open == nullptr)
+        return;
     xcb_client_message_event_t event{};
     event.response_type = XCB_CLIENT_MESSAGE;
     event.format = 32;
     event.window = controlWindow;
-    event.type = atomShutdownEvent;
+    event.type = type;
+    event.data.data32[0] = first;
+    event.data.data32[1] = second;
     // With an empty mask the event goes to the client that made the window: this one, which wakes its reader.
-    xcb_send_event(connection, 0, controlWindow, XCB_EVENT_MASK_NO_EVENT,
-                   reinterpret_cast<const char*>(&event));
-    xcb_flush(connection);
+    xcb_send_event(open, 0, controlWindow, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&event));
+    xcb_flush(open);
 }
 
 void XConnection::internAtoms() {
@@ -64,9 +76,9 @@ void XConnection::internAtoms() {
     } requests[] = {
         {"UTF8_STRING", &atomUtf8String},        {"WM_PROTOCOLS", &atomProtocols},
         {"WM_DELETE_WINDOW", &atomDeleteWindow}, {"_NET_WM_PING", &atomNetWmPing},
-        {"SHUTDOWN_EVENT", &atomShutdownEvent},
+        {"SHUTDOWN_EVENT", &atomShutdownEvent},  {"SETTLED_EVENT", &atomSettledEvent},
     };
-    // All are asked for before the first answer is awaited: one trip to the server for the five.
+    // All are asked for before the first answer is awaited: one trip to the server for all.
     for (auto& request : requests) {
         const auto length = static_cast<uint16_t>(std::strlen(request.name));
         request.cookie = xcb_intern_atom(connection, 0, length, request.name);

@@ -23,6 +23,10 @@ public:
 
     /// Sends the message that ends the display thread.
     void sendShutdownEvent() const;
+    /// Sends the message that comes behind all events of what was done to a window so far: the display thread
+    /// turns it into a `PluginWindowSettledAction`. `serial` is the instance's `windowSerial`. Does nothing
+    /// on a connection that has ended.
+    void sendSettledEvent(uint32_t windowId, uint32_t serial) const;
 
     // The order in which the atoms are interned is that of `internAtoms`.
     uint32_t atomUtf8String = 0;
@@ -30,6 +34,7 @@ public:
     uint32_t atomNetWmPing = 0;
     uint32_t atomProtocols = 0;
     uint32_t atomShutdownEvent = 0;
+    uint32_t atomSettledEvent = 0;
     /// Null once it has ended in order; a connection that the server broke stays.
     PublishedPointer<xcb_connection_t> connection;
     /// The first screen of the setup, the only one that windows are made on.
@@ -39,4 +44,6 @@ public:
 
 private:
     void internAtoms();
+    /// To the display thread, by way of the server.
+    void sendToSelf(uint32_t type, uint32_t first, uint32_t second) const;
 };

@@ -48,6 +48,8 @@ void XDisplayThread::handleClientMessage(const xcb_client_message_event_t& messa
     const XConnection& display = host->display;
     if (message.type == display.atomShutdownEvent) {
         stopRequested = true;
+    } else if (message.type == display.atomSettledEvent) {
+        host->post(new PluginWindowSettledAction(host, message.data.data32[0], message.data.data32[1]));
     } else if (message.type == display.atomProtocols) {
         if (message.data.data32[0] == display.atomDeleteWindow)
             host->post(new PluginWindowClosedAction(host, message.window));

@@ -185,17 +185,6 @@ TEST(HostRequests, WindowRequestsForAnInstanceWithoutAWindowOnlyPass) {
     expectAsync(client, bytes("09 00 00 00 01 03 00 00 00 02 00 00 00 02 00 00 00 00 00 00 00") + echoState);
 }
 
-TEST(HostRequests, OpeningAnEditorWritesOneLineAndTheHostGoesOn) {
-    RawClient client;
-    createInstance(client, 3, echoPath);
-    const std::string before = client.standardError();
-    client.send(bytes("02 03 00 00 00 01 00 00 00 00 00 00 00 01") + text("Title"));
-    expectNothingMore(client);
-    const std::string line = client.standardError().substr(before.size());
-    EXPECT_EQ(line.find('\n'), line.size() - 1) << line;
-    EXPECT_GT(line.size(), 1u);
-}
-
 TEST(HostRequests, PresetRequestsAreAnsweredWithAFailure) {
     const std::string directory =
         std::filesystem::temp_directory_path() / ("plugin-host-presets-" + std::to_string(getpid()));

@@ -173,18 +173,6 @@ TEST_F(Vst2Lifecycle, IdleReachesAnOpenEditorAfterTheEffect) {
     EXPECT_EQ(effect.calls, (Calls{{.opcode = effEditIdle}, {.opcode = effIdle}, {.opcode = effEditIdle}}));
 }
 
-TEST_F(Vst2Lifecycle, AnEditorIsRefusedInOneLineAndTheEffectHearsNothingOfIt) {
-    initialize();
-    testing::internal::CaptureStderr();
-    instance->openEditor(0, false, "Title");
-    const std::string text = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
-    EXPECT_EQ(instance->window.get(), nullptr);
-    EXPECT_EQ(effect.countCalls(effEditOpen), 0u);
-    instance->closeEditor();
-    EXPECT_EQ(effect.countCalls(effEditClose), 0u);
-}
-
 TEST_F(Vst2Lifecycle, PresetsAreRefused) {
     initialize();
     EXPECT_THROW(instance->loadPreset("/nowhere/preset.fxp"), IOException);

