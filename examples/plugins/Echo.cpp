@@ -11,7 +11,8 @@ public:
         : Vst2Effect(host, {.uniqueId = 0x45636830,
                             .name = "Echo",
                             .parameters = EchoSound::parameterCount,
-                            .category = 6}) {
+                            .category = 6,
+                            .hasDials = true}) {
         for (int32_t index = 0; index < EchoSound::parameterCount; ++index)
             setParameter(index, EchoSound::parameterTexts[index].defaultValue);
     }

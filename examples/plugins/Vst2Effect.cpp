@@ -41,7 +41,7 @@ Vst2Effect::Vst2Effect(audioMasterCallback hostCallback, const Vst2EffectTraits&
     effect.numParams = traits.parameters;
     effect.numInputs = traits.inputs;
     effect.numOutputs = traits.outputs;
-    effect.flags = traits.flags;
+    effect.flags = traits.flags | (traits.hasDials ? effFlagsHasEditor : 0);
     effect.initialDelay = traits.latency;
     effect.ioRatio = 1;
     effect.object = this;
@@ -68,6 +68,18 @@ VstIntPtr Vst2Effect::dispatch(VstInt32 opcode, VstInt32 index, VstIntPtr value,
         return answerText(ptr, getParameterLabel(index));
     case effGetParamDisplay:
         getParameterDisplay(index, static_cast<char*>(ptr), textSize);
+        return 0;
+    case effEditGetRect:
+        editorSize.right = static_cast<VstInt16>(DialEditor::getWidth(traits.parameters));
+        editorSize.bottom = static_cast<VstInt16>(DialEditor::getHeight());
+        *static_cast<ERect**>(ptr) = traits.hasDials ? &editorSize : nullptr;
+        return traits.hasDials ? 1 : 0;
+    case effEditOpen:
+        if (DialSource& dials = *this; traits.hasDials)
+            editor.emplace(dials, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(ptr)));
+        return editor ? 1 : 0;
+    case effEditClose:
+        editor.reset();
         return 0;
     case effProcessEvents:
         processEvents(*static_cast<const VstEvents*>(ptr));
@@ -143,6 +155,17 @@ VstIntPtr Vst2Effect::getTailSize() {
 }
 
 void Vst2Effect::idle() {}
+
+std::string Vst2Effect::getDialText(int32_t index) {
+    char text[textSize] = {};
+    getParameterDisplay(index, text, sizeof text);
+    return std::string(text) + " " + getParameterLabel(index);
+}
+
+void Vst2Effect::drag(int32_t index, float value) {
+    setParameter(index, value);
+    callHost(audioMasterAutomate, index, 0, nullptr, value);
+}
 
 VstIntPtr Vst2Effect::callHost(VstInt32 opcode, VstInt32 index, VstIntPtr value, void* ptr, float opt) {
     return hostCallback(&effect, opcode, index, value, ptr, opt);

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "plugins/DialEditor.h"
 #include "vst2/Vst24.h"
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 /// What an effect says of itself when it is made.
 struct Vst2EffectTraits {
@@ -17,11 +19,13 @@ struct Vst2EffectTraits {
     int32_t flags = effFlagsCanReplacing;
     int32_t category = 1; // effect
     int32_t latency = 0;  // samples
+    /// A dial for each parameter.
+    bool hasDials = false;
 };
 
 /// A VST 2 effect in C++: the base of the plug-ins of this tree. Owns its `AEffect` and dies with `effClose`.
 /// Parameters are atomic, since a host sets them on its audio thread while it reads them on another.
-class Vst2Effect {
+class Vst2Effect : private DialSource {
 public:
     Vst2Effect(audioMasterCallback hostCallback, const Vst2EffectTraits& traits);
     virtual ~Vst2Effect();
@@ -60,9 +64,19 @@ protected:
     int32_t blockSize = 256;  // frames
 
 private:
+    int32_t countDials() override { return traits.parameters; }
+    std::string getDialName(int32_t index) override { return getParameterName(index); }
+    std::string getDialText(int32_t index) override;
+    float getDialValue(int32_t index) override { return getParameter(index); }
+    void beginDrag(int32_t index) override { callHost(audioMasterBeginEdit, index); }
+    void drag(int32_t index, float value) override;
+    void endDrag(int32_t index) override { callHost(audioMasterEndEdit, index); }
+
     static Vst2Effect& of(AEffect* effect) { return *static_cast<Vst2Effect*>(effect->object); }
 
     audioMasterCallback hostCallback;
     Vst2EffectTraits traits;
     std::unique_ptr<std::atomic<float>[]> values;
+    ERect editorSize{};
+    std::optional<DialEditor> editor;
 };

@@ -44,6 +44,11 @@ int64_t FileSource::fill(PluginAudioContext& context) {
     return info.frames - position;
 }
 
+void FileSource::rewind() {
+    position = 0;
+    sf_seek(file.get(), 0, SEEK_SET);
+}
+
 int64_t PingSource::fill(PluginAudioContext& context) {
     for (int32_t frame = 0; frame < context.blockSize; ++frame, ++position) {
         for (int32_t channel = 0; channel < context.inputChannelCount; ++channel)

@@ -16,6 +16,7 @@ public:
     /// Writes the next block's input audio and events into the context, zero behind the end. Returns the
     /// frames that are left after it.
     virtual int64_t fill(PluginAudioContext& context) = 0;
+    virtual void rewind() = 0;
     /// In frames.
     virtual int64_t getLength() const = 0;
     /// In Hz.
@@ -29,6 +30,7 @@ public:
     explicit FileSource(const std::string& path);
 
     int64_t fill(PluginAudioContext& context) override;
+    void rewind() override;
     int64_t getLength() const override { return info.frames; }
     int32_t getSampleRate() const override { return info.samplerate; }
 
@@ -45,6 +47,7 @@ public:
     explicit PingSource(int32_t sampleRate) : sampleRate(sampleRate) {}
 
     int64_t fill(PluginAudioContext& context) override;
+    void rewind() override { position = 0; }
     int64_t getLength() const override { return int64_t{sampleRate} * 3; }
     int32_t getSampleRate() const override { return sampleRate; }
 
@@ -61,6 +64,7 @@ public:
     explicit PhraseSource(int32_t sampleRate) : sampleRate(sampleRate) {}
 
     int64_t fill(PluginAudioContext& context) override;
+    void rewind() override { position = 0; }
     int64_t getLength() const override;
     int32_t getSampleRate() const override { return sampleRate; }
 

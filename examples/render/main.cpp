@@ -1,4 +1,5 @@
-// Renders an audio file, or a signal of its own, through a plug-in that runs in a host process.
+// Renders an audio file, or a signal of its own, through a plug-in that runs in a host process. With its
+// editor open it plays on at the speed of music until the window is closed.
 
 #include "client/RemotePluginAudioContextProxy.h"
 #include "client/RemotePluginHostProxy.h"
@@ -6,6 +7,7 @@
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginInstance.h"
 #include "render/Measurements.h"
+#include "render/OpenEditor.h"
 #include "render/Source.h"
 
 #include <algorithm>
@@ -16,6 +18,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -29,6 +32,7 @@ struct Arguments {
     std::string identifier;
     std::string input;
     std::string output = "rendered.wav";
+    bool editor = false;
 };
 
 /// The output file, in the plug-in's channels.
@@ -66,11 +70,13 @@ Arguments readArguments(int count, char** texts) {
     for (int i = 1; i < count; ++i) {
         if (std::string(texts[i]) == "--identifier" && i + 1 < count)
             arguments.identifier = texts[++i];
+        else if (std::string(texts[i]) == "--editor")
+            arguments.editor = true;
         else
             files.emplace_back(texts[i]);
     }
     if (files.empty() || files.size() > 3)
-        throw std::runtime_error("Usage: render [--identifier ID] PLUGIN [IN.wav [OUT.wav]]");
+        throw std::runtime_error("Usage: render [--identifier ID] [--editor] PLUGIN [IN.wav [OUT.wav]]");
     arguments.plugin = std::filesystem::absolute(files[0]);
     if (files.size() > 1)
         arguments.input = files[1];
@@ -100,40 +106,72 @@ void setTransport(TransportBlock& transport, int32_t sampleRate, int64_t positio
     transport.timeSignatureDenominator = 4;
 }
 
-void play(PluginAudioContext& context, Source& source, Recording& recording, int32_t sampleRate) {
-    using Clock = std::chrono::steady_clock;
-    Measurements measurements;
-    {
+/// Plays one block after the other, and keeps what comes out.
+class Player {
+public:
+    Player(PluginAudioContext& context, Source& source, Recording& recording, int32_t sampleRate)
+        : context(context), source(source), recording(recording), sampleRate(sampleRate) {}
+
+    /// To the end of the source and of the plug-in's tail.
+    void playToTheEnd() {
         ProgressBar progress(source.getLength());
         const int64_t end = source.getLength() + int64_t{longestTail} * sampleRate;
-        int64_t left = source.getLength();
-        int32_t result = processActive;
-        for (int64_t position = 0; position < end && (left > 0 || result != processSilent);
-             position += context.blockSize) {
-            *context.inputEventCount = 0;
-            *context.parameterChangeCount = 0;
-            const bool playing = left > 0;
-            left = source.fill(context);
-            setTransport(*context.transport, sampleRate, position);
-            const Clock::time_point sent = Clock::now();
-            result = context.process(context.blockSize, playing, true);
-            measurements.addBlock(context, context.blockSize, Clock::now() - sent);
-            recording.add(context, context.blockSize);
+        while (position < end && (left > 0 || result != processSilent)) {
+            playBlock();
             progress.show(position);
-            if (!context.areGuardsIntact())
-                throw std::runtime_error("The plug-in wrote outside of its buffers");
         }
     }
-    measurements.print();
-}
+
+    /// Over and over, as fast as music goes.
+    void playWhileOpen(const OpenEditor& editor) {
+        const Clock::time_point start = Clock::now();
+        while (editor.isOpen()) {
+            if (left <= 0)
+                source.rewind();
+            playBlock();
+            const std::chrono::duration<double> played(static_cast<double>(position) / sampleRate);
+            std::this_thread::sleep_until(start + std::chrono::duration_cast<Clock::duration>(played));
+        }
+    }
+
+    void printMeasurements() const { measurements.print(); }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void playBlock() {
+        *context.inputEventCount = 0;
+        *context.parameterChangeCount = 0;
+        const bool playing = left > 0;
+        left = source.fill(context);
+        setTransport(*context.transport, sampleRate, position);
+        const Clock::time_point sent = Clock::now();
+        result = context.process(context.blockSize, playing, true);
+        measurements.addBlock(context, context.blockSize, Clock::now() - sent);
+        recording.add(context, context.blockSize);
+        position += context.blockSize;
+        if (!context.areGuardsIntact())
+            throw std::runtime_error("The plug-in wrote outside of its buffers");
+    }
+
+    PluginAudioContext& context;
+    Source& source;
+    Recording& recording;
+    int32_t sampleRate;
+    Measurements measurements;
+    int64_t position = 0; // frames
+    int64_t left = source.getLength();
+    int32_t result = processActive;
+};
 
 void render(const Arguments& arguments, const std::string& hostProgram) {
     RemotePluginHostProxy::setManager(new WaitingProxyManager);
     const Ref<RemotePluginHostProxy> proxy(new RemotePluginHostProxy(hostProgram.c_str()));
 
+    const Ref<OpenEditor> editor(new OpenEditor);
     const Ref<ReplyWaiter> created(new ReplyWaiter(*proxy));
     const int32_t instanceId = proxy->createPluginInstance(
-        arguments.plugin.c_str(), {}, arguments.identifier.c_str(), false, nullptr, created);
+        arguments.plugin.c_str(), {}, arguments.identifier.c_str(), false, editor, created);
     const auto plugin = created->waitFor<CreatePluginInstanceReply>(patience);
     const int32_t sampleRate = proxy->getSampleRate();
     const std::unique_ptr<Source> source = makeSource(arguments, *plugin, sampleRate);
@@ -146,7 +184,17 @@ void render(const Arguments& arguments, const std::string& hostProgram) {
         throw std::runtime_error("The plug-in has no audio outputs");
     const Ref<RemotePluginAudioContextProxy> context(new RemotePluginAudioContextProxy(proxy, *plugin));
     context->startProcessing();
-    play(*context, *source, recording, sampleRate);
+    Player player(*context, *source, recording, sampleRate);
+    if (arguments.editor) {
+        if (!plugin->hasEditor)
+            throw std::runtime_error("The plug-in has no editor");
+        const std::string title = std::filesystem::path(arguments.plugin).stem();
+        proxy->openGUI(instanceId, 0, false, title.c_str());
+        player.playWhileOpen(*editor);
+    } else {
+        player.playToTheEnd();
+    }
+    player.printMeasurements();
     context->stopProcessing();
     context->drain();
     proxy->destroyPluginInstance(instanceId);
