@@ -51,7 +51,7 @@ TEST_P(RealHostTest, TellsWhatAPluginIsWhenItIsUp) {
     EXPECT_EQ(reply->inputChannelCount, 2);
     EXPECT_EQ(reply->outputChannelCount, 2);
     EXPECT_EQ(reply->latency, 0);
-    EXPECT_FALSE(reply->hasEditor);
+    EXPECT_TRUE(reply->hasEditor);
     const auto& parameters = reply->state->parameters;
     ASSERT_EQ(parameters.size(), 3u);
     EXPECT_EQ(parameters[0]->name.toStdString(), "Delay");

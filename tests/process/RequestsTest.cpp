@@ -19,7 +19,7 @@ TEST(HostRequests, ACreatedEffectIsDescribedByteByByte) {
     RawClient client;
     client.send(bytes("00 09 00 00 00 07 00 00 00") + text(echoPath) + bytes("00 00 00 00 00 00 00 00 00"));
     expectAsync(client, bytes("09 00 00 00 01") +
-                            bytes("07 00 00 00 02 00 00 00 02 00 00 00 00 00 00 00 00") + echoState);
+                            bytes("07 00 00 00 02 00 00 00 02 00 00 00 00 00 00 00 01") + echoState);
     expectNothingMore(client);
 }
 
@@ -243,7 +243,7 @@ TEST(HostRequests, ARequestMayComeInPieces) {
         pauseShortly();
     }
     expectAsync(client,
-                bytes("09 00 00 00 01 03 00 00 00 02 00 00 00 02 00 00 00 00 00 00 00 00") + echoState);
+                bytes("09 00 00 00 01 03 00 00 00 02 00 00 00 02 00 00 00 00 00 00 00 01") + echoState);
 }
 
 TEST(HostRequests, AnIdThatIsInUseKeepsItsInstance) {
@@ -277,7 +277,7 @@ TEST(HostRequests, AnIdMayComeBackAfterItsInstanceIsGone) {
     client.send(destroyFrame(3));
     client.send(createFrame(9, 3, echoPath));
     expectAsync(client,
-                bytes("09 00 00 00 01 03 00 00 00 02 00 00 00 02 00 00 00 00 00 00 00 00") + echoState);
+                bytes("09 00 00 00 01 03 00 00 00 02 00 00 00 02 00 00 00 00 00 00 00 01") + echoState);
     EXPECT_TRUE(blockExists(client.getHostId(), 3));
 }
 

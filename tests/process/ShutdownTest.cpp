@@ -101,7 +101,7 @@ TEST(HostShutdown, DoesWhatWasAskedForBeforeAnUnknownType) {
     RawClient client;
     client.send(createFrame(9, 3, echoPath) + bytes("C8"));
     expectAsync(client,
-                bytes("09 00 00 00 01 03 00 00 00 02 00 00 00 02 00 00 00 00 00 00 00 00") + echoState);
+                bytes("09 00 00 00 01 03 00 00 00 02 00 00 00 02 00 00 00 00 00 00 00 01") + echoState);
     EXPECT_TRUE(exitsWith(0, client));
 }
 
