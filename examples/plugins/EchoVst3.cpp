@@ -1,6 +1,7 @@
 // The echo as a VST 3 module: an effect with a tail, whose controller is a class of its own.
 
 #include "plugins/EchoSound.h"
+#include "plugins/Vst3DialController.h"
 #include "plugins/Vst3Factory.h"
 #include "plugins/Vst3Twin.h"
 
@@ -48,9 +49,9 @@ private:
     EchoSound sound;
 };
 
-class EchoController : public Vst3Controller {
+class EchoController : public Vst3DialController {
 public:
-    EchoController() : Vst3Controller(twinParameters(EchoSound::parameterTexts)) {}
+    EchoController() : Vst3DialController(twinParameters(EchoSound::parameterTexts)) {}
 
 protected:
     void display(Vst::ParamID id, double value, char* text, size_t size) override {

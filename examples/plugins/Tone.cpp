@@ -24,7 +24,8 @@ public:
                             .inputs = 0,
                             .parameters = ToneSound::parameterCount,
                             .flags = effFlagsCanReplacing | effFlagsIsSynth,
-                            .category = 2}) {
+                            .category = 2,
+                            .hasDials = true}) {
         for (int32_t index = 0; index < ToneSound::parameterCount; ++index)
             setParameter(index, ToneSound::parameterTexts[index].defaultValue);
     }

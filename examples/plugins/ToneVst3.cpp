@@ -2,6 +2,7 @@
 // move parameters.
 
 #include "plugins/ToneSound.h"
+#include "plugins/Vst3DialController.h"
 #include "plugins/Vst3Factory.h"
 #include "plugins/Vst3Twin.h"
 
@@ -122,7 +123,7 @@ constexpr Expression expressions[] = {
 constexpr auto textCapacity = static_cast<int32_t>(sizeof(Vst::String128) / sizeof(Vst::TChar));
 
 class ToneController
-    : public Vst3Offering<Vst3Controller, Vst::IMidiMapping, Vst::INoteExpressionController> {
+    : public Vst3Offering<Vst3DialController, Vst::IMidiMapping, Vst::INoteExpressionController> {
 public:
     ToneController() : Vst3Offering(toneParameters()) {}
 

@@ -16,7 +16,7 @@ constexpr int32_t swapSidesId = 0x54725377;
 class Louder : public Vst2Effect {
 public:
     explicit Louder(audioMasterCallback host)
-        : Vst2Effect(host, {.uniqueId = louderId, .name = "Louder", .parameters = 1}) {
+        : Vst2Effect(host, {.uniqueId = louderId, .name = "Louder", .parameters = 1, .hasDials = true}) {
         setParameter(0, 0.5F);
     }
 

@@ -1,15 +1,21 @@
 #pragma once
 
+#include "plugin/AudioBlock.h"
 #include "plugin/PluginHostNotificationListener.h"
 
 #include <atomic>
+#include <mutex>
+#include <vector>
 
-/// Hears whether the plug-in's editor is still open. Any thread may ask.
+/// Hears what the user does in the plug-in's editor. What is turned there is to be sent back with the next
+/// block: the half of a plug-in that renders may know of it by nothing else. Any thread may ask.
 class OpenEditor : public PluginHostNotificationListener {
 public:
     bool isOpen() const { return open; }
+    /// What has come since the last call, in its order.
+    std::vector<ParameterChange> takeChanges();
 
-    void onUpdateParameter(const UpdateParameterNotification&) override {}
+    void onUpdateParameter(const UpdateParameterNotification& notification) override;
     void onUpdateParameterDisplay(const UpdateParameterDisplayNotification&) override {}
     void onUpdateAllParameters(const UpdateAllParametersNotification&) override {}
     void onBeginOrEndEditParameter(const BeginOrEndEditParameterNotification&) override {}
@@ -18,4 +24,6 @@ public:
 
 private:
     std::atomic<bool> open = true;
+    std::mutex changesLock;
+    std::vector<ParameterChange> changes;
 };

@@ -109,8 +109,9 @@ void setTransport(TransportBlock& transport, int32_t sampleRate, int64_t positio
 /// Plays one block after the other, and keeps what comes out.
 class Player {
 public:
-    Player(PluginAudioContext& context, Source& source, Recording& recording, int32_t sampleRate)
-        : context(context), source(source), recording(recording), sampleRate(sampleRate) {}
+    Player(PluginAudioContext& context, Source& source, Recording& recording, OpenEditor& editor,
+           int32_t sampleRate)
+        : context(context), source(source), recording(recording), editor(editor), sampleRate(sampleRate) {}
 
     /// To the end of the source and of the plug-in's tail.
     void playToTheEnd() {
@@ -123,7 +124,7 @@ public:
     }
 
     /// Over and over, as fast as music goes.
-    void playWhileOpen(const OpenEditor& editor) {
+    void playWhileEditorIsOpen() {
         const Clock::time_point start = Clock::now();
         while (editor.isOpen()) {
             if (left <= 0)
@@ -141,7 +142,10 @@ private:
 
     void playBlock() {
         *context.inputEventCount = 0;
-        *context.parameterChangeCount = 0;
+        const std::vector<ParameterChange> changes = editor.takeChanges();
+        *context.parameterChangeCount =
+            std::min(static_cast<int32_t>(changes.size()), context.parameterChangeCapacity);
+        std::copy_n(changes.begin(), *context.parameterChangeCount, context.parameterChanges);
         const bool playing = left > 0;
         left = source.fill(context);
         setTransport(*context.transport, sampleRate, position);
@@ -157,6 +161,7 @@ private:
     PluginAudioContext& context;
     Source& source;
     Recording& recording;
+    OpenEditor& editor;
     int32_t sampleRate;
     Measurements measurements;
     int64_t position = 0; // frames
@@ -184,13 +189,13 @@ void render(const Arguments& arguments, const std::string& hostProgram) {
         throw std::runtime_error("The plug-in has no audio outputs");
     const Ref<RemotePluginAudioContextProxy> context(new RemotePluginAudioContextProxy(proxy, *plugin));
     context->startProcessing();
-    Player player(*context, *source, recording, sampleRate);
+    Player player(*context, *source, recording, *editor, sampleRate);
     if (arguments.editor) {
         if (!plugin->hasEditor)
             throw std::runtime_error("The plug-in has no editor");
         const std::string title = std::filesystem::path(arguments.plugin).stem();
         proxy->openGUI(instanceId, 0, false, title.c_str());
-        player.playWhileOpen(*editor);
+        player.playWhileEditorIsOpen();
     } else {
         player.playToTheEnd();
     }

@@ -28,7 +28,7 @@ TEST(HostRequests, ACreatedInstrumentHasNoInputBus) {
     client.send(createFrame(2, 1, tonePath));
     expectAsync(
         client,
-        bytes("02 00 00 00 01") + bytes("01 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00 00") +
+        bytes("02 00 00 00 01") + bytes("01 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00 01") +
             bytes("00 00 00 00") +
             bytes("01 00 00 00 00 00 00 0A 'Stereo Out' 00 00 00 02 00 00 00 00 00 00 00 01") +
             bytes("02 00 00 00") +
@@ -44,7 +44,7 @@ TEST(HostRequests, TheIdentifierChoosesAPluginOfAShell) {
     RawClient client;
     client.send(createFrame(3, 5, trioPath, "1416776815")); // the bytes 'TrLo', highest first
     expectAsync(client,
-                bytes("03 00 00 00 01 05 00 00 00 02 00 00 00 02 00 00 00 00 00 00 00 00") +
+                bytes("03 00 00 00 01 05 00 00 00 02 00 00 00 02 00 00 00 00 00 00 00 01") +
                     bytes("01 00 00 00 00 00 00 09 'Stereo In' 00 00 00 02 00 00 00 00 00 00 00 01") +
                     bytes("01 00 00 00 00 00 00 0A 'Stereo Out' 00 00 00 02 00 00 00 00 00 00 00 01") +
                     bytes("01 00 00 00") +
