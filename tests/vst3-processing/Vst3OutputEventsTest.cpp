@@ -63,7 +63,7 @@ protected:
     std::vector<uint16_t> offsets() const {
         std::vector<uint16_t> all;
         for (int32_t i = 0; i < *context->outputEventCount; ++i)
-            all.push_back(context->outputEvents[i].sampleOffset);
+            all.push_back(uint16_t{context->outputEvents[i].sampleOffset}); // Unaligned.
         return all;
     }
 

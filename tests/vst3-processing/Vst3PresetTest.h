@@ -1,7 +1,7 @@
 #pragma once
 
-#include "vst3-processing/PresetBytes.h"
-#include "vst3-processing/TemporaryFolder.h"
+#include "support/PresetBytes.h"
+#include "support/TemporaryFolder.h"
 #include "vst3-processing/Vst3ProcessingTest.h"
 
 /// An instance whose plug-in has states, and a folder for its files.
