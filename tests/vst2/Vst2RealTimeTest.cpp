@@ -1,82 +1,7 @@
 // If these fail, the audio thread may wait for memory or for a lock, and the user hears clicks.
-//
-// The program is its own allocator here, one that counts and passes on.
 
+#include "support/CountedCalls.h"
 #include "vst2/Vst2Fixture.h"
-
-#include <dlfcn.h>
-
-namespace {
-
-thread_local int allocations = 0;
-thread_local int locks = 0;
-
-template <class Function>
-Function* next(Function*& found, const char* name) {
-    if (found == nullptr)
-        found = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-    return found;
-}
-
-} // namespace
-
-extern "C" {
-
-void* __libc_malloc(size_t size);
-void __libc_free(void* memory);
-void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* memory, size_t size);
-void* __libc_memalign(size_t alignment, size_t size);
-
-__attribute__((visibility("default"))) void* malloc(size_t size) {
-    ++allocations;
-    return __libc_malloc(size);
-}
-
-__attribute__((visibility("default"))) void free(void* memory) {
-    ++allocations;
-    __libc_free(memory);
-}
-
-__attribute__((visibility("default"))) void* calloc(size_t count, size_t size) {
-    ++allocations;
-    return __libc_calloc(count, size);
-}
-
-__attribute__((visibility("default"))) void* realloc(void* memory, size_t size) {
-    ++allocations;
-    return __libc_realloc(memory, size);
-}
-
-__attribute__((visibility("default"))) void* aligned_alloc(size_t alignment, size_t size) {
-    ++allocations;
-    return __libc_memalign(alignment, size);
-}
-
-__attribute__((visibility("default"))) int pthread_mutex_lock(pthread_mutex_t* mutex) {
-    static int (*original)(pthread_mutex_t*);
-    ++locks;
-    return next(original, "pthread_mutex_lock")(mutex);
-}
-
-__attribute__((visibility("default"))) int pthread_mutex_trylock(pthread_mutex_t* mutex) {
-    static int (*original)(pthread_mutex_t*);
-    ++locks;
-    return next(original, "pthread_mutex_trylock")(mutex);
-}
-
-__attribute__((visibility("default"))) int pthread_rwlock_rdlock(pthread_rwlock_t* lock) {
-    static int (*original)(pthread_rwlock_t*);
-    ++locks;
-    return next(original, "pthread_rwlock_rdlock")(lock);
-}
-
-__attribute__((visibility("default"))) int pthread_rwlock_wrlock(pthread_rwlock_t* lock) {
-    static int (*original)(pthread_rwlock_t*);
-    ++locks;
-    return next(original, "pthread_rwlock_wrlock")(lock);
-}
-}
 
 namespace {
 
@@ -121,14 +46,13 @@ protected:
     }
 
     void countBlocks(int32_t blocks) {
-        allocations = 0;
-        locks = 0;
+        countedCalls = {};
         for (int32_t i = 0; i < blocks; ++i) {
             *context->outputEventCount = 0;
             instance->process(blockSize, i % 2 == 0, i % 3 == 0);
         }
-        allocated = allocations;
-        locked = locks;
+        allocated = countedCalls.allocations;
+        locked = countedCalls.locks;
     }
 
     static inline int32_t eventsSeen;
@@ -141,14 +65,13 @@ protected:
 } // namespace
 
 TEST(Vst2RealTimeCounter, AllocationsAndLocksAreSeen) {
-    allocations = 0;
-    locks = 0;
+    countedCalls = {};
     delete new std::string(1000, 'x');
-    EXPECT_EQ(allocations, 4);
+    EXPECT_EQ(countedCalls.allocations, 4);
     const Ref<PluginHost> host(new PluginHost(44100, 256));
-    locks = 0;
+    countedCalls = {};
     const base::core::ScopedLock lock(host->windowsLock);
-    EXPECT_EQ(locks, 1);
+    EXPECT_EQ(countedCalls.locks, 1);
 }
 
 TEST_F(Vst2RealTime, AnEmptyBlockAllocatesNothingAndLocksNothing) {

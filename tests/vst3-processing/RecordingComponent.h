@@ -75,14 +75,16 @@ public:
         return kNotImplemented;
     }
     tresult PLUGIN_API canProcessSampleSize(Steinberg::int32 sampleSize) override {
-        sampleSizesAsked.push_back(sampleSize);
+        if (!isQuiet)
+            sampleSizesAsked.push_back(sampleSize);
         return sampleSizeAnswer;
     }
     Steinberg::uint32 PLUGIN_API getLatencySamples() override { return latency; }
     tresult PLUGIN_API setupProcessing(Vst::ProcessSetup&) override { return kResultOk; }
     tresult PLUGIN_API setProcessing(Steinberg::TBool) override { return kResultOk; }
     tresult PLUGIN_API process(Vst::ProcessData& data) override {
-        blocks.emplace_back(data);
+        if (!isQuiet)
+            blocks.emplace_back(data);
         if (onProcess)
             onProcess(data);
         return processAnswer;
@@ -98,6 +100,8 @@ public:
     std::function<tresult(Vst::MediaType, Vst::BusDirection, int32_t index)> onGetBusInfo;
     std::function<void(Vst::ProcessData&)> onProcess;
     std::vector<int32_t> sampleSizesAsked;
+    /// Nothing of a block is written down, so that nothing is allocated.
+    bool isQuiet = false;
     tresult sampleSizeAnswer = kResultOk;
     tresult processAnswer = kResultOk;
     uint32_t latency = 0;

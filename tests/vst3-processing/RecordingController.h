@@ -83,7 +83,8 @@ public:
     }
     Vst::ParamValue PLUGIN_API getParamNormalized(Vst::ParamID id) override { return values[id]; }
     tresult PLUGIN_API setParamNormalized(Vst::ParamID id, Vst::ParamValue value) override {
-        changes.emplace_back(id, value);
+        if (!isQuiet)
+            changes.emplace_back(id, value);
         values[id] = value;
         return kResultOk;
     }
@@ -127,6 +128,8 @@ public:
     std::vector<Vst::ParameterInfo> parameters;
     tresult parameterAnswer = kResultOk;
     std::map<Vst::ParamID, double> values;
+    /// No change is written down, so that nothing is allocated.
+    bool isQuiet = false;
     std::vector<Change> changes;
     std::u16string display;
     tresult displayAnswer = kResultOk;
