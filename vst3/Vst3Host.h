@@ -35,7 +35,8 @@ public:
     Steinberg::uint32 PLUGIN_API addRef() override;
     /// Frees nothing at 0.
     Steinberg::uint32 PLUGIN_API release() override;
-    /// `IUnitHandler` and all other extensions are refused on purpose.
+    /// `Linux::IRunLoop`, `IUnitHandler`, `IComponentHandler3`, `IContextMenu`, `IProgress` and all other
+    /// extensions are refused on purpose.
     tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override;
 
     tresult PLUGIN_API getName(Vst::String128 name) override;
