@@ -1,9 +1,8 @@
 #pragma once
 
 #include "host/PluginHost.h"
-#include "plugin/PluginHostAction.h"
 
-/// Ends the host's main loop, after all that was posted before.
+/// Ends the loop of a host that a test runs.
 class StopHost : public PluginHostAction {
 public:
     explicit StopHost(PluginHost& host) : host(host) {}

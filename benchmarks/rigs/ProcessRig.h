@@ -1,0 +1,58 @@
+#pragma once
+
+#include "host/PluginHost.h"
+#include "plugin/PluginAudioContext.h"
+#include "plugin/PluginInstance.h"
+
+#include <cstdint>
+#include <optional>
+
+/// The work that comes with a block.
+struct Work {
+    const char* name;
+    int32_t events;
+    int32_t changes;
+    /// Microseconds beyond the plug-in's own time.
+    std::optional<double> goal;
+};
+
+/// What has reached a plug-in.
+struct WorkDone {
+    int64_t blocks = 0;
+    int64_t events = 0;
+    int64_t changes = 0;
+
+    bool operator==(const WorkDone&) const = default;
+};
+
+/// One plug-in that does nothing but count behind an instance, with the same work at hand for the instance
+/// and for direct calls of the plug-in.
+class ProcessRig {
+public:
+    static constexpr int32_t sampleRate = 44100;
+    static constexpr int32_t frames = 256;
+    /// Of a block, as many as there are in the fullest one.
+    static constexpr int32_t changes = 1024;
+
+    virtual ~ProcessRig();
+
+    void renderByInstance(const Work& work);
+    /// The same with none of the instance's own steps.
+    virtual void renderDirectly(const Work& work) = 0;
+
+    /// Throws `std::runtime_error` unless all work of `blocks` blocks has reached the plug-in since the last
+    /// call.
+    void expectWork(const Work& work, int64_t blocks);
+
+protected:
+    ProcessRig();
+
+    /// Brings an instance up as far as its first block, and fills the block with changes that go over all its
+    /// parameters in turn.
+    void setUp(const Ref<PluginInstance>& newInstance);
+    virtual WorkDone& getDone() = 0;
+
+    Ref<PluginHost> host;
+    Ref<PluginInstance> instance;
+    Ref<PluginAudioContext> context;
+};
