@@ -1,6 +1,7 @@
 // If these fail, plug-ins that play at once on several audio threads, or that report from a thread of their
 // own, crash their host or get each other's changes.
 
+#include "support/StopHost.h"
 #include "vst3-processing/Vst3ProcessingTest.h"
 
 #include "plugin/PluginHostNotifications.h"
@@ -113,15 +114,6 @@ public:
     Ref<Vst3PluginInstance> instance;
 };
 
-class StopHost : public PluginHostAction {
-public:
-    explicit StopHost(PluginHost& host) : host(host) {}
-    void run() override { host.stopRequested = true; }
-
-private:
-    PluginHost& host;
-};
-
 class Vst3Concurrency : public testing::Test {
 protected:
     Vst3Concurrency() {
@@ -188,10 +180,10 @@ TEST_F(Vst3Concurrency, TwoWorkersWithTwoInstancesEachPlayWhilePluginsReportAndA
         EXPECT_LE(player->controller.sets, rounds * parameters);
         EXPECT_TRUE(player->context->areGuardsIntact());
     }
-    // All but what came while a snapshot muted an instance.
-    EXPECT_GT(count<UpdateParameterNotification>(), 6 * rounds);
+    // All but what came while a snapshot muted the first one.
+    EXPECT_GE(count<UpdateParameterNotification>(), 6 * rounds);
     EXPECT_LE(count<UpdateParameterNotification>(), 8 * rounds);
-    EXPECT_GT(count<BeginOrEndEditParameterNotification>(), 6 * rounds);
+    EXPECT_GE(count<BeginOrEndEditParameterNotification>(), 6 * rounds);
     EXPECT_LE(count<BeginOrEndEditParameterNotification>(), 8 * rounds);
     EXPECT_GT(count<UpdateAllParametersNotification>(), 0);
     EXPECT_LE(count<UpdateAllParametersNotification>(), rounds / 50);
