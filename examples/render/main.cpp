@@ -64,6 +64,13 @@ private:
     std::vector<float> interleaved;
 };
 
+/// Without a slash at its end, as shells leave it behind a folder: the last letters of a path tell the
+/// format.
+std::string absolutePath(const std::string& path) {
+    const std::filesystem::path whole = std::filesystem::absolute(path);
+    return whole.has_filename() ? whole : whole.parent_path();
+}
+
 Arguments readArguments(int count, char** texts) {
     Arguments arguments;
     std::vector<std::string> files;
@@ -77,7 +84,7 @@ Arguments readArguments(int count, char** texts) {
     }
     if (files.empty() || files.size() > 3)
         throw std::runtime_error("Usage: render [--identifier ID] [--editor] PLUGIN [IN.wav [OUT.wav]]");
-    arguments.plugin = std::filesystem::absolute(files[0]);
+    arguments.plugin = absolutePath(files[0]);
     if (files.size() > 1)
         arguments.input = files[1];
     if (files.size() > 2)
