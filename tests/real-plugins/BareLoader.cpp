@@ -12,22 +12,16 @@
 // when something failed, or 2 when the arguments are wrong. The last line counts: plug-ins print as they
 // like. No such line at all is a failure too, whatever the status: a plug-in may end the process at once.
 
-#include "real-plugins/Score.h"
+#include "real-plugins/BareRun.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <csignal>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <string_view>
-#include <vector>
 
 #include <dlfcn.h>
-#include <unistd.h>
 
 namespace {
 
@@ -136,60 +130,15 @@ enum HostOpcode : std::int32_t {
     audioMasterGetBlockSize = 17,
 };
 
+using bare::Channels;
+using bare::fail;
+using bare::stage;
 using score::blocks;
 using score::blockSize;
 using score::sampleRate;
-constexpr unsigned secondsAllowed = 60;
-
-// What is being done, for the line that a signal or an exit leaves behind.
-const char* volatile stage = "start";
-volatile std::sig_atomic_t finished = 0;
 
 // Null unless there is a transport.
 TimeInfo* transport = nullptr;
-
-[[noreturn]] void fail(const char* what) {
-    finished = 1;
-    std::printf("failed in %s: %s\n", stage, what);
-    std::fflush(stdout);
-    // Neither the plug-in nor its libraries get another chance to crash.
-    _exit(EXIT_FAILURE);
-}
-
-void writeText(const char* text) {
-    if (write(STDOUT_FILENO, text, std::strlen(text)) < 0) {
-        _exit(EXIT_FAILURE);
-    }
-}
-
-void onSignal(int signal) {
-    writeText("failed in ");
-    writeText(stage);
-    switch (signal) {
-    case SIGALRM:
-        writeText(": did not end in time\n");
-        break;
-    case SIGABRT:
-        writeText(": aborted\n");
-        break;
-    case SIGFPE:
-        writeText(": arithmetic fault\n");
-        break;
-    case SIGILL:
-        writeText(": illegal instruction\n");
-        break;
-    default:
-        writeText(": memory fault\n");
-        break;
-    }
-    _exit(EXIT_FAILURE);
-}
-
-void onExit() {
-    if (finished == 0) {
-        fail("the plug-in ended the process");
-    }
-}
 
 std::intptr_t audioMaster(Effect*, std::int32_t opcode, std::int32_t, std::intptr_t, void*, float) {
     switch (opcode) {
@@ -205,69 +154,6 @@ std::intptr_t audioMaster(Effect*, std::int32_t opcode, std::int32_t, std::intpt
         return 0;
     }
 }
-
-/// The buffers of some channels, each between two zones that nobody may write to.
-class Channels {
-public:
-    explicit Channels(std::int32_t count)
-        : storage(static_cast<std::size_t>(count)), pointers(static_cast<std::size_t>(count)) {
-        for (std::size_t channel = 0; channel < storage.size(); ++channel) {
-            storage[channel].resize(guardFrames + blockSize + guardFrames);
-            std::memset(storage[channel].data(), guardByte, storage[channel].size() * sizeof(float));
-            pointers[channel] = storage[channel].data() + guardFrames;
-        }
-    }
-
-    /// Never null, also with no channels: plug-ins look at the array before they look at the count.
-    [[nodiscard]] float** array() { return pointers.empty() ? &none : pointers.data(); }
-
-    template <typename Frame>
-    void fill(Frame valueAt) {
-        for (float* channel : pointers) {
-            for (std::int32_t frame = 0; frame < blockSize; ++frame) {
-                channel[frame] = valueAt(frame);
-            }
-        }
-    }
-
-    void check(const char* broken) const {
-        for (const std::vector<float>& channel : storage) {
-            const auto* bytes = reinterpret_cast<const unsigned char*>(channel.data());
-            constexpr std::size_t guard = guardFrames * sizeof(float);
-            for (std::size_t byte = 0; byte < guard; ++byte) {
-                if (bytes[byte] != guardByte ||
-                    bytes[channel.size() * sizeof(float) - 1 - byte] != guardByte) {
-                    fail(broken);
-                }
-            }
-        }
-    }
-
-    /// The largest magnitude in the buffers.
-    [[nodiscard]] float peak() const {
-        float largest = 0.0F;
-        for (const float* channel : pointers) {
-            for (std::int32_t frame = 0; frame < blockSize; ++frame) {
-                if (std::isnan(channel[frame])) {
-                    fail("NaN in the output");
-                }
-                if (std::isinf(channel[frame])) {
-                    fail("infinity in the output");
-                }
-                largest = std::max(largest, std::fabs(channel[frame]));
-            }
-        }
-        return largest;
-    }
-
-private:
-    static constexpr std::size_t guardFrames = 256;
-    static constexpr unsigned char guardByte = 0xA5;
-
-    std::vector<std::vector<float>> storage;
-    std::vector<float*> pointers;
-    float* none = nullptr;
-};
 
 std::intptr_t call(Effect* effect, const char* what, std::int32_t opcode, std::int32_t index = 0,
                    std::intptr_t value = 0, void* pointer = nullptr, float option = 0.0F) {
@@ -372,7 +258,7 @@ float render(Effect* effect, bool vary) {
     return peak;
 }
 
-void play(const char* file, bool vary) {
+bare::Findings play(const char* file, bool vary) {
     stage = "dlopen";
     void* library = dlopen(file, RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) {
@@ -418,27 +304,11 @@ void play(const char* file, bool vary) {
     stage = "dlclose";
     dlclose(library);
 
-    finished = 1;
-    std::printf("ok entry=%s inputs=%d outputs=%d parameters=%d programs=%d synth=%d peak=%.6f\n", entryName,
-                static_cast<int>(numInputs), static_cast<int>(numOutputs), static_cast<int>(numParams),
-                static_cast<int>(numPrograms), synth ? 1 : 0, static_cast<double>(peak));
-    std::fflush(stdout);
+    return {entryName, numInputs, numOutputs, numParams, numPrograms, synth, peak};
 }
 
 } // namespace
 
 int main(int argc, char* argv[]) {
-    const bool vary = argc == 3 && std::string_view(argv[1]) == "--vary";
-    if (argc != (vary ? 3 : 2)) {
-        std::fprintf(stderr, "Usage: %s [--vary] FILE\n", argv[0]);
-        return 2;
-    }
-    for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGALRM}) {
-        std::signal(signal, onSignal);
-    }
-    std::atexit(onExit);
-    alarm(secondsAllowed);
-    play(argv[argc - 1], vary);
-    // Not by way of exit: what a plug-in's libraries do there is no concern of anyone's here.
-    _exit(EXIT_SUCCESS);
+    return bare::run(argc, argv, play);
 }
