@@ -29,17 +29,16 @@
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginInstance.h"
-#include "real-plugins/Score.h"
+#include "real-plugins/CourseProgram.h"
+#include "real-plugins/ScoreBlock.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <fcntl.h>
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
@@ -66,68 +65,6 @@ struct Arguments {
     std::string plugin;
     std::string identifier;
     unsigned seconds = defaultSeconds;
-};
-
-/// Bounds the run: when its time is over, it kills the host, so that whatever waits for that fails, or, while
-/// there is no host, interrupts the main thread's wait for one. Where that doesn't help either, the process
-/// ends.
-class Watchdog {
-public:
-    /// On the main thread.
-    explicit Watchdog(unsigned seconds) {
-        struct sigaction action {};
-        action.sa_handler = [](int) {}; // without SA_RESTART: the interrupted call fails
-        sigaction(SIGALRM, &action, nullptr);
-        thread = std::thread([this, seconds, mainThread = pthread_self()] { watch(seconds, mainThread); });
-    }
-    ~Watchdog() {
-        {
-            const ScopedLock scope(lock);
-            over = true;
-            changed.broadcast();
-        }
-        thread.join();
-    }
-
-    /// 0 for none.
-    void setHost(pid_t pid) {
-        const ScopedLock scope(lock);
-        host = pid;
-    }
-    bool hasBarked() {
-        const ScopedLock scope(lock);
-        return barked;
-    }
-
-private:
-    void watch(unsigned seconds, pthread_t mainThread) {
-        constexpr double grace = 5; // seconds
-        const ScopedLock scope(lock);
-        awaitEnd(seconds);
-        if (over)
-            return;
-        barked = true;
-        if (host != 0)
-            kill(host, SIGKILL);
-        else
-            pthread_kill(mainThread, SIGALRM);
-        awaitEnd(grace);
-        if (!over)
-            _exit(EXIT_FAILURE);
-    }
-
-    void awaitEnd(double seconds) {
-        const timespec deadline = base::core::monotonicDeadline(seconds);
-        while (!over && changed.waitUntil(lock, deadline)) {
-        }
-    }
-
-    Mutex lock;
-    Condition changed;
-    pid_t host = 0;
-    bool barked = false;
-    bool over = false;
-    std::thread thread;
 };
 
 /// Hears which parameters got new texts. The reply thread calls; another one waits.
@@ -182,52 +119,6 @@ private:
     std::vector<bool> isRetold;
     std::string failure;
 };
-
-/// Fills the context for a block of the score.
-void writeBlock(PluginAudioContext& context, int32_t block) {
-    for (int32_t channel = 0; channel < context.inputChannelCount; ++channel) {
-        for (int32_t frame = 0; frame < context.blockSize; ++frame)
-            context.inputChannel(channel)[frame] = score::inputAt(block, frame);
-    }
-    *context.parameterChangeCount = 0;
-    if (const auto change = score::parameterChangeAt(block, context.parameterCount)) {
-        context.parameterChanges[0] = {change->value, static_cast<uint16_t>(change->index), 0};
-        *context.parameterChangeCount = 1;
-    }
-    *context.inputEventCount = 0;
-    if (const auto note = score::noteAt(block)) {
-        EventRecord record{};
-        record.kind = EventKind::midi;
-        record.midi[0] = note->status;
-        record.midi[1] = note->key;
-        record.midi[2] = note->velocity;
-        context.inputEvents[0] = record;
-        *context.inputEventCount = 1;
-    }
-    const score::Transport now = score::transportAt(block);
-    TransportBlock& transport = *context.transport;
-    transport = {};
-    transport.sampleRate = score::sampleRate;
-    transport.tempo = now.tempo;
-    transport.position = now.position;
-    transport.systemTime = now.nanoseconds;
-    transport.barStart = now.barStart;
-    transport.loopEnd = now.loopEnd;
-    transport.samplePosition = static_cast<uint64_t>(now.samplePosition);
-    transport.flags = (now.isPlaying ? transportPlaying : 0U) | (now.isRecording ? transportRecording : 0U) |
-                      (now.isLooping ? transportLoopOn : 0U) | (now.hasChanged ? transportChangedMask : 0U);
-    transport.timeSignatureNumerator = static_cast<uint16_t>(now.numerator);
-    transport.timeSignatureDenominator = static_cast<uint16_t>(now.denominator);
-}
-
-/// Fills the context for a block of nothing, with the transport at a halt.
-void writeSilence(PluginAudioContext& context) {
-    for (int32_t channel = 0; channel < context.inputChannelCount; ++channel)
-        std::fill_n(context.inputChannel(channel), context.blockSize, 0.0F);
-    *context.parameterChangeCount = 0;
-    *context.inputEventCount = 0;
-    context.transport->flags = 0;
-}
 
 /// One plug-in's way through one host. A failure is an exception, after which `describeEnd` tells of the
 /// host.
@@ -331,6 +222,8 @@ private:
         for (int32_t block = 0; block < score::blocks; ++block) {
             stage = "block " + std::to_string(block);
             writeBlock(*context, block);
+            if (const auto change = score::parameterChangeAt(block, context->parameterCount))
+                addChange(*context, change->index, change->value);
             if (processBlock(true) != processActive)
                 throw std::runtime_error("a plug-in that is to stay active is not");
             peak = std::max(peak, measureOutput());
@@ -438,13 +331,6 @@ int takeCourse(const Arguments& arguments, FILE* results) {
     return EXIT_FAILURE;
 }
 
-/// The standard output, which from here on is the standard error stream's for this process and its children.
-FILE* takeStandardOutput() {
-    const int descriptor = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
-    dup2(STDERR_FILENO, STDOUT_FILENO);
-    return fdopen(descriptor, "w");
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -464,14 +350,5 @@ int main(int argc, char** argv) {
     if (words.size() == 3)
         arguments.identifier = words[2];
 
-    // FIFOs and shared memory of its own, so that several run side by side.
-    const std::string user = "plugin-course-" + std::to_string(getpid());
-    setenv("USER", user.c_str(), 1);
-    FILE* results = takeStandardOutput();
-    RemotePluginHostProxy::setManager(new WaitingProxyManager);
-    const int status = takeCourse(arguments, results);
-    std::fclose(results);
-    std::error_code ignored;
-    std::filesystem::remove_all("/tmp/pipes-" + user, ignored);
-    return status;
+    return runCourse([&](FILE* results) { return takeCourse(arguments, results); });
 }

@@ -1,0 +1,48 @@
+#include "real-plugins/ScoreBlock.h"
+
+#include <algorithm>
+
+void writeBlock(PluginAudioContext& context, int32_t block) {
+    for (int32_t channel = 0; channel < context.inputChannelCount; ++channel) {
+        for (int32_t frame = 0; frame < context.blockSize; ++frame)
+            context.inputChannel(channel)[frame] = score::inputAt(block, frame);
+    }
+    *context.parameterChangeCount = 0;
+    *context.inputEventCount = 0;
+    if (const auto note = score::noteAt(block)) {
+        EventRecord record{};
+        record.kind = EventKind::midi;
+        record.midi[0] = note->status;
+        record.midi[1] = note->key;
+        record.midi[2] = note->velocity;
+        context.inputEvents[0] = record;
+        *context.inputEventCount = 1;
+    }
+    const score::Transport now = score::transportAt(block);
+    TransportBlock& transport = *context.transport;
+    transport = {};
+    transport.sampleRate = score::sampleRate;
+    transport.tempo = now.tempo;
+    transport.position = now.position;
+    transport.systemTime = now.nanoseconds;
+    transport.barStart = now.barStart;
+    transport.loopEnd = now.loopEnd;
+    transport.samplePosition = static_cast<uint64_t>(now.samplePosition);
+    transport.flags = (now.isPlaying ? transportPlaying : 0U) | (now.isRecording ? transportRecording : 0U) |
+                      (now.isLooping ? transportLoopOn : 0U) | (now.hasChanged ? transportChangedMask : 0U);
+    transport.timeSignatureNumerator = static_cast<uint16_t>(now.numerator);
+    transport.timeSignatureDenominator = static_cast<uint16_t>(now.denominator);
+}
+
+void writeSilence(PluginAudioContext& context) {
+    for (int32_t channel = 0; channel < context.inputChannelCount; ++channel)
+        std::fill_n(context.inputChannel(channel), context.blockSize, 0.0F);
+    *context.parameterChangeCount = 0;
+    *context.inputEventCount = 0;
+    context.transport->flags = 0;
+}
+
+void addChange(PluginAudioContext& context, int32_t parameter, float value) {
+    context.parameterChanges[(*context.parameterChangeCount)++] = {value, static_cast<uint16_t>(parameter),
+                                                                   0};
+}
