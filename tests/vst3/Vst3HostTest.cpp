@@ -188,3 +188,32 @@ TEST_F(HostOfNobody, TheSecondHandlersOperationsAreRefused) {
     EXPECT_EQ(host.startGroupEdit(), kResultFalse);
     EXPECT_EQ(host.finishGroupEdit(), kResultFalse);
 }
+
+namespace {
+
+/// An object of the host's that a plug-in counts.
+class CountedObject : public Vst3Object {
+public:
+    explicit CountedObject(bool& isThere) : isThere(isThere) { isThere = true; }
+    ~CountedObject() override { isThere = false; }
+
+    tresult PLUGIN_API queryInterface(const TUID, void**) override { return kNoInterface; }
+
+private:
+    bool& isThere;
+};
+
+} // namespace
+
+TEST(Vst3Object, PluginsAndTheHostShareOneCount) {
+    bool isThere = false;
+    Ref<CountedObject> object(new CountedObject(isThere));
+    FUnknown* unknown = object.get();
+    EXPECT_EQ(unknown->addRef(), 2U);
+    EXPECT_EQ(object->addRef(), 3U);
+    EXPECT_EQ(unknown->release(), 2U);
+    object = nullptr;
+    EXPECT_TRUE(isThere);
+    EXPECT_EQ(unknown->release(), 0U);
+    EXPECT_FALSE(isThere);
+}

@@ -147,7 +147,7 @@ TEST_F(Vst3SetUp, ASingleComponentIsItsOwnControllerAndInitialisedOnce) {
                             "plug-in queryInterface IComponent", // by the factory
                             "plug-in initialize", "plug-in queryInterface IAudioProcessor",
                             "plug-in queryInterface IUnitData", "plug-in queryInterface IProgramListData",
-                            "plug-in queryInterface IEditController",
+                            "plug-in getControllerClassId", "plug-in queryInterface IEditController",
                             "plug-in queryInterface IEditController2", "plug-in queryInterface IMidiMapping",
                             "plug-in queryInterface INoteExpressionController", "plug-in setComponentHandler",
                             "plug-in queryInterface IConnectionPoint",
@@ -211,15 +211,17 @@ TEST_F(Vst3SetUp, APluginWithoutAControllerRendersAndHasNoParameters) {
     EXPECT_THAT(calls(), Contains("component setProcessing on"));
 }
 
-TEST_F(Vst3SetUp, HalvesOfWhichOneHasNoConnectionPointAreNotConnected) {
+TEST_F(Vst3SetUp, HalvesOfWhichOneHasNoConnectionPointForSureAreNotConnected) {
     for (const char* half : {"component", "controller"}) {
-        const Ref<Vst3Plugin> plugin = load("records-its-calls");
-        record->answers[std::string(half) + " queryInterface IConnectionPoint"] = kNoInterface;
-        const Ref<Vst3PluginInstance> instance = create(plugin);
-        const std::vector<std::string> made = calls();
-        EXPECT_THAT(made, Not(Contains("component connect")));
-        EXPECT_THAT(made, Not(Contains("controller connect")));
-        EXPECT_THAT(made, Contains("controller setComponentState"));
+        for (const tresult answer : {tresult{kNoInterface}, tresult{kResultFalse}}) {
+            const Ref<Vst3Plugin> plugin = load("records-its-calls");
+            record->answers[std::string(half) + " queryInterface IConnectionPoint"] = answer;
+            const Ref<Vst3PluginInstance> instance = create(plugin);
+            const std::vector<std::string> made = calls();
+            EXPECT_THAT(made, Not(Contains("component connect")));
+            EXPECT_THAT(made, Not(Contains("controller connect")));
+            EXPECT_THAT(made, Contains("controller setComponentState"));
+        }
     }
 }
 
@@ -232,6 +234,24 @@ TEST_F(Vst3SetUp, WhatAConnectAnswersIsIgnored) {
 
 TEST_F(Vst3SetUp, AClassThatIsNotThereIsAnInstanceOfNothing) {
     expectNothingOf(*create(load("records-its-calls"), secondClassText));
+}
+
+TEST_F(Vst3SetUp, AComponentThatIsNotMadeThoughItIsSaidToBeIsAnInstanceOfNothing) {
+    const Ref<Vst3Plugin> plugin = load("records-its-calls");
+    record->factoryMakesObjects = false;
+    expectNothingOf(*create(plugin, firstClassText));
+}
+
+TEST_F(Vst3SetUp, AControllerThatIsNotMadeThoughItIsSaidToBeIsNotThere) {
+    const Ref<Vst3Plugin> plugin = load("records-its-calls");
+    record->onCall = [this](const std::string& call) {
+        if (call == "component getControllerClassId")
+            record->factoryMakesObjects = false;
+    };
+    const Ref<Vst3PluginInstance> instance = create(plugin, firstClassText);
+    EXPECT_TRUE(instance->isOpen());
+    EXPECT_EQ(instance->getParameterCount(), 0);
+    EXPECT_THAT(calls(), Contains("component queryInterface IEditController").Times(2));
 }
 
 TEST_F(Vst3SetUp, AComponentThatComesWithAFailureIsLetGoOf) {
@@ -348,6 +368,9 @@ TEST_F(Vst3SetUp, AProcessorThatComesWithAFailureIsNotUsed) {
     calls();
     instance->initialize();
     EXPECT_THAT(calls(), IsEmpty());
+    EXPECT_EQ(instance->getProcessingState(), ProcessingState::initialised);
+    record->answers["component getLatencySamples"] = 5;
+    EXPECT_EQ(instance->getLatency(), 0);
 }
 
 TEST_F(Vst3SetUp, TheProcessingStateFollowsTheCalls) {
@@ -441,6 +464,19 @@ TEST_F(Vst3SetUp, InterfacesAreLetGoOfFromTheLastToTheFirst) {
                             "component's connection gone", "MIDI mapping gone", "note expressions gone",
                             "program list data gone", "unit data gone", "processor gone",
                             "second controller gone", "controller gone", "component gone"));
+}
+
+TEST_F(Vst3SetUp, MakingTheComponentsAnewLetsGoOfTheFormerOnes) {
+    Ref<Vst3PluginInstance> instance = create("records-its-calls");
+    calls();
+    instance->createComponents();
+    const std::vector<std::string> made = calls();
+    EXPECT_THAT(made, Contains("component gone").Times(1));
+    EXPECT_THAT(made, Contains("controller gone").Times(1));
+    EXPECT_EQ(made.back(), "controller setComponentState");
+    EXPECT_EQ(instance->getParameterCount(), 2);
+    instance = nullptr;
+    EXPECT_THAT(calls(), ElementsAre("controller gone", "component gone"));
 }
 
 TEST_F(Vst3SetUp, TheFormatsVersionIsThree) {

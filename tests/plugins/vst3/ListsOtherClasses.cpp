@@ -18,14 +18,25 @@ Vst3Class inCategory(const char* category, Vst3Class entry) {
     return entry;
 }
 
-/// Doesn't know its second class when it is asked.
+/// Doesn't know its second class when it is asked, and doubts what it says of its only audio class.
 class Factory : public Vst3Factory {
 public:
     using Vst3Factory::Vst3Factory;
 
     tresult PLUGIN_API getClassInfo(Steinberg::int32 index, Steinberg::PClassInfo* info) override {
-        return index == 1 ? tresult{kResultFalse} : Vst3Factory::getClassInfo(index, info);
+        if (index == unknownIndex)
+            return kResultFalse;
+        const tresult known = Vst3Factory::getClassInfo(index, info);
+        return index == audioIndex ? tresult{kResultFalse} : known;
     }
+    tresult PLUGIN_API getClassInfo2(Steinberg::int32 index, Steinberg::PClassInfo2* info) override {
+        Vst3Factory::getClassInfo2(index, info);
+        return kResultFalse;
+    }
+
+private:
+    static constexpr int32_t unknownIndex = 1;
+    static constexpr int32_t audioIndex = 5;
 };
 
 } // namespace

@@ -35,6 +35,7 @@ void ModuleRecord::reset() {
     answers.clear();
     onCall = nullptr;
     onProcess = nullptr;
+    factoryMakesObjects = true;
     parameterIds.clear();
     parameterQuestions = 0;
     componentContext = nullptr;

@@ -37,6 +37,8 @@ public:
     std::function<void(const std::string& call)> onCall;
     /// Renders a block.
     std::function<void(Vst::ProcessData& data)> onProcess;
+    /// Off for a factory that makes nothing and calls that a success.
+    bool factoryMakesObjects = true;
     /// The ids of the controller's parameters, if there are any here.
     std::vector<Vst::ParamID> parameterIds;
 

@@ -143,6 +143,9 @@ tresult RecordingFactory::createInstance(FIDString classId, FIDString identifier
     }
     const tresult answer =
         moduleRecord()->answerTo("factory createInstance " + name + ", " + interfaceName(identifier));
+    *result = nullptr;
+    if (!moduleRecord()->factoryMakesObjects)
+        return answer;
     const tresult made = Vst3Factory::createInstance(classId, identifier, result);
     return answer == kResultOk ? made : answer;
 }

@@ -11,7 +11,8 @@
 /// The name of a published interface, or else its identifier's digits.
 std::string interfaceName(const char* identifier);
 
-/// What both halves of a plug-in record. An interface that is told to be refused isn't there.
+/// What both halves of a plug-in record. An interface that is told to be answered by `kNoInterface` isn't
+/// there; with any other failure it is given all the same, as careless plug-ins do.
 template <class Base>
 class RecordingHalf : public Base {
 public:
@@ -22,10 +23,11 @@ public:
 
     tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override {
         const tresult answer = answerTo("queryInterface " + interfaceName(identifier));
-        if (answer == kResultOk)
-            return Base::queryInterface(identifier, result);
         *result = nullptr;
-        return answer;
+        if (answer == kNoInterface)
+            return answer;
+        const tresult known = Base::queryInterface(identifier, result);
+        return answer == kResultOk ? known : answer;
     }
     tresult PLUGIN_API initialize(FUnknown* context) override {
         keepContext(context);
