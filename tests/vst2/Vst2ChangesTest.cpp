@@ -1,6 +1,7 @@
 // If these fail, what a user does in a plug-in's editor doesn't reach the application, or what the
 // application does fights with the user's hand.
 
+#include "support/StopHost.h"
 #include "vst2/Vst2Fixture.h"
 
 #include <thread>
@@ -35,15 +36,6 @@ protected:
 };
 
 using Indices = std::vector<int32_t>;
-
-class StopHost : public PluginHostAction {
-public:
-    explicit StopHost(PluginHost& host) : host(host) {}
-    void run() override { host.stopRequested = true; }
-
-private:
-    PluginHost& host;
-};
 
 } // namespace
 

@@ -65,7 +65,8 @@ protected:
 } // namespace
 
 TEST_F(Vst2Concurrency, APluginReportsFromItsOwnThreadWhileItPlaysAndIsPolled) {
-    std::thread worker([&] {
+    std::vector<std::thread> threads;
+    threads.emplace_back([&] {
         for (int32_t i = 0; i < rounds; ++i) {
             *context->parameterChangeCount = 0;
             *context->inputEventCount = 0;
@@ -74,7 +75,7 @@ TEST_F(Vst2Concurrency, APluginReportsFromItsOwnThreadWhileItPlaysAndIsPolled) {
             instance->process(blockSize, false, i % 2 == 0);
         }
     });
-    std::thread pluginThread([&] {
+    threads.emplace_back([&] {
         for (int32_t i = 0; i < rounds; ++i) {
             ask(audioMasterBeginEdit, 3);
             ask(audioMasterAutomate, 3, 0, nullptr, 0.25F);
@@ -86,13 +87,7 @@ TEST_F(Vst2Concurrency, APluginReportsFromItsOwnThreadWhileItPlaysAndIsPolled) {
                 ask(audioMasterUpdateDisplay);
         }
     });
-    std::thread last([&] {
-        worker.join();
-        pluginThread.join();
-        host->post(new StopHost(*host));
-    });
-    host->run();
-    last.join();
+    runBeside(*host, threads);
     instance->idle();
     EXPECT_EQ(blocks, rounds);
     EXPECT_GT(idles, 0);

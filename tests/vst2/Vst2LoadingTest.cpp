@@ -1,6 +1,7 @@
 // If these fail, plug-in files that users have don't load, the wrong plug-in of a shell plays, or a failure
 // is told in words that the application doesn't know.
 
+#include "core/FailureText.h"
 #include "vst2/Vst2Fixture.h"
 #include "vst2/Vst2PluginApi.h"
 
@@ -29,12 +30,7 @@ protected:
 
     template <class Failure = PluginException, class Action>
     std::string failureOf(const Action& action) {
-        try {
-            action();
-        } catch (const Failure& failure) {
-            return failure.getMessage().toStdString();
-        }
-        return "no failure";
+        return base::core::failureText<Failure>(action);
     }
 
     // A number that the file of "counts-entry-calls" keeps.

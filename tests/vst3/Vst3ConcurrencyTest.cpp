@@ -93,13 +93,7 @@ protected:
                 for (int32_t round = 0; round < rounds; ++round)
                     report(*player.handler, round);
             });
-        std::thread last([&] {
-            for (std::thread& thread : threads)
-                thread.join();
-            host->post(new StopHost(*host));
-        });
-        host->run();
-        last.join();
+        runBeside(*host, threads);
     }
 
     // How many notifications of a kind each instance has sent.

@@ -56,17 +56,6 @@ protected:
         return "something else";
     }
 
-    // Works off what `threads` post, until they have ended.
-    void runHostBeside(std::vector<std::thread> threads) {
-        std::thread last([&] {
-            for (std::thread& thread : threads)
-                thread.join();
-            host->post(new StopHost(*host));
-        });
-        host->run();
-        last.join();
-    }
-
     Ref<Vst3PluginInstance> instance = create("records-its-calls");
 };
 
@@ -246,7 +235,7 @@ TEST_F(Vst3Edits, EditsFromAThreadOfThePluginsAreToldInTheirOrder) {
             pluginsHandler().endEdit(gain);
         }
     });
-    runHostBeside(std::move(threads));
+    runBeside(*host, threads);
     std::vector<std::string> expected;
     for (int32_t i = 0; i < rounds; ++i)
         expected.insert(expected.end(), {"begin 0", "value 0: 0.500000", "end 0"});
@@ -262,7 +251,7 @@ TEST_F(Vst3Edits, AStormOfRestartsIsToldOneByOneAndMutesNothingForGood) {
             for (int32_t restart = 0; restart < restarts; ++restart)
                 pluginsHandler().restartComponent(restart);
         });
-    runHostBeside(std::move(threads));
+    runBeside(*host, threads);
     // What comes while a state is taken is swallowed: the state shows it.
     EXPECT_GT(handler->notifications.size(), 0U);
     EXPECT_LE(handler->notifications.size(), size_t{storms} * restarts);

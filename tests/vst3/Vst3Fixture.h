@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/FailureText.h"
 #include "host/PluginHost.h"
 #include "plugin/PluginException.h"
 #include "plugins/vst3/ModuleRecord.h"
@@ -31,15 +32,10 @@ Exported* exportedBy(const std::string& path, const char* name) {
     return module != nullptr ? reinterpret_cast<Exported*>(dlsym(module, name)) : nullptr;
 }
 
-/// The message of what `action` throws.
-template <class Failure = PluginException, class Action>
+/// The message of the `PluginException` that `action` ends with.
+template <class Action>
 std::string failureOf(const Action& action) {
-    try {
-        action();
-    } catch (const Failure& failure) {
-        return failure.getMessage().toStdString();
-    }
-    return "no failure";
+    return base::core::failureText<PluginException>(action);
 }
 
 /// A host whose main thread is the test's, and whose client hears of the instances that are announced.

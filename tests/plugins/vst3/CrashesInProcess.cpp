@@ -1,17 +1,13 @@
 // An effect that faults in its first block.
 
-#include "plugins/Vst3Factory.h"
-#include "plugins/Vst3SinglePlugin.h"
 #include "vst3/Identifiers.h"
+#include "vst3/PlainEffect.h"
 
 #include <csignal>
 
 namespace {
 
-class CrashesInProcess : public Vst3SinglePlugin {
-public:
-    CrashesInProcess() : Vst3SinglePlugin({}) {}
-
+class CrashesInProcess : public PlainEffect {
 protected:
     void render(Vst::ProcessData&) override { std::raise(SIGSEGV); }
 };

@@ -3,31 +3,18 @@
 
 #include "vst3/Identifiers.h"
 #include "vst3/RecordingPlugin.h"
+#include "vst3/TextlessNoteExpressions.h"
 
 #include <pluginterfaces/gui/iplugview.h>
 #include <pluginterfaces/gui/iplugviewcontentscalesupport.h>
-#include <pluginterfaces/vst/ivstnoteexpression.h>
 #include <pluginterfaces/vst/ivstunits.h>
 
 namespace {
 
-/// An object that is there for one interface.
-template <class Base>
-class Piece : public Base {
-public:
-    template <class... Arguments>
-    explicit Piece(std::string name, Arguments&&... arguments)
-        : Base(std::forward<Arguments>(arguments)...), name(std::move(name)) {}
-    ~Piece() override { moduleRecord()->add(name + " gone"); }
-
-private:
-    const std::string name;
-};
-
 /// Yields the one reference to a new object.
 template <class Interface, class Object, class... Arguments>
 tresult yieldNew(void** result, Arguments&&... arguments) {
-    *result = static_cast<Interface*>(new Piece<Object>(std::forward<Arguments>(arguments)...));
+    *result = static_cast<Interface*>(new RecordingEnd<Object>(std::forward<Arguments>(arguments)...));
     return kResultOk;
 }
 
@@ -64,23 +51,13 @@ public:
     }
 };
 
-class NoteExpressions : public Vst3Offering<Vst3Counted, Vst::INoteExpressionController> {
+class NoteExpressions : public TextlessNoteExpressions<Vst3Counted> {
 public:
     Steinberg::int32 PLUGIN_API getNoteExpressionCount(Steinberg::int32, Steinberg::int16) override {
         return 0;
     }
     tresult PLUGIN_API getNoteExpressionInfo(Steinberg::int32, Steinberg::int16, Steinberg::int32,
                                              Vst::NoteExpressionTypeInfo&) override {
-        return kResultFalse;
-    }
-    tresult PLUGIN_API getNoteExpressionStringByValue(Steinberg::int32, Steinberg::int16,
-                                                      Vst::NoteExpressionTypeID, Vst::NoteExpressionValue,
-                                                      Vst::String128) override {
-        return kResultFalse;
-    }
-    tresult PLUGIN_API getNoteExpressionValueByString(Steinberg::int32, Steinberg::int16,
-                                                      Vst::NoteExpressionTypeID, const Vst::TChar*,
-                                                      Vst::NoteExpressionValue&) override {
         return kResultFalse;
     }
 };
@@ -115,9 +92,9 @@ public:
     tresult PLUGIN_API checkSizeConstraint(Steinberg::ViewRect*) override { return kResultFalse; }
 };
 
-class Component : public Piece<Vst3Component> {
+class Component : public RecordingEnd<Vst3Component> {
 public:
-    Component() : Piece("component", Vst3ComponentTraits{.controllerClass = controllerClass}) {}
+    Component() : RecordingEnd("component", Vst3ComponentTraits{.controllerClass = controllerClass}) {}
 
     tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override {
         if (isAskedFor(identifier, Vst::IAudioProcessor::iid))
@@ -128,13 +105,13 @@ public:
             return yieldNew<Vst::IProgramListData, ProgramListData>(result, "program list data");
         if (isAskedFor(identifier, Vst::IConnectionPoint::iid))
             return yieldNew<Vst::IConnectionPoint, Vst3Controller>(result, "component's connection");
-        return Piece::queryInterface(identifier, result);
+        return RecordingEnd::queryInterface(identifier, result);
     }
 };
 
-class Controller : public Piece<Vst3Controller> {
+class Controller : public RecordingEnd<Vst3Controller> {
 public:
-    Controller() : Piece("controller") {}
+    Controller() : RecordingEnd("controller") {}
 
     tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override {
         if (isAskedFor(identifier, Vst::IEditController2::iid))
@@ -145,9 +122,9 @@ public:
             return yieldNew<Vst::INoteExpressionController, NoteExpressions>(result, "note expressions");
         if (isAskedFor(identifier, Vst::IConnectionPoint::iid))
             return yieldNew<Vst::IConnectionPoint, Vst3Controller>(result, "controller's connection");
-        return Piece::queryInterface(identifier, result);
+        return RecordingEnd::queryInterface(identifier, result);
     }
-    Steinberg::IPlugView* PLUGIN_API createView(FIDString) override { return new Piece<View>("view"); }
+    Steinberg::IPlugView* PLUGIN_API createView(FIDString) override { return new RecordingEnd<View>("view"); }
 };
 
 } // namespace

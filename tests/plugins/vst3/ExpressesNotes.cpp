@@ -3,16 +3,17 @@
 
 #include "plugins/Vst3Factory.h"
 #include "plugins/Vst3SinglePlugin.h"
-
-#include <pluginterfaces/vst/ivstnoteexpression.h>
+#include "vst3/TextlessNoteExpressions.h"
 
 namespace {
 
 /// On the first bus and channel, an expression that nobody asks for and then `type`.
 template <Vst::NoteExpressionTypeID type, tresult answer = kResultOk>
-class Instrument : public Vst3Offering<Vst3SinglePlugin, Vst::INoteExpressionController> {
+class Instrument : public TextlessNoteExpressions<Vst3SinglePlugin> {
 public:
-    Instrument() : Vst3Offering({.buses = {Vst3Bus::eventInput(), Vst3Bus::audioOutput()}}) {}
+    Instrument()
+        : TextlessNoteExpressions<Vst3SinglePlugin>(
+              {.buses = {Vst3Bus::eventInput(), Vst3Bus::audioOutput()}}) {}
 
     Steinberg::int32 PLUGIN_API getNoteExpressionCount(Steinberg::int32 bus,
                                                        Steinberg::int16 channel) override {
@@ -22,16 +23,6 @@ public:
                                              Vst::NoteExpressionTypeInfo& info) override {
         info.typeId = index == 1 ? type : Vst::NoteExpressionTypeID{Vst::kCustomStart};
         return index == 1 ? answer : tresult{kResultOk};
-    }
-    tresult PLUGIN_API getNoteExpressionStringByValue(Steinberg::int32, Steinberg::int16,
-                                                      Vst::NoteExpressionTypeID, Vst::NoteExpressionValue,
-                                                      Vst::String128) override {
-        return kNotImplemented;
-    }
-    tresult PLUGIN_API getNoteExpressionValueByString(Steinberg::int32, Steinberg::int16,
-                                                      Vst::NoteExpressionTypeID, const Vst::TChar*,
-                                                      Vst::NoteExpressionValue&) override {
-        return kNotImplemented;
     }
 };
 

@@ -1,14 +1,8 @@
 // A module whose factory finds another class with each one that it is asked for, up to four.
 
-#include "plugins/Vst3Factory.h"
-#include "plugins/Vst3SinglePlugin.h"
+#include "vst3/PlainEffect.h"
 
 namespace {
-
-class Plugin : public Vst3SinglePlugin {
-public:
-    Plugin() : Vst3SinglePlugin({}) {}
-};
 
 class Factory : public Vst3Factory {
 public:
@@ -28,7 +22,8 @@ private:
 } // namespace
 
 Steinberg::IPluginFactory* PLUGIN_API GetPluginFactory() {
-    return new Factory(
-        {vst3Class<Plugin>(FUID(0, 0, 0, 1), "One"), vst3Class<Plugin>(FUID(0, 0, 0, 2), "Two"),
-         vst3Class<Plugin>(FUID(0, 0, 0, 3), "Three"), vst3Class<Plugin>(FUID(0, 0, 0, 4), "Four")});
+    return new Factory({vst3Class<PlainEffect>(FUID(0, 0, 0, 1), "One"),
+                        vst3Class<PlainEffect>(FUID(0, 0, 0, 2), "Two"),
+                        vst3Class<PlainEffect>(FUID(0, 0, 0, 3), "Three"),
+                        vst3Class<PlainEffect>(FUID(0, 0, 0, 4), "Four")});
 }

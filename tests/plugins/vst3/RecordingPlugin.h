@@ -11,15 +11,26 @@
 /// The name of a published interface, or else its identifier's digits.
 std::string interfaceName(const char* identifier);
 
+/// An object that records its end under its name.
+template <class Base>
+class RecordingEnd : public Base {
+public:
+    template <class... Arguments>
+    explicit RecordingEnd(std::string name, Arguments&&... arguments)
+        : Base(std::forward<Arguments>(arguments)...), name(std::move(name)) {}
+    ~RecordingEnd() override { record.add(name + " gone"); }
+
+protected:
+    ModuleRecord& record = *moduleRecord();
+    const std::string name;
+};
+
 /// What both halves of a plug-in record. An interface that is told to be answered by `kNoInterface` isn't
 /// there; with any other failure it is given all the same, as careless plug-ins do.
 template <class Base>
-class RecordingHalf : public Base {
+class RecordingHalf : public RecordingEnd<Base> {
 public:
-    template <class... Arguments>
-    explicit RecordingHalf(std::string name, Arguments&&... arguments)
-        : Base(std::forward<Arguments>(arguments)...), name(std::move(name)) {}
-    ~RecordingHalf() override { record.add(name + " gone"); }
+    using RecordingEnd<Base>::RecordingEnd;
 
     tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override {
         const tresult answer = answerTo("queryInterface " + interfaceName(identifier));
@@ -48,14 +59,10 @@ public:
     }
 
 protected:
-    tresult answerTo(const std::string& call) const { return record.answerTo(name + " " + call); }
-
-    ModuleRecord& record = *moduleRecord();
+    tresult answerTo(const std::string& call) const { return this->record.answerTo(this->name + " " + call); }
 
 private:
-    virtual void keepContext(FUnknown* context) { record.controllerContext = context; }
-
-    const std::string name;
+    virtual void keepContext(FUnknown* context) { this->record.controllerContext = context; }
 };
 
 /// A component that records what sets it up, lets it run and takes it down, and answers as it is told;

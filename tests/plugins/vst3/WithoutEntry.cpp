@@ -1,18 +1,8 @@
 // A module without an entry.
 
-#include "plugins/Vst3Factory.h"
-#include "plugins/Vst3SinglePlugin.h"
 #include "vst3/Identifiers.h"
-
-namespace {
-
-class WithoutEntry : public Vst3SinglePlugin {
-public:
-    WithoutEntry() : Vst3SinglePlugin({}) {}
-};
-
-} // namespace
+#include "vst3/PlainEffect.h"
 
 Steinberg::IPluginFactory* PLUGIN_API GetPluginFactory() {
-    return new Vst3Factory({vst3Class<WithoutEntry>(firstClass, "Without Entry")});
+    return new Vst3Factory({vst3Class<PlainEffect>(firstClass, "Without Entry")});
 }

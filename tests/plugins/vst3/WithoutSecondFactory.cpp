@@ -1,15 +1,9 @@
 // A module of the format's first days: its factory has no second interface.
 
-#include "plugins/Vst3Factory.h"
-#include "plugins/Vst3SinglePlugin.h"
 #include "vst3/Identifiers.h"
+#include "vst3/PlainEffect.h"
 
 namespace {
-
-class Plugin : public Vst3SinglePlugin {
-public:
-    Plugin() : Vst3SinglePlugin({}) {}
-};
 
 class Factory : public Vst3Factory {
 public:
@@ -28,5 +22,5 @@ public:
 } // namespace
 
 Steinberg::IPluginFactory* PLUGIN_API GetPluginFactory() {
-    return new Factory({vst3Class<Plugin>(firstClass, "Without Second Factory", "Fx|Delay")});
+    return new Factory({vst3Class<PlainEffect>(firstClass, "Without Second Factory", "Fx|Delay")});
 }
