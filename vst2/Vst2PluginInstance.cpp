@@ -278,14 +278,6 @@ void Vst2PluginInstance::idle() {
         dispatch(effEditIdle);
 }
 
-void Vst2PluginInstance::loadPreset(const String& path) {
-    throw IOException(concat("This version loads no presets: ", path));
-}
-
-void Vst2PluginInstance::savePreset(const String& path) {
-    throw IOException(concat("This version saves no presets: ", path));
-}
-
 void Vst2PluginInstance::beginParameterEdit(int32_t index) {
     PluginInstance::beginParameterEdit(index);
     if (editedParameter == noParameter)

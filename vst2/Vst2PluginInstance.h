@@ -110,6 +110,7 @@ private:
                                                   const char* direction) const;
     /// Takes on the size that the effect tells for its editor, if it tells one.
     void adoptEditorSize();
+    void loadBankOrProgram(const String& path);
     bool dispatchKey(VstInt32 opcode, uint16_t key, int32_t modifiers) const;
     void switchMains(bool on);
 

@@ -173,13 +173,6 @@ TEST_F(Vst2Lifecycle, IdleReachesAnOpenEditorAfterTheEffect) {
     EXPECT_EQ(effect.calls, (Calls{{.opcode = effEditIdle}, {.opcode = effIdle}, {.opcode = effEditIdle}}));
 }
 
-TEST_F(Vst2Lifecycle, PresetsAreRefused) {
-    initialize();
-    EXPECT_THROW(instance->loadPreset("/nowhere/preset.fxp"), IOException);
-    EXPECT_THROW(instance->savePreset("/nowhere/preset.fxp"), IOException);
-    EXPECT_EQ(effect.calls, Calls{});
-}
-
 TEST_F(Vst2Lifecycle, AnEffectInARealFileIsBroughtUpAndTakenDown) {
     Ref<PluginInstance> real = host->createPluginInstance(3, testPlugin("exports-only-main"), "", false);
     EXPECT_EQ(real->getProcessingState(), ProcessingState::initialised);

@@ -1,0 +1,294 @@
+// If these fail, a musician's sounds don't come back from a preset file, come back as others, or a file takes
+// down the host.
+
+#include "vst2/Vst2PresetTest.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <random>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+using Vst2LoadPreset = Vst2PresetTest;
+
+const std::string half = "3F 00 00 00";
+const std::string quarter = "3E 80 00 00";
+const std::string one = "3F 80 00 00";
+const std::string prefix = "Error loading vst2 bank/preset: ";
+const std::string bankInfo = "bank 01 00 00 00 74 73 65 54 07 00 00 00 ";
+
+std::string chunkProgram(const std::string& sizeAndData) {
+    return bytesOf("'CcnK' 00 00 00 00 'FPCh' 00 00 00 01 'Test' 00 00 00 07 00 00 00 02") +
+           std::string(28, '\0') + bytesOf(sizeAndData);
+}
+
+// Each 32-bit field reversed, as some writers left them; texts and reserved bytes as they are.
+std::string littleEndianBank() {
+    return bytesOf("'CcnK' 00 00 00 00 'FxBk' 02 00 00 00 'tseT' 07 00 00 00 01 00 00 00 00 00 00 00") +
+           std::string(124, '\0') +
+           bytesOf("'KncC' 38 00 00 00 'kCxF' 01 00 00 00 'tseT' 07 00 00 00 02 00 00 00 'Small'") +
+           std::string(23, '\0') + bytesOf("00 00 00 3F 00 00 80 3E");
+}
+
+} // namespace
+
+TEST_F(Vst2LoadPreset, AProgramOfValuesSetsTheParametersAndNotTheName) {
+    load("sound.fxp", program("Bright", half + quarter));
+    EXPECT_THAT(lines, ElementsAre("begin", "parameter 0 0.500", "parameter 1 0.250", "end"));
+}
+
+TEST_F(Vst2LoadPreset, AProgramOfMoreValuesThanTheEffectHasAppliesThoseThatItHas) {
+    load("sound.fxp", program("Bright", half + quarter + one, 3));
+    EXPECT_THAT(lines, ElementsAre("begin", "parameter 0 0.500", "parameter 1 0.250", "end"));
+}
+
+TEST_F(Vst2LoadPreset, AProgramAsAChunkIsHandedOverAsAProgram) {
+    useChunks();
+    load("sound.fxp", chunkProgram("00 00 00 03 'abc'"));
+    EXPECT_THAT(lines, ElementsAre("begin", "chunk 1: " + golden("'abc'"), "end"));
+}
+
+TEST_F(Vst2LoadPreset, ABankOfProgramsSetsEachOfThemAndThenTheCurrentOne) {
+    load("sounds.fxb", bankHead("FxBk", 3) + program("One", half + quarter) + program("Two", one + half) +
+                           program("Three", quarter + quarter));
+    EXPECT_THAT(lines, ElementsAre("begin", bankInfo + "03 00 00 00 ", "begin", "program 0", "name One",
+                                   "parameter 0 0.500", "parameter 1 0.250", "program 1", "name Two",
+                                   "parameter 0 1.000", "parameter 1 0.500", "program 2", "name Three",
+                                   "parameter 0 0.250", "parameter 1 0.250", "program 1", "end"));
+}
+
+TEST_F(Vst2LoadPreset, ABankOfVersionOneHasNoCurrentProgram) {
+    load("sounds.fxb", bankHead("FxBk", 1, "01") + program("One", half + quarter));
+    EXPECT_THAT(lines, ElementsAre("begin", bankInfo + "01 00 00 00 ", "begin", "program 0", "name One",
+                                   "parameter 0 0.500", "parameter 1 0.250", "end"));
+}
+
+TEST_F(Vst2LoadPreset, ABankOfFiveProgramsSetsTheThreeOfTheEffectAndLeavesTheRestUnread) {
+    std::string bank = bankHead("FxBk", 5);
+    for (const char* name : {"One", "Two", "Three"})
+        bank += program(name, half + quarter);
+    load("sounds.fxb", bank + "not a program");
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "parameter 0 0.500"), 3);
+    EXPECT_EQ(lines.back(), "end");
+}
+
+TEST_F(Vst2LoadPreset, ExtraParametersOfABanksProgramAreReadAndDropped) {
+    load("sounds.fxb",
+         bankHead("FxBk", 2) + program("One", half + quarter + one, 3) + program("Two", quarter + quarter));
+    EXPECT_THAT(lines, testing::Contains("name Two"));
+    EXPECT_THAT(lines, testing::Not(testing::Contains("parameter 2 1.000")));
+}
+
+TEST_F(Vst2LoadPreset, ABankAsAChunkIsHandedOverAsABankAndThenTheCurrentProgramIsSet) {
+    useChunks();
+    load("sounds.fxb", bankHead("FBCh", 3) + bytesOf("00 00 00 02 'xy'"));
+    EXPECT_THAT(lines, ElementsAre("begin", bankInfo + "03 00 00 00 ", "chunk 0: " + golden("'xy'"),
+                                   "program 1", "end"));
+}
+
+TEST_F(Vst2LoadPreset, AnEmptyChunkOfABankIsNotHandedOver) {
+    useChunks();
+    load("sounds.fxb", bankHead("FBCh", 3, "01") + bytesOf("00 00 00 00"));
+    EXPECT_THAT(lines, ElementsAre("begin", bankInfo + "03 00 00 00 ", "end"));
+}
+
+TEST_F(Vst2LoadPreset, AFileThatHoldsABankLoadsAsABankWhateverItsEnding) {
+    useChunks();
+    load("sound.fxp", bankHead("FBCh", 3) + bytesOf("00 00 00 01 'z'"));
+    EXPECT_THAT(lines, testing::Contains("chunk 0: " + golden("'z'")));
+}
+
+TEST_F(Vst2LoadPreset, ALittleEndianBankIsTold) {
+    load("old.fxb", littleEndianBank());
+    EXPECT_THAT(lines, ElementsAre("begin", bankInfo + "01 00 00 00 ", "begin", "program 0", "name Small",
+                                   "parameter 0 0.500", "parameter 1 0.250", "program 0", "end"));
+}
+
+TEST_F(Vst2LoadPreset, ANameOfTwentyEightBytesHasNoTerminatorOfItsOwn) {
+    load("sounds.fxb", bankHead("FxBk", 1) + program("ABCDEFGHIJKLMNOPQRSTUVWXYZ12", half + half));
+    EXPECT_THAT(lines, testing::Contains("name ABCDEFGHIJKLMNOPQRSTUVWXYZ12"));
+}
+
+TEST_F(Vst2LoadPreset, TheTwoIdsOfOnePluginCountAsTheSame) {
+    effect.effect.uniqueID = 0x70727355;
+    std::string file = program("Bright", half + quarter);
+    file.replace(16, 4, bytesOf("75 68 50 57"));
+    load("sound.fxp", file);
+    EXPECT_THAT(lines, testing::Contains("parameter 0 0.500"));
+    effect.effect.uniqueID = 0x75685057;
+    file.replace(16, 4, bytesOf("70 72 73 55"));
+    EXPECT_EQ(failureOf("other.fxp", file), "none");
+}
+
+TEST_F(Vst2LoadPreset, ATextGoesToThePluginUnchangedWithoutALineOfItsScale) {
+    load("sound.h2p", "#AM=1\nCutoff=2\nScale=3\n");
+    EXPECT_THAT(lines, ElementsAre("chunk 1: " + hexOf("#AM=1\nCutoff=2\nScale=3\n")));
+}
+
+TEST_F(Vst2LoadPreset, TheLineOfATextsScaleIsBlanked) {
+    load("sound.h2p", "#AM=1\nGScale=150\nCutoff=2\n");
+    EXPECT_THAT(lines, ElementsAre("chunk 1: " + hexOf("#AM=1\n          \nCutoff=2\n")));
+}
+
+TEST_F(Vst2LoadPreset, ALineOfTheScaleAtTheEndIsBlankedToTheEnd) {
+    load("sound.h2p", "#AM=1\nGScale=150");
+    EXPECT_THAT(lines, ElementsAre("chunk 1: " + hexOf("#AM=1\n          ")));
+}
+
+TEST_F(Vst2LoadPreset, ATextHasAZeroBehindItsEnd) {
+    effect.answer(effSetChunk, [this](const DispatcherCall& call, void* ptr) -> VstIntPtr {
+        lines.push_back(std::to_string(static_cast<const char*>(ptr)[call.value]));
+        return 1;
+    });
+    load("sound.h2p", "text");
+    EXPECT_THAT(lines, ElementsAre("0"));
+}
+
+TEST_F(Vst2LoadPreset, TheChunkOfARiffFileIsHandedOverAsWhatItSaysItIs) {
+    const std::string head = bytesOf("'RIFF' 2C 00 00 00 'NIKS' 'NISI' 03 00 00 00 'abc' 00");
+    load("sound.nksf", head + bytesOf("'PCHK' 07 00 00 00 01 00 00 00 'xyz' 00"));
+    load("bank.nksf", head + bytesOf("'PCHK' 06 00 00 00 00 00 00 00 'xy'"));
+    // An odd chunk has its pad byte with it.
+    EXPECT_THAT(lines, ElementsAre("chunk 1: " + golden("'xyz' 00"), "chunk 0: " + golden("'xy'")));
+}
+
+TEST_F(Vst2LoadPreset, AChunkOfARiffFileThatIsFourBytesLongIsAnEmptyOne) {
+    load("sound.nksf", bytesOf("'RIFF' 10 00 00 00 'NIKS' 'PCHK' 04 00 00 00 01 00 00 00"));
+    EXPECT_THAT(lines, ElementsAre("chunk 1: "));
+}
+
+TEST_F(Vst2LoadPreset, AFileWithAnyOtherEndingIsHandedOverWholeAsAProgram) {
+    for (const char* name : {"sound.FXP", "sound.bin", "sound"}) {
+        lines.clear();
+        load(name, "CcnK anything");
+        EXPECT_THAT(lines, ElementsAre("chunk 1: " + hexOf("CcnK anything"))) << name;
+    }
+}
+
+TEST_F(Vst2LoadPreset, AnEmptyFileIsAnEmptyChunk) {
+    effect.answer(effSetChunk, [this](const DispatcherCall& call, void* ptr) -> VstIntPtr {
+        lines.push_back(std::to_string(call.value) + (ptr != nullptr ? " bytes" : " bytes of nowhere"));
+        return 1;
+    });
+    load("sound.bin", "");
+    EXPECT_THAT(lines, ElementsAre("0 bytes"));
+}
+
+TEST_F(Vst2LoadPreset, TheClientHearsOfALoadOnce) {
+    announce();
+    load("sound.fxp", program("Bright", half + quarter));
+    EXPECT_EQ(handler->notifications.size(), 1u);
+}
+
+TEST_F(Vst2LoadPreset, APluginThatReportsTheLoadItselfIsHeardAndNotRepeated) {
+    announce();
+    effect.answer(effSetChunk, [this](const DispatcherCall&, void*) {
+        ask(audioMasterUpdateDisplay);
+        return VstIntPtr{1};
+    });
+    load("sound.bin", "anything");
+    EXPECT_EQ(handler->notifications.size(), 1u);
+}
+
+TEST_F(Vst2LoadPreset, WhatThePluginReportsWhileABankIsReadIsSwallowed) {
+    announce();
+    effect.onSetParameter = [this](VstInt32 index, float value) {
+        EXPECT_TRUE(instance->notificationsMuted);
+        ask(audioMasterAutomate, index, 0, nullptr, value);
+    };
+    load("sound.fxp", program("Bright", half + quarter));
+    EXPECT_FALSE(instance->notificationsMuted);
+    EXPECT_EQ(handler->notifications.size(), 1u) << "the load itself";
+}
+
+TEST_F(Vst2LoadPreset, AFailureLetsNotificationsOutAgainAndIsNoLoad) {
+    announce();
+    EXPECT_NE(failureOf("sound.fxp", "none"), "none");
+    EXPECT_FALSE(instance->notificationsMuted);
+    EXPECT_THAT(handler->notifications, IsEmpty());
+}
+
+TEST_F(Vst2LoadPreset, FailuresOfAProgramOrABankHaveTheseWords) {
+    EXPECT_EQ(failureOf("a.fxp", bytesOf("'CcnJ' 00 00 00 00")), prefix + "Invalid format id: 1130589770");
+    EXPECT_EQ(failureOf("a.fxp", chunkProgram("00 00 00 00")), prefix + "Invalid format id: 1179665256");
+    EXPECT_EQ(failureOf("a.fxb", bankHead("FBCh", 1)), prefix + "Invalid format id: 1178747752");
+    std::string other = program("Bright", half + quarter);
+    other[16] = 'O';
+    EXPECT_EQ(failureOf("a.fxp", other), prefix + "Incorrect device id in program");
+    std::string otherBank = bankHead("FxBk", 1);
+    otherBank[16] = 'O';
+    EXPECT_EQ(failureOf("a.fxb", otherBank), prefix + "Incorrect unique id");
+    EXPECT_EQ(failureOf("a.fxb", bankHead("FxBk", 2) + program("One", half + quarter) + "CcnKxxxxFPCh"),
+              prefix + "Incorrect program format id for progam 1");
+    EXPECT_EQ(failureOf("a.fxb", bankHead("FxBk", 1) + other), prefix + "Incorrect unique id for program 0");
+    EXPECT_EQ(failureOf("a.fxb", bankHead("FxBk", 1)), prefix + "End of stream");
+    EXPECT_EQ(failureOf("a.fxb", ""), prefix + "End of stream");
+    bankAnswer = -1;
+    EXPECT_EQ(failureOf("a.fxb", bankHead("FxBk", 1)), prefix + "Vst-plugin refused to load bank");
+}
+
+TEST_F(Vst2LoadPreset, FailuresOfChunksHaveTheseWords) {
+    useChunks();
+    EXPECT_EQ(failureOf("a.fxp", program("Bright", half)), prefix + "Invalid format id: 1182286699");
+    EXPECT_EQ(failureOf("a.fxb", bankHead("FxBk", 1)), prefix + "Invalid format id: 1182286443");
+    EXPECT_EQ(failureOf("a.fxb", bankHead("FBCh", 1) + bytesOf("FF FF FF FF")),
+              prefix + "Data size is negative");
+    EXPECT_EQ(failureOf("a.fxb", bankHead("FBCh", 1) + bytesOf("7F FF FF FF 'abc'")),
+              prefix + "End of stream");
+    EXPECT_EQ(failureOf("a.fxp", chunkProgram("00 00 00 04 'abc'")), prefix + "End of stream");
+    EXPECT_THAT(lines, testing::Not(testing::Contains(testing::StartsWith("chunk"))));
+}
+
+TEST_F(Vst2LoadPreset, FailuresOfARiffFileHaveTheseWordsAlone) {
+    const std::string missing = "No plugin data chunk found in NKSF file";
+    EXPECT_EQ(failureOf("a.nksf", ""), missing);
+    EXPECT_EQ(failureOf("a.nksf", bytesOf("'RIFF' 04 00 00 00 'NIKS'")), missing);
+    EXPECT_EQ(failureOf("a.nksf", bytesOf("'RIFF' 04 00 00 00 'NIKS' 'NISI' 02 00 00 00 'ab'")), missing);
+    EXPECT_EQ(failureOf("a.nksf", bytesOf("'RIFF' 04 00 00 00 'NIKS' 'NISI' FF FF FF 7F 'ab'")), missing);
+    EXPECT_EQ(failureOf("a.nksf", bytesOf("'RIFF' 04 00 00 00 'NIKS' 'PCHK' 02 00 00 00 'ab'")),
+              "PCHK chunk must be at least 4 bytes long");
+    EXPECT_EQ(failureOf("a.nksf", bytesOf("'RIFF' 04 00 00 00 'NIKS' 'PCHK' 04 00 00 00 02 00 00 00")),
+              "Expected 0 or 1 for if bank or preset");
+    EXPECT_EQ(failureOf("a.nksf", bytesOf("'RIFF' 04 00 00 00 'NIKS' 'PCHK' 08 00 00 00 01 00 00 00 'ab'")),
+              "End of stream");
+    EXPECT_THAT(lines, IsEmpty());
+}
+
+TEST_F(Vst2LoadPreset, AFileThatIsNotThereFailsInTheSystemsWords) {
+    const std::string bank = messageOf([&] { instance->loadPreset(folder.file("none.fxb").c_str()); });
+    EXPECT_THAT(bank, testing::StartsWith(prefix));
+    EXPECT_THAT(bank, testing::HasSubstr("No such file or directory"));
+    const std::string text = messageOf([&] { instance->loadPreset(folder.file("none.h2p").c_str()); });
+    EXPECT_THAT(text, testing::Not(testing::StartsWith(prefix)));
+    EXPECT_THAT(text, testing::HasSubstr("No such file or directory"));
+}
+
+TEST_F(Vst2LoadPreset, FilesThatHaveBeenCutOrGarbledEndNormally) {
+    std::mt19937 random(20); // the same garbling each time
+    useChunks();
+    const std::string chunkBank = bankHead("FBCh", 3) + bytesOf("00 00 00 02 'xy'");
+    const std::string riff = bytesOf("'RIFF' 1C 00 00 00 'NIKS' 'PCHK' 06 00 00 00 00 00 00 00 'xy'");
+    const std::string bank =
+        bankHead("FxBk", 2) + program("One", half + quarter) + program("Two", half + half);
+    int garbled = 0;
+    for (const auto& [name, file] : {std::pair<std::string, std::string>{"a.fxb", chunkBank},
+                                     {"a.nksf", riff},
+                                     {"b.fxb", bank},
+                                     {"c.fxb", littleEndianBank()}}) {
+        if (name == "b.fxb")
+            effect.effect.flags &= ~effFlagsProgramChunks;
+        for (int i = 0; i < 150; ++i, ++garbled) {
+            std::string bytes = file;
+            for (int changes = 0; changes < 3; ++changes)
+                bytes[random() % bytes.size()] = static_cast<char>(random());
+            bytes.resize(random() % (bytes.size() + 1));
+            failureOf(name, bytes);
+            EXPECT_FALSE(instance->notificationsMuted);
+        }
+    }
+    EXPECT_EQ(garbled, 600);
+}

@@ -1,0 +1,102 @@
+#pragma once
+
+#include "support/TemporaryFolder.h"
+#include "tests/plugin/WireBytes.h"
+#include "vst2/Vst2Fixture.h"
+
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+/// An effect with the id 'Test', of three programs and two parameters unless a test says otherwise, and what
+/// it was told by a preset, a line each.
+class Vst2PresetTest : public Vst2Test {
+protected:
+    Vst2PresetTest() {
+        effect.effect.uniqueID = 0x54657374;
+        effect.effect.version = 7;
+        effect.effect.numPrograms = 3;
+        effect.effect.numParams = 2;
+        effect.onSetParameter = [this](VstInt32 index, float value) {
+            char text[64];
+            std::snprintf(text, sizeof text, "parameter %d %.3f", index, static_cast<double>(value));
+            lines.emplace_back(text);
+        };
+        note(effBeginSetProgram, "begin");
+        note(effEndSetProgram, "end");
+        effect.answer(effSetProgram, [this](const DispatcherCall& call, void*) -> VstIntPtr {
+            lines.push_back("program " + std::to_string(call.value));
+            return 0;
+        });
+        effect.answer(effSetProgramName, [this](const DispatcherCall&, void* ptr) -> VstIntPtr {
+            lines.push_back(std::string("name ") + static_cast<const char*>(ptr));
+            return 0;
+        });
+        effect.answer(effSetChunk, [this](const DispatcherCall& call, void* ptr) -> VstIntPtr {
+            lines.push_back("chunk " + std::to_string(call.index) + ": " +
+                            hexOf(ptr, static_cast<size_t>(call.value)));
+            return 1;
+        });
+        effect.answer(effBeginLoadBank, [this](const DispatcherCall&, void* ptr) -> VstIntPtr {
+            lines.push_back("bank " + hexOf(ptr, sizeof(VstPatchChunkInfo)).substr(0, 48));
+            return bankAnswer;
+        });
+        initialize();
+    }
+
+    /// An effect that keeps its programs as chunks.
+    void useChunks() { effect.effect.flags |= effFlagsProgramChunks; }
+
+    std::string write(const std::string& name, const std::string& bytes) {
+        const std::string path = folder.file(name);
+        TemporaryFolder::write(path, bytes);
+        return path;
+    }
+
+    void load(const std::string& name, const std::string& bytes) {
+        instance->loadPreset(write(name, bytes).c_str());
+    }
+
+    /// The message of the `IOException` that loading gives, or "none".
+    std::string failureOf(const std::string& name, const std::string& bytes) {
+        return messageOf([&] { load(name, bytes); });
+    }
+
+    static std::string messageOf(const std::function<void()>& body) {
+        try {
+            body();
+        } catch (const IOException& exception) {
+            return exception.getMessage().toStdString();
+        }
+        return "none";
+    }
+
+    /// Two programs of a bank, big-endian, with the file's id.
+    static std::string program(const std::string& name, const std::string& values, char count = 2) {
+        std::string padded = name;
+        padded.resize(28, '\0');
+        return bytesOf("'CcnK' 00 00 00 38 'FxCk' 00 00 00 01 'Test' 00 00 00 07 00 00 00") + count + padded +
+               bytesOf(values);
+    }
+
+    static std::string bankHead(const std::string& format, char programs, const std::string& version = "02",
+                                const std::string& current = "01") {
+        return bytesOf("'CcnK' 00 00 00 98") + format + bytesOf("00 00 00 " + version) +
+               bytesOf("'Test' 00 00 00 07 00 00 00") + programs + bytesOf("00 00 00 " + current) +
+               std::string(124, '\0');
+    }
+
+    TemporaryFolder folder;
+    std::vector<std::string> lines;
+    VstIntPtr bankAnswer = 0;
+
+private:
+    void note(VstInt32 opcode, const std::string& line) {
+        effect.answer(opcode, [this, line](const DispatcherCall&, void*) -> VstIntPtr {
+            lines.push_back(line);
+            return 0;
+        });
+    }
+};

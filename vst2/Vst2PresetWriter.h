@@ -1,0 +1,32 @@
+#pragma once
+
+#include "plugin/CoreNames.h"
+#include "vst2/Vst24.h"
+
+#include <cstdint>
+
+/// Writes the state of an effect as a bank, the published ".fxb": as a chunk if the effect gives one, else
+/// as the values of all its programs, through which it walks the effect. Main thread.
+class Vst2PresetWriter : public NonCopyable {
+public:
+    explicit Vst2PresetWriter(AEffect& effect) : effect(effect) {}
+
+    /// Asks the effect for its chunk, which stays the effect's. Before anything is written.
+    void fetchChunk();
+    /// Throws `IOException`.
+    void writeBank(OutputStream& stream);
+
+private:
+    void writePrograms(OutputStream& stream, int32_t currentProgram);
+    void writeProgram(OutputStream& stream, int32_t index);
+    /// With its magic, in bytes.
+    int32_t getProgramSize() const;
+
+    VstIntPtr dispatch(VstInt32 opcode, VstInt32 index = 0, VstIntPtr value = 0, void* ptr = nullptr) {
+        return effect.dispatcher(&effect, opcode, index, value, ptr, 0.0F);
+    }
+
+    AEffect& effect;
+    void* chunk = nullptr;
+    int32_t chunkSize = 0;
+};
