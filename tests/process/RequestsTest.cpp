@@ -2,6 +2,7 @@
 // protocol's, don't come at all, or come where none is expected.
 
 #include "process/ProcessTest.h"
+#include "support/TestDirectory.h"
 
 #include <filesystem>
 #include <fstream>
@@ -185,23 +186,25 @@ TEST(HostRequests, WindowRequestsForAnInstanceWithoutAWindowOnlyPass) {
     expectAsync(client, bytes("09 00 00 00 01 03 00 00 00 02 00 00 00 02 00 00 00 00 00 00 00") + echoState);
 }
 
-TEST(HostRequests, PresetRequestsAreAnsweredWithAFailure) {
-    const std::string directory =
-        std::filesystem::temp_directory_path() / ("plugin-host-presets-" + std::to_string(getpid()));
-    std::filesystem::create_directories(directory);
-    {
-        RawClient client({.directory = directory});
-        createInstance(client, 3, echoPath);
-        client.send(bytes("05 07 00 00 00 03 00 00 00") + text("bright.fxp"));
-        EXPECT_EQ(readable(client.readAsync(5)), "07 00 00 00 00 ");
-        client.synchronise();
-        client.takeAsync();
-        client.send(bytes("06 08 00 00 00 03 00 00 00") + text("bright.fxp"));
-        EXPECT_EQ(readable(client.readAsync(5)), "08 00 00 00 00 ");
-        client.synchronise();
-    }
-    EXPECT_TRUE(std::filesystem::is_empty(directory));
-    std::filesystem::remove_all(directory);
+TEST(HostRequests, APresetIsSavedInFoldersThatAreMadeForItAndComesBack) {
+    const TestDirectory directory;
+    RawClient client({.directory = directory.path});
+    createInstance(client, 3, echoPath);
+    client.send(bytes("06 08 00 00 00 03 00 00 00") + text("sounds/bright.fxb"));
+    expectAsync(client, bytes("08 00 00 00 01"));
+    EXPECT_EQ(std::filesystem::file_size(directory / "sounds/bright.fxb"), 156u);
+    client.send(bytes("05 07 00 00 00 03 00 00 00") + text("sounds/bright.fxb"));
+    expectAsync(client, bytes("00 00 00 00 02 03 00 00 00") + echoState + bytes("07 00 00 00 01"));
+    expectNothingMore(client);
+}
+
+TEST(HostRequests, APresetThatIsNotThereIsAFailure) {
+    const TestDirectory directory;
+    RawClient client({.directory = directory.path});
+    createInstance(client, 3, echoPath);
+    client.send(bytes("05 07 00 00 00 03 00 00 00") + text("bright.fxp"));
+    EXPECT_EQ(readable(client.readAsync(5)), "07 00 00 00 00 ");
+    client.synchronise();
 }
 
 TEST(HostRequests, APresetPathUnderAFileIsAFailureWithTheSystemsWords) {
