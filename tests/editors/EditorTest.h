@@ -1,0 +1,161 @@
+#pragma once
+
+#include "core/CapturedOutput.h"
+#include "editors/WindowReader.h"
+#include "plugin/PluginHostRequests.h"
+#include "plugins/editors/EditorRecord.h"
+#include "support/LocalAudioContext.h"
+#include "tests/host/RunningHost.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// A window in the corner.
+constexpr WindowRectangle asLarge(int32_t width, int32_t height) {
+    return {0, 0, width, height};
+}
+
+/// A host at work with one instance of a plug-in that has an editor, a client that has sent its requests, and
+/// another client of the X server that looks at what they make of it.
+class EditorTest : public testing::Test {
+protected:
+    static constexpr int32_t instanceId = 3;
+
+    ~EditorTest() override {
+        if (instance)
+            request<DestroyPluginInstanceRequest>(instanceId);
+        onMainThread([this] { instance = nullptr; });
+    }
+
+    /// Creates the instance; `file` is one of the test plug-ins.
+    void load(const std::string& file, bool dpiAware = false) {
+        const std::string path = TEST_PLUGIN_DIRECTORY "/" + file;
+        void* module = dlopen(path.c_str(), RTLD_NOW);
+        ASSERT_NE(module, nullptr) << dlerror();
+        record = reinterpret_cast<EditorRecord* (*)()>(dlsym(module, "editorRecord"))();
+        record->calls.clear();
+        create(path, dpiAware);
+    }
+
+    /// Creates the instance as a client has it done, and announces it.
+    void create(const std::string& path, bool dpiAware = false) {
+        onMainThread([&] {
+            instance = host().createPluginInstance(instanceId, path.c_str(), "", dpiAware);
+            instance->activate();
+            instance->handler = &running.handler();
+        });
+    }
+
+    /// Runs something on the main thread. At the return the server has carried out what came of it.
+    void onMainThread(const std::function<void()>& body) {
+        ASSERT_TRUE(running.call([&] {
+            body();
+            xcb_connection_t* connection = host().display.connection;
+            ownReply(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
+        })) << "the main thread stands still";
+    }
+
+    /// Has the host carry out a request of its client's.
+    template <class Request, class... Arguments>
+    void request(Arguments&&... arguments) {
+        const Ref<PluginHostRequest> made(new Request(std::forward<Arguments>(arguments)...));
+        onMainThread([&] { running.test().perform(*made); });
+    }
+
+    void open(const String& title = "Title", int64_t parentWindow = 0) {
+        request<OpenGUIRequest>(instanceId, parentWindow, false, title);
+    }
+    void close() { request<CloseGUIRequest>(instanceId); }
+    void place(int32_t x, int32_t y, int32_t width, int32_t height) {
+        request<SetWindowPositionRequest>(instanceId, x, y, width, height);
+    }
+
+    /// The host's window of the editor, 0 while it is closed.
+    uint32_t window() {
+        uint32_t id = 0;
+        onMainThread([&] {
+            if (const PluginWindow* open = instance->window)
+                id = open->getWindowId();
+        });
+        return id;
+    }
+
+    /// The first window in the host's.
+    uint32_t pluginWindow() {
+        const std::vector<uint32_t> found = client.children(window());
+        return found.empty() ? 0 : found.front();
+    }
+
+    /// Waits until the host has acted on all events that came of what was done so far: events and actions
+    /// keep their order.
+    void settle() {
+        const std::string closing = "closeEditor " + std::to_string(witnessId);
+        const size_t before = running.log().count(closing);
+        client.sendMessage(host().display.controlWindow, witnessWindow, client.atom("WM_PROTOCOLS"),
+                           client.atom("WM_DELETE_WINDOW"));
+        ASSERT_TRUE(eventually([&] { return running.log().count(closing) > before; }))
+            << "the host stands still";
+    }
+
+    /// What the client has been told, as bytes, without what is about parameters.
+    std::vector<std::string> windowNotifications() {
+        constexpr std::string_view prefix = "notification: ";
+        std::vector<std::string> found;
+        for (const std::string& entry : running.log().all()) {
+            if (entry.starts_with(prefix) && (entry.substr(prefix.size(), 2) >= "04"))
+                found.push_back(entry.substr(prefix.size()));
+        }
+        return found;
+    }
+
+    size_t countCalls(const std::string& call) { return record->calls.count(call); }
+
+    /// Opens an editor whose plug-in makes no window, or too late.
+    void openInVain() {
+        const base::core::CapturedOutput errors(STDERR_FILENO);
+        open();
+        EXPECT_EQ(errors.text(), "VST plugin did not create it's window inside the plugin window\n");
+        EXPECT_EQ(window(), 0U);
+        settle();
+        EXPECT_THAT(windowNotifications(), testing::ElementsAre(closed));
+    }
+
+    /// Has the plug-in ask for another size; until the host has acted on it.
+    void requestSize(int32_t width, int32_t height) {
+        onMainThread([&] { record->requestSize(width, height); });
+        settle();
+    }
+
+    /// As an instance is at work, without its worker.
+    void startAudio() {
+        onMainThread([&] {
+            instance->setAudioContext(new LocalAudioContext(host().blockSize, 2, 2, 0, 16));
+            instance->startProcessing();
+        });
+    }
+
+    WindowRectangle windowSize() { return client.rectangle(window()); }
+    WindowRectangle pluginWindowSize() { return client.rectangle(pluginWindow()); }
+
+    PluginHost& host() { return running.host(); }
+
+    /// What the client hears when the editor's window has gone.
+    const std::string closed = golden("04 03 00 00 00");
+
+    EditorRecord* record = nullptr;
+    Ref<PluginInstance> instance;
+    RunningHost running{[](TestHost& test) {
+        // An instance that is closed to see how far the host has come.
+        test.addInstance(witnessId)->window = new FakePluginWindow(witnessWindow, test.log);
+    }};
+    WindowReader client;
+
+private:
+    static constexpr int32_t witnessId = 900;
+    static constexpr uint32_t witnessWindow = 0x7E57;
+};
