@@ -16,17 +16,29 @@ constexpr int32_t swapSidesId = 0x54725377;
 class Louder : public Vst2Effect {
 public:
     explicit Louder(audioMasterCallback host)
-        : Vst2Effect(host, {.uniqueId = louderId, .name = "Louder", .parameters = 1, .hasDials = true}) {
+        : Vst2Effect(host, {.uniqueId = louderId,
+                            .name = "Louder",
+                            .parameters = 1,
+                            .latency = LouderSound::latency,
+                            .hasDials = true}) {
         setParameter(0, 0.5F);
     }
 
 protected:
     void processReplacing(float** inputs, float** outputs, int32_t frames) override {
-        renderLouder(getParameter(0), inputs, outputs, frames);
+        sound.render(getParameter(0), inputs, outputs, frames);
+    }
+
+    void mainsChanged(bool on) override {
+        if (on)
+            sound.clear();
     }
 
     VstIntPtr getTailSize() override { return 1; }
     const char* getParameterName(int32_t) override { return "Gain"; }
+
+private:
+    LouderSound sound;
 };
 
 class UpsideDown : public Vst2Effect {

@@ -18,12 +18,23 @@ class Louder : public Vst3SinglePlugin {
 public:
     Louder() : Vst3SinglePlugin({.parameters = twinParameters(louderTexts)}) {}
 
+    tresult PLUGIN_API setProcessing(Steinberg::TBool state) override {
+        if (state)
+            sound.clear();
+        return kResultOk;
+    }
+
+    Steinberg::uint32 PLUGIN_API getLatencySamples() override { return LouderSound::latency; }
+
 protected:
     void render(Vst::ProcessData& data) override {
         if (isStereo(data.inputs, data.numInputs) && isStereo(data.outputs, data.numOutputs))
-            renderLouder(twinValue(Vst3Component::parameters, 0), data.inputs->channelBuffers32,
+            sound.render(twinValue(Vst3Component::parameters, 0), data.inputs->channelBuffers32,
                          data.outputs->channelBuffers32, data.numSamples);
     }
+
+private:
+    LouderSound sound;
 };
 
 /// An effect without parameters.

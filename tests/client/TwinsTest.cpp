@@ -199,6 +199,24 @@ TEST_P(TwinsTest, EachOfThreeSoundsTheSame) {
     EXPECT_EQ(soundingBlocks, 12);
 }
 
+// The limiter looks ahead by so many frames, and then keeps what comes out within full scale.
+TEST_P(TwinsTest, AnEffectThatComesLateSaysByHowMuchInBoth) {
+    constexpr int32_t latency = 64;
+    load("trio", "1416776815", "4578616D706C6520576F726B54724C6F");
+    EXPECT_EQ(vst2.reply->latency, latency);
+    EXPECT_EQ(vst3.reply->latency, latency);
+    change(0, 1.0F);
+    both([](PlayingInstance& twin) {
+        twin.context->inputChannel(0)[0] = 0.25F;
+        twin.context->inputChannel(0)[100] = 0.75F;
+    });
+    renderBoth();
+    const float* output = vst3.context->outputChannel(0);
+    EXPECT_EQ(output[latency - 1], 0.0F);
+    EXPECT_EQ(output[latency], 0.5F);
+    EXPECT_FLOAT_EQ(output[100 + latency], 1.0F);
+}
+
 /// A note of the VST 3 instrument moves as its expression says: what the other instance plays tells how.
 class NoteExpressionTest : public RealHost {
 protected:

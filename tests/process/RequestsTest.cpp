@@ -45,13 +45,13 @@ TEST(HostRequests, TheIdentifierChoosesAPluginOfAShell) {
     RawClient client;
     client.send(createFrame(3, 5, trioPath, "1416776815")); // the bytes 'TrLo', highest first
     expectAsync(client,
-                bytes("03 00 00 00 01 05 00 00 00 02 00 00 00 02 00 00 00 00 00 00 00 01") +
+                bytes("03 00 00 00 01 05 00 00 00 02 00 00 00 02 00 00 00 40 00 00 00 01") +
                     bytes("01 00 00 00 00 00 00 09 'Stereo In' 00 00 00 02 00 00 00 00 00 00 00 01") +
                     bytes("01 00 00 00 00 00 00 0A 'Stereo Out' 00 00 00 02 00 00 00 00 00 00 00 01") +
                     bytes("01 00 00 00") +
                     bytes("00 00 00 04 'Gain' 00 00 00 00 00 00 00 04 '0.50' 00 00 00 00 00 00 00 00") +
                     bytes("00 00 00 3F 00 00 00 00 01 00 00 00 00 00 00 00 00 00 00") +
-                    bytes("00 00 00 00 00 00 00 00 00 00 00 00"));
+                    bytes("00 00 00 00 00 40 00 00 00 00 00 00"));
     client.send(createFrame(4, 6, trioPath, upsideDownIdentifier));
     expectAsync(client,
                 bytes("04 00 00 00 01 06 00 00 00 02 00 00 00 02 00 00 00 00 00 00 00 00") +
