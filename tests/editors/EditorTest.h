@@ -102,14 +102,21 @@ protected:
             << "the host stands still";
     }
 
-    /// What the client has been told, as bytes, without what is about parameters.
-    std::vector<std::string> windowNotifications() {
+    /// What the client has been told, as bytes.
+    std::vector<std::string> notifications() {
         constexpr std::string_view prefix = "notification: ";
         std::vector<std::string> found;
         for (const std::string& entry : running.log().all()) {
-            if (entry.starts_with(prefix) && (entry.substr(prefix.size(), 2) >= "04"))
+            if (entry.starts_with(prefix))
                 found.push_back(entry.substr(prefix.size()));
         }
+        return found;
+    }
+
+    /// Those about windows alone.
+    std::vector<std::string> windowNotifications() {
+        std::vector<std::string> found = notifications();
+        std::erase_if(found, [](const std::string& bytes) { return bytes < "04"; });
         return found;
     }
 

@@ -63,11 +63,20 @@ public:
         return {reply->x, reply->y, reply->width, reply->height};
     }
 
-    bool isMapped(uint32_t window) {
-        const auto cookie = xcb_get_window_attributes(connection, window);
-        const auto reply = ownReply(xcb_get_window_attributes_reply(connection, cookie, nullptr));
-        return reply != nullptr && reply->map_state != XCB_MAP_STATE_UNMAPPED;
+    /// The rectangle on the screen, however deep the window stands.
+    WindowRectangle onScreen(uint32_t window) {
+        WindowRectangle place = rectangle(window);
+        const auto cookie = xcb_translate_coordinates(connection, window, root, 0, 0);
+        if (const auto reply = ownReply(xcb_translate_coordinates_reply(connection, cookie, nullptr))) {
+            place.x = reply->dst_x;
+            place.y = reply->dst_y;
+        }
+        return place;
     }
+
+    bool isMapped(uint32_t window) { return mapState(window) != XCB_MAP_STATE_UNMAPPED; }
+    /// Mapped, and all that it stands in too.
+    bool isViewable(uint32_t window) { return mapState(window) == XCB_MAP_STATE_VIEWABLE; }
 
     /// The lowest first.
     std::vector<uint32_t> children(uint32_t window) {
@@ -92,5 +101,12 @@ public:
                           XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
         sync();
         return window;
+    }
+
+private:
+    uint8_t mapState(uint32_t window) {
+        const auto cookie = xcb_get_window_attributes(connection, window);
+        const auto reply = ownReply(xcb_get_window_attributes_reply(connection, cookie, nullptr));
+        return reply != nullptr ? reply->map_state : uint8_t{XCB_MAP_STATE_UNMAPPED};
     }
 };

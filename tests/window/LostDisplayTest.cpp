@@ -1,91 +1,17 @@
 // An X server that goes away under a running host. If these fail, the music stops because a screen did.
 
 #include "tests/host/RunningHost.h"
+#include "tests/window/OwnXServer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
-#include <poll.h>
 #include <string>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
 
 namespace {
-
-constexpr int patience = 10000; // milliseconds
-
-// Appends what a pipe holds, after a wait for it; false if nothing comes.
-bool readInto(std::string& text, int descriptor, int milliseconds) {
-    pollfd ready{descriptor, POLLIN, 0};
-    if (poll(&ready, 1, milliseconds) != 1)
-        return false;
-    char bytes[1024];
-    const ssize_t count = read(descriptor, bytes, sizeof bytes);
-    if (count <= 0)
-        return false;
-    text.append(bytes, static_cast<size_t>(count));
-    return true;
-}
-
-/// An X server of the test's own, on which `DISPLAY` is set meanwhile.
-class OwnXServer {
-public:
-    OwnXServer() {
-        int number[2];
-        if (pipe2(number, O_CLOEXEC) != 0)
-            return;
-        child = fork();
-        if (child == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            // Not the number of a standard stream, and kept over exec.
-            dup2(number[1], 9);
-            const int nowhere = open("/dev/null", O_WRONLY);
-            dup2(nowhere, STDOUT_FILENO);
-            dup2(nowhere, STDERR_FILENO);
-            execlp("Xvfb", "Xvfb", "-displayfd", "9", "-screen", "0", "640x480x24", "-nolisten", "tcp",
-                   "-noreset", nullptr);
-            _exit(127);
-        }
-        close(number[1]);
-        std::string text;
-        while (text.find('\n') == std::string::npos && readInto(text, number[0], patience)) {
-        }
-        close(number[0]);
-        isUp = text.find('\n') != std::string::npos;
-        if (const char* display = std::getenv("DISPLAY"))
-            formerDisplay = display;
-        setenv("DISPLAY", (":" + text.substr(0, text.find('\n'))).c_str(), 1);
-    }
-    ~OwnXServer() {
-        end();
-        setenv("DISPLAY", formerDisplay.c_str(), 1);
-    }
-    OwnXServer(const OwnXServer&) = delete;
-    OwnXServer& operator=(const OwnXServer&) = delete;
-
-    /// An orderly end, after which the server's files are gone.
-    void end() {
-        if (child <= 0)
-            return;
-        kill(child, SIGTERM);
-        if (!eventually([&] { return waitpid(child, nullptr, WNOHANG) == child; })) {
-            kill(child, SIGKILL);
-            waitpid(child, nullptr, 0);
-        }
-        child = -1;
-    }
-
-    bool isUp = false;
-
-private:
-    pid_t child = -1;
-    std::string formerDisplay;
-};
 
 /// What goes to the standard error stream meanwhile.
 class ErrorStreamTap {
@@ -108,7 +34,7 @@ public:
 
     bool awaitLine(const std::string& line) {
         while (seen.find(line + "\n") == std::string::npos) {
-            if (!readInto(seen, output, patience))
+            if (!appendFrom(output, seen))
                 return false;
         }
         return true;
