@@ -4,8 +4,9 @@
 #include "RealHost.h"
 
 #include "plugin/PluginException.h"
+#include "support/FileBytes.h"
 #include "support/PresetBytes.h"
-#include "support/TemporaryFolder.h"
+#include "support/TestDirectory.h"
 
 namespace {
 
@@ -80,8 +81,8 @@ TEST_F(Vst3ModulesTest, EditsAndRestartsFromABlockReachTheClient) {
 
 TEST_F(Vst3ModulesTest, APluginThatRefusesItsStateCannotBeSavedAndStaysAsItIs) {
     load("refuses-states");
-    const TemporaryFolder folder;
-    const std::string path = folder.file("some.vstpreset");
+    const TestDirectory folder;
+    const std::string path = folder / "some.vstpreset";
     const Ref<ReplyWaiter> saved(new ReplyWaiter(*proxy));
     proxy->savePreset(reply->instanceId, path.c_str(), saved);
     try {
@@ -90,11 +91,11 @@ TEST_F(Vst3ModulesTest, APluginThatRefusesItsStateCannotBeSavedAndStaysAsItIs) {
     } catch (const PluginException& exception) {
         EXPECT_EQ(exception.getMessage().toStdString(), "Error saving VST3 preset: " + path);
     }
-    EXPECT_EQ(TemporaryFolder::read(path).size(), 48u) << "the header";
+    EXPECT_EQ(readFile(path).size(), 48u) << "the header";
 
-    TemporaryFolder::write(path, presetFile({.classText = std::string(32, '1'),
-                                             .chunks = "12345678",
-                                             .entries = {{"Comp", 48, 8}, {"Cont", 48, 8}}}));
+    writeFile(path, presetFile({.classText = std::string(32, '1'),
+                                .chunks = "12345678",
+                                .entries = {{"Comp", 48, 8}, {"Cont", 48, 8}}}));
     const Ref<ReplyWaiter> loaded(new ReplyWaiter(*proxy));
     proxy->loadPreset(reply->instanceId, path.c_str(), loaded);
     loaded->wait(patience);

@@ -4,8 +4,9 @@
 #include "RealHost.h"
 
 #include "plugin/PluginException.h"
+#include "support/FileBytes.h"
 #include "support/PresetBytes.h"
-#include "support/TemporaryFolder.h"
+#include "support/TestDirectory.h"
 
 #include <bit>
 
@@ -83,8 +84,8 @@ protected:
         return "no failure";
     }
 
-    const TemporaryFolder folder;
-    const std::string path = folder.file("some.vstpreset");
+    const TestDirectory folder;
+    const std::string path = folder / "some.vstpreset";
 };
 
 INSTANTIATE_TEST_SUITE_P(TheHost, Vst3PresetsTest, testing::ValuesIn(hostPrograms), hostProgramName);
@@ -94,27 +95,26 @@ INSTANTIATE_TEST_SUITE_P(TheHost, Vst3PresetsTest, testing::ValuesIn(hostProgram
 TEST_P(Vst3PresetsTest, APresetIsSavedWithTheValuesThatTheBlockSet) {
     setValues(0.5F, 0.25F, 0.75F);
     EXPECT_EQ(save(path)->instanceId, reply->instanceId);
-    EXPECT_EQ(TemporaryFolder::read(path), presetWith(0.5, 0.25, 0.75));
+    EXPECT_EQ(readFile(path), presetWith(0.5, 0.25, 0.75));
 }
 
 TEST_P(Vst3PresetsTest, FoldersAboveAPresetAreMade) {
-    save(folder.file("new/folder/some.vstpreset"));
-    EXPECT_EQ(TemporaryFolder::read(folder.file("new/folder/some.vstpreset")).size(),
-              presetWith(0, 0, 0).size());
+    save(folder / "new/folder/some.vstpreset");
+    EXPECT_EQ(readFile(folder / "new/folder/some.vstpreset").size(), presetWith(0, 0, 0).size());
 }
 
 TEST_P(Vst3PresetsTest, ALoadedPresetShowsInTheValuesAndIsSavedAgain) {
     setValues(0.5F, 0.25F, 0.75F);
-    TemporaryFolder::write(path, presetWith(0.125, 1, 0.375));
+    writeFile(path, presetWith(0.125, 1, 0.375));
     EXPECT_EQ(load(path)->instanceId, reply->instanceId);
     EXPECT_EQ(valuesOf(reply->instanceId), (std::vector<float>{0.125F, 1, 0.375F}));
-    const std::string again = folder.file("again.vstpreset");
+    const std::string again = folder / "again.vstpreset";
     save(again);
-    EXPECT_EQ(TemporaryFolder::read(again), presetWith(0.125, 1, 0.375));
+    EXPECT_EQ(readFile(again), presetWith(0.125, 1, 0.375));
 }
 
 TEST_P(Vst3PresetsTest, APresetInACreateIsInItsReply) {
-    TemporaryFolder::write(path, presetWith(0.125, 1, 0.375));
+    writeFile(path, presetWith(0.125, 1, 0.375));
     const Ref<CreatePluginInstanceReply> created = createWith(path);
     EXPECT_EQ(valuesIn(*created->state), (std::vector<float>{0.125F, 1, 0.375F}));
     proxy->destroyPluginInstance(created->instanceId);
@@ -123,7 +123,7 @@ TEST_P(Vst3PresetsTest, APresetInACreateIsInItsReply) {
 
 TEST_P(Vst3PresetsTest, AFileThatIsNoPresetChangesNothingAndIsNoFailure) {
     setValues(0.5F, 0.25F, 0.75F);
-    TemporaryFolder::write(path, "no preset at all");
+    writeFile(path, "no preset at all");
     load(path);
     EXPECT_EQ(valuesOf(reply->instanceId), (std::vector<float>{0.5F, 0.25F, 0.75F}));
 }
@@ -135,7 +135,7 @@ TEST_P(Vst3PresetsTest, AFileThatIsNotThereIsToldInTheHostsWords) {
 }
 
 TEST_P(Vst3PresetsTest, APresetThatCannotBeWrittenIsToldInTheHostsWords) {
-    const std::string place = folder.file("folder");
+    const std::string place = folder / "folder";
     std::filesystem::create_directory(place);
     EXPECT_EQ(failureOf([&] { save(place); }), "Error opening VST3 preset for writing: " + place);
     EXPECT_EQ(failureOf([&] { save("/dev/full"); }), "Error saving VST3 preset: /dev/full");

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "support/TemporaryFolder.h"
+#include "support/FileBytes.h"
+#include "support/TestDirectory.h"
 #include "tests/plugin/WireBytes.h"
 #include "vst2/Vst2Fixture.h"
 
@@ -51,7 +52,7 @@ protected:
 
     std::string write(const std::string& name, const std::string& bytes) {
         const std::string path = folder.file(name);
-        TemporaryFolder::write(path, bytes);
+        writeFile(path, bytes);
         return path;
     }
 
@@ -88,7 +89,7 @@ protected:
                std::string(124, '\0');
     }
 
-    TemporaryFolder folder;
+    TestDirectory folder;
     std::vector<std::string> lines;
     VstIntPtr bankAnswer = 0;
 

@@ -22,7 +22,7 @@ protected:
     std::string save(const std::string& name = "sounds.fxb") {
         const std::string path = folder.file(name);
         instance->savePreset(path.c_str());
-        return TemporaryFolder::read(path);
+        return readFile(path);
     }
 
     void giveChunk(void* data, VstIntPtr size) {
@@ -109,7 +109,7 @@ TEST_F(Vst2SavePreset, TheSecondAnswerForAParameterIsSaved) {
 }
 
 TEST_F(Vst2SavePreset, AnOlderFileIsReplacedWhole) {
-    TemporaryFolder::write(folder.file("sounds.fxb"), std::string(10000, 'x'));
+    writeFile(folder / "sounds.fxb", std::string(10000, 'x'));
     EXPECT_EQ(save().size(), 156u + 3 * 64u);
 }
 
@@ -125,7 +125,7 @@ TEST_F(Vst2SavePreset, WhatThePluginReportsMeanwhileIsSwallowed) {
 }
 
 TEST_F(Vst2SavePreset, AFileThatCannotBeWrittenFailsWithItsPathAndTheSystemsWords) {
-    const std::string path = folder.file("none/sounds.fxb");
+    const std::string path = folder / "none/sounds.fxb";
     const std::string message = messageOf([&] { instance->savePreset(path.c_str()); });
     EXPECT_THAT(message, testing::StartsWith("Error saving vst2 preset \"" + path + "\": "));
     EXPECT_THAT(message, testing::HasSubstr("No such file or directory"));

@@ -222,7 +222,7 @@ TEST_F(Vst3LoadPreset, LoadingTellsTheClientNothingAndLeavesTheProcessingAsItIs)
 
 TEST_F(Vst3LoadPreset, AFileThatIsNotThereIsTold) {
     createForPresets();
-    const std::string missing = folder.file("missing.vstpreset");
+    const std::string missing = folder / "missing.vstpreset";
     EXPECT_EQ(failureOf([&] { loadFrom(missing); }), "Error opening VST3 preset for reading: " + missing);
     EXPECT_EQ(failureOf([&] { loadFrom(""); }), "Error opening VST3 preset for reading: ");
     EXPECT_THAT(calls, IsEmpty());
@@ -230,14 +230,14 @@ TEST_F(Vst3LoadPreset, AFileThatIsNotThereIsTold) {
 
 TEST_F(Vst3LoadPreset, AFolderOpensAndIsNoPreset) {
     createForPresets();
-    loadFrom(folder.file(""));
+    loadFrom(folder / "");
     EXPECT_THAT(calls, IsEmpty());
 }
 
 TEST_F(Vst3LoadPreset, APathIsUtf8) {
     createForPresets();
-    const std::string file = folder.file("Größe €.vstpreset");
-    TemporaryFolder::write(file, goodPreset());
+    const std::string file = folder / "Größe €.vstpreset";
+    writeFile(file, goodPreset());
     loadFrom(file);
     expectLoaded();
 }
@@ -255,7 +255,7 @@ TEST_F(Vst3LoadPreset, AFileOfTheSdksOwnWriterIsLoadedWhateverElseIsInIt) {
         ASSERT_TRUE(Vst::PresetFile::savePreset(file, RecordingFactory::componentClass, componentState,
                                                 controllerState, "<MetaInfo/>"));
     }
-    ASSERT_NE(TemporaryFolder::read(path).find("<MetaInfo/>"), std::string::npos);
+    ASSERT_NE(readFile(path).find("<MetaInfo/>"), std::string::npos);
     loadFrom(path);
     expectLoaded();
 }

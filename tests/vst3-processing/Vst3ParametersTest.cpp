@@ -33,6 +33,19 @@ protected:
         return properties;
     }
 
+    /// A parameter of so many steps, which is also the greatest of its integers.
+    void expectSteps(int32_t stepCount, bool isSwitch, bool usesIntegerRange) {
+        controller.addParameter(900).stepCount = stepCount;
+        create();
+        ParameterProperties properties{};
+        properties.minInteger = -7;
+        instance->getParameterProperties(0, properties);
+        EXPECT_EQ(properties.isSwitch, isSwitch);
+        EXPECT_EQ(properties.usesIntegerRange, usesIntegerRange);
+        EXPECT_EQ(properties.minInteger, 0);
+        EXPECT_EQ(properties.maxInteger, stepCount);
+    }
+
     void expectNothingFor(int32_t index) {
         EXPECT_EQ(textOf(name, index), "");
         EXPECT_EQ(textOf(label, index), "");
@@ -122,41 +135,19 @@ TEST_F(Vst3Parameters, ADisplayThatThePluginRefusesStaysEmpty) {
 }
 
 TEST_F(Vst3Parameters, AContinuousParameterIsNeitherASwitchNorStepped) {
-    controller.addParameter(900);
-    create();
-    const ParameterProperties properties = propertiesOf(0);
-    EXPECT_FALSE(properties.isSwitch);
-    EXPECT_FALSE(properties.usesIntegerRange);
-    EXPECT_EQ(properties.minInteger, 0);
-    EXPECT_EQ(properties.maxInteger, 0);
-    EXPECT_FALSE(properties.canBeAutomated);
+    expectSteps(0, false, false);
 }
 
 TEST_F(Vst3Parameters, AParameterOfOneStepIsASwitch) {
-    controller.addParameter(900).stepCount = 1;
-    create();
-    const ParameterProperties properties = propertiesOf(0);
-    EXPECT_TRUE(properties.isSwitch);
-    EXPECT_FALSE(properties.usesIntegerRange);
-    EXPECT_EQ(properties.minInteger, 0);
-    EXPECT_EQ(properties.maxInteger, 1);
-}
-
-TEST_F(Vst3Parameters, AParameterOfFiveStepsHasAnIntegerRange) {
-    controller.addParameter(900).stepCount = 5;
-    create();
-    const ParameterProperties properties = propertiesOf(0);
-    EXPECT_FALSE(properties.isSwitch);
-    EXPECT_TRUE(properties.usesIntegerRange);
-    EXPECT_EQ(properties.minInteger, 0);
-    EXPECT_EQ(properties.maxInteger, 5);
+    expectSteps(1, true, false);
 }
 
 TEST_F(Vst3Parameters, AParameterOfTwoStepsHasAnIntegerRange) {
-    controller.addParameter(900).stepCount = 2;
-    create();
-    EXPECT_FALSE(propertiesOf(0).isSwitch);
-    EXPECT_TRUE(propertiesOf(0).usesIntegerRange);
+    expectSteps(2, false, true);
+}
+
+TEST_F(Vst3Parameters, AParameterOfFiveStepsHasAnIntegerRange) {
+    expectSteps(5, false, true);
 }
 
 TEST_F(Vst3Parameters, OnlyTheLowestFlagSaysThatAParameterCanBeAutomated) {

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "support/FileBytes.h"
 #include "support/PresetBytes.h"
-#include "support/TemporaryFolder.h"
+#include "support/TestDirectory.h"
 #include "vst3-processing/Vst3ProcessingTest.h"
 
 /// An instance whose plug-in has states, and a folder for its files.
@@ -22,14 +23,14 @@ protected:
 
     /// Loads a file of these bytes.
     void load(const std::string& bytes) {
-        TemporaryFolder::write(path, bytes);
+        writeFile(path, bytes);
         loadFrom(path);
     }
     void loadFrom(const std::string& file) { instance->loadPreset(file.c_str()); }
 
     std::string save() {
         saveTo(path);
-        return TemporaryFolder::read(path);
+        return readFile(path);
     }
 
     void saveTo(const std::string& file) { instance->savePreset(file.c_str()); }
@@ -45,6 +46,6 @@ protected:
         return "no failure";
     }
 
-    TemporaryFolder folder;
-    const std::string path = folder.file("some.vstpreset");
+    TestDirectory folder;
+    const std::string path = folder / "some.vstpreset";
 };

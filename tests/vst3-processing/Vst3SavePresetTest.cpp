@@ -67,31 +67,31 @@ TEST_F(Vst3SavePreset, ALargeStateIsKeptWhole) {
 
 TEST_F(Vst3SavePreset, AnOlderFileIsReplaced) {
     createForPresets();
-    TemporaryFolder::write(path, std::string(10000, 'x'));
+    writeFile(path, std::string(10000, 'x'));
     EXPECT_EQ(save(), goodPreset());
 }
 
 TEST_F(Vst3SavePreset, APathIsUtf8) {
     createForPresets();
-    saveTo(folder.file("Größe €.vstpreset"));
-    EXPECT_EQ(TemporaryFolder::read(folder.file("Größe €.vstpreset")), goodPreset());
+    saveTo(folder / "Größe €.vstpreset");
+    EXPECT_EQ(readFile(folder / "Größe €.vstpreset"), goodPreset());
 }
 
 TEST_F(Vst3SavePreset, APathThatCannotBeMadeIsToldWithTheFile) {
     createForPresets();
-    const std::string missing = folder.file("missing/some.vstpreset");
+    const std::string missing = folder / "missing/some.vstpreset";
     EXPECT_EQ(failureOf([&] { saveTo(missing); }), "Error opening VST3 preset for writing: " + missing);
-    EXPECT_EQ(failureOf([&] { saveTo(folder.file("")); }),
-              "Error opening VST3 preset for writing: " + folder.file(""));
+    EXPECT_EQ(failureOf([&] { saveTo(folder / ""); }),
+              "Error opening VST3 preset for writing: " + folder / "");
     EXPECT_EQ(failureOf([&] { saveTo(""); }), "Error opening VST3 preset for writing: ");
 }
 
 TEST_F(Vst3SavePreset, AComponentThatRefusesLeavesThePartOfTheFileThatWasWritten) {
     component.state.getAnswer = kResultFalse;
     createForPresets();
-    TemporaryFolder::write(path, std::string(10000, 'x'));
+    writeFile(path, std::string(10000, 'x'));
     EXPECT_EQ(failureOf([&] { saveTo(path); }), "Error saving VST3 preset: " + path);
-    EXPECT_EQ(TemporaryFolder::read(path),
+    EXPECT_EQ(readFile(path),
               "VST3" + int32Bytes(1) + "00112233445566778899AABBCCDDEEFF" + int64Bytes(0) + "component!");
 }
 
@@ -99,7 +99,7 @@ TEST_F(Vst3SavePreset, AControllerThatRefusesLeavesThePartOfTheFileThatWasWritte
     controller.state.getAnswer = Steinberg::kInternalError;
     createForPresets();
     EXPECT_EQ(failureOf([&] { saveTo(path); }), "Error saving VST3 preset: " + path);
-    EXPECT_EQ(TemporaryFolder::read(path),
+    EXPECT_EQ(readFile(path),
               "VST3" + int32Bytes(1) + "00112233445566778899AABBCCDDEEFF" + int64Bytes(0) + "component!ctrl");
 }
 
@@ -152,7 +152,7 @@ TEST_F(Vst3SavePreset, TheSdksOwnWriterWritesTheSameFile) {
         ASSERT_TRUE(Vst::PresetFile::savePreset(file, RecordingFactory::componentClass, componentState,
                                                 controllerState));
     }
-    const std::string theirs = TemporaryFolder::read(path);
+    const std::string theirs = readFile(path);
     createForPresets();
     EXPECT_EQ(save(), theirs);
 }
