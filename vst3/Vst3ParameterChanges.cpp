@@ -27,23 +27,27 @@ public:
     void* pop() {
         Piece* piece = head.exchange(nullptr, std::memory_order_acq_rel);
         if (piece != nullptr && piece->next != nullptr)
-            pushChain(piece->next);
+            pushBack(piece->next);
         return piece;
     }
 
-    void push(void* memory) { pushChain(new (memory) Piece{nullptr}); }
+    void push(void* memory) {
+        auto* piece = new (memory) Piece{head.load(std::memory_order_relaxed)};
+        while (!head.compare_exchange_weak(piece->next, piece, std::memory_order_release,
+                                           std::memory_order_relaxed)) {
+        }
+    }
 
 private:
     struct Piece {
         Piece* next;
     };
 
-    // What others have pushed meanwhile is taken off and put before the chain, which may be long.
-    void pushChain(Piece* chain) {
-        Piece* expected = nullptr;
-        while (!head.compare_exchange_weak(expected, chain, std::memory_order_release,
-                                           std::memory_order_relaxed)) {
-            expected = nullptr;
+    // What others have pushed meanwhile, which is little, is taken off and put before the chain.
+    void pushBack(Piece* chain) {
+        for (Piece* expected = nullptr; !head.compare_exchange_weak(
+                 expected, chain, std::memory_order_release, std::memory_order_relaxed);
+             expected = nullptr) {
             Piece* others = head.exchange(nullptr, std::memory_order_acquire);
             if (others == nullptr)
                 continue;

@@ -119,6 +119,19 @@ TEST_F(Vst3ParamValueQueueTest, ReferencesAreCountedAndTheLastOneFreesNothing) {
     EXPECT_EQ(queue->getParameterId(), 77u);
 }
 
+TEST_F(Vst3ParamValueQueueTest, TheQueueThatWasGivenBackLastIsTheFirstToBeUsedAgain) {
+    int32_t index = 0;
+    queue->addPoint(1, 0.5, index);
+    queue->addRef();
+    Vst3ParamValueQueue::giveBack(queue);
+    Vst3ParamValueQueue* const again = Vst3ParamValueQueue::take(12);
+    EXPECT_EQ(again, queue) << "the queue that was given back is free, and the newest of the free ones";
+    EXPECT_EQ(again->getParameterId(), 12u);
+    EXPECT_EQ(again->getPointCount(), 0);
+    EXPECT_EQ(again->addRef(), 2u);
+    queue = again;
+}
+
 TEST(Vst3QueuePoolTest, AQueueThatIsUsedAgainIsAsGoodAsNew) {
     std::set<Vst3ParamValueQueue*> used;
     bool isUsedAgain = false;
@@ -230,6 +243,33 @@ TEST(Vst3ParameterChangesTest, AClearedListIsEmptyAndTakesParametersAgain) {
     EXPECT_EQ(changes.queueOf(100)->getPointCount(), 0);
     EXPECT_EQ(changes.getParameterCount(), 1);
     EXPECT_EQ(changes.getParameterData(0)->getParameterId(), 100u);
+}
+
+TEST(Vst3ParameterChangesTest, AClearedListIsEmptyAndItsQueuesServeTheNextBlock) {
+    Vst3ParameterChanges changes;
+    std::set<Vst::IParamValueQueue*> first;
+    for (Vst::ParamID id = 0; id < 64; ++id)
+        first.insert(changes.queueOf(id));
+    EXPECT_EQ(first.size(), 64u);
+    changes.clear();
+    EXPECT_EQ(changes.getParameterCount(), 0);
+    std::set<Vst::IParamValueQueue*> second;
+    for (Vst::ParamID id = 100; id < 164; ++id)
+        second.insert(changes.queueOf(id));
+    EXPECT_EQ(second, first);
+    EXPECT_EQ(changes.getParameterData(0)->getParameterId(), 100u);
+}
+
+TEST(Vst3ParameterChangesTest, AListThatEndsGivesItsQueuesBack) {
+    std::set<Vst::IParamValueQueue*> first;
+    {
+        Vst3ParameterChanges changes;
+        for (Vst::ParamID id = 0; id < 5; ++id)
+            first.insert(changes.queueOf(id));
+    }
+    Vst3ParameterChanges changes;
+    for (Vst::ParamID id = 0; id < 5; ++id)
+        EXPECT_TRUE(first.contains(changes.queueOf(id)));
 }
 
 TEST(Vst3ParameterChangesTest, AListServesItsInterfaceAlone) {
