@@ -78,6 +78,11 @@ void Vst3ParamValueQueue::giveBack(Vst3ParamValueQueue* queue) {
     freeQueues.push(queue);
 }
 
+void Vst3ParamValueQueue::remake(Vst3ParamValueQueue* queue, Vst::ParamID parameterId) {
+    queue->~Vst3ParamValueQueue();
+    new (queue) Vst3ParamValueQueue(parameterId);
+}
+
 // The points are left as they are: only those that are set are read.
 Vst3ParamValueQueue::Vst3ParamValueQueue(Vst::ParamID parameterId) : parameterId(parameterId) {}
 
@@ -130,7 +135,9 @@ tresult Vst3ParamValueQueue::append(int32_t sampleOffset, double value) {
 Vst3ParameterChanges::Vst3ParameterChanges() = default;
 
 Vst3ParameterChanges::~Vst3ParameterChanges() {
-    clear();
+    // The last first: the pool hands them out in their order again.
+    for (size_t i = queues.size(); i > 0; --i)
+        Vst3ParamValueQueue::giveBack(queues[i - 1]);
 }
 
 tresult Vst3ParameterChanges::queryInterface(const TUID identifier, void** result) {
@@ -149,7 +156,7 @@ Steinberg::uint32 Vst3ParameterChanges::release() {
 }
 
 Steinberg::int32 Vst3ParameterChanges::getParameterCount() {
-    return static_cast<Steinberg::int32>(queues.size());
+    return static_cast<Steinberg::int32>(used);
 }
 
 Vst::IParamValueQueue* Vst3ParameterChanges::getParameterData(Steinberg::int32 index) {
@@ -166,25 +173,21 @@ Vst3ParamValueQueue* Vst3ParameterChanges::queueOf(Vst::ParamID id) {
     return findOrAdd(id, ignored);
 }
 
-void Vst3ParameterChanges::clear() {
-    while (!queues.empty()) {
-        Vst3ParamValueQueue::giveBack(queues.back());
-        queues.pop_back();
-    }
-}
-
 // From the newest back: changes of one parameter come in runs.
 Vst3ParamValueQueue* Vst3ParameterChanges::findOrAdd(Vst::ParamID id, int32_t& index) {
-    for (size_t i = queues.size(); i > 0; --i) {
+    for (size_t i = used; i > 0; --i) {
         if (queues[i - 1]->getParameterId() == id) {
             index = static_cast<int32_t>(i - 1);
             return queues[i - 1];
         }
     }
-    Vst3ParamValueQueue* queue = Vst3ParamValueQueue::take(id);
-    if (queue == nullptr)
+    if (used < queues.size()) {
+        Vst3ParamValueQueue::remake(queues[used], id);
+    } else if (Vst3ParamValueQueue* made = Vst3ParamValueQueue::take(id)) {
+        queues.push_back(made);
+    } else {
         return nullptr;
-    index = static_cast<int32_t>(queues.size());
-    queues.push_back(queue);
-    return queue;
+    }
+    index = static_cast<int32_t>(used);
+    return queues[used++];
 }

@@ -20,6 +20,8 @@ public:
     static Vst3ParamValueQueue* take(Vst::ParamID parameterId);
     /// Ends a queue and puts its memory back into the pool. Any thread, lock-free.
     static void giveBack(Vst3ParamValueQueue* queue);
+    /// Makes a queue that is in use anew, for another parameter and without points.
+    static void remake(Vst3ParamValueQueue* queue, Vst::ParamID parameterId);
 
     tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override;
     Steinberg::uint32 PLUGIN_API addRef() override;
@@ -54,7 +56,8 @@ private:
 };
 
 /// The parameter changes of a block, a queue for each parameter. Held by value: the count that plug-ins see
-/// frees nothing. One thread at a time; what it allocates is kept from block to block.
+/// frees nothing. One thread at a time; what it allocates is kept from block to block, and its queues go back
+/// to the pool with it.
 class Vst3ParameterChanges final : public Vst::IParameterChanges {
 public:
     Vst3ParameterChanges();
@@ -75,12 +78,15 @@ public:
 
     /// What `addParameterData` does, for the host's own use.
     Vst3ParamValueQueue* queueOf(Vst::ParamID id);
-    /// Gives all queues back to the pool.
-    void clear();
+    /// Empties the list, which keeps its queues for the blocks to come. Only growth asks the pool: workers
+    /// that did so in every block would meet there, and make new ones each time that they do.
+    void clear() { used = 0; }
 
 private:
     Vst3ParamValueQueue* findOrAdd(Vst::ParamID id, int32_t& index);
 
     std::atomic<uint32_t> refCount = 1;
+    /// The first `used` are those of the block.
     std::vector<Vst3ParamValueQueue*> queues;
+    size_t used = 0;
 };

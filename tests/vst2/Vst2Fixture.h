@@ -32,7 +32,11 @@ protected:
         instance->attach(&effect.effect);
         effect.calls.clear();
     }
-    ~Vst2Test() override { host->handler = nullptr; }
+    ~Vst2Test() override {
+        host->handler = nullptr;
+        // They hold the instance, which is to go before its effect.
+        handler->notifications.clear();
+    }
 
     void initialize() {
         instance->initialize();

@@ -259,10 +259,10 @@ TEST_F(Vst2LoadPreset, FailuresOfARiffFileHaveTheseWordsAlone) {
 }
 
 TEST_F(Vst2LoadPreset, AFileThatIsNotThereFailsInTheSystemsWords) {
-    const std::string bank = messageOf([&] { instance->loadPreset(folder.file("none.fxb").c_str()); });
+    const std::string bank = messageOf([&] { instance->loadPreset((folder / "none.fxb").c_str()); });
     EXPECT_THAT(bank, testing::StartsWith(prefix));
     EXPECT_THAT(bank, testing::HasSubstr("No such file or directory"));
-    const std::string text = messageOf([&] { instance->loadPreset(folder.file("none.h2p").c_str()); });
+    const std::string text = messageOf([&] { instance->loadPreset((folder / "none.h2p").c_str()); });
     EXPECT_THAT(text, testing::Not(testing::StartsWith(prefix)));
     EXPECT_THAT(text, testing::HasSubstr("No such file or directory"));
 }

@@ -51,7 +51,7 @@ protected:
     void useChunks() { effect.effect.flags |= effFlagsProgramChunks; }
 
     std::string write(const std::string& name, const std::string& bytes) {
-        const std::string path = folder.file(name);
+        const std::string path = folder / name;
         writeFile(path, bytes);
         return path;
     }

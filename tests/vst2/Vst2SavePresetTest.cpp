@@ -20,7 +20,7 @@ protected:
     }
 
     std::string save(const std::string& name = "sounds.fxb") {
-        const std::string path = folder.file(name);
+        const std::string path = folder / name;
         instance->savePreset(path.c_str());
         return readFile(path);
     }
