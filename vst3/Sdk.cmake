@@ -7,7 +7,6 @@ set(PLUGIN_HOST_VST3_SDK /usr/share/juce/modules/juce_audio_processors/format_ty
 set(sdk_sources
     pluginterfaces/base/conststringtable.cpp
     pluginterfaces/base/coreiids.cpp
-    pluginterfaces/base/funknown.cpp
     pluginterfaces/base/ustring.cpp
     base/source/baseiids.cpp
     base/source/fbuffer.cpp
@@ -22,7 +21,7 @@ set(sdk_sources
 )
 list(TRANSFORM sdk_sources PREPEND ${PLUGIN_HOST_VST3_SDK}/)
 
-add_library(vst3-sdk STATIC ${sdk_sources} ViewIdentifiers.cpp)
+add_library(vst3-sdk STATIC ${sdk_sources} SdkUnknown.cpp ViewIdentifiers.cpp)
 target_include_directories(vst3-sdk SYSTEM PUBLIC ${PLUGIN_HOST_VST3_SDK})
 # The SDK insists on one of RELEASE and DEVELOPMENT; its records must be the same in every build.
 target_compile_definitions(vst3-sdk PUBLIC RELEASE=1)
