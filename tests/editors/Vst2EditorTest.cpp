@@ -3,6 +3,8 @@
 
 #include "editors/EditorTest.h"
 
+#include <sys/resource.h>
+
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -23,6 +25,17 @@ protected:
         return result;
     }
 };
+
+/// Opens an editor where the server has no visual for its window.
+void openWithoutServersLeave() {
+    constexpr rlimit noCore{0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
+    TestHost test;
+    const Ref<PluginInstance> instance =
+        test.host->createPluginInstance(3, TEST_PLUGIN_DIRECTORY "/plain-editor.so", "", false);
+    test.host->display.screen->root_visual = test.host->display.controlWindow;
+    instance->openEditor(0, false, "Title");
+}
 
 } // namespace
 
@@ -282,4 +295,9 @@ TEST_F(Vst2EditorTest, AnOpenEditorKeepsThePlugInRunning) {
     EXPECT_EQ(render(), processActive);
     close();
     EXPECT_NE(render(), processActive);
+}
+
+TEST(Vst2EditorDeathTest, AHostThatCannotMakeItsWindowsEnds) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(openWithoutServersLeave(), "Could not create window: X11 Error code 8");
 }
