@@ -100,6 +100,7 @@ protected:
                            client.atom("WM_DELETE_WINDOW"));
         ASSERT_TRUE(eventually([&] { return running.log().count(closing) > before; }))
             << "the host stands still";
+        onMainThread([] {});
     }
 
     /// What the client has been told, as bytes.

@@ -10,17 +10,22 @@ EditorWindow::EditorWindow(uint32_t parent, uint16_t width, uint16_t height)
     if (xcb_connection_has_error(connection) != 0)
         return;
     const xcb_screen_t& screen = *xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
-    const uint32_t window = xcb_generate_id(connection);
+    window = xcb_generate_id(connection);
     xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, parent, offset, offset, width, height, 0,
                       XCB_WINDOW_CLASS_INPUT_OUTPUT, screen.root_visual, XCB_CW_BACK_PIXEL,
                       &screen.white_pixel);
     xcb_map_window(connection, window);
-    // The server has carried it all out once it answers.
-    std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
+    awaitServer();
 }
 
 EditorWindow::~EditorWindow() {
+    xcb_destroy_window(connection, window);
+    awaitServer();
     xcb_disconnect(connection);
+}
+
+void EditorWindow::awaitServer() {
+    std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
 }
 
 EditorThread::EditorThread(int milliseconds, std::function<bool()> work)

@@ -17,12 +17,17 @@ public:
 
     /// Returns once the window is there. A parent that is gone leaves it without one.
     explicit EditorWindow(uint32_t parent, uint16_t width = defaultWidth, uint16_t height = defaultHeight);
+    /// Returns once the window has gone.
     ~EditorWindow();
     EditorWindow(const EditorWindow&) = delete;
     EditorWindow& operator=(const EditorWindow&) = delete;
 
 private:
+    /// The server has carried out what was asked before once it answers.
+    void awaitServer();
+
     xcb_connection_t* connection;
+    uint32_t window = 0;
 };
 
 /// A thread of a plug-in's own that works from time to time until its end, which joins it.
