@@ -228,3 +228,21 @@ TEST_P(EditorMovesTest, APlaceForAClosedEditorIsOnlyStored) {
     EXPECT_THAT(windowNotifications(), IsEmpty());
     EXPECT_THAT(record->calls.all(), IsEmpty());
 }
+
+TEST(EndingHostTest, ClosesItsEditorsWhileTheirInstancesLive) {
+    const std::string path = TEST_PLUGIN_DIRECTORY "/plain-view.vst3";
+    WindowReader reader;
+    const EditorRecord& record = recordOf(path);
+    uint32_t window = 0;
+    {
+        TestHost ending;
+        const Ref<PluginInstance> instance = ending.host->createPluginInstance(3, path.c_str(), "", false);
+        instance->openEditor(0, false, "Title");
+        window = instance->window->getWindowId();
+        EXPECT_TRUE(reader.isMapped(window));
+        EXPECT_EQ(record.calls.count("removed"), 0U);
+    }
+    EXPECT_EQ(record.calls.count("removed"), 1U);
+    EXPECT_EQ(record.calls.count("view ends"), 1U);
+    EXPECT_TRUE(eventually([&] { return !reader.windowExists(window); }));
+}

@@ -20,6 +20,16 @@ constexpr WindowRectangle asLarge(int32_t width, int32_t height) {
     return {0, 0, width, height};
 }
 
+/// The record of a test plug-in's module, emptied. The file is loaded if it isn't yet.
+inline EditorRecord& recordOf(const std::string& path) {
+    void* module = dlopen(path.c_str(), RTLD_NOW);
+    if (module == nullptr)
+        throw std::runtime_error(dlerror());
+    EditorRecord& record = *reinterpret_cast<EditorRecord* (*)()>(dlsym(module, "editorRecord"))();
+    record.calls.clear();
+    return record;
+}
+
 /// A host at work with one instance of a plug-in that has an editor, a client that has sent its requests, and
 /// another client of the X server that looks at what they make of it.
 class EditorTest : public testing::Test {
@@ -35,10 +45,7 @@ protected:
     /// Creates the instance; `file` is one of the test plug-ins.
     void load(const std::string& file, bool dpiAware = false) {
         const std::string path = TEST_PLUGIN_DIRECTORY "/" + file;
-        void* module = dlopen(path.c_str(), RTLD_NOW);
-        ASSERT_NE(module, nullptr) << dlerror();
-        record = reinterpret_cast<EditorRecord* (*)()>(dlsym(module, "editorRecord"))();
-        record->calls.clear();
+        record = &recordOf(path);
         create(path, dpiAware);
     }
 

@@ -386,7 +386,18 @@ TEST_F(Vst3EditorTest, AViewWithContentScaleIsRecognisedAndNeverScaled) {
     onMainThread([&] { EXPECT_TRUE(instance->supportsViewDpiScaling()); });
     open();
     close();
+    EXPECT_EQ(countCalls("removed"), 1U);
     EXPECT_EQ(countCalls("scale"), 0U);
+}
+
+TEST_F(Vst3EditorTest, ContentScaleSupportOutlivesItsViewUntilThereIsAnother) {
+    load("view-with-content-scale.vst3");
+    open();
+    close();
+    EXPECT_EQ(countCalls("removed"), 1U);
+    EXPECT_EQ(countCalls("view ends"), 0U);
+    EXPECT_TRUE(hasEditor());
+    EXPECT_EQ(countCalls("view ends"), 1U);
 }
 
 TEST_F(Vst3EditorTest, AViewWithoutContentScaleIsRecognised) {

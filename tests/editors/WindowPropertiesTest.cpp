@@ -240,3 +240,14 @@ TEST_F(BareWindowTest, AWindowThatTheServerRefusesIsOneLineAndNoEditor) {
     *test.host->display.screen = valid;
     EXPECT_EQ(errors.text(), "Could not create window: X11 Error code 8\n");
 }
+
+TEST_F(BareWindowTest, AWindowLetsGoOfItsInstanceAsItsLastAct) {
+    // The window alone keeps the instance.
+    FakePluginInstance* kept = test.addInstance(4).get();
+    auto* last = new XcbPluginWindow(test.host.get(), kept, 0);
+    ASSERT_TRUE(last->create());
+    test.host->instances.remove(4);
+    EXPECT_THAT(test.log.all(), IsEmpty());
+    delete last;
+    EXPECT_THAT(test.log.all(), ElementsAre("notification: " + golden("04 04 00 00 00"), "~instance 4"));
+}
