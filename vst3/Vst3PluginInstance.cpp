@@ -52,6 +52,7 @@ Vst3PluginInstance::~Vst3PluginInstance() {
 }
 
 void Vst3PluginInstance::createComponents() {
+    releaseComponents();
     if (!makeComponent())
         return;
     if (!makeController())
@@ -63,6 +64,19 @@ void Vst3PluginInstance::createComponents() {
     controller->setComponentHandler(host.getComponentHandler());
     connectController();
     handStateToController();
+}
+
+void Vst3PluginInstance::releaseComponents() {
+    controllerConnection = nullptr;
+    componentConnection = nullptr;
+    midiMapping = nullptr;
+    noteExpressionController = nullptr;
+    programListData = nullptr;
+    unitData = nullptr;
+    processor = nullptr;
+    controller2 = nullptr;
+    setController(nullptr);
+    component = nullptr;
 }
 
 bool Vst3PluginInstance::makeComponent() {

@@ -129,6 +129,8 @@ public:
 
 private:
     // Bringing the plug-in up.
+    /// So that making them anew starts from nothing.
+    void releaseComponents();
     bool makeComponent();
     bool makeController();
     void setController(const IPtr<Vst::IEditController>& newController);
