@@ -239,7 +239,7 @@ TEST(EndingHostTest, ClosesItsEditorsWhileTheirInstancesLive) {
         const Ref<PluginInstance> instance = ending.host->createPluginInstance(3, path.c_str(), "", false);
         instance->openEditor(0, false, "Title");
         window = instance->window->getWindowId();
-        EXPECT_TRUE(reader.isMapped(window));
+        EXPECT_TRUE(eventually([&] { return reader.isMapped(window); }));
         EXPECT_EQ(record.calls.count("removed"), 0U);
     }
     EXPECT_EQ(record.calls.count("removed"), 1U);
