@@ -1,6 +1,7 @@
 // The frame of every request, byte by byte. If these fail, a client in another language, or of another
 // build, sends requests that this host takes for something else.
 
+#include "tests/plugin/RequestFrames.h"
 #include "plugin/PluginHostProxyHandler.h"
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginHostRequests.h"
@@ -27,13 +28,6 @@ std::string frameOf(PluginHostRequest&& request) {
     request.requestId = 9;
     return writtenFrame(request);
 }
-
-constexpr char createFrame[] = "00 09 00 00 00 03 00 00 00 00 00 00 07 '/p/a.so' 80 00 00 02 00 31 00 E9"
-                               "00 00 00 05 's.fxp' 01";
-constexpr char openFrame[] = "02 FE FF FF FF 78 56 34 12 DD CC BB 0A 01 80 00 00 04 00 54 20 AC 00 E9 00 21";
-constexpr char titleFrame[] = "0E 03 00 00 00 00 00 00 05 'Synth'";
-constexpr char wideTitleFrame[] = "0E 03 00 00 00 80 00 00 01 20 AC";
-constexpr char positionFrame[] = "0F 03 00 00 00 00 00 00 0A FF FF FF EC 00 00 01 2C 00 00 00 C8";
 
 } // namespace
 

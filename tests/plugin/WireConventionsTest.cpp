@@ -2,6 +2,7 @@
 // apart from each other read past one another from the first frame on.
 
 #include "plugin/PluginHostRequests.h"
+#include "tests/plugin/RequestFrames.h"
 #include "tests/plugin/TestHost.h"
 
 #include <gmock/gmock.h>
@@ -16,33 +17,6 @@ namespace {
 std::string writtenString(const String& text) {
     return writtenBy([&](OutputStream& stream) { stream.writeString(text); });
 }
-
-struct RequestRow {
-    const char* frame;
-    bool needsReply;
-    bool isAsync;
-    bool isForInstance;
-};
-
-// By type; each frame is for instance 3 and has the requestId 9, where it has any.
-constexpr RequestRow requestRows[] = {
-    {"00 09 00 00 00 03 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00", true, true, true},
-    {"01 03 00 00 00", false, true, true},
-    {"02 03 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00", false, true, true},
-    {"03 03 00 00 00", false, true, true},
-    {"04 09 00 00 00 03 00 00 00", true, true, true},
-    {"05 09 00 00 00 03 00 00 00 00 00 00 00", true, true, true},
-    {"06 09 00 00 00 03 00 00 00 00 00 00 00", true, true, true},
-    {"07 03 00 00 00 00 00 00 00", false, true, true},
-    {"08", false, true, false},
-    {"09", false, true, false},
-    {"0A", false, true, false},
-    {"0B", false, true, false},
-    {"0C", false, true, false},
-    {"0D", true, false, false},
-    {"0E 03 00 00 00 00 00 00 00", false, true, true},
-    {"0F 03 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00", false, true, true},
-};
 
 } // namespace
 

@@ -10,29 +10,14 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using namespace vst2Values;
 
 namespace {
 
 using Vst2LoadPreset = Vst2PresetTest;
 
-const std::string half = "3F 00 00 00";
-const std::string quarter = "3E 80 00 00";
-const std::string one = "3F 80 00 00";
 const std::string prefix = "Error loading vst2 bank/preset: ";
 const std::string bankInfo = "bank 01 00 00 00 74 73 65 54 07 00 00 00 ";
-
-std::string chunkProgram(const std::string& sizeAndData) {
-    return bytesOf("'CcnK' 00 00 00 00 'FPCh' 00 00 00 01 'Test' 00 00 00 07 00 00 00 02") +
-           std::string(28, '\0') + bytesOf(sizeAndData);
-}
-
-// Each 32-bit field reversed, as some writers left them; texts and reserved bytes as they are.
-std::string littleEndianBank() {
-    return bytesOf("'CcnK' 00 00 00 00 'FxBk' 02 00 00 00 'tseT' 07 00 00 00 01 00 00 00 00 00 00 00") +
-           std::string(124, '\0') +
-           bytesOf("'KncC' 38 00 00 00 'kCxF' 01 00 00 00 'tseT' 07 00 00 00 02 00 00 00 'Small'") +
-           std::string(23, '\0') + bytesOf("00 00 00 3F 00 00 80 3E");
-}
 
 } // namespace
 
@@ -53,8 +38,7 @@ TEST_F(Vst2LoadPreset, AProgramAsAChunkIsHandedOverAsAProgram) {
 }
 
 TEST_F(Vst2LoadPreset, ABankOfProgramsSetsEachOfThemAndThenTheCurrentOne) {
-    load("sounds.fxb", bankHead("FxBk", 3) + program("One", half + quarter) + program("Two", one + half) +
-                           program("Three", quarter + quarter));
+    load("sounds.fxb", bankOfThree());
     EXPECT_THAT(lines, ElementsAre("begin", bankInfo + "03 00 00 00 ", "begin", "program 0", "name One",
                                    "parameter 0 0.500", "parameter 1 0.250", "program 1", "name Two",
                                    "parameter 0 1.000", "parameter 1 0.500", "program 2", "name Three",
@@ -85,7 +69,7 @@ TEST_F(Vst2LoadPreset, ExtraParametersOfABanksProgramAreReadAndDropped) {
 
 TEST_F(Vst2LoadPreset, ABankAsAChunkIsHandedOverAsABankAndThenTheCurrentProgramIsSet) {
     useChunks();
-    load("sounds.fxb", bankHead("FBCh", 3) + bytesOf("00 00 00 02 'xy'"));
+    load("sounds.fxb", chunkBank());
     EXPECT_THAT(lines, ElementsAre("begin", bankInfo + "03 00 00 00 ", "chunk 0: " + golden("'xy'"),
                                    "program 1", "end"));
 }
@@ -130,7 +114,7 @@ TEST_F(Vst2LoadPreset, ATextGoesToThePluginUnchangedWithoutALineOfItsScale) {
 }
 
 TEST_F(Vst2LoadPreset, TheLineOfATextsScaleIsBlanked) {
-    load("sound.h2p", "#AM=1\nGScale=150\nCutoff=2\n");
+    load("sound.h2p", scaledText());
     EXPECT_THAT(lines, ElementsAre("chunk 1: " + hexOf("#AM=1\n          \nCutoff=2\n")));
 }
 
@@ -149,9 +133,8 @@ TEST_F(Vst2LoadPreset, ATextHasAZeroBehindItsEnd) {
 }
 
 TEST_F(Vst2LoadPreset, TheChunkOfARiffFileIsHandedOverAsWhatItSaysItIs) {
-    const std::string head = bytesOf("'RIFF' 2C 00 00 00 'NIKS' 'NISI' 03 00 00 00 'abc' 00");
-    load("sound.nksf", head + bytesOf("'PCHK' 07 00 00 00 01 00 00 00 'xyz' 00"));
-    load("bank.nksf", head + bytesOf("'PCHK' 06 00 00 00 00 00 00 00 'xy'"));
+    load("sound.nksf", riffFile(riffProgram));
+    load("bank.nksf", riffFile(riffBank));
     // An odd chunk has its pad byte with it.
     EXPECT_THAT(lines, ElementsAre("chunk 1: " + golden("'xyz' 00"), "chunk 0: " + golden("'xy'")));
 }
@@ -270,13 +253,11 @@ TEST_F(Vst2LoadPreset, AFileThatIsNotThereFailsInTheSystemsWords) {
 TEST_F(Vst2LoadPreset, FilesThatHaveBeenCutOrGarbledEndNormally) {
     std::mt19937 random(20); // the same garbling each time
     useChunks();
-    const std::string chunkBank = bankHead("FBCh", 3) + bytesOf("00 00 00 02 'xy'");
-    const std::string riff = bytesOf("'RIFF' 1C 00 00 00 'NIKS' 'PCHK' 06 00 00 00 00 00 00 00 'xy'");
     const std::string bank =
         bankHead("FxBk", 2) + program("One", half + quarter) + program("Two", half + half);
     int garbled = 0;
-    for (const auto& [name, file] : {std::pair<std::string, std::string>{"a.fxb", chunkBank},
-                                     {"a.nksf", riff},
+    for (const auto& [name, file] : {std::pair<std::string, std::string>{"a.fxb", chunkBank()},
+                                     {"a.nksf", riffFile(riffBank)},
                                      {"b.fxb", bank},
                                      {"c.fxb", littleEndianBank()}}) {
         if (name == "b.fxb")

@@ -2,7 +2,7 @@
 
 #include "support/FileBytes.h"
 #include "support/TestDirectory.h"
-#include "tests/plugin/WireBytes.h"
+#include "support/Vst2PresetBytes.h"
 #include "vst2/Vst2Fixture.h"
 
 #include <cstdio>
@@ -72,21 +72,6 @@ protected:
             return exception.getMessage().toStdString();
         }
         return "none";
-    }
-
-    /// Two programs of a bank, big-endian, with the file's id.
-    static std::string program(const std::string& name, const std::string& values, char count = 2) {
-        std::string padded = name;
-        padded.resize(28, '\0');
-        return bytesOf("'CcnK' 00 00 00 38 'FxCk' 00 00 00 01 'Test' 00 00 00 07 00 00 00") + count + padded +
-               bytesOf(values);
-    }
-
-    static std::string bankHead(const std::string& format, char programs, const std::string& version = "02",
-                                const std::string& current = "01") {
-        return bytesOf("'CcnK' 00 00 00 98") + format + bytesOf("00 00 00 " + version) +
-               bytesOf("'Test' 00 00 00 07 00 00 00") + programs + bytesOf("00 00 00 " + current) +
-               std::string(124, '\0');
     }
 
     TestDirectory folder;

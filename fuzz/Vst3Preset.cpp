@@ -1,0 +1,46 @@
+// Any bytes as a VST 3 preset, which the SDK reads for the host. A finding is a file that takes a user's
+// session down when it is tried out. The component and the controller read all that they are given.
+
+#include "fuzz/Require.h"
+#include "support/PresetBytes.h"
+#include "vst3-processing/RecordingComponent.h"
+#include "vst3-processing/RecordingController.h"
+
+#include <public.sdk/source/vst/vstpresetfile.h>
+#include <string>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace {
+
+/// A file that exists for this process alone.
+class MemoryFile {
+public:
+    explicit MemoryFile(const uint8_t* data, size_t size) : descriptor(memfd_create("preset", MFD_CLOEXEC)) {
+        require(write(descriptor, data, size) == static_cast<ssize_t>(size));
+    }
+    ~MemoryFile() { close(descriptor); }
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+
+    std::string getPath() const { return "/proc/self/fd/" + std::to_string(descriptor); }
+
+private:
+    int descriptor;
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const MemoryFile file(data, size);
+    std::vector<std::string> calls;
+    RecordingComponent component(calls);
+    RecordingController controller(calls);
+    FUID classId;
+    require(classId.fromString(PresetParts().classText.c_str()));
+    const IPtr<Steinberg::IBStream> stream =
+        Steinberg::owned(Vst::FileStream::open(file.getPath().c_str(), "rb"));
+    require(stream);
+    Vst::PresetFile::loadPreset(stream, classId, &component, &controller);
+    return 0;
+}
