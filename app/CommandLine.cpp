@@ -3,6 +3,8 @@
 #include "app/FixedBlockPool.h"
 #include "app/PluginList.h"
 #include "app/PluginReport.h"
+#include "app/SelfTest.h"
+#include "app/TestProxyProvider.h"
 #include "core/FileSystem.h"
 #include "core/StdStreams.h"
 #include "host/HostProcess.h"
@@ -55,10 +57,8 @@ void printUsage() {
     _exit(static_cast<int>(status));
 }
 
-int refuseSelfTest() {
-    constexpr int refusedStatus = 1;
-    standardOutput().printLine("plugin-host: the self-test isn't part of this version.");
-    return refusedStatus;
+int testPlugin(const String& path, const Ref<TestProxyProvider>& provider) {
+    return SelfTest(provider, {path}).run();
 }
 
 } // namespace
@@ -82,8 +82,10 @@ int runCommandLine(int argumentCount, const char* const arguments[]) {
         printUsage();
         return usageStatus;
     }
-    if (action == "test" || action == "test-local")
-        return refuseSelfTest();
+    if (action == "test")
+        return testPlugin(path, new SandboxedTestProxyProvider(arguments[0]));
+    if (action == "test-local")
+        return testPlugin(path, new LocalTestProxyProvider);
     if (action == "list") {
         listPlugins(path, standardOutput());
         return 0;

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+class CreatePluginInstanceReply;
+class PluginAudioContext;
 class PluginHostAsyncReplyHandler;
 class PluginHostNotificationListener;
 class PluginHostReply;
@@ -16,6 +18,9 @@ class PluginHostRequest;
 /// the `replyHandler`, which may be null: its reply is then read and dropped.
 class PluginHostProxy : public Object {
 public:
+    /// The words of the `IOException` once the host is gone.
+    static constexpr const char* lostMessage = "Communication lost with plugin host process";
+
     ~PluginHostProxy() override;
 
     /// Brings up a plug-in; `identifier` names it in its file, `presetPath` may be empty. `listener`, which
@@ -54,6 +59,12 @@ public:
     /// host's words if a synchronous one failed there.
     virtual Ref<PluginHostReply> sendRequest(const Ref<PluginHostRequest>& request,
                                              const Ref<PluginHostAsyncReplyHandler>& replyHandler) = 0;
+    /// The audio block of an instance that `reply` has told of, for the thread that drives its rendering.
+    /// Throws `IOException`.
+    virtual Ref<PluginAudioContext> createAudioContext(const CreatePluginInstanceReply& reply) = 0;
+    /// Ends a host that no longer answers, without asking it. False, and nothing done, for one that runs in
+    /// this process. Any thread.
+    virtual bool abandon() = 0;
 
 protected:
     /// Called with the id of a new instance before its request is sent.

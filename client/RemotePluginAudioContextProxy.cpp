@@ -37,12 +37,6 @@ void RemotePluginAudioContextProxy::stopProcessing() {
     beginCommand(WorkerCommand::stopProcessing).flush();
 }
 
-void RemotePluginAudioContextProxy::drain() {
-    *inputEventCount = 0;
-    *parameterChangeCount = 0;
-    process(0, false, false);
-}
-
 OutputStream& RemotePluginAudioContextProxy::beginCommand(WorkerCommand command) {
     OutputStream& stream = *worker->getOutput();
     stream.writeByte(static_cast<uint8_t>(command));

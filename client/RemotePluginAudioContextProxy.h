@@ -32,9 +32,6 @@ public:
     int32_t process(int32_t frames, bool keepActive, bool realtime) override;
     void stopProcessing() override;
 
-    /// A `process` of no frames, events or changes; returns once the worker has answered.
-    void drain();
-
 private:
     OutputStream& beginCommand(WorkerCommand command);
 

@@ -1,5 +1,6 @@
 #include "client/RemotePluginHostProxy.h"
 
+#include "client/RemotePluginAudioContextProxy.h"
 #include "client/RemotePluginHostProxyManager.h"
 #include "core/CloseQuietly.h"
 #include "core/SharedMemory.h"
@@ -24,7 +25,6 @@ using base::core::ScopedLock;
 namespace {
 
 constexpr const char* libraryPathVariable = "TANVEX_PLUGIN_HOST_LIBRARY_PATH";
-constexpr const char* lostMessage = "Communication lost with plugin host process";
 constexpr double replyThreadPatience = 2.0; // seconds
 
 // Proxies are made on one thread.
@@ -132,6 +132,15 @@ RemotePluginHostProxy::sendRequest(const Ref<PluginHostRequest>& request,
         connectionLost(exception.getMessage(), false);
         throw IOException(lostMessage);
     }
+}
+
+Ref<PluginAudioContext> RemotePluginHostProxy::createAudioContext(const CreatePluginInstanceReply& reply) {
+    return new RemotePluginAudioContextProxy(this, reply);
+}
+
+bool RemotePluginHostProxy::abandon() {
+    const pid_t pid = getChildPid();
+    return pid > 0 && kill(pid, SIGKILL) == 0;
 }
 
 void RemotePluginHostProxy::shutdown() {

@@ -44,6 +44,9 @@ public:
     void removePluginInstance(int32_t instanceId) override;
     Ref<PluginHostReply> sendRequest(const Ref<PluginHostRequest>& request,
                                      const Ref<PluginHostAsyncReplyHandler>& replyHandler) override;
+    Ref<PluginAudioContext> createAudioContext(const CreatePluginInstanceReply& reply) override;
+    /// Kills the child, which shows as its death. False if there is none.
+    bool abandon() override;
     /// Asks the host to end, drops all that is pending and closes the pipes. Nobody is told of a death after
     /// this. Harmless when the connection is closed. Throws `IOException` if the host has gone by itself
     /// meanwhile.

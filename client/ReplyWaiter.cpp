@@ -56,7 +56,7 @@ Ref<PluginHostReply> ReplyWaiter::wait(double seconds) {
     case Outcome::error:
         throw PluginException(message);
     default:
-        throw IOException("Communication lost with plugin host process");
+        throw IOException(PluginHostProxy::lostMessage);
     }
 }
 

@@ -31,6 +31,9 @@ PluginHost::PluginHost(int32_t sampleRate, int32_t blockSize)
 
 PluginHost::~PluginHost() {
     closeWindows();
+    // Still there after a main loop that threw.
+    if (displayThread)
+        joinDisplayThread();
     PluginHost* self = this;
     currentHost.compare_exchange_strong(self, nullptr);
 }
@@ -145,6 +148,7 @@ void PluginHost::joinDisplayThread() {
     // The thread has disconnected; after a broken connection calls on it are harmless.
     if (displayThread->hasDisconnected())
         display.connection = nullptr;
+    displayThread = nullptr;
 }
 
 void PluginHost::closeWindows() {

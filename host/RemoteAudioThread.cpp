@@ -2,26 +2,16 @@
 
 #include "core/CloseQuietly.h"
 #include "core/StdStreams.h"
+#include "host/FlushDenormals.h"
 #include "host/PluginHost.h"
 #include "plugin/Channels.h"
 #include "plugin/PluginInstance.h"
 
 #include <algorithm>
-#include <xmmintrin.h>
 
 namespace {
 
 constexpr int32_t realtimePriority = 1;
-
-/// Flushes denormals to zero and rounds to nearest for a scope, with all floating-point exceptions masked.
-class FlushDenormals : public NonCopyable {
-public:
-    FlushDenormals() : saved(_mm_getcsr()) { _mm_setcsr((saved | 0x9FC0U) & 0xFFFF9FFFU); }
-    ~FlushDenormals() { _mm_setcsr(saved); }
-
-private:
-    unsigned int saved;
-};
 
 } // namespace
 

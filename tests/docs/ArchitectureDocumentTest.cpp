@@ -133,8 +133,8 @@ private:
     std::set<std::string> names;
 };
 
-const std::vector<std::string> sourceRoots = {"core", "lib",    "vst2",   "vst3",
-                                              "host", "window", "client", "app"};
+const std::vector<std::string> sourceRoots = {"core",   "lib",    "vst2",  "vst3", "host",
+                                              "window", "client", "local", "app"};
 
 std::set<std::string> wordsOfTheSources() {
     std::set<std::string> words;

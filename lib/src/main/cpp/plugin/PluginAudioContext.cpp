@@ -80,6 +80,12 @@ PluginAudioContext::PluginAudioContext(int32_t blockSize, int32_t inputChannelCo
 
 PluginAudioContext::~PluginAudioContext() = default;
 
+void PluginAudioContext::drain() {
+    *inputEventCount = 0;
+    *parameterChangeCount = 0;
+    process(0, false, false);
+}
+
 void PluginAudioContext::layOut() {
     const int64_t size = walkRegions(*this, nullptr).size();
     if (size > std::numeric_limits<int32_t>::max())

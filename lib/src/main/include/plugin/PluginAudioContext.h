@@ -51,6 +51,10 @@ public:
     virtual int32_t process(int32_t frames, bool keepActive, bool realtime) = 0;
     virtual void stopProcessing() = 0;
 
+    /// A `process` of no frames, events or changes. At its return whoever renders has done all that it was
+    /// told before.
+    void drain();
+
     /// Computes the size, calls `allocate` and sets the pointers below. Throws `IOException` if the block
     /// would have more bytes than an int32 counts.
     void layOut();

@@ -1,0 +1,238 @@
+#include "app/SelfTest.h"
+
+#include "app/TestAudioThread.h"
+#include "app/TestReplyHandler.h"
+#include "app/TestingNotificationListener.h"
+#include "core/FileSystem.h"
+#include "core/StdStreams.h"
+#include "plugin/PluginException.h"
+#include "plugin/PluginHostReplies.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <unistd.h>
+
+using base::core::LocalFileSystem;
+using base::core::ScopedLock;
+using base::core::standardOutput;
+
+namespace {
+
+void print(const String& line) {
+    standardOutput().printLine(line);
+}
+
+/// The path of a plug-in's file with another end in place of the suffix.
+String replaceSuffix(const String& file, const char* newEnd) {
+    const int32_t point = String::lastIndexOf(file, U'.');
+    const int32_t separator = String::lastIndexOf(file, LocalFileSystem::separator);
+    const bool hasSuffix = point != String::notFound && (separator == String::notFound || point > separator);
+    return concat(hasSuffix ? String::substring(file, 0, point) : file, newEnd);
+}
+
+void printReply(const CreatePluginInstanceReply& reply) {
+    print("Create plugin instance reply");
+    print(concat("Instance id: ", reply.instanceId));
+    print(concat("Audio in channels: ", reply.inputChannelCount));
+    print(concat("Audio out channels: ", reply.outputChannelCount));
+    print(concat("Has GUI: ", reply.hasEditor ? "true" : "false"));
+    print("\nParameters:");
+    for (const Ref<ParameterInfo>& parameter : reply.state->parameters)
+        print(concat("    ", parameter->name, ": ", parameter->display, " ", parameter->label));
+    print("\nPrograms:");
+    for (const Ref<Program>& program : reply.state->programs)
+        print(concat("    ", program->name));
+}
+
+// A call that waits for a child which never answers is interrupted, and fails.
+void interruptCallsBy(int signal) {
+    struct sigaction action {};
+    action.sa_handler = [](int) {}; // without SA_RESTART
+    sigaction(signal, &action, nullptr);
+}
+
+} // namespace
+
+SelfTest::SelfTest(const Ref<TestProxyProvider>& provider, std::vector<String> files, double stepBound)
+    : provider(provider), files(std::move(files)), scriptThread(pthread_self()),
+      watchdog(new StepWatchdog(stepBound, [this] { giveUpStep(); })) {}
+
+SelfTest::~SelfTest() = default;
+
+int SelfTest::run() {
+    interruptCallsBy(SIGALRM);
+    watchdog->start();
+    for (const String& file : files)
+        testPlugin(file);
+    printVerdict();
+    return failed.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+void SelfTest::testPlugin(const String& file) {
+    print("\n\n--------------------------------------------------------------------");
+    print(concat("Testing plugin ", file));
+    {
+        const ScopedLock scope(lock);
+        currentFile = file;
+        currentFailed = false;
+    }
+    beginStep("plug-in host");
+    try {
+        const Ref<PluginHostProxy> started = provider->createProxy();
+        const ScopedLock scope(lock);
+        proxy = started;
+    } catch (const Exception& exception) {
+        recordFailure(concat("Could not start plug-in host: ", reasonOf(exception)));
+        watchdog->endStep();
+        return;
+    }
+    try {
+        runScript(file);
+        beginStep("plug-in host to end");
+        proxy->shutdown();
+        print(concat(file, " passed!"));
+        passed.push_back(file);
+    } catch (const Exception& exception) {
+        recordFailure(concat("Could not test plug-in: ", reasonOf(exception)));
+    }
+    letGoOfHost();
+    watchdog->endStep();
+}
+
+void SelfTest::runScript(const String& file) {
+    beginStep("plug-in instance");
+    print("Creating plug-in instance");
+    const Ref<TestReplyHandler> created(new TestReplyHandler);
+    // A VST 2 shell takes a number; an empty identifier chooses the only class of a VST 3 module.
+    const char* identifier = String::endsWith(file, "vst3") ? "" : "0";
+    const int32_t instanceId =
+        proxy->createPluginInstance(file, {}, identifier, false, new TestingNotificationListener, created);
+    const Ref<PluginHostReply> answer = created->wait();
+    print("Successfully created plug-in instance");
+    const auto& reply = static_cast<const CreatePluginInstanceReply&>(*answer);
+    printReply(reply);
+
+    const Ref<TestAudioThread> audioThread(new TestAudioThread(proxy->createAudioContext(reply)));
+    audioThread->start();
+    if (reply.hasEditor) {
+        beginStep("plug-in GUI to open");
+        print("Opening plug-in GUI");
+        proxy->openGUI(instanceId, 0, true, "Test");
+        // Answered behind it.
+        proxy->ping();
+        print("Plugin GUI is open");
+    }
+    usePresets(file, instanceId);
+    usePrograms(instanceId, static_cast<int32_t>(reply.state->programs.size()));
+    if (reply.hasEditor) {
+        beginStep("plug-in GUI to close");
+        print("Closing plug-in GUI");
+        proxy->closeGUI(instanceId);
+        proxy->ping();
+        print("Plugin GUI is closed");
+    }
+    finishAudio(*audioThread);
+
+    beginStep("plug-in instance to be destroyed");
+    print("Destroying plug-in instance");
+    proxy->destroyPluginInstance(instanceId);
+    proxy->removePluginInstance(instanceId);
+    proxy->ping();
+    print("Plugin instance destroyed");
+}
+
+void SelfTest::usePresets(const String& file, int32_t instanceId) {
+    beginStep("preset to be saved");
+    print("Saving preset");
+    const Ref<TestReplyHandler> saved(new TestReplyHandler);
+    proxy->savePreset(instanceId, replaceSuffix(file, "-test.fxb"), saved);
+    saved->wait();
+
+    const String preset = replaceSuffix(file, ".fxb");
+    if (!LocalFileSystem::get().exists(preset))
+        return;
+    beginStep("preset to be loaded");
+    const Ref<TestReplyHandler> loaded(new TestReplyHandler);
+    proxy->loadPreset(instanceId, preset, loaded);
+    loaded->wait();
+}
+
+void SelfTest::usePrograms(int32_t instanceId, int32_t count) {
+    beginStep("program to be set");
+    for (int32_t program = 0; program < count; ++program) {
+        print(concat("Setting current program number ", program));
+        proxy->setCurrentProgram(instanceId, program);
+    }
+}
+
+void SelfTest::finishAudio(TestAudioThread& audioThread) {
+    beginStep("test audio engine to complete");
+    audioThread.join();
+    if (watchdog->wasOverdue())
+        throw PluginException("Test failed waiting for test audio engine to complete");
+    if (!audioThread.getError().isEmpty())
+        throw PluginException(concat("Error rendering audio :", audioThread.getError()));
+}
+
+void SelfTest::letGoOfHost() {
+    beginStep("plug-in host to end");
+    try {
+        proxy->shutdown();
+    } catch (const IOException&) {
+        // It is gone already.
+    }
+    const ScopedLock scope(lock);
+    proxy = nullptr;
+}
+
+void SelfTest::beginStep(const char* newSubject) {
+    {
+        const ScopedLock scope(lock);
+        subject = newSubject;
+    }
+    watchdog->beginStep();
+}
+
+void SelfTest::giveUpStep() {
+    Ref<PluginHostProxy> stuck;
+    String reason;
+    {
+        const ScopedLock scope(lock);
+        if (!proxy) {
+            pthread_kill(scriptThread, SIGALRM);
+            return;
+        }
+        stuck = proxy;
+        reason = concat("Could not test plug-in: Test failed waiting for ", subject);
+    }
+    if (stuck->abandon())
+        return;
+    recordFailure(reason);
+    printVerdict();
+    _exit(EXIT_FAILURE);
+}
+
+String SelfTest::reasonOf(const Exception& exception) {
+    if (!watchdog->wasOverdue())
+        return exception.getMessage();
+    return concat("Test failed waiting for ", subject);
+}
+
+void SelfTest::recordFailure(const String& reason) {
+    const ScopedLock scope(lock);
+    // What failed first is why.
+    if (!currentFailed)
+        failed.emplace_back(currentFile, reason);
+    currentFailed = true;
+}
+
+void SelfTest::printVerdict() {
+    print("Passed plugins:");
+    for (const String& file : passed)
+        print(concat("    ", file));
+    print("\n\nFailed plugins:");
+    for (const auto& [file, reason] : failed)
+        print(concat(file, ":      ", reason));
+    print(concat("\n\nPassed : ", static_cast<int32_t>(passed.size()),
+                 " Failed: ", static_cast<int32_t>(failed.size())));
+}

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "app/StepWatchdog.h"
+#include "app/TestProxyProvider.h"
+#include "core/Mutex.h"
+#include "core/String.h"
+
+#include <cstdint>
+#include <pthread.h>
+#include <utility>
+#include <vector>
+
+class TestAudioThread;
+
+/// Drives plug-ins through a whole session of a client, one after the other, each in a host of its own:
+/// create, render, editor, presets, programs, destroy. The script runs on the caller's thread while a
+/// `TestAudioThread` renders, so that the calls overlap as they do in an application. Every step is told on
+/// the standard output stream.
+///
+/// A step that takes too long fails the plug-in: the host is killed, or, where it lives in this process, the
+/// verdict is printed and the process exits with 1.
+class SelfTest : public NonCopyable, public NonMovable {
+public:
+    static constexpr double defaultStepBound = 120; // seconds
+
+    SelfTest(const Ref<TestProxyProvider>& provider, std::vector<String> files,
+             double stepBound = defaultStepBound);
+    ~SelfTest();
+
+    /// Tests the files in their order. Returns the exit status: 0 if nothing failed, else 1.
+    int run();
+
+private:
+    void testPlugin(const String& file);
+    /// The session. Throws `Exception`.
+    void runScript(const String& file);
+    void usePresets(const String& file, int32_t instanceId);
+    void usePrograms(int32_t instanceId, int32_t count);
+    void finishAudio(TestAudioThread& audioThread);
+    void letGoOfHost();
+
+    /// Begins a step that waits for the subject.
+    void beginStep(const char* subject);
+    /// Called while a step is overdue, on the watchdog's thread.
+    void giveUpStep();
+    /// Why the latest step has failed: what an overdue one threw is only what came of it.
+    String reasonOf(const Exception& exception);
+    /// Of the current file.
+    void recordFailure(const String& reason);
+    void printVerdict();
+
+    const Ref<TestProxyProvider> provider;
+    const std::vector<String> files;
+    const pthread_t scriptThread;
+    std::vector<String> passed;
+    /// Guards what follows: the script writes it, the watchdog reads it.
+    base::core::Mutex lock;
+    /// Null while there is no host.
+    Ref<PluginHostProxy> proxy;
+    String currentFile;
+    bool currentFailed = false;
+    const char* subject = "";
+    /// Files and reasons.
+    std::vector<std::pair<String, String>> failed;
+    Ref<StepWatchdog> watchdog;
+};

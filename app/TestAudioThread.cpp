@@ -1,0 +1,80 @@
+#include "app/TestAudioThread.h"
+
+#include "core/StdStreams.h"
+#include "plugin/PluginException.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr double sampleRate = 44100.0; // Hz
+constexpr int32_t minute = 2646000;    // frames
+
+} // namespace
+
+TestAudioThread::TestAudioThread(const Ref<PluginAudioContext>& context)
+    : Thread("Test audio thread"), context(context) {}
+
+TestAudioThread::~TestAudioThread() = default;
+
+bool TestAudioThread::prepareForDeletion() {
+    requestStop();
+    join();
+    return true;
+}
+
+void TestAudioThread::run() {
+    base::core::standardOutput().printLine("Running test audio engine");
+    try {
+        render();
+    } catch (const Exception& exception) {
+        error = concat("Error rendering audio: ", exception.getMessage());
+        base::core::standardError().printLine(error);
+    }
+}
+
+void TestAudioThread::render() {
+    prepareBlock();
+    context->startProcessing();
+    try {
+        renderBlocks();
+    } catch (const Exception&) {
+        try {
+            context->stopProcessing();
+            context->drain();
+        } catch (const IOException&) {
+            // The host is gone. What broke first is what counts.
+        }
+        throw;
+    }
+    context->stopProcessing();
+    context->drain();
+}
+
+void TestAudioThread::prepareBlock() {
+    TransportBlock& transport = *context->transport;
+    transport = {};
+    transport.sampleRate = sampleRate;
+    transport.tempo = 120.0;
+    transport.timeSignatureNumerator = 4;
+    transport.timeSignatureDenominator = 4;
+    const int32_t inputSamples = context->inputChannelCount * context->paddedBlockSize;
+    const int32_t outputSamples = context->outputChannelCount * context->paddedBlockSize;
+    std::fill_n(context->inputAudio, inputSamples, 0.0F);
+    std::fill_n(context->outputAudio, outputSamples, 0.0F);
+    *context->inputEventCount = 0;
+    *context->outputEventCount = 0;
+    *context->parameterChangeCount = 0;
+}
+
+void TestAudioThread::renderBlocks() {
+    const int32_t blockSize = context->blockSize;
+    TransportBlock& transport = *context->transport;
+    for (int32_t block = 0; block < minute / blockSize && !stopRequested; ++block) {
+        context->process(blockSize, true, false);
+        transport.samplePosition += static_cast<uint64_t>(blockSize);
+        transport.reservedTime += blockSize / sampleRate;
+        if (!context->areGuardsIntact())
+            throw PluginException("Plugin wrote outside of the supplied buffers.");
+    }
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "core/Thread.h"
+#include "plugin/CoreNames.h"
+#include "plugin/PluginAudioContext.h"
+
+#include <atomic>
+#include <cstdint>
+
+/// Renders one minute of silence through a plug-in under test, as fast as that goes, and watches the guards
+/// around its buffers. The script joins it, before it asks for the error.
+class TestAudioThread : public base::core::Thread {
+public:
+    explicit TestAudioThread(const Ref<PluginAudioContext>& context);
+    ~TestAudioThread() override;
+
+    /// Ends the rendering after the next block.
+    void requestStop() { stopRequested = true; }
+    /// Stops and joins.
+    bool prepareForDeletion() override;
+
+    /// What went wrong, or the empty text. Once it has been joined.
+    const String& getError() const { return error; }
+
+protected:
+    void run() override;
+
+private:
+    void render();
+    void prepareBlock();
+    void renderBlocks();
+
+    Ref<PluginAudioContext> context;
+    std::atomic<bool> stopRequested = false;
+    String error;
+};

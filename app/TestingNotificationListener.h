@@ -1,0 +1,16 @@
+#pragma once
+
+#include "plugin/PluginHostNotificationListener.h"
+
+/// Prints what a plug-in under test tells of itself, a line for each.
+class TestingNotificationListener : public PluginHostNotificationListener {
+public:
+    ~TestingNotificationListener() override;
+
+    void onUpdateParameter(const UpdateParameterNotification& notification) override;
+    void onUpdateParameterDisplay(const UpdateParameterDisplayNotification& notification) override;
+    void onUpdateAllParameters(const UpdateAllParametersNotification& notification) override;
+    void onBeginOrEndEditParameter(const BeginOrEndEditParameterNotification& notification) override;
+    void onPluginWindowMoved(const PluginWindowMovedNotification& notification) override;
+    void onPluginWindowClosed(const PluginWindowClosedNotification& notification) override;
+};

@@ -1,0 +1,192 @@
+#include "local/LocalPluginHostProxy.h"
+
+#include "core/StdStreams.h"
+#include "host/PluginHost.h"
+#include "plugin/PluginException.h"
+#include "plugin/PluginHostAsyncReplyHandler.h"
+#include "plugin/PluginHostReplies.h"
+#include "plugin/PluginHostRequests.h"
+
+#include <algorithm>
+
+using base::core::ScopedLock;
+
+namespace {
+
+/// What runs the oldest request, whichever that is by then.
+class NextRequestAction : public PluginHostAction {
+public:
+    explicit NextRequestAction(const Ref<LocalPluginHostProxyHandler>& handler) : handler(handler) {}
+    void run() override { handler->runNextRequest(); }
+
+private:
+    Ref<LocalPluginHostProxyHandler> handler;
+};
+
+/// Hands the outcome of a synchronous request to the thread that has sent it.
+class ReplyLatch : public PluginHostAsyncReplyHandler {
+public:
+    void onReply(PluginHostReply* newReply) override { open(newReply, false, {}); }
+    void onError(const String& newMessage) override { open(nullptr, true, newMessage); }
+
+    void wait() {
+        const ScopedLock scope(lock);
+        while (!isOpen)
+            opened.wait(lock);
+    }
+
+    /// Once `wait` has returned.
+    Ref<PluginHostReply> takeReply() const {
+        if (failed)
+            throw PluginException(message);
+        return reply;
+    }
+
+private:
+    void open(const Ref<PluginHostReply>& newReply, bool newFailed, const String& newMessage) {
+        const ScopedLock scope(lock);
+        reply = newReply;
+        failed = newFailed;
+        message = newMessage;
+        isOpen = true;
+        opened.broadcast();
+    }
+
+    base::core::Mutex lock;
+    base::core::Condition opened;
+    bool isOpen = false;
+    bool failed = false;
+    String message;
+    Ref<PluginHostReply> reply;
+};
+
+} // namespace
+
+LocalPluginHostProxy::LocalPluginHostProxy(const Ref<PluginHost>& host)
+    : host(host), handler(new LocalPluginHostProxyHandler(host, this)),
+      runThread(new LocalPluginHostRunThread(host.get(), this)) {
+    host->handler = handler;
+}
+
+LocalPluginHostProxy::~LocalPluginHostProxy() = default;
+
+void LocalPluginHostProxy::start() {
+    runThread->start();
+}
+
+void LocalPluginHostProxy::removePluginInstance(int32_t instanceId) {
+    const ScopedLock scope(lock);
+    std::erase_if(unanswered, [&](const auto& request) { return request->isForInstance(instanceId); });
+    instances.erase(instanceId);
+}
+
+Ref<PluginHostReply> LocalPluginHostProxy::sendRequest(const Ref<PluginHostRequest>& request,
+                                                       const Ref<PluginHostAsyncReplyHandler>& replyHandler) {
+    if (!request->needsReply() || request->isAsync()) {
+        request->replyHandler = replyHandler;
+        enqueue(request);
+        return nullptr;
+    }
+    const Ref<ReplyLatch> latch(new ReplyLatch);
+    request->replyHandler = latch;
+    enqueue(request);
+    latch->wait();
+    if (isClosed())
+        throw IOException(lostMessage);
+    return latch->takeReply();
+}
+
+Ref<PluginAudioContext> LocalPluginHostProxy::createAudioContext(const CreatePluginInstanceReply& reply) {
+    const Ref<RemotePluginInstance> instance = findInstance(reply.instanceId);
+    if (!instance || !instance->context)
+        throw IOException(concat("No audio block for plugin instance ", reply.instanceId));
+    return instance->context;
+}
+
+bool LocalPluginHostProxy::abandon() {
+    return false;
+}
+
+void LocalPluginHostProxy::shutdown() {
+    if (closed)
+        return;
+    enqueue(new ShutdownRequest);
+    closed = true;
+    {
+        const ScopedLock scope(lock);
+        unanswered.clear();
+        instances.clear();
+    }
+    joinRunThread();
+}
+
+bool LocalPluginHostProxy::prepareForDeletion() {
+    shutdown();
+    joinRunThread();
+    return true;
+}
+
+Ref<RemotePluginInstance> LocalPluginHostProxy::findInstance(int32_t instanceId) {
+    const ScopedLock scope(lock);
+    const auto entry = instances.find(instanceId);
+    return entry != instances.end() ? entry->second : nullptr;
+}
+
+void LocalPluginHostProxy::addPluginInstance(int32_t instanceId,
+                                             const Ref<PluginHostNotificationListener>& listener) {
+    const ScopedLock scope(lock);
+    instances.emplace(instanceId, new RemotePluginInstance(instanceId, listener));
+}
+
+void LocalPluginHostProxy::enqueue(const Ref<PluginHostRequest>& request) {
+    const ScopedLock scope(lock);
+    // Under the lock: a host that ends by itself fails all that is unanswered, and nothing comes after that.
+    if (closed)
+        throw IOException(lostMessage);
+    queue.push_back(request);
+    if (request->needsReply())
+        unanswered.push_back(request);
+    host->post(new NextRequestAction(handler));
+}
+
+Ref<PluginHostRequest> LocalPluginHostProxy::takeQueuedRequest() {
+    const ScopedLock scope(lock);
+    Ref<PluginHostRequest> request = queue.front();
+    queue.pop_front();
+    return request;
+}
+
+Ref<PluginHostAsyncReplyHandler> LocalPluginHostProxy::takeReceiver(PluginHostRequest& request) {
+    const ScopedLock scope(lock);
+    const auto entry = std::find(unanswered.begin(), unanswered.end(), &request);
+    if (entry == unanswered.end() || closed)
+        return nullptr;
+    unanswered.erase(entry);
+    return request.replyHandler;
+}
+
+void LocalPluginHostProxy::hostEnded(const String& message) {
+    std::vector<Ref<PluginHostRequest>> failed;
+    {
+        const ScopedLock scope(lock);
+        if (closed)
+            return;
+        closed = true;
+        failed.swap(unanswered);
+        queue.clear();
+    }
+    base::core::standardError().printLine(concat("Plugin host died: ", message));
+    for (const Ref<PluginHostRequest>& request : failed) {
+        if (request->replyHandler)
+            request->replyHandler->onError(lostMessage);
+    }
+}
+
+void LocalPluginHostProxy::joinRunThread() {
+    runThread->join();
+    // Host and handler hold each other.
+    if (host)
+        host->handler = nullptr;
+    handler->host = nullptr;
+    host = nullptr;
+}

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "client/PluginHostProxy.h"
+#include "client/RemotePluginInstance.h"
+#include "core/Mutex.h"
+#include "local/LocalPluginHostProxyHandler.h"
+#include "local/LocalPluginHostRunThread.h"
+#include "plugin/PluginHostRequest.h"
+
+#include <atomic>
+#include <cstdint>
+#include <list>
+#include <unordered_map>
+#include <vector>
+
+class PluginHost;
+
+/// A proxy whose host lives in this process: what a plug-in does wrong here is the plug-in's own, since no
+/// protocol stands between, and a debugger sees both sides. Requests skip the pipes; replies and
+/// notifications come on the host's thread, where no receiver may wait for that host. A plug-in that crashes
+/// takes the client with it.
+///
+/// Dropping the last reference, on any thread but the host's, shuts the host down.
+class LocalPluginHostProxy : public PluginHostProxy {
+public:
+    /// For a host that nobody runs yet; becomes its handler.
+    explicit LocalPluginHostProxy(const Ref<PluginHost>& host);
+    ~LocalPluginHostProxy() override;
+
+    /// Starts the thread that runs the host. Once, before anything is sent.
+    void start();
+
+    /// What the host answers to a dropped request is dropped.
+    void removePluginInstance(int32_t instanceId) override;
+    Ref<PluginHostReply> sendRequest(const Ref<PluginHostRequest>& request,
+                                     const Ref<PluginHostAsyncReplyHandler>& replyHandler) override;
+    /// The block that the instance itself holds.
+    Ref<PluginAudioContext> createAudioContext(const CreatePluginInstanceReply& reply) override;
+    bool abandon() override;
+    /// Lets the host work off its queue, joins its thread and lets go of it. Plug-ins aren't terminated.
+    /// Harmless when the host has ended.
+    void shutdown() override;
+    bool prepareForDeletion() override;
+
+    /// The client's side of an instance, or null. Any thread.
+    Ref<RemotePluginInstance> findInstance(int32_t instanceId);
+    /// Any thread.
+    bool isClosed() const { return closed.load(); }
+
+protected:
+    void addPluginInstance(int32_t instanceId, const Ref<PluginHostNotificationListener>& listener) override;
+
+private:
+    friend class LocalPluginHostProxyHandler;
+    friend class LocalPluginHostRunThread;
+
+    /// Puts a request behind the others, and has the host's main loop take the oldest.
+    void enqueue(const Ref<PluginHostRequest>& request);
+    Ref<PluginHostRequest> takeQueuedRequest();
+    /// Whom the outcome of a request goes to; null if nobody is waiting, or waits any more. Once for each.
+    Ref<PluginHostAsyncReplyHandler> takeReceiver(PluginHostRequest& request);
+    /// The main loop is over. Where nobody has asked for that, fails all who wait.
+    void hostEnded(const String& message);
+    void joinRunThread();
+
+    Ref<PluginHost> host;
+    Ref<LocalPluginHostProxyHandler> handler;
+    Ref<LocalPluginHostRunThread> runThread;
+    std::atomic<bool> closed = false;
+    /// Guards all that follows; the calling thread and the host's meet nowhere else.
+    base::core::Mutex lock;
+    std::list<Ref<PluginHostRequest>> queue;
+    /// Those that are to be answered and aren't yet, queued or not.
+    std::vector<Ref<PluginHostRequest>> unanswered;
+    std::unordered_map<int32_t, Ref<RemotePluginInstance>> instances;
+};

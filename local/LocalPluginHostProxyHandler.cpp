@@ -1,0 +1,60 @@
+#include "local/LocalPluginHostProxyHandler.h"
+
+#include "client/RemotePluginInstance.h"
+#include "host/PluginHost.h"
+#include "local/LocalPluginAudioContext.h"
+#include "local/LocalPluginHostProxy.h"
+#include "plugin/PluginHostAsyncReplyHandler.h"
+#include "plugin/PluginHostNotification.h"
+#include "plugin/PluginHostReply.h"
+#include "plugin/PluginHostRequest.h"
+
+LocalPluginHostProxyHandler::LocalPluginHostProxyHandler(const Ref<PluginHost>& host,
+                                                         LocalPluginHostProxy* proxy)
+    : PluginHostProxyHandler(host), proxy(proxy) {}
+
+LocalPluginHostProxyHandler::~LocalPluginHostProxyHandler() = default;
+
+void LocalPluginHostProxyHandler::runNextRequest() {
+    const Ref<PluginHostRequest> request = proxy->takeQueuedRequest();
+    request->handler = this;
+    request->run();
+    // The client may keep the request.
+    request->handler = nullptr;
+}
+
+void LocalPluginHostProxyHandler::sendReply(PluginHostRequest& request, PluginHostReply& reply) {
+    if (const Ref<PluginHostAsyncReplyHandler> receiver = proxy->takeReceiver(request))
+        receiver->onReply(&reply);
+}
+
+void LocalPluginHostProxyHandler::sendEmptyReply(PluginHostRequest& request) {
+    if (const Ref<PluginHostAsyncReplyHandler> receiver = proxy->takeReceiver(request))
+        receiver->onReply(nullptr);
+}
+
+void LocalPluginHostProxyHandler::sendError(PluginHostRequest& request, const String& message) {
+    if (const Ref<PluginHostAsyncReplyHandler> receiver = proxy->takeReceiver(request))
+        receiver->onError(message);
+}
+
+void LocalPluginHostProxyHandler::sendNotification(PluginHostNotification& notification) {
+    const Ref<RemotePluginInstance> instance = proxy->findInstance(notification.instanceId);
+    if (!instance || !instance->listener || proxy->isClosed())
+        return;
+    notification.sender = proxy;
+    notification.deliver(*instance->listener);
+}
+
+void LocalPluginHostProxyHandler::shutdown() {
+    host->stopRequested = true;
+}
+
+void LocalPluginHostProxyHandler::setUpAudio(PluginInstance& instance) {
+    const Ref<LocalPluginAudioContext> context(new LocalPluginAudioContext(instance, host->blockSize));
+    context->layOut();
+    context->fillGuards();
+    instance.setAudioContext(context);
+    if (const Ref<RemotePluginInstance> known = proxy->findInstance(instance.instanceId))
+        known->context = context;
+}

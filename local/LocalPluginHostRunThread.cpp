@@ -1,0 +1,23 @@
+#include "local/LocalPluginHostRunThread.h"
+
+#include "host/PluginHost.h"
+#include "local/LocalPluginHostProxy.h"
+
+LocalPluginHostRunThread::LocalPluginHostRunThread(PluginHost* host, LocalPluginHostProxy* proxy)
+    : Thread("Test host main run thread"), host(host), proxy(proxy) {}
+
+LocalPluginHostRunThread::~LocalPluginHostRunThread() {
+    join();
+}
+
+void LocalPluginHostRunThread::run() {
+    String message("The main loop has ended");
+    try {
+        host->run();
+    } catch (const Exception& exception) {
+        message = exception.getMessage();
+    } catch (...) {
+        message = "Unknown exception";
+    }
+    proxy->hostEnded(message);
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "core/Thread.h"
+
+class LocalPluginHostProxy;
+class PluginHost;
+
+/// Runs the main loop of a host that lives in its client's process. The proxy owns and joins it.
+///
+/// `PluginHost::isMainThread` is false on it, since another thread has made the host. Deliberate: what a
+/// plug-in reports goes through the host's queue, as from any thread.
+class LocalPluginHostRunThread : public base::core::Thread {
+public:
+    /// Both are borrowed.
+    LocalPluginHostRunThread(PluginHost* host, LocalPluginHostProxy* proxy);
+    ~LocalPluginHostRunThread() override;
+
+protected:
+    /// What a plug-in throws ends the loop, as it ends a child's, and is told to the proxy.
+    void run() override;
+
+private:
+    PluginHost* host;
+    LocalPluginHostProxy* proxy;
+};
