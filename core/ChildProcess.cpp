@@ -1,39 +1,16 @@
 #include "core/ChildProcess.h"
 
+#include "core/CStringArray.h"
 #include "core/Exception.h"
 #include "core/StdStreams.h"
 
 #include <csignal>
-#include <cstdlib>
-#include <cstring>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace base::core {
 namespace {
-
-/// A null-terminated array of copies, as the exec calls want it.
-class CStringArray : public NonCopyable {
-public:
-    ~CStringArray() {
-        for (char* text : texts)
-            std::free(text);
-    }
-
-    void add(const std::string& text) {
-        char* copy = strdup(text.c_str());
-        if (copy == nullptr)
-            throw IOException("Could not allocate memory for argument to process");
-        texts.back() = copy;
-        texts.push_back(nullptr);
-    }
-
-    char* const* data() const { return texts.data(); }
-
-private:
-    std::vector<char*> texts{nullptr};
-};
 
 // Runs in the child between `vfork` and `exec`, in the memory of the parent: allocates nothing.
 [[noreturn]] void becomeProgram(char* const* arguments, char* const* environment, pid_t parent) {
@@ -71,9 +48,7 @@ void ChildProcess::launch(const std::vector<String>& arguments, const Environmen
 }
 
 void ChildProcess::launch(const std::vector<String>& arguments, char* const* environment) {
-    CStringArray texts;
-    for (const String& argument : arguments)
-        texts.add(argument.toStdString());
+    const CStringArray texts(arguments);
     const pid_t parent = getpid();
     const pid_t child = vfork();
     if (child == 0)
