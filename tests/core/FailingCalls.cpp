@@ -1,14 +1,19 @@
 #include "FailingCalls.h"
 
+#include "core/MessageDialog.h"
+
 #include <cerrno>
 #include <new>
+#include <optional>
 #include <pthread.h>
+#include <unistd.h>
 
 namespace base::core {
 namespace {
 
 thread_local uint32_t failingCalls = 0;
 thread_local size_t failingSize = 0;
+thread_local std::optional<int32_t> dialogChoice;
 
 bool fails(LibraryCall call) {
     return (failingCalls & static_cast<uint32_t>(call)) != 0;
@@ -22,6 +27,14 @@ FailingCall::FailingCall(LibraryCall call) {
 
 FailingCall::~FailingCall() {
     failingCalls = 0;
+}
+
+AnsweredDialog::AnsweredDialog(int32_t choice) {
+    dialogChoice = choice;
+}
+
+AnsweredDialog::~AnsweredDialog() {
+    dialogChoice.reset();
 }
 
 FailingAllocation::FailingAllocation(size_t size) {
@@ -73,6 +86,33 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, v
                           void* argument) {
     return fails(LibraryCall::threadCreate) ? EAGAIN
                                             : __real_pthread_create(thread, attributes, entry, argument);
+}
+
+pid_t __real_fork();
+pid_t __wrap_fork() {
+    if (!fails(LibraryCall::fork))
+        return __real_fork();
+    errno = EAGAIN;
+    return -1;
+}
+
+int __real_pipe2(int ends[2], int flags);
+int __wrap_pipe2(int ends[2], int flags) {
+    if (!fails(LibraryCall::pipe2))
+        return __real_pipe2(ends, flags);
+    errno = EMFILE;
+    return -1;
+}
+
+// `showMessageDialog`, by its mangled name.
+#define DIALOG_NAME(prefix)                                                                                  \
+    prefix##_ZN4base4core17showMessageDialogERKNS0_6StringES3_RKSt6vectorIS1_SaIS1_EEiii
+int32_t DIALOG_NAME(__real_)(const String& title, const String& text, const std::vector<String>& buttons,
+                             int32_t defaultButton, int32_t width, int32_t height);
+int32_t DIALOG_NAME(__wrap_)(const String& title, const String& text, const std::vector<String>& buttons,
+                             int32_t defaultButton, int32_t width, int32_t height) {
+    return dialogChoice ? *dialogChoice
+                        : DIALOG_NAME(__real_)(title, text, buttons, defaultButton, width, height);
 }
 
 // The calls below do their work and say that they failed, so that what goes on behind the assertion stays

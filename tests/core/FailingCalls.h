@@ -15,6 +15,8 @@ enum class LibraryCall : uint32_t {
     mutexAttributesInit = 16,
     conditionInit = 32,
     conditionAttributesInit = 64,
+    fork = 128,
+    pipe2 = 256,
 };
 
 /// Makes one call fail on this thread for a scope.
@@ -24,6 +26,15 @@ public:
     ~FailingCall();
     FailingCall(const FailingCall&) = delete;
     FailingCall& operator=(const FailingCall&) = delete;
+};
+
+/// Answers every message dialog of this thread for a scope; none is shown.
+class AnsweredDialog {
+public:
+    explicit AnsweredDialog(int32_t choice);
+    ~AnsweredDialog();
+    AnsweredDialog(const AnsweredDialog&) = delete;
+    AnsweredDialog& operator=(const AnsweredDialog&) = delete;
 };
 
 /// Makes each `malloc` and each `new[]` of exactly `size` bytes fail on this thread for a scope.
