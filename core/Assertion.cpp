@@ -1,10 +1,15 @@
 #include "core/Assertion.h"
 
+#include "core/AssertionMode.h"
+#include "core/Debugger.h"
+#include "core/Exception.h"
+#include "core/MessageDialog.h"
 #include "core/StdStreams.h"
 
 #include <cstdlib>
 #include <execinfo.h>
 #include <memory>
+#include <string_view>
 #include <unistd.h>
 
 namespace base::core {
@@ -38,13 +43,59 @@ void appendReport(StringBuilder& text, const String& message, const String& cond
     appendStack(text);
 }
 
+bool wantsDialog() {
+    switch (ScopedAssertionMode::current()) {
+    case AssertionMode::noDialog:
+        return false;
+    case AssertionMode::dialog:
+        return true;
+    default:
+        break;
+    }
+    const char* interactive = std::getenv("INTERACTIVE_ASSERTS");
+    return isDebuggerKnown() || (interactive != nullptr && std::string_view(interactive) == "true");
+}
+
+/// True if the caller has to break into the debugger.
+bool letUserDecide(const String& report, bool* ignored) {
+    enum Choice { skip, skipAlways, throwException, abortProcess, breakIntoDebugger };
+    switch (showMessageDialog("Assertion Failed", report, {"Skip", "Skip Always", "Throw", "Abort", "Break"},
+                              skip, 800, 400)) {
+    case skip:
+        return false;
+    case skipAlways:
+        std::atomic_ref(*ignored).store(true, std::memory_order_relaxed);
+        return false;
+    case throwException:
+        throw AssertionFailedException();
+    case abortProcess:
+        std::abort();
+    case breakIntoDebugger:
+        if (!isDebuggerKnown())
+            showDebuggerDialog();
+        return true;
+    default:
+        throw ProcessException("Unknown option chosen");
+    }
+}
+
 } // namespace
 
-bool assertionFailed(const String& message, const String& condition, const char* file, int32_t line, bool*) {
+bool assertionFailed(const String& message, const String& condition, const char* file, int32_t line,
+                     bool* ignored) {
     StringBuilder text;
     appendReport(text, message, condition, file, line);
-    standardError().printLine(text);
-    return false;
+    if (!wantsDialog()) {
+        standardError().printLine(text);
+        return false;
+    }
+    try {
+        return letUserDecide(text.toString(), ignored);
+    } catch (const Exception&) {
+        // Nobody may have seen the report.
+        standardError().printLine(text);
+        throw;
+    }
 }
 
 void reportIgnoredAssertion(const String& message, const String& condition, const char* file, int32_t line) {

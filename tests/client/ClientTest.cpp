@@ -251,13 +251,6 @@ std::string testPlugin(const std::string& name) {
     return std::string(TEST_PLUGIN_DIRECTORY) + "/" + name + ".so";
 }
 
-size_t occurrences(const std::string& text, const std::string& part) {
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size()))
-        ++count;
-    return count;
-}
-
 bool isGone(pid_t process) {
     return kill(process, 0) == -1 && errno == ESRCH;
 }

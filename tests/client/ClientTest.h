@@ -144,8 +144,7 @@ std::string lossText(const Action& action) {
     return "no failure";
 }
 
-/// How often `part` stands in `text`.
-size_t occurrences(const std::string& text, const std::string& part);
+using base::core::occurrences;
 
 /// Whether a process is no more, not even as a zombie.
 bool isGone(pid_t process);

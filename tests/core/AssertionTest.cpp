@@ -60,12 +60,7 @@ TEST(AssertionTest, ASiteReportsEachTimeThatItIsReached) {
     const CapturedOutput captured(STDERR_FILENO);
     for (int round = 0; round < 3; ++round)
         BASE_FAIL("Unknown state");
-    const std::string report = captured.text();
-    int count = 0;
-    for (size_t place = 0; (place = report.find("Assertion failed in process", place)) != std::string::npos;
-         ++place)
-        ++count;
-    EXPECT_EQ(count, 3);
+    EXPECT_EQ(occurrences(captured.text(), "Assertion failed in process"), 3u);
 }
 
 TEST(AssertionTest, WithoutADialogNobodyIsAskedToBreakAndTheSiteIsNotIgnored) {

@@ -47,4 +47,12 @@ private:
     int memory;
 };
 
+/// How often a captured text has a part.
+inline size_t occurrences(const std::string& text, const std::string& part) {
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size()))
+        ++count;
+    return count;
+}
+
 } // namespace base::core
