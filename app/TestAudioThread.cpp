@@ -35,18 +35,21 @@ void TestAudioThread::run() {
 
 void TestAudioThread::render() {
     prepareBlock();
-    context->startProcessing();
     try {
+        context->startProcessing();
         renderBlocks();
     } catch (const Exception&) {
         try {
-            context->stopProcessing();
-            context->drain();
-        } catch (const IOException&) {
-            // The host is gone. What broke first is what counts.
+            stopProcessing();
+        } catch (const Exception&) {
+            // What broke first is what counts.
         }
         throw;
     }
+    stopProcessing();
+}
+
+void TestAudioThread::stopProcessing() {
     context->stopProcessing();
     context->drain();
 }

@@ -29,6 +29,8 @@ private:
     void render();
     void prepareBlock();
     void renderBlocks();
+    /// At its return the plug-in has stopped.
+    void stopProcessing();
 
     Ref<PluginAudioContext> context;
     std::atomic<bool> stopRequested = false;

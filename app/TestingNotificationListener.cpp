@@ -12,7 +12,7 @@ TestingNotificationListener::~TestingNotificationListener() = default;
 void TestingNotificationListener::onUpdateParameter(const UpdateParameterNotification& notification) {
     char value[32];
     std::snprintf(value, sizeof value, "%g", static_cast<double>(notification.value));
-    standardOutput().printLine(concat("Parameter ", notification.parameterIndex, " changed to ", value));
+    standardOutput().printLine(concat("Parameter ", notification.parameterIndex, " value: ", value));
 }
 
 void TestingNotificationListener::onUpdateParameterDisplay(
@@ -29,7 +29,7 @@ void TestingNotificationListener::onUpdateAllParameters(const UpdateAllParameter
 void TestingNotificationListener::onBeginOrEndEditParameter(
     const BeginOrEndEditParameterNotification& notification) {
     standardOutput().printLine(
-        concat(notification.isBegin ? "Began" : "Ended", " editing parameter ", notification.parameterIndex));
+        concat(notification.isBegin ? "Begin" : "End", " Edit Parameter ", notification.parameterIndex));
 }
 
 void TestingNotificationListener::onPluginWindowMoved(const PluginWindowMovedNotification& notification) {

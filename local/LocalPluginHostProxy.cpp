@@ -108,12 +108,13 @@ bool LocalPluginHostProxy::abandon() {
 }
 
 void LocalPluginHostProxy::shutdown() {
-    if (closed)
-        return;
-    enqueue(new ShutdownRequest);
-    closed = true;
     {
+        // Closed with the same lock, so that the end of the host is nobody's death.
         const ScopedLock scope(lock);
+        if (closed)
+            return;
+        enqueueLocked(new ShutdownRequest);
+        closed = true;
         unanswered.clear();
         instances.clear();
     }
@@ -143,6 +144,10 @@ void LocalPluginHostProxy::enqueue(const Ref<PluginHostRequest>& request) {
     // Under the lock: a host that ends by itself fails all that is unanswered, and nothing comes after that.
     if (closed)
         throw IOException(lostMessage);
+    enqueueLocked(request);
+}
+
+void LocalPluginHostProxy::enqueueLocked(const Ref<PluginHostRequest>& request) {
     queue.push_back(request);
     if (request->needsReply())
         unanswered.push_back(request);

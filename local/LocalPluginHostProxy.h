@@ -56,6 +56,8 @@ private:
 
     /// Puts a request behind the others, and has the host's main loop take the oldest.
     void enqueue(const Ref<PluginHostRequest>& request);
+    /// The same with the lock held and the host at work.
+    void enqueueLocked(const Ref<PluginHostRequest>& request);
     Ref<PluginHostRequest> takeQueuedRequest();
     /// Whom the outcome of a request goes to; null if nobody is waiting, or waits any more. Once for each.
     Ref<PluginHostAsyncReplyHandler> takeReceiver(PluginHostRequest& request);
