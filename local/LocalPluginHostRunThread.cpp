@@ -3,6 +3,8 @@
 #include "host/PluginHost.h"
 #include "local/LocalPluginHostProxy.h"
 
+#include <exception>
+
 LocalPluginHostRunThread::LocalPluginHostRunThread(PluginHost* host, LocalPluginHostProxy* proxy)
     : Thread("Test host main run thread"), host(host), proxy(proxy) {}
 
@@ -16,6 +18,8 @@ void LocalPluginHostRunThread::run() {
         host->run();
     } catch (const Exception& exception) {
         message = exception.getMessage();
+    } catch (const std::exception& exception) {
+        message = exception.what();
     } catch (...) {
         message = "Unknown exception";
     }
