@@ -3,12 +3,14 @@
 // plug-in that never worked would look like a broken host, and a broken host could be excused as a broken
 // plug-in.
 //
-//     bare-loader [--vary] FILE
+//     bare-loader [--vary|--preset] FILE
 //
 // loads FILE, reads its names, renders 200 blocks of a sine and closes it. With --vary, a parameter changes
-// before every block, notes are played and there is a running transport, as the host's own run does it.
+// before every block, notes are played and there is a running transport, as the host's own run does it. With
+// --preset, the plug-in's state is taken behind the blocks, each parameter changed, and the state given back.
 //
-// One line goes to the standard output: "ok" and what the plug-in is, or what failed. The status is 0, or 1
+// One line goes to the standard output: "ok" and what the plug-in is, with the parameters whose values the
+// state didn't bring back as "lost", or what failed. The status is 0, or 1
 // when something failed, or 2 when the arguments are wrong. The last line counts: plug-ins print as they
 // like. No such line at all is a failure too, whatever the status: a plug-in may end the process at once.
 
@@ -103,17 +105,22 @@ static_assert(offsetof(OneEvent, events) == (sizeof(void*) == 4 ? 8 : 16));
 
 constexpr std::int32_t effectMagic = 0x56737450; // "VstP"
 constexpr std::int32_t canReplacing = 1 << 4;
+constexpr std::int32_t programChunks = 1 << 5;
 constexpr std::int32_t isSynth = 1 << 8;
 
 enum EffectOpcode : std::int32_t {
     effOpen = 0,
     effClose = 1,
+    effSetProgram = 2,
+    effGetProgram = 3,
     effGetParamLabel = 6,
     effGetParamDisplay = 7,
     effGetParamName = 8,
     effSetSampleRate = 10,
     effSetBlockSize = 11,
     effMainsChanged = 12,
+    effGetChunk = 23,
+    effSetChunk = 24,
     effProcessEvents = 25,
     effGetProgramNameIndexed = 29,
     effGetEffectName = 45,
@@ -133,6 +140,7 @@ enum HostOpcode : std::int32_t {
 using bare::Channels;
 using bare::fail;
 using bare::stage;
+using bare::Task;
 using score::blocks;
 using score::blockSize;
 using score::sampleRate;
@@ -258,7 +266,44 @@ float render(Effect* effect, bool vary) {
     return peak;
 }
 
-bare::Findings play(const char* file, bool vary) {
+std::vector<float> readValues(Effect* effect) {
+    std::vector<float> values;
+    stage = "getParameter";
+    for (std::int32_t index = 0; index < effect->numParams; ++index) {
+        values.push_back(effect->getParameter(effect, index));
+    }
+    return values;
+}
+
+/// Takes the state, a chunk or the values themselves, and the current program, changes all parameters and
+/// gives it back. Returns what was lost.
+std::vector<std::int32_t> restoreState(Effect* effect) {
+    const bool hasChunk = (effect->flags & programChunks) != 0;
+    std::vector<char> chunk;
+    if (hasChunk) {
+        void* data = nullptr;
+        const std::intptr_t size = call(effect, "effGetChunk", effGetChunk, 0, 0, static_cast<void*>(&data));
+        chunk.assign(static_cast<char*>(data), static_cast<char*>(data) + size);
+    }
+    const std::intptr_t program = call(effect, "effGetProgram", effGetProgram);
+    const std::vector<float> before = readValues(effect);
+    const auto setAll = [&](const auto& valueAt) {
+        stage = "setParameter";
+        for (std::int32_t index = 0; index < effect->numParams; ++index) {
+            effect->setParameter(effect, index, valueAt(before[static_cast<std::size_t>(index)]));
+        }
+    };
+    setAll(bare::otherValue);
+    if (hasChunk) {
+        call(effect, "effSetChunk", effSetChunk, 0, static_cast<std::intptr_t>(chunk.size()), chunk.data());
+    } else {
+        setAll([](float value) { return value; });
+    }
+    call(effect, "effSetProgram", effSetProgram, 0, program);
+    return bare::findLost(before, readValues(effect));
+}
+
+bare::Findings play(const char* file, Task task) {
     stage = "dlopen";
     void* library = dlopen(file, RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) {
@@ -297,14 +342,18 @@ bare::Findings play(const char* file, bool vary) {
     call(effect, "effSetBlockSize", effSetBlockSize, 0, blockSize);
     call(effect, "effMainsChanged 1", effMainsChanged, 0, 1);
     call(effect, "effStartProcess", effStartProcess);
-    const float peak = render(effect, vary);
+    const float peak = render(effect, task == Task::varyParameters);
+    std::vector<std::int32_t> lost;
+    if (task == Task::restoreState) {
+        lost = restoreState(effect);
+    }
     call(effect, "effStopProcess", effStopProcess);
     call(effect, "effMainsChanged 0", effMainsChanged, 0, 0);
     call(effect, "effClose", effClose);
     stage = "dlclose";
     dlclose(library);
 
-    return {entryName, numInputs, numOutputs, numParams, numPrograms, synth, peak};
+    return {entryName, numInputs, numOutputs, numParams, numPrograms, synth, peak, lost};
 }
 
 } // namespace

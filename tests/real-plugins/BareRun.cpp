@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 #include <dlfcn.h>
@@ -60,6 +61,15 @@ void onExit() {
     }
 }
 
+/// As "0,7", or "-" for none.
+std::string listOf(const std::vector<std::int32_t>& indices) {
+    std::string list;
+    for (const std::int32_t index : indices) {
+        list += (list.empty() ? "" : ",") + std::to_string(index);
+    }
+    return list.empty() ? "-" : list;
+}
+
 } // namespace
 
 [[noreturn]] void fail(const char* what) {
@@ -107,10 +117,24 @@ float Channels::peak() const {
     return largest;
 }
 
-int run(int argc, char* argv[], Findings (*play)(const char* file, bool vary)) {
-    const bool vary = argc == 3 && std::string_view(argv[1]) == "--vary";
-    if (argc != (vary ? 3 : 2)) {
-        std::fprintf(stderr, "Usage: %s [--vary] FILE\n", argv[0]);
+std::vector<std::int32_t> findLost(const std::vector<float>& before, const std::vector<float>& after) {
+    constexpr float tolerance = 1e-6F;
+    std::vector<std::int32_t> lost;
+    for (std::size_t index = 0; index < before.size(); ++index) {
+        if (!(std::fabs(after.at(index) - before[index]) <= tolerance)) {
+            lost.push_back(static_cast<std::int32_t>(index));
+        }
+    }
+    return lost;
+}
+
+int run(int argc, char* argv[], Findings (*play)(const char* file, Task task)) {
+    const std::string_view option = argc == 3 ? argv[1] : "";
+    const Task task = option == "--vary"     ? Task::varyParameters
+                      : option == "--preset" ? Task::restoreState
+                                             : Task::none;
+    if (argc != (task != Task::none ? 3 : 2)) {
+        std::fprintf(stderr, "Usage: %s [--vary|--preset] FILE\n", argv[0]);
         return 2;
     }
     for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGALRM}) {
@@ -118,12 +142,12 @@ int run(int argc, char* argv[], Findings (*play)(const char* file, bool vary)) {
     }
     std::atexit(onExit);
     alarm(secondsAllowed);
-    const Findings found = play(argv[argc - 1], vary);
+    const Findings found = play(argv[argc - 1], task);
     finished = 1;
-    std::printf("ok entry=%s inputs=%d outputs=%d parameters=%d programs=%d synth=%d peak=%.6f\n",
+    std::printf("ok entry=%s inputs=%d outputs=%d parameters=%d programs=%d synth=%d peak=%.6f lost=%s\n",
                 found.entry, static_cast<int>(found.inputs), static_cast<int>(found.outputs),
                 static_cast<int>(found.parameters), static_cast<int>(found.programs),
-                found.isInstrument ? 1 : 0, static_cast<double>(found.peak));
+                found.isInstrument ? 1 : 0, static_cast<double>(found.peak), listOf(found.lost).c_str());
     std::fflush(stdout);
     // Not by way of exit: what a plug-in's libraries do there is no concern of anyone's here.
     _exit(EXIT_SUCCESS);

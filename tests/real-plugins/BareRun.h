@@ -16,7 +16,10 @@ extern const char* volatile stage;
 
 [[noreturn]] void fail(const char* what);
 
-/// What a plug-in is, and the largest magnitude that came out of it.
+/// What a plug-in is put to besides being played.
+enum class Task { none, varyParameters, restoreState };
+
+/// What a plug-in is, and what came out of it.
 struct Findings {
     const char* entry;
     std::int32_t inputs;
@@ -24,11 +27,22 @@ struct Findings {
     std::int32_t parameters;
     std::int32_t programs;
     bool isInstrument;
+    /// The largest magnitude.
     float peak;
+    /// The parameters whose values didn't come back with the state.
+    std::vector<std::int32_t> lost = {};
 };
 
-/// Runs a program: `[--vary] FILE`.
-int run(int argc, char* argv[], Findings (*play)(const char* file, bool vary));
+/// Runs a program: `[--vary|--preset] FILE`.
+int run(int argc, char* argv[], Findings (*play)(const char* file, Task task));
+
+/// A value in the other half of the range, which a switch knows too.
+inline float otherValue(float value) {
+    return value < 0.5F ? 0.75F : 0.25F;
+}
+
+/// The indices at which the values have become others.
+std::vector<std::int32_t> findLost(const std::vector<float>& before, const std::vector<float>& after);
 
 /// The buffers of some channels, each between two zones that nobody may write to.
 class Channels {

@@ -25,6 +25,7 @@ namespace Vst = Steinberg::Vst;
 using bare::Channels;
 using bare::fail;
 using bare::stage;
+using bare::Task;
 using score::blocks;
 using score::blockSize;
 using score::sampleRate;
@@ -216,12 +217,16 @@ public:
         readParameters();
     }
 
-    bare::Findings play(bool vary) {
+    bare::Findings play(Task task) {
         Buses inputs(*component, Vst::kInput);
         Buses outputs(*component, Vst::kOutput);
         takesNotes = component->getBusCount(Vst::kEvent, Vst::kInput) > 0;
         setUp();
-        const float peak = render(inputs, outputs, vary);
+        const float peak = render(inputs, outputs, task == Task::varyParameters);
+        std::vector<std::int32_t> lost;
+        if (task == Task::restoreState && controller != nullptr) {
+            lost = restoreState();
+        }
         stage = "setProcessing false";
         processor->setProcessing(false);
         check("setActive false", component->setActive(false));
@@ -231,7 +236,8 @@ public:
                 static_cast<int32>(ids.size()),
                 0,
                 takesNotes,
-                peak};
+                peak,
+                lost};
     }
 
     void end() {
@@ -390,6 +396,56 @@ private:
         return peak;
     }
 
+    std::vector<float> readValues() {
+        std::vector<float> values;
+        stage = "getParamNormalized";
+        for (const Vst::ParamID id : ids) {
+            values.push_back(static_cast<float>(controller->getParamNormalized(id)));
+        }
+        return values;
+    }
+
+    /// Takes the states of both halves, changes all parameters in both and gives the states back. Returns
+    /// what was lost.
+    std::vector<std::int32_t> restoreState() {
+        Steinberg::MemoryStream componentState;
+        Steinberg::MemoryStream controllerState;
+        check("getState of the component", component->getState(&componentState));
+        stage = "getState of the controller";
+        controller->getState(&controllerState);
+        const std::vector<float> before = readValues();
+        for (std::size_t index = 0; index < ids.size(); ++index) {
+            changeBetweenBlocks(ids[index], bare::otherValue(before[index]));
+        }
+        const auto fromStart = [](Steinberg::MemoryStream& state) {
+            state.seek(0, Steinberg::IBStream::kIBSeekSet, nullptr);
+            return &state;
+        };
+        stage = "setState of the component";
+        // The controller hears nothing of a state that was refused.
+        if (component->setState(fromStart(componentState)) == kResultOk) {
+            stage = "setComponentState";
+            controller->setComponentState(fromStart(componentState));
+            stage = "setState of the controller";
+            controller->setState(fromStart(controllerState));
+        }
+        return bare::findLost(before, readValues());
+    }
+
+    /// By a block of no frames, which is how a processor is told between blocks.
+    void changeBetweenBlocks(Vst::ParamID id, float value) {
+        changes.clear();
+        changes.set(id, value);
+        Vst::ProcessData data;
+        data.processMode = Vst::kRealtime;
+        data.symbolicSampleSize = Vst::kSample32;
+        data.inputParameterChanges = &changes;
+        data.outputParameterChanges = &playedChanges;
+        check("process of no frames", processor->process(data));
+        stage = "setParamNormalized";
+        controller->setParamNormalized(id, value);
+    }
+
     /// What --vary adds before a block.
     void varyBefore(Vst::ProcessContext& time, int block) {
         const score::Transport now = score::transportAt(block);
@@ -451,7 +507,7 @@ Function find(void* module, const char* name) {
     return reinterpret_cast<Function>(dlsym(module, name));
 }
 
-bare::Findings play(const char* file, bool vary) {
+bare::Findings play(const char* file, Task task) {
     stage = "dlopen";
     void* module = dlopen(file, RTLD_NOW | RTLD_LOCAL);
     if (module == nullptr) {
@@ -471,7 +527,7 @@ bare::Findings play(const char* file, bool vary) {
     bare::Findings found{};
     {
         Plugin plugin(*factory);
-        found = plugin.play(vary);
+        found = plugin.play(task);
         plugin.end();
     }
     factory->release();

@@ -3,11 +3,13 @@
 #include "client/RemotePluginHostProxy.h"
 #include "client/ReplyWaiter.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <exception>
 #include <fcntl.h>
 #include <filesystem>
-#include <string>
+#include <iostream>
 #include <unistd.h>
 
 using base::core::ScopedLock;
@@ -19,6 +21,23 @@ FILE* takeStandardOutput() {
     const int descriptor = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
     dup2(STDERR_FILENO, STDOUT_FILENO);
     return fdopen(descriptor, "w");
+}
+
+/// Nothing if they are wrong.
+std::optional<CourseArguments> readArguments(std::vector<std::string> words, const FurtherWords& further) {
+    constexpr size_t ownWords = 2;
+    CourseArguments arguments;
+    if (words.size() > 1 && words[0] == "--seconds") {
+        arguments.seconds = static_cast<unsigned>(std::strtoul(words[1].c_str(), nullptr, 10));
+        words.erase(words.begin(), words.begin() + 2);
+    }
+    if (arguments.seconds == 0 || words.size() < ownWords + further.fewest ||
+        words.size() > ownWords + further.most)
+        return std::nullopt;
+    arguments.host = std::filesystem::absolute(words[0]);
+    arguments.plugin = std::filesystem::absolute(words[1]);
+    arguments.others.assign(words.begin() + ownWords, words.end());
+    return arguments;
 }
 
 } // namespace
@@ -71,12 +90,33 @@ void Watchdog::awaitEnd(double seconds) {
     }
 }
 
-int runCourse(const std::function<int(FILE* results)>& course) {
+std::optional<std::string> failureOf(const std::function<void()>& action) {
+    std::string words;
+    try {
+        action();
+        return std::nullopt;
+    } catch (const Exception& exception) {
+        words = exception.getMessage().toStdString();
+    } catch (const std::exception& exception) {
+        words = exception.what();
+    }
+    std::replace(words.begin(), words.end(), '\n', ' ');
+    return words;
+}
+
+int runCourse(int argc, char** argv, const FurtherWords& further,
+              const std::function<int(const CourseArguments&, FILE* results)>& course) {
+    std::ios::sync_with_stdio(false);
+    const std::optional<CourseArguments> arguments = readArguments({argv + 1, argv + argc}, further);
+    if (!arguments) {
+        std::fprintf(stderr, "Usage: %s [--seconds N] HOST PLUGIN%s\n", argv[0], further.usage);
+        return 2;
+    }
     const std::string user = "plugin-course-" + std::to_string(getpid());
     setenv("USER", user.c_str(), 1);
     FILE* results = takeStandardOutput();
     RemotePluginHostProxy::setManager(new WaitingProxyManager);
-    const int status = course(results);
+    const int status = course(*arguments, results);
     std::fclose(results);
     std::error_code ignored;
     std::filesystem::remove_all("/tmp/pipes-" + user, ignored);

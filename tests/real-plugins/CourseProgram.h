@@ -4,8 +4,11 @@
 
 #include <cstdio>
 #include <functional>
+#include <optional>
+#include <string>
 #include <sys/types.h>
 #include <thread>
+#include <vector>
 
 /// Bounds the run: when its time is over, it kills the host, so that whatever waits for that fails, or, while
 /// there is no host, interrupts the main thread's wait for one. Where that doesn't help either, the process
@@ -32,7 +35,30 @@ private:
     std::thread thread;
 };
 
+/// What a program is told by `[--seconds N] HOST PLUGIN` and further words.
+struct CourseArguments {
+    static constexpr unsigned defaultSeconds = 40;
+
+    std::string host;
+    std::string plugin;
+    std::vector<std::string> others;
+    unsigned seconds = defaultSeconds;
+};
+
+/// The words behind PLUGIN.
+struct FurtherWords {
+    /// As the usage has them.
+    const char* usage;
+    size_t fewest;
+    size_t most;
+};
+
+/// What `action` fails with, in one line, or nothing.
+std::optional<std::string> failureOf(const std::function<void()>& action);
+
 /// Runs a program that drives hosts: with FIFOs and shared memory of its own, so that several run side by
 /// side, and with the standard output as a stream that nobody else writes to. What plug-ins print goes to the
-/// standard error stream. Returns what `course` does.
-int runCourse(const std::function<int(FILE* results)>& course);
+/// standard error stream. Returns what `course` does, or 2 after the usage if the arguments are wrong. The
+/// paths of host and plug-in are made absolute.
+int runCourse(int argc, char** argv, const FurtherWords& further,
+              const std::function<int(const CourseArguments&, FILE* results)>& course);

@@ -38,9 +38,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
-#include <filesystem>
-#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <sys/mman.h>
@@ -58,14 +55,6 @@ namespace {
 constexpr int32_t longestTail = 44100;     // frames
 constexpr double replyPatience = 20;       // seconds
 constexpr double notificationPatience = 5; // seconds
-constexpr unsigned defaultSeconds = 40;
-
-struct Arguments {
-    std::string host;
-    std::string plugin;
-    std::string identifier;
-    unsigned seconds = defaultSeconds;
-};
 
 /// Hears which parameters got new texts. The reply thread calls; another one waits.
 class ChangeListener : public PluginHostNotificationListener {
@@ -126,7 +115,7 @@ class Course {
 public:
     using Microseconds = std::chrono::duration<double, std::micro>;
 
-    explicit Course(const Arguments& arguments, FILE* results)
+    explicit Course(const CourseArguments& arguments, FILE* results)
         : arguments(arguments), results(results), watchdog(arguments.seconds) {}
 
     ~Course() {
@@ -199,8 +188,9 @@ private:
         stage = "create";
         listener = new ChangeListener;
         const Ref<ReplyWaiter> created(new ReplyWaiter(*proxy));
-        instanceId = proxy->createPluginInstance(arguments.plugin.c_str(), {}, arguments.identifier.c_str(),
-                                                 false, listener, created);
+        const std::string identifier = arguments.others.empty() ? "" : arguments.others[0];
+        instanceId = proxy->createPluginInstance(arguments.plugin.c_str(), {}, identifier.c_str(), false,
+                                                 listener, created);
         const auto reply = created->waitFor<CreatePluginInstanceReply>(replyPatience);
         inputCount = reply->inputChannelCount;
         outputCount = reply->outputChannelCount;
@@ -296,7 +286,7 @@ private:
         return end;
     }
 
-    const Arguments& arguments;
+    const CourseArguments& arguments;
     FILE* results;
     Watchdog watchdog;
     std::string stage = "start of the host";
@@ -312,43 +302,20 @@ private:
     std::string tail;
 };
 
-int takeCourse(const Arguments& arguments, FILE* results) {
+int takeCourse(const CourseArguments& arguments, FILE* results) {
     Course course(arguments, results);
-    std::string words;
-    try {
-        course.run();
-        std::fprintf(results, "ok median=%.1f peak=%.6f tail=%s\n", course.getMedian(),
-                     static_cast<double>(course.getPeak()), course.getTail().c_str());
-        return EXIT_SUCCESS;
-    } catch (const Exception& exception) {
-        words = exception.getMessage().toStdString();
-    } catch (const std::exception& exception) {
-        words = exception.what();
+    if (const auto failure = failureOf([&] { course.run(); })) {
+        std::fprintf(results, "failed in %s: %s; %s\n", course.getStage().c_str(), failure->c_str(),
+                     course.describeEnd().c_str());
+        return EXIT_FAILURE;
     }
-    std::replace(words.begin(), words.end(), '\n', ' ');
-    std::fprintf(results, "failed in %s: %s; %s\n", course.getStage().c_str(), words.c_str(),
-                 course.describeEnd().c_str());
-    return EXIT_FAILURE;
+    std::fprintf(results, "ok median=%.1f peak=%.6f tail=%s\n", course.getMedian(),
+                 static_cast<double>(course.getPeak()), course.getTail().c_str());
+    return EXIT_SUCCESS;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    std::ios::sync_with_stdio(false);
-    Arguments arguments;
-    std::vector<std::string> words(argv + 1, argv + argc);
-    if (words.size() > 1 && words[0] == "--seconds") {
-        arguments.seconds = static_cast<unsigned>(std::strtoul(words[1].c_str(), nullptr, 10));
-        words.erase(words.begin(), words.begin() + 2);
-    }
-    if (words.size() < 2 || words.size() > 3 || arguments.seconds == 0) {
-        std::fprintf(stderr, "Usage: %s [--seconds N] HOST PLUGIN [IDENTIFIER]\n", argv[0]);
-        return 2;
-    }
-    arguments.host = std::filesystem::absolute(words[0]);
-    arguments.plugin = std::filesystem::absolute(words[1]);
-    if (words.size() == 3)
-        arguments.identifier = words[2];
-
-    return runCourse([&](FILE* results) { return takeCourse(arguments, results); });
+    return runCourse(argc, argv, {" [IDENTIFIER]", 0, 1}, takeCourse);
 }

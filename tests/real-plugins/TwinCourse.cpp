@@ -15,18 +15,14 @@
 // Instead there may be "differs", or "differs by itself" from one run to the next, with the same pairs, or
 // "failed" and what is wrong. The status is 0, or 1 when something failed, or 2 when the arguments are wrong.
 
-#include "client/RemotePluginAudioContextProxy.h"
-#include "client/RemotePluginHostProxy.h"
-#include "client/ReplyWaiter.h"
-#include "plugin/PluginHostReplies.h"
 #include "real-plugins/CourseProgram.h"
+#include "real-plugins/PlayedPlugin.h"
 #include "real-plugins/ScoreBlock.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
-#include <exception>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -34,57 +30,13 @@
 
 namespace {
 
-constexpr float tolerance = 1e-6F;   // of full scale, or of the peak where that is higher
-constexpr double replyPatience = 20; // seconds
-constexpr unsigned defaultSeconds = 40;
-constexpr int32_t instanceId = 1;
-
-struct Arguments {
-    std::string host;
-    std::array<std::string, 2> plugins;
-    unsigned seconds = defaultSeconds;
-};
+constexpr float tolerance = 1e-6F; // of full scale, or of the peak where that is higher
 
 /// The parameters that change together, by their indices in either plug-in.
 using Pairs = std::vector<std::array<int32_t, 2>>;
 
-/// A plug-in in a host of its own.
-class Player {
-public:
-    Player(const std::string& hostProgram, const std::string& plugin)
-        : proxy(new RemotePluginHostProxy(hostProgram.c_str())) {
-        const Ref<ReplyWaiter> created(new ReplyWaiter(*proxy));
-        proxy->createPluginInstance(plugin.c_str(), {}, {}, false, nullptr, created);
-        reply = created->waitFor<CreatePluginInstanceReply>(replyPatience);
-        context = new RemotePluginAudioContextProxy(proxy, *reply);
-        context->startProcessing();
-    }
-
-    void end() {
-        context->stopProcessing();
-        context->drain();
-        proxy->destroyPluginInstance(instanceId);
-        proxy->removePluginInstance(instanceId);
-        proxy->shutdown();
-    }
-
-    void playBlock() {
-        context->process(context->blockSize, true, true);
-        if (!context->areGuardsIntact())
-            throw std::runtime_error("something was written outside of the buffers");
-    }
-
-    PluginAudioContext& block() { return *context; }
-    const std::vector<Ref<ParameterInfo>>& parameters() const { return reply->state->parameters; }
-
-private:
-    Ref<RemotePluginHostProxy> proxy;
-    Ref<CreatePluginInstanceReply> reply;
-    Ref<RemotePluginAudioContextProxy> context;
-};
-
 /// -1 unless exactly one parameter has the name.
-int32_t findByName(const Player& player, const String& name) {
+int32_t findByName(const PlayedPlugin& player, const String& name) {
     const auto isMeant = [&](const Ref<ParameterInfo>& parameter) { return parameter->name == name; };
     const auto& parameters = player.parameters();
     if (std::count_if(parameters.begin(), parameters.end(), isMeant) != 1)
@@ -93,7 +45,7 @@ int32_t findByName(const Player& player, const String& name) {
                                 parameters.begin());
 }
 
-Pairs findPairs(const Player& one, const Player& other) {
+Pairs findPairs(const PlayedPlugin& one, const PlayedPlugin& other) {
     Pairs pairs;
     for (const Ref<ParameterInfo>& parameter : one.parameters()) {
         const int32_t index = findByName(one, parameter->name);
@@ -132,9 +84,9 @@ float findPeak(PluginAudioContext& context) {
 /// Two players of either plug-in.
 class TwinCourse {
 public:
-    explicit TwinCourse(const Arguments& arguments)
-        : players{playTwice(arguments.host, arguments.plugins[0]),
-                  playTwice(arguments.host, arguments.plugins[1])},
+    explicit TwinCourse(const CourseArguments& arguments)
+        : players{playTwice(arguments.host, arguments.plugin),
+                  playTwice(arguments.host, std::filesystem::absolute(arguments.others[0]))},
           pairs(findPairs(players[0][0], players[1][0])) {}
 
     void run() {
@@ -146,7 +98,7 @@ public:
         for (int32_t block = 0; block < score::blocks; ++block)
             playBlock(block);
         for (Runs& format : players) {
-            for (Player& player : format)
+            for (PlayedPlugin& player : format)
                 player.end();
         }
     }
@@ -163,15 +115,15 @@ public:
     }
 
 private:
-    using Runs = std::array<Player, 2>;
+    using Runs = std::array<PlayedPlugin, 2>;
 
     static Runs playTwice(const std::string& host, const std::string& plugin) {
-        return {Player(host, plugin), Player(host, plugin)};
+        return {PlayedPlugin(host, plugin), PlayedPlugin(host, plugin)};
     }
 
     void playBlock(int32_t block) {
         for (size_t format = 0; format < players.size(); ++format) {
-            for (Player& player : players[format]) {
+            for (PlayedPlugin& player : players[format]) {
                 writeBlock(player.block(), block);
                 addChanges(player.block(), format, block);
                 player.playBlock();
@@ -200,37 +152,20 @@ private:
     float own = 0;
 };
 
-int takeCourse(const Arguments& arguments, FILE* results) {
-    Watchdog watchdog(arguments.seconds);
-    std::string words;
-    try {
+int takeCourse(const CourseArguments& arguments, FILE* results) {
+    const Watchdog watchdog(arguments.seconds);
+    const auto failure = failureOf([&] {
         TwinCourse course(arguments);
         course.run();
         course.print(results);
-        return EXIT_SUCCESS;
-    } catch (const Exception& exception) {
-        words = exception.getMessage().toStdString();
-    } catch (const std::exception& exception) {
-        words = exception.what();
-    }
-    std::fprintf(results, "failed: %s\n", words.c_str());
-    return EXIT_FAILURE;
+    });
+    if (failure)
+        std::fprintf(results, "failed: %s\n", failure->c_str());
+    return failure ? EXIT_FAILURE : EXIT_SUCCESS;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    Arguments arguments;
-    std::vector<std::string> words(argv + 1, argv + argc);
-    if (words.size() > 1 && words[0] == "--seconds") {
-        arguments.seconds = static_cast<unsigned>(std::strtoul(words[1].c_str(), nullptr, 10));
-        words.erase(words.begin(), words.begin() + 2);
-    }
-    if (words.size() != 3 || arguments.seconds == 0) {
-        std::fprintf(stderr, "Usage: %s [--seconds N] HOST PLUGIN OTHER-PLUGIN\n", argv[0]);
-        return 2;
-    }
-    arguments.host = std::filesystem::absolute(words[0]);
-    arguments.plugins = {std::filesystem::absolute(words[1]), std::filesystem::absolute(words[2])};
-    return runCourse([&](FILE* results) { return takeCourse(arguments, results); });
+    return runCourse(argc, argv, {" OTHER-PLUGIN", 1, 1}, takeCourse);
 }
