@@ -10,6 +10,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <iostream>
 #include <unistd.h>
 
 using base::core::LocalFileSystem;
@@ -61,6 +62,8 @@ SelfTest::~SelfTest() = default;
 
 int SelfTest::run() {
     interruptCallsBy(SIGALRM);
+    // Else each line on the error stream flushes the other one, past the lock of those who write to that.
+    std::cerr.tie(nullptr);
     watchdog->start();
     for (const String& file : files)
         testPlugin(file);
@@ -162,6 +165,8 @@ void SelfTest::usePrograms(int32_t instanceId, int32_t count) {
     for (int32_t program = 0; program < count; ++program) {
         print(concat("Setting current program number ", program));
         proxy->setCurrentProgram(instanceId, program);
+        // Answered behind it.
+        proxy->ping();
     }
 }
 
@@ -177,6 +182,8 @@ void SelfTest::finishAudio(TestAudioThread& audioThread) {
 void SelfTest::letGoOfHost() {
     beginStep("plug-in host to end");
     try {
+        // A host that has died is told of, which one that is shut down is not.
+        proxy->ping();
         proxy->shutdown();
     } catch (const IOException&) {
         // It is gone already.

@@ -20,14 +20,15 @@
 #include <unistd.h>
 #include <vector>
 
-/// The program as a child. One that still runs at its end is killed.
+/// The program, or another one, as a child. One that still runs at its end is killed.
 class ChildProgram {
 public:
     /// Variables to change; an empty value removes one.
     using Environment = std::map<std::string, std::string>;
 
     explicit ChildProgram(const std::vector<std::string>& arguments, const Environment& environment = {},
-                          const std::string& directory = "/") {
+                          const std::string& directory = "/",
+                          const std::string& executable = PLUGIN_HOST_EXECUTABLE) {
         const rlimit noCore{0, 0};
         setrlimit(RLIMIT_CORE, &noCore);
         int outputPipe[2];
@@ -40,11 +41,11 @@ public:
         posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
         posix_spawn_file_actions_adddup2(&actions, outputPipe[1], 1);
         posix_spawn_file_actions_adddup2(&actions, errorPipe[1], 2);
-        std::vector<std::string> texts{PLUGIN_HOST_EXECUTABLE};
+        std::vector<std::string> texts{executable};
         texts.insert(texts.end(), arguments.begin(), arguments.end());
         std::vector<std::string> variables = merge(environment);
-        const int failure = posix_spawn(&pid, PLUGIN_HOST_EXECUTABLE, &actions, nullptr,
-                                        pointers(texts).data(), pointers(variables).data());
+        const int failure = posix_spawn(&pid, executable.c_str(), &actions, nullptr, pointers(texts).data(),
+                                        pointers(variables).data());
         posix_spawn_file_actions_destroy(&actions);
         close(outputPipe[1]);
         close(errorPipe[1]);
@@ -143,8 +144,9 @@ struct ProgramResult {
 
 inline ProgramResult runProgram(const std::vector<std::string>& arguments,
                                 const ChildProgram::Environment& environment = {},
-                                const std::string& directory = "/") {
-    ChildProgram program(arguments, environment, directory);
+                                const std::string& directory = "/",
+                                const std::string& executable = PLUGIN_HOST_EXECUTABLE) {
+    ChildProgram program(arguments, environment, directory, executable);
     program.waitForEnd();
     return {program.output, program.error, program.status()};
 }

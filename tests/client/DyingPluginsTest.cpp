@@ -6,6 +6,7 @@
 #include "client/RemotePluginAudioContextProxy.h"
 #include "core/SharedMemory.h"
 #include "plugin/Channels.h"
+#include "support/RealDeaths.h"
 
 #include <array>
 #include <chrono>
@@ -23,19 +24,6 @@ using base::core::becomesTrue;
 using base::core::ScopedEnvironment;
 
 namespace {
-
-std::string withOptions(const char* variable, const char* options) {
-    const char* before = std::getenv(variable);
-    return before != nullptr ? std::string(before) + ":" + options : options;
-}
-
-/// Lets children of a sanitizer's build die as others do, for a scope.
-class RealDeaths {
-    static constexpr const char* options = "handle_segv=0:handle_abort=0:detect_leaks=0";
-
-    ScopedEnvironment address{"ASAN_OPTIONS", withOptions("ASAN_OPTIONS", options).c_str()};
-    ScopedEnvironment thread{"TSAN_OPTIONS", withOptions("TSAN_OPTIONS", options).c_str()};
-};
 
 class DyingPluginsTest : public ClientTest, public testing::WithParamInterface<const char*> {
 protected:

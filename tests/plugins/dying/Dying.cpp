@@ -2,30 +2,13 @@
 // when.
 
 #include "plugins/Vst2Effect.h"
+#include "plugins/dying/Deaths.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <unistd.h>
 
 namespace {
 
 enum class Moment { create, process, idle };
-
-[[maybe_unused]] void crash() {
-    // The compiler isn't to see that nothing is there.
-    volatile uintptr_t nowhere = 16;
-    *reinterpret_cast<volatile int*>(nowhere) = 0;
-}
-
-[[maybe_unused]] void leave() {
-    std::exit(3);
-}
-
-[[maybe_unused]] void hang() {
-    for (;;)
-        pause();
-}
 
 void dieAt(Moment moment) {
     if (moment == Moment::MOMENT)
