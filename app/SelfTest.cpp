@@ -97,8 +97,12 @@ void SelfTest::testPlugin(const String& file) {
         passed.push_back(file);
     } catch (const Exception& exception) {
         recordFailure(concat("Could not test plug-in: ", reasonOf(exception)));
+        endFailedHost();
     }
-    letGoOfHost();
+    {
+        const ScopedLock scope(lock);
+        proxy = nullptr;
+    }
     watchdog->endStep();
 }
 
@@ -179,7 +183,7 @@ void SelfTest::finishAudio(TestAudioThread& audioThread) {
         throw PluginException(concat("Error rendering audio :", audioThread.getError()));
 }
 
-void SelfTest::letGoOfHost() {
+void SelfTest::endFailedHost() {
     beginStep("plug-in host to end");
     try {
         // A host that has died is told of, which one that is shut down is not.
@@ -188,8 +192,6 @@ void SelfTest::letGoOfHost() {
     } catch (const IOException&) {
         // It is gone already.
     }
-    const ScopedLock scope(lock);
-    proxy = nullptr;
 }
 
 void SelfTest::beginStep(const char* newSubject) {

@@ -37,7 +37,7 @@ private:
     void usePresets(const String& file, int32_t instanceId);
     void usePrograms(int32_t instanceId, int32_t count);
     void finishAudio(TestAudioThread& audioThread);
-    void letGoOfHost();
+    void endFailedHost();
 
     /// Begins a step that waits for the subject.
     void beginStep(const char* subject);
