@@ -126,6 +126,14 @@ TEST(CommandLine, AHostWhosePipesCannotBeMadeEndsAbnormally) {
     EXPECT_EQ(result.status, abortedStatus);
 }
 
+TEST(CommandLine, TheSelfTestDoesNotWaitForAHostThatEndsAtOnce) {
+    const ProgramResult result =
+        runProgram({"test", EXAMPLE_PLUGIN_DIRECTORY "/echo.so"}, {{"DISPLAY", ""}});
+    EXPECT_NE(result.error.find("Could not open display\n"), std::string::npos) << result.error;
+    EXPECT_NE(result.output.find("Could not start plug-in host: "), std::string::npos) << result.output;
+    EXPECT_EQ(result.status, 1);
+}
+
 TEST(CommandLine, TheSelfTestOfWhatIsNoPluginFails) {
     for (const char* action : {"test", "test-local"}) {
         const ProgramResult result = runProgram({action, "/tmp"});

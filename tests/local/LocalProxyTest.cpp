@@ -14,6 +14,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <semaphore>
 #include <set>
 
 using base::core::CapturedOutput;
@@ -34,6 +35,13 @@ std::multiset<std::string> threadNames() {
     }
     return names;
 }
+
+/// Holds up the host's main loop.
+class Pause : public PluginHostAction {
+public:
+    void run() override { mayEnd.acquire(); }
+    std::binary_semaphore mayEnd{0};
+};
 
 class LocalProxyTest : public testing::Test {
 protected:
@@ -103,8 +111,12 @@ TEST_F(LocalProxyTest, APluginThatThrowsEndsItsHostAndFailsAllWhoWait) {
         RecordedSession session(proxy);
         // Throws as its program is set.
         session.load(testPlugin("dies-when-asked.so"), "34");
+        // Both are in the queue before the plug-in throws.
+        const Ref<Pause> pause(new Pause);
+        PluginHost::getCurrent()->post(pause);
         proxy->setCurrentProgram(1, 0);
         proxy->updateIO(1, waiting);
+        pause->mayEnd.release();
         try {
             proxy->ping();
             ADD_FAILURE() << "no failure";
