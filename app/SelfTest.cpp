@@ -10,7 +10,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <iostream>
 #include <unistd.h>
 
 using base::core::LocalFileSystem;
@@ -62,8 +61,6 @@ SelfTest::~SelfTest() = default;
 
 int SelfTest::run() {
     interruptCallsBy(SIGALRM);
-    // Else each line on the error stream flushes the other one, past the lock of those who write to that.
-    std::cerr.tie(nullptr);
     watchdog->start();
     for (const String& file : files)
         testPlugin(file);

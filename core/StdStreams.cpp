@@ -8,9 +8,11 @@
 namespace base::core {
 namespace {
 
-// Never freed, so that the stream outlives every static destructor.
+// Never freed, so that the stream outlives every static destructor. Untied: a device that is used would flush
+// another one, past the lock of those who write to that.
 template <class Stream, class Device>
 const Ref<Stream>& makeConsole(Device* device) {
+    device->tie(nullptr);
     return *new Ref<Stream>(new Stream(device));
 }
 

@@ -127,8 +127,7 @@ TEST(CommandLine, AHostWhosePipesCannotBeMadeEndsAbnormally) {
 }
 
 TEST(CommandLine, TheSelfTestDoesNotWaitForAHostThatEndsAtOnce) {
-    const ProgramResult result =
-        runProgram({"test", EXAMPLE_PLUGIN_DIRECTORY "/echo.so"}, {{"DISPLAY", ""}});
+    const ProgramResult result = runProgram({"test", EXAMPLE_PLUGIN_DIRECTORY "/echo.so"}, {{"DISPLAY", ""}});
     EXPECT_NE(result.error.find("Could not open display\n"), std::string::npos) << result.error;
     EXPECT_NE(result.output.find("Could not start plug-in host: "), std::string::npos) << result.output;
     EXPECT_EQ(result.status, 1);

@@ -187,7 +187,11 @@ TEST(SelfTestFailures, AHostThatDoesNotComeUpFailsEachPluginOnceItIsOverdue) {
     const std::string one = plugins.addNamed("one.so");
     const std::string other = plugins.addNamed("other.so");
     const std::string reason = "Could not start plug-in host: Test failed waiting for plug-in host";
-    const ProgramResult result = runSelfTest({one, other}, "/bin/true", shortBound);
+    const TestDirectory directory;
+    const std::string host = directory / "opens-no-pipes";
+    writeFile(host, "#!/bin/sh\nexec sleep 60\n");
+    std::filesystem::permissions(host, std::filesystem::perms::owner_all);
+    const ProgramResult result = runSelfTest({one, other}, host, shortBound);
     EXPECT_EQ(verdictOf(result), verdict({}, {{one, reason}, {other, reason}}));
     EXPECT_EQ(result.status, 1);
 }

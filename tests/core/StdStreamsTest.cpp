@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iostream>
 #include <latch>
 #include <map>
 #include <set>
@@ -254,6 +255,13 @@ TEST(ConsoleTest, TheStandardOutputStreamIsTheOutputDeviceAndFlushesItsLines) {
     close(ends[0]);
     ASSERT_GT(count, 0);
     EXPECT_EQ(std::string(buffer, static_cast<size_t>(count)), "na\xC3\xAFve\n");
+}
+
+TEST(ConsoleTest, ALineOnTheErrorDeviceLeavesTheOutputDeviceAlone) {
+    standardError();
+    standardInput();
+    EXPECT_EQ(std::cerr.tie(), nullptr);
+    EXPECT_EQ(std::cin.tie(), nullptr);
 }
 
 TEST(ConsoleTest, TheConsolesAreUtf8AndBigEndian) {

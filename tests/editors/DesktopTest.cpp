@@ -66,9 +66,9 @@ protected:
         return bytes;
     }
 
-    /// Drags the first dial of an example's editor by 60 pixels.
-    void dragDial(const std::string& file) {
-        create(EXAMPLE_PLUGIN_DIRECTORY "/" + file);
+    /// Drags the first dial of an editor by 60 pixels.
+    void dragDial(const std::string& path) {
+        create(path);
         openFramed();
         const WindowRectangle place = client.onScreen(window());
         // The first dial.
@@ -188,11 +188,11 @@ TEST_F(DesktopTest, AHiddenEditorComesBackUnderTheManager) {
 }
 
 TEST_F(DesktopTest, ADraggedDialOfAVst2EditorIsAnEditOfItsParameter) {
-    dragDial("echo.so");
+    dragDial(EXAMPLE_PLUGIN_DIRECTORY "/echo.so");
 }
 
 TEST_F(DesktopTest, ADraggedDialOfAVst3EditorIsAnEditOfItsParameter) {
-    dragDial("echo.vst3");
+    dragDial(EXAMPLE_PLUGIN_DIRECTORY "/echo.vst3");
 }
 
 TEST_F(DesktopTest, AClientsChangeOfADialThatTheUserHoldsIsDropped) {
@@ -205,7 +205,7 @@ TEST_F(DesktopTest, AClientsChangeOfADialThatTheUserHoldsIsDropped) {
             EXPECT_EQ(instance->getParameterValue(1), 0.75F);
         });
     };
-    dragDial("echo.so");
+    dragDial(TEST_PLUGIN_DIRECTORY "/automates-while-dragged.so");
     onMainThread([&] {
         instance->setParameterValue(0, 0.9F);
         EXPECT_EQ(instance->getParameterValue(0), 0.9F);

@@ -266,9 +266,8 @@ TEST_F(Vst2EditorTest, APlugInThatResizesItsEditorAllTheTimeStillMovesAndCloses)
 }
 
 TEST_F(Vst2EditorTest, AWindowThatThePlugInDestroysTakesNothingWithIt) {
-    load("plain-editor.so");
+    load("destroys-its-editor-window.so");
     open();
-    onMainThread([&] { record->destroyWindow(); });
     requestSize(320, 240);
     EXPECT_EQ(windowSize(), asLarge(320, 240));
     EXPECT_THAT(client.children(window()), IsEmpty());

@@ -310,9 +310,8 @@ TEST_F(Vst3EditorTest, AViewThatIsResizedAllTheTimeStillMovesAndCloses) {
 }
 
 TEST_F(Vst3EditorTest, AWindowThatThePlugInDestroysTakesNothingWithIt) {
-    load("plain-view.vst3");
+    load("view-destroys-its-window.vst3");
     open();
-    onMainThread([&] { record->destroyWindow(); });
     requestSize(320, 240);
     EXPECT_EQ(windowSize(), asLarge(320, 240));
     EXPECT_THAT(client.children(window()), IsEmpty());

@@ -8,12 +8,10 @@ EditorEffect::EditorEffect(audioMasterCallback host)
           {.uniqueId = 0x45646974, .name = "Editor", .flags = effFlagsCanReplacing | effFlagsHasEditor}) {
     setRectangle(EditorWindow::defaultWidth, EditorWindow::defaultHeight);
     editorRecord()->requestSize = [this](int32_t width, int32_t height) { requestSize(width, height); };
-    editorRecord()->destroyWindow = [this] { window.reset(); };
 }
 
 EditorEffect::~EditorEffect() {
     editorRecord()->requestSize = {};
-    editorRecord()->destroyWindow = {};
 }
 
 VstIntPtr EditorEffect::dispatch(VstInt32 opcode, VstInt32 index, VstIntPtr value, void* ptr, float opt) {

@@ -20,7 +20,6 @@ tresult record(std::string call, Numbers... numbers) {
 
 EditorView::EditorView() {
     editorRecord()->requestSize = [this](int32_t width, int32_t height) { requestSize(width, height); };
-    editorRecord()->destroyWindow = [this] { window.reset(); };
 }
 
 EditorView::~EditorView() {

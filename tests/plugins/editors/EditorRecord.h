@@ -19,8 +19,6 @@ struct EditorRecord {
     std::function<void(uint32_t parent)> onOpen;
     /// Has the editor ask its host for another size, in pixels, on the thread that the plug-in does it on.
     std::function<void(int32_t width, int32_t height)> requestSize;
-    /// Has the plug-in destroy its window without a word to the host.
-    std::function<void()> destroyWindow;
 
     /// Keeps the call and runs `onOpen`.
     void openedIn(uint32_t parent, const std::string& call);
