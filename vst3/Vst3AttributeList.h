@@ -36,6 +36,9 @@ public:
     /// `data` is the list's own copy, valid as long as the value stays.
     tresult PLUGIN_API getBinary(AttrID id, const void*& data, Steinberg::uint32& sizeInBytes) override;
 
+    /// Whose plug-in has made it; may be null.
+    Vst3Host* getHost() const { return host; }
+
 private:
     enum class Kind : uint32_t { integer = 0, floatingPoint = 1, binary = 3 };
 

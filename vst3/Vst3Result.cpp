@@ -34,10 +34,9 @@ String resultCodeMessage(tresult code, const char* location, const char* file, i
                   name != nullptr ? name : "Unknown result!", ")\n in ", fileName(file), " : ", line);
 }
 
-void throwUnlessOk(tresult code, const char* location, const std::source_location& place) {
+void throwUnlessOk(tresult code, const char* location, const char* file, int32_t line) {
     if (code != kResultOk)
-        throw PluginException(
-            resultCodeMessage(code, location, place.file_name(), static_cast<int32_t>(place.line())));
+        throw PluginException(resultCodeMessage(code, location, file, line));
 }
 
 tresult checkResult(tresult code, const char* location) {

@@ -3,7 +3,7 @@
 #include "plugin/CoreNames.h"
 #include "vst3/Vst3Names.h"
 
-#include <source_location>
+#include <cstdint>
 
 /// The published name of a result code, or null for a code that has none.
 const char* resultCodeName(tresult code);
@@ -12,9 +12,10 @@ const char* resultCodeName(tresult code);
 /// carry double quotes of their own, which stand in the message.
 String resultCodeMessage(tresult code, const char* location, const char* file, int32_t line);
 
-/// Throws `PluginException` with the `resultCodeMessage` for anything but `kResultOk`.
-void throwUnlessOk(tresult code, const char* location,
-                   const std::source_location& place = std::source_location::current());
+/// Throws `PluginException` with the `resultCodeMessage` for anything but `kResultOk`. `file` and `line` are
+/// the caller's.
+void throwUnlessOk(tresult code, const char* location, const char* file = __builtin_FILE(),
+                   int32_t line = __builtin_LINE());
 
 /// For a failure that is no reason to stop: writes a line to the standard error stream for anything but
 /// `kResultOk`. Gives the code back.

@@ -22,9 +22,13 @@ constexpr uint16_t firstHeight = 300;
 constexpr int rounds = 20;
 constexpr useconds_t roundLength = 50000; // microseconds
 
+struct Free {
+    void operator()(void* memory) const { std::free(memory); }
+};
+
 /// What libxcb allocates.
 template <class T>
-using Reply = std::unique_ptr<T, decltype([](T* reply) { std::free(reply); })>;
+using Reply = std::unique_ptr<T, Free>;
 
 Reply<xcb_get_geometry_reply_t> askGeometry(xcb_connection_t* connection, uint32_t drawable) {
     return Reply<xcb_get_geometry_reply_t>(
@@ -87,9 +91,9 @@ void XcbPluginWindow::tellClient() const noexcept try {
             new PluginWindowClosedNotification(instance->instanceId, handler));
         handler->sendNotification(*notification);
     }
-} catch (const Exception&) {
-    // The client is gone. Nothing leaves a destructor, so the process ends here as it does for an exception
-    // that nobody handles.
+} catch (...) {
+    // The client is gone, or no memory is left. Nothing leaves a destructor, so the process ends here as it
+    // does for an exception that nobody handles.
     _exit(-1);
 }
 
