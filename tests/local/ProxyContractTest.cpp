@@ -14,9 +14,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <optional>
 #include <pthread.h>
+#include <unistd.h>
 
 using base::core::CapturedOutput;
 using testing::ElementsAre;
@@ -65,6 +64,18 @@ std::string numberOf(int32_t letters) {
 
 class ProxyContractTest : public testing::TestWithParam<Provider> {
 protected:
+    /// Mapped windows of the test's title: other tests share the server.
+    size_t countWindows() {
+        size_t count = 0;
+        for (const uint32_t window : reader.children(reader.root)) {
+            if (reader.property(window, "WM_NAME").bytes == title && reader.isMapped(window))
+                ++count;
+        }
+        return count;
+    }
+
+    const std::string title = "Editor of test " + std::to_string(getpid());
+    WindowReader reader;
     const Ref<TestProxyProvider> provider = GetParam().make();
     Ref<PluginHostProxy> proxy = provider->createProxy();
 };
@@ -275,22 +286,15 @@ TEST_P(ProxyContractTest, RepliesNeedNoReceiver) {
 }
 
 TEST_P(ProxyContractTest, AnEditorOpensUnderItsTitleAndItsClosingIsToldOnce) {
-    WindowReader reader;
     RecordedSession session(proxy);
     session.load(example("echo.so"));
-    proxy->openGUI(1, 0, true, "Echo of a test");
+    proxy->openGUI(1, 0, true, title.c_str());
     proxy->ping();
-    const auto titled = [&] {
-        const std::vector<uint32_t> windows = reader.children(reader.root);
-        return std::count_if(windows.begin(), windows.end(), [&](uint32_t window) {
-            return reader.property(window, "WM_NAME").bytes == "Echo of a test" && reader.isMapped(window);
-        });
-    };
-    EXPECT_TRUE(eventually([&] { return titled() == 1; }));
+    EXPECT_TRUE(eventually([&] { return countWindows() == 1; }));
     proxy->closeGUI(1);
     proxy->ping();
     EXPECT_THAT(session.listener->waitFor(1), ElementsAre(golden("04 01 00 00 00")));
-    EXPECT_TRUE(eventually([&] { return titled() == 0; }));
+    EXPECT_TRUE(eventually([&] { return countWindows() == 0; }));
 }
 
 TEST_P(ProxyContractTest, AListenerHearsNothingOfARemovedInstance) {
@@ -315,23 +319,18 @@ TEST_P(ProxyContractTest, AfterTheShutdownEveryCallIsRefused) {
 }
 
 TEST_P(ProxyContractTest, AShutdownEndsAHostThatPlaysAndHasAnEditorOpen) {
-    WindowReader reader;
     RecordedSession session(proxy);
     session.load(example("echo.vst3"));
     session.play();
     session.render();
-    proxy->openGUI(1, 0, true, "Left open");
+    proxy->openGUI(1, 0, true, title.c_str());
     proxy->ping();
+    EXPECT_TRUE(eventually([&] { return countWindows() == 1; }));
     session.context->stopProcessing();
     session.context->drain();
     session.context = nullptr;
     proxy->shutdown();
-    EXPECT_TRUE(eventually([&] {
-        const std::vector<uint32_t> windows = reader.children(reader.root);
-        return std::none_of(windows.begin(), windows.end(), [&](uint32_t window) {
-            return reader.property(window, "WM_NAME").bytes == "Left open";
-        });
-    })) << "a window has stayed";
+    EXPECT_TRUE(eventually([&] { return countWindows() == 0; })) << "a window has stayed";
 }
 
 /// What the host of a provider answers, tells and renders in a session with a plug-in.
