@@ -162,8 +162,8 @@ void SelfTest::usePresets(const String& file, int32_t instanceId) {
 }
 
 void SelfTest::usePrograms(int32_t instanceId, int32_t count) {
-    beginStep("program to be set");
     for (int32_t program = 0; program < count; ++program) {
+        beginStep("program to be set");
         print(concat("Setting current program number ", program));
         proxy->setCurrentProgram(instanceId, program);
         // Answered behind it.

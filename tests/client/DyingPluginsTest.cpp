@@ -9,6 +9,7 @@
 #include "support/RealDeaths.h"
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -102,6 +103,18 @@ TEST_P(DyingPluginsTest, DiesLeavesTheOtherHostsOfTheClientAlone) {
     other->ping();
 }
 
+/// Knows the thread that it is called on.
+class ListenerOfAThread : public RecordingListener {
+public:
+    std::atomic<pid_t> thread = 0;
+
+protected:
+    void add(const std::string& line) override {
+        thread = base::core::currentThreadId();
+        RecordingListener::add(line);
+    }
+};
+
 class HostLifeTest : public ClientTest {
 protected:
     const RealDeaths realDeaths;
@@ -110,9 +123,11 @@ protected:
 TEST_F(HostLifeTest, APluginThatHangsInIdleIsKilledWithItsHostAfterTwoSeconds) {
     Ref<RemotePluginHostProxy> proxy = startHost();
     const pid_t host = proxy->getChildPid();
-    const Ref<RecordingListener> listener(new RecordingListener);
+    const Ref<ListenerOfAThread> listener(new ListenerOfAThread);
     createInstance(*proxy, testPlugin("hangs-in-idle"), "", listener);
     listener->waitForLines(1);
+    // A reply thread that isn't in a read yet would see for itself that it is over.
+    ASSERT_TRUE(becomesTrue([&] { return base::core::isAsleep(listener->thread); }));
     const auto before = std::chrono::steady_clock::now();
     proxy = nullptr;
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - before;
