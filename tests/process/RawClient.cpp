@@ -278,6 +278,18 @@ void RawClient::waitForError(const std::string& text) {
               [&] { return standardError().find(text) != std::string::npos; });
 }
 
+void RawClient::waitUntilWorkersRest() {
+    const std::filesystem::path tasks = "/proc/" + std::to_string(hostProcess) + "/task";
+    waitUntil("that the workers read", [&] {
+        int32_t resting = 0;
+        for (const auto& entry : std::filesystem::directory_iterator(tasks)) {
+            const std::string status = readLine(entry.path() / "stat");
+            resting += status.find("(RemoteAudioThre) S") != std::string::npos ? 1 : 0;
+        }
+        return resting == options.workers;
+    });
+}
+
 std::vector<std::string> RawClient::threadNames() const {
     const std::string tasks = "/proc/" + std::to_string(hostProcess) + "/task/";
     std::vector<std::string> names{readLine(tasks + std::to_string(hostProcess) + "/comm")};

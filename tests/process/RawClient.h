@@ -88,6 +88,8 @@ public:
     std::string standardOutput() const;
     /// Waits until the standard error stream has the text.
     void waitForError(const std::string& text);
+    /// Waits until all workers sleep in their reads.
+    void waitUntilWorkersRest();
     /// The names of the host's threads, the main thread's first.
     std::vector<std::string> threadNames() const;
     /// 0 if no thread has the name.

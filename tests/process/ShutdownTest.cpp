@@ -50,6 +50,7 @@ TEST(HostShutdown, ByRequestJoinsAllThreadsThoughTheClientKeepsItsPipesOpen) {
     RawClient client({.workers = 2});
     createInstance(client, 1, echoPath);
     client.process(1, 1, 256);
+    client.waitUntilWorkersRest();
     client.send(bytes("0C"));
     EXPECT_TRUE(exitsWith(0, client));
     // Each worker wrote its line, so each had left its read before the process went.
@@ -69,6 +70,7 @@ TEST(HostShutdown, ByRequestEndsEveryStreamForTheClient) {
 TEST(HostShutdown, FollowsTheLossOfTheMainPipe) {
     RawClient client;
     createInstance(client, 1, echoPath);
+    client.waitUntilWorkersRest();
     client.closeMain();
     EXPECT_TRUE(exitsWith(0, client));
     EXPECT_EQ(countLines(errorsBesidePriorities(client), "Lost connection on audio thread: "), 1);
@@ -91,6 +93,7 @@ TEST(HostShutdown, FollowsARequestOfAnUnknownTypeWithoutAWord) {
         EXPECT_EQ(errorsBesidePriorities(client), "") << type;
     }
     RawClient client;
+    client.waitUntilWorkersRest();
     client.send(bytes("C8"));
     EXPECT_TRUE(exitsWith(0, client));
     EXPECT_EQ(countLines(errorsBesidePriorities(client), "Lost connection on audio thread: "), 1);
