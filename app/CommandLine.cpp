@@ -6,6 +6,7 @@
 #include "app/SelfTest.h"
 #include "app/TestProxyProvider.h"
 #include "core/FileSystem.h"
+#include "core/Log.h"
 #include "core/StdStreams.h"
 #include "host/HostProcess.h"
 
@@ -13,15 +14,18 @@
 #include <unistd.h>
 
 using base::core::LocalFileSystem;
+using base::core::logError;
+using base::core::logProgress;
 using base::core::standardOutput;
 
 namespace {
 
 constexpr int usageStatus = -1;
+constexpr int unwrittenListStatus = 1;
 constexpr int hostArgumentCount = 6;
 
 // Says things that the program doesn't do: "host" takes four integers, and there is no "debug". Deliberate:
-// the text is known by heart, and is matched.
+// applications match the text.
 constexpr const char* usageLines[] = {
     "",
     "Usage:",
@@ -43,18 +47,48 @@ constexpr const char* usageLines[] = {
 
 void printUsage() {
     for (const char* line : usageLines)
-        standardOutput().printLine(line);
+        logProgress(line);
 }
 
-[[noreturn]] void reportToStandardOutput(const String& path) {
-    _exit(static_cast<int>(printPluginMetaData(path, standardOutput())));
+/// Runs `report` and ends the process with its status.
+template <class Report>
+[[noreturn]] void exitWith(const Report& report) {
+    ReportStatus status = ReportStatus::failed;
+    try {
+        status = report();
+    } catch (const Exception& exception) {
+        logError("Could not write the report: ", exception.getMessage());
+    }
+    _exit(static_cast<int>(status));
 }
 
-[[noreturn]] void reportToFile(const char* file, const String& path) {
+ReportStatus reportToFile(const char* file, const String& path) {
     const Ref<OutputStream> stream = LocalFileSystem::get().openForWriting(file, false);
     const ReportStatus status = printPluginMetaData(path, *stream);
     stream->close();
-    _exit(static_cast<int>(status));
+    return status;
+}
+
+int listToStandardOutput(const String& path) {
+    try {
+        listPlugins(path, standardOutput());
+        return 0;
+    } catch (const IOException& exception) {
+        logError("Could not write the list: ", exception.getMessage());
+        return unwrittenListStatus;
+    }
+}
+
+/// False, with a line in the log, for a path that is no UTF-8, or for a relative one where the current
+/// directory has gone.
+bool normalizePath(const char* given, String& path) {
+    try {
+        path = LocalFileSystem::get().normalize(given);
+        return true;
+    } catch (const IOException& exception) {
+        logError("Could not use the path \"", given, "\": ", exception.getMessage());
+        return false;
+    }
 }
 
 int testPlugin(const String& path, const Ref<TestProxyProvider>& provider) {
@@ -75,10 +109,11 @@ int runCommandLine(int argumentCount, const char* const arguments[]) {
         runHostProcess(arguments + 2);
 
     // The last argument, whatever the action.
-    LocalFileSystem& files = LocalFileSystem::get();
-    const String path = files.normalize(arguments[argumentCount - 1]);
-    if (!files.exists(path)) {
-        standardOutput().printLine("Error: file does not exists.");
+    String path;
+    if (!normalizePath(arguments[argumentCount - 1], path))
+        return usageStatus;
+    if (!LocalFileSystem::get().exists(path)) {
+        logProgress("Error: file does not exists.");
         printUsage();
         return usageStatus;
     }
@@ -86,15 +121,13 @@ int runCommandLine(int argumentCount, const char* const arguments[]) {
         return testPlugin(path, new SandboxedTestProxyProvider(arguments[0]));
     if (action == "test-local")
         return testPlugin(path, new LocalTestProxyProvider);
-    if (action == "list") {
-        listPlugins(path, standardOutput());
-        return 0;
-    }
+    if (action == "list")
+        return listToStandardOutput(path);
     if (action == "info")
-        reportToStandardOutput(path);
+        exitWith([&] { return printPluginMetaData(path, standardOutput()); });
     if (action == "info-file")
-        reportToFile(arguments[2], path);
-    standardOutput().printLine("plugin-host: unknown action; allowed values are [debug|list|info|host].");
+        exitWith([&] { return reportToFile(arguments[2], path); });
+    logProgress("plugin-host: unknown action; allowed values are [debug|list|info|host].");
     printUsage();
     _exit(usageStatus);
 }

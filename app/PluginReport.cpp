@@ -1,9 +1,12 @@
 #include "app/PluginReport.h"
 
+#include "core/ReadableText.h"
 #include "host/PluginHost.h"
 #include "plugin/PluginApi.h"
 
 #include <exception>
+
+using base::core::concatReadable;
 
 namespace {
 
@@ -60,7 +63,7 @@ bool writeRecordOrFailure(OutputStream& stream, PluginInstance& instance) {
     } catch (const Exception& exception) {
         stream.printLine(concat("Exception Thrown:", exception.getMessage()));
     } catch (...) {
-        // The empty line behind the record is all that is said of it.
+        // Only the empty line behind the record shows it.
     }
     return false;
 }
@@ -96,7 +99,7 @@ ReportStatus printPluginMetaData(const String& path, OutputStream& stream) {
         return ReportStatus::failed;
     } catch (const std::exception& exception) {
         // Worded unlike the line above. Deliberate: the reader of the report tells the two apart by it.
-        stream.printLine(concat("Exception thrown: ", exception.what()));
+        stream.printLine(concatReadable("Exception thrown: ", exception.what()));
         return ReportStatus::failedStandard;
     } catch (...) {
         stream.printLine("Unknown exception thrown.");

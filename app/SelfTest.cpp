@@ -4,7 +4,7 @@
 #include "app/TestReplyHandler.h"
 #include "app/TestingNotificationListener.h"
 #include "core/FileSystem.h"
-#include "core/StdStreams.h"
+#include "core/Log.h"
 #include "plugin/PluginException.h"
 #include "plugin/PluginHostReplies.h"
 
@@ -13,13 +13,11 @@
 #include <unistd.h>
 
 using base::core::LocalFileSystem;
-using base::core::ScopedLock;
-using base::core::standardOutput;
 
 namespace {
 
 void print(const String& line) {
-    standardOutput().printLine(line);
+    base::core::logProgress(line);
 }
 
 /// The path of a plug-in's file with another end in place of the suffix.
@@ -49,13 +47,20 @@ void interruptCallsBy(int signal) {
     struct sigaction action {};
     action.sa_handler = [](int) {}; // without SA_RESTART
     sigaction(signal, &action, nullptr);
+    // Whoever started this program may have blocked it.
+    sigset_t unblocked;
+    sigemptyset(&unblocked);
+    sigaddset(&unblocked, signal);
+    pthread_sigmask(SIG_UNBLOCK, &unblocked, nullptr);
 }
 
 } // namespace
 
-SelfTest::SelfTest(const Ref<TestProxyProvider>& provider, std::vector<String> files, double stepBound)
+SelfTest::SelfTest(const Ref<TestProxyProvider>& provider, std::vector<String> files, double stepBound,
+                   const StepWatchdog::Clock& clock)
     : provider(provider), files(std::move(files)), scriptThread(pthread_self()),
-      watchdog(new StepWatchdog(stepBound, [this] { giveUpStep(); })) {}
+      watchdog(new StepWatchdog(
+          stepBound, [this] { giveUpStep(); }, clock)) {}
 
 SelfTest::~SelfTest() = default;
 
@@ -65,42 +70,48 @@ int SelfTest::run() {
     for (const String& file : files)
         testPlugin(file);
     printVerdict();
-    return failed.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
+    return state.lock()->failed.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 void SelfTest::testPlugin(const String& file) {
     print("\n\n--------------------------------------------------------------------");
     print(concat("Testing plugin ", file));
     {
-        const ScopedLock scope(lock);
-        currentFile = file;
-        currentFailed = false;
+        const auto current = state.lock();
+        current->currentFile = file;
+        current->currentFailed = false;
+        current->isStarting = true;
     }
     beginStep("plug-in host");
     try {
-        const Ref<PluginHostProxy> started = provider->createProxy();
-        const ScopedLock scope(lock);
-        proxy = started;
+        startHost();
     } catch (const Exception& exception) {
         recordFailure(concat("Could not start plug-in host: ", reasonOf(exception)));
         watchdog->endStep();
         return;
     }
+    bool hasPassed = false;
     try {
         runScript(file);
         beginStep("plug-in host to end");
         proxy->shutdown();
         print(concat(file, " passed!"));
-        passed.push_back(file);
+        hasPassed = true;
     } catch (const Exception& exception) {
         recordFailure(concat("Could not test plug-in: ", reasonOf(exception)));
         endFailedHost();
     }
-    {
-        const ScopedLock scope(lock);
-        proxy = nullptr;
-    }
+    dropHost();
     watchdog->endStep();
+    if (hasPassed)
+        state.lock()->passed.push_back(file);
+}
+
+void SelfTest::startHost() {
+    proxy = provider->createProxy();
+    const auto current = state.lock();
+    current->isStarting = false;
+    current->proxy = proxy.get();
 }
 
 void SelfTest::runScript(const String& file) {
@@ -191,28 +202,29 @@ void SelfTest::endFailedHost() {
     }
 }
 
+void SelfTest::dropHost() {
+    state.lock()->proxy = nullptr;
+    proxy = nullptr;
+}
+
 void SelfTest::beginStep(const char* newSubject) {
-    {
-        const ScopedLock scope(lock);
-        subject = newSubject;
-    }
-    watchdog->beginStep();
+    state.lock()->subject = newSubject;
+    watchdog->beginStep(newSubject);
 }
 
 void SelfTest::giveUpStep() {
-    Ref<PluginHostProxy> stuck;
     String reason;
     {
-        const ScopedLock scope(lock);
-        if (!proxy) {
+        const auto current = state.lock();
+        if (current->isStarting && provider->canBeInterrupted()) {
             pthread_kill(scriptThread, SIGALRM);
             return;
         }
-        stuck = proxy;
-        reason = concat("Could not test plug-in: Test failed waiting for ", subject);
+        if (current->proxy != nullptr && current->proxy->abandon())
+            return;
+        reason = concat(current->isStarting ? "Could not start plug-in host: " : "Could not test plug-in: ",
+                        "Test failed waiting for ", current->subject);
     }
-    if (stuck->abandon())
-        return;
     recordFailure(reason);
     printVerdict();
     _exit(EXIT_FAILURE);
@@ -221,24 +233,25 @@ void SelfTest::giveUpStep() {
 String SelfTest::reasonOf(const Exception& exception) {
     if (!watchdog->wasOverdue())
         return exception.getMessage();
-    return concat("Test failed waiting for ", subject);
+    return concat("Test failed waiting for ", state.lock()->subject);
 }
 
 void SelfTest::recordFailure(const String& reason) {
-    const ScopedLock scope(lock);
+    const auto current = state.lock();
     // What failed first is why.
-    if (!currentFailed)
-        failed.emplace_back(currentFile, reason);
-    currentFailed = true;
+    if (!current->currentFailed)
+        current->failed.emplace_back(current->currentFile, reason);
+    current->currentFailed = true;
 }
 
 void SelfTest::printVerdict() {
+    const auto current = state.lock();
     print("Passed plugins:");
-    for (const String& file : passed)
+    for (const String& file : current->passed)
         print(concat("    ", file));
     print("\n\nFailed plugins:");
-    for (const auto& [file, reason] : failed)
+    for (const auto& [file, reason] : current->failed)
         print(concat(file, ":      ", reason));
-    print(concat("\n\nPassed : ", static_cast<int32_t>(passed.size()),
-                 " Failed: ", static_cast<int32_t>(failed.size())));
+    print(concat("\n\nPassed : ", static_cast<int32_t>(current->passed.size()),
+                 " Failed: ", static_cast<int32_t>(current->failed.size())));
 }

@@ -2,7 +2,7 @@
 
 #include "app/StepWatchdog.h"
 #include "app/TestProxyProvider.h"
-#include "core/Mutex.h"
+#include "core/Guarded.h"
 #include "core/String.h"
 
 #include <cstdint>
@@ -17,27 +17,46 @@ class TestAudioThread;
 /// `TestAudioThread` renders, so that the calls overlap as they do in an application. Every step is told on
 /// the standard output stream.
 ///
-/// A step that takes too long fails the plug-in: the host is killed, or, where it lives in this process, the
-/// verdict is printed and the process exits with 1.
+/// A step that takes too long fails the plug-in: the host is killed, or its start interrupted. Where that
+/// can't be, since the host lives in this process, the verdict is printed and the process exits with 1.
 class SelfTest : public NonCopyable, public NonMovable {
 public:
     static constexpr double defaultStepBound = 120; // seconds
 
     SelfTest(const Ref<TestProxyProvider>& provider, std::vector<String> files,
-             double stepBound = defaultStepBound);
+             double stepBound = defaultStepBound,
+             const StepWatchdog::Clock& clock = StepWatchdog::monotonicTime);
     ~SelfTest();
 
     /// Tests the files in their order. Returns the exit status: 0 if nothing failed, else 1.
     int run();
 
 private:
+    /// What the script writes and the watchdog reads.
+    struct State {
+        /// The host at work, borrowed from the script. Null while there is none, and while it is let go of.
+        PluginHostProxy* proxy = nullptr;
+        /// There is no host yet.
+        bool isStarting = false;
+        String currentFile;
+        bool currentFailed = false;
+        const char* subject = "";
+        std::vector<String> passed;
+        /// Files and reasons.
+        std::vector<std::pair<String, String>> failed;
+    };
+
     void testPlugin(const String& file);
+    /// Throws `Exception`.
+    void startHost();
     /// The session. Throws `Exception`.
     void runScript(const String& file);
     void usePresets(const String& file, int32_t instanceId);
     void usePrograms(int32_t instanceId, int32_t count);
     void finishAudio(TestAudioThread& audioThread);
     void endFailedHost();
+    /// The end of the proxy, without the lock: it may take its time, and the watchdog looks on.
+    void dropHost();
 
     /// Begins a step that waits for the subject.
     void beginStep(const char* subject);
@@ -52,15 +71,8 @@ private:
     const Ref<TestProxyProvider> provider;
     const std::vector<String> files;
     const pthread_t scriptThread;
-    std::vector<String> passed;
-    /// Guards what follows: the script writes it, the watchdog reads it.
-    base::core::Mutex lock;
-    /// Null while there is no host.
+    base::core::Guarded<State> state;
+    /// The script's own.
     Ref<PluginHostProxy> proxy;
-    String currentFile;
-    bool currentFailed = false;
-    const char* subject = "";
-    /// Files and reasons.
-    std::vector<std::pair<String, String>> failed;
     Ref<StepWatchdog> watchdog;
 };

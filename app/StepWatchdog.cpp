@@ -1,12 +1,19 @@
 #include "app/StepWatchdog.h"
 
+#include <ctime>
 #include <utility>
 
 using base::core::monotonicDeadline;
 using base::core::ScopedLock;
 
-StepWatchdog::StepWatchdog(double bound, std::function<void()> onOverdue)
-    : Thread("Test watchdog"), bound(bound), onOverdue(std::move(onOverdue)) {}
+double StepWatchdog::monotonicTime(const char*) {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+StepWatchdog::StepWatchdog(double bound, std::function<void()> onOverdue, Clock clock)
+    : Thread("Test watchdog"), onOverdue(std::move(onOverdue)), clock(std::move(clock)), step(bound) {}
 
 StepWatchdog::~StepWatchdog() = default;
 
@@ -20,42 +27,33 @@ bool StepWatchdog::prepareForDeletion() {
     return true;
 }
 
-void StepWatchdog::beginStep() {
+void StepWatchdog::beginStep(const char* newSubject) {
     const ScopedLock scope(lock);
-    overdue = false;
-    change(true);
+    subject = newSubject;
+    step.begin(clock(subject));
+    changed.broadcast();
 }
 
 void StepWatchdog::endStep() {
     const ScopedLock scope(lock);
-    change(false);
+    step.end();
 }
 
 bool StepWatchdog::wasOverdue() {
     const ScopedLock scope(lock);
-    return overdue;
+    return step.wasOverdue();
 }
 
 void StepWatchdog::run() {
-    constexpr double insistence = 0.25; // seconds
+    constexpr double interval = 0.25; // seconds
     const ScopedLock scope(lock);
     while (!stopRequested) {
-        if (!inStep) {
+        if (!step.isInStep()) {
             changed.wait(lock);
             continue;
         }
-        const uint32_t step = serial;
-        if (changed.waitUntil(lock, deadline) || serial != step || stopRequested)
-            continue;
-        overdue = true;
-        deadline = monotonicDeadline(insistence);
-        onOverdue();
+        if (step.isOverdueAt(clock(subject)))
+            onOverdue();
+        changed.waitUntil(lock, monotonicDeadline(interval));
     }
-}
-
-void StepWatchdog::change(bool newInStep) {
-    inStep = newInStep;
-    deadline = monotonicDeadline(bound);
-    ++serial;
-    changed.broadcast();
 }

@@ -1,9 +1,10 @@
 #include "app/TestAudioThread.h"
 
-#include "core/StdStreams.h"
+#include "core/Log.h"
 #include "plugin/PluginException.h"
 
 #include <algorithm>
+#include <exception>
 
 namespace {
 
@@ -24,13 +25,21 @@ bool TestAudioThread::prepareForDeletion() {
 }
 
 void TestAudioThread::run() {
-    base::core::standardOutput().printLine("Running test audio engine");
+    base::core::logProgress("Running test audio engine");
     try {
         render();
     } catch (const Exception& exception) {
-        error = concat("Error rendering audio: ", exception.getMessage());
-        base::core::standardError().printLine(error);
+        fail(exception.getMessage());
+    } catch (const std::exception& exception) {
+        fail(exception.what());
+    } catch (...) {
+        fail("Unknown exception");
     }
+}
+
+void TestAudioThread::fail(const String& reason) {
+    error = concat("Error rendering audio: ", reason);
+    base::core::logError(error);
 }
 
 void TestAudioThread::render() {
@@ -38,10 +47,10 @@ void TestAudioThread::render() {
     try {
         context->startProcessing();
         renderBlocks();
-    } catch (const Exception&) {
+    } catch (...) {
         try {
             stopProcessing();
-        } catch (const Exception&) {
+        } catch (...) {
             // What broke first is what counts.
         }
         throw;
@@ -73,7 +82,8 @@ void TestAudioThread::prepareBlock() {
 void TestAudioThread::renderBlocks() {
     const int32_t blockSize = context->blockSize;
     TransportBlock& transport = *context->transport;
-    for (int32_t block = 0; block < minute / blockSize && !stopRequested; ++block) {
+    const int32_t blocks = blockSize > 0 ? minute / blockSize : 0;
+    for (int32_t block = 0; block < blocks && !stopRequested; ++block) {
         context->process(blockSize, true, false);
         transport.samplePosition += static_cast<uint64_t>(blockSize);
         transport.reservedTime += blockSize / sampleRate;

@@ -27,6 +27,7 @@ protected:
 
 private:
     void render();
+    void fail(const String& reason);
     void prepareBlock();
     void renderBlocks();
     /// At its return the plug-in has stopped.

@@ -9,6 +9,9 @@ public:
 
     /// A proxy to a host of its own. Throws `IOException`.
     virtual Ref<PluginHostProxy> createProxy() = 0;
+    /// Whether a signal to the thread that is inside of `createProxy`, with a handler without `SA_RESTART`,
+    /// makes that fail: one may be late, and is repeated. Any thread.
+    virtual bool canBeInterrupted() const = 0;
 };
 
 /// A host in a child process, as an application has it.
@@ -19,6 +22,7 @@ public:
     ~SandboxedTestProxyProvider() override;
 
     Ref<PluginHostProxy> createProxy() override;
+    bool canBeInterrupted() const override { return true; }
 
 private:
     String executablePath;
@@ -31,4 +35,6 @@ public:
     ~LocalTestProxyProvider() override;
 
     Ref<PluginHostProxy> createProxy() override;
+    /// It isn't: the library that waits for an X server goes back to waiting.
+    bool canBeInterrupted() const override { return false; }
 };

@@ -1,9 +1,7 @@
 #include "app/CommandLine.h"
-
-#include <iostream>
+#include "core/StdStreams.h"
 
 int main(int argc, char** argv) {
-    // The console streams read ahead only when they are free of the C library's buffers.
-    std::ios::sync_with_stdio(false);
+    base::core::occupyConsoleDescriptors();
     return runCommandLine(argc, argv);
 }

@@ -6,6 +6,10 @@
 #include <cstdint>
 
 /// The client's end of one worker's pipe. One thread drives it at a time.
+///
+/// A command that fails half-way may leave a part of itself, or its answer, in the pipe, where the next
+/// command would take it for its own. So every command is one `Exchange`, and after one that wasn't completed
+/// the pipe takes no further command, of whichever instance.
 class AudioThreadProxy : public Object {
 public:
     /// Creates the pipe of worker `index` and opens nothing. Throws `IOException`.
@@ -14,6 +18,18 @@ public:
 
     /// Waits for the host's worker. Throws `IOException`.
     void open();
+
+    /// One command, from its first byte to its answer, if it has one. Allocates nothing.
+    class Exchange : public NonCopyable, public NonMovable {
+    public:
+        /// Throws `IOException` if an earlier command wasn't completed.
+        explicit Exchange(AudioThreadProxy& worker);
+        /// Nothing of the command is left in the pipe.
+        void complete() { worker.inStep = true; }
+
+    private:
+        AudioThreadProxy& worker;
+    };
 
     /// Null before `open`.
     InputStream* getInput() const { return input; }
@@ -24,4 +40,6 @@ private:
     /// Borrowed from `pipe`.
     InputStream* input = nullptr;
     OutputStream* output = nullptr;
+    /// No command is under way. Several threads may drive the worker, one after the other.
+    Relaxed<bool> inStep = true;
 };

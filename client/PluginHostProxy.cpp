@@ -17,7 +17,13 @@ int32_t PluginHostProxy::createPluginInstance(const String& path, const String& 
     const Ref<CreatePluginInstanceRequest> request(
         new CreatePluginInstanceRequest(instanceId, path, presetPath, identifier, dpiAware));
     request->callContext = listener;
-    sendRequest(request, replyHandler);
+    try {
+        sendRequest(request, replyHandler);
+    } catch (...) {
+        // The caller never learns its id.
+        removePluginInstance(instanceId);
+        throw;
+    }
     return instanceId;
 }
 

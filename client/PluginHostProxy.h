@@ -15,7 +15,13 @@ class PluginHostRequest;
 /// its name and sends it.
 ///
 /// One thread at a time calls it. All operations throw `IOException` once the host is gone. A reply comes to
-/// the `replyHandler`, which may be null: its reply is then read and dropped.
+/// the `replyHandler`, which may be null: its reply is then read and dropped. A text with a character above
+/// U+FFFF can't be sent: the operation throws `IOException`, and the host hears nothing of it.
+///
+/// What a receiver throws, be it a reply handler, a listener or a manager, is logged and has no other effect.
+///
+/// In a process that is forked from the one that made the proxy, its copy reaches no host: all operations
+/// throw, and letting go of it ends nothing.
 class PluginHostProxy : public Object {
 public:
     /// The words of the `IOException` once the host is gone.

@@ -22,24 +22,29 @@ void* RemotePluginAudioContextProxy::allocate(int32_t size) {
 }
 
 void RemotePluginAudioContextProxy::startProcessing() {
-    beginCommand(WorkerCommand::startProcessing).flush();
+    sendCommand(WorkerCommand::startProcessing);
 }
 
 int32_t RemotePluginAudioContextProxy::process(int32_t frames, bool keepActive, bool realtime) {
+    AudioThreadProxy::Exchange exchange(*worker);
     *outputEventCount = 0;
     OutputStream& stream = *worker->getOutput();
     writeNative(stream, ProcessCommand{WorkerCommand::process, instanceId, frames, keepActive, realtime});
     stream.flush();
-    return worker->getInput()->readInt32();
+    const int32_t result = worker->getInput()->readInt32();
+    exchange.complete();
+    return result;
 }
 
 void RemotePluginAudioContextProxy::stopProcessing() {
-    beginCommand(WorkerCommand::stopProcessing).flush();
+    sendCommand(WorkerCommand::stopProcessing);
 }
 
-OutputStream& RemotePluginAudioContextProxy::beginCommand(WorkerCommand command) {
+void RemotePluginAudioContextProxy::sendCommand(WorkerCommand command) {
+    AudioThreadProxy::Exchange exchange(*worker);
     OutputStream& stream = *worker->getOutput();
     stream.writeByte(static_cast<uint8_t>(command));
     stream.writeNativeInt32(instanceId);
-    return stream;
+    stream.flush();
+    exchange.complete();
 }

@@ -16,6 +16,10 @@ class RemotePluginHostProxy;
 /// resets them. One thread drives a context. `process` allocates nothing and costs one write and one read. A
 /// host that is gone shows as `IOException`, `EOSException` in `process`.
 ///
+/// After a call that threw, of whatever reason (a signal handler of the client may interrupt one), each
+/// further call on a context of the same worker throws `IOException`: the answer that wasn't read may still
+/// come, and would be taken for that of a later block. Such a host is shut down.
+///
 /// Stop has no answer: before an instance is destroyed, its driver sends one `process` of 0 frames after the
 /// stop, which `drain` does, so that the worker is done with it.
 class RemotePluginAudioContextProxy : public PluginAudioContext {
@@ -33,7 +37,7 @@ public:
     void stopProcessing() override;
 
 private:
-    OutputStream& beginCommand(WorkerCommand command);
+    void sendCommand(WorkerCommand command);
 
     Ref<RemotePluginHostProxy> proxy;
     int32_t instanceId;

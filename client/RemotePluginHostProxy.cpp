@@ -1,10 +1,11 @@
 #include "client/RemotePluginHostProxy.h"
 
+#include "client/CallReceiver.h"
 #include "client/RemotePluginAudioContextProxy.h"
 #include "client/RemotePluginHostProxyManager.h"
 #include "core/CloseQuietly.h"
+#include "core/Log.h"
 #include "core/SharedMemory.h"
-#include "core/StdStreams.h"
 #include "plugin/Channels.h"
 #include "plugin/PluginException.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
@@ -14,7 +15,9 @@
 
 #include <csignal>
 #include <cstring>
+#include <exception>
 #include <unistd.h>
+#include <utility>
 
 using base::core::ChildProcess;
 using base::core::closeQuietly;
@@ -30,10 +33,26 @@ constexpr double replyThreadPatience = 2.0; // seconds
 // Proxies are made on one thread.
 int32_t nextHostId = 1;
 
+struct CurrentManager {
+    base::core::Mutex lock;
+    Ref<RemotePluginHostProxyManager> manager;
+};
+
 // Never destroyed: a host may die while the process exits.
-Ref<RemotePluginHostProxyManager>& manager() {
-    static auto& reference = *new Ref<RemotePluginHostProxyManager>;
-    return reference;
+CurrentManager& currentManager() {
+    static auto& current = *new CurrentManager;
+    return current;
+}
+
+template <class Call>
+void callManager(const Call& call) {
+    Ref<RemotePluginHostProxyManager> manager;
+    {
+        const ScopedLock lock(currentManager().lock);
+        manager = currentManager().manager;
+    }
+    if (manager)
+        callReceiver(managerName, [&] { call(*manager); });
 }
 
 // A dead host is to show as a failed write. A handler that the client has installed stays.
@@ -65,6 +84,9 @@ std::map<std::string, std::string> hostEnvironment(const char* const* environmen
 
 RemotePluginHostProxy::RemotePluginHostProxy(const String& executablePath)
     : childProcess(new ChildProcess), hostId(nextHostId++) {
+    // Held until the constructor returns: the manager may hear of the host's death meanwhile, and what it
+    // makes and drops of references must not end this.
+    retain(this);
     ignoreBrokenPipes();
     mainServerPipe = NamedServerPipe::create(mainChannelName(hostId), true);
     asyncServerPipe = NamedServerPipe::create(asyncChannelName(hostId), false);
@@ -80,34 +102,51 @@ RemotePluginHostProxy::RemotePluginHostProxy(const String& executablePath)
     replyThread->start();
     try {
         worker->open();
-    } catch (const IOException&) {
+        audioThreadProxies.push_back(worker);
+    } catch (...) {
         // Nobody will shut down what was never connected: the reply thread is ended here.
+        ending = true;
         closed = 1;
+        endStart();
         closeQuietly(asyncInput);
+        replyThread->join();
         throw;
     }
-    audioThreadProxies.push_back(worker);
     connected = true;
+    endStart();
+    undoRetain(this);
 }
 
 RemotePluginHostProxy::~RemotePluginHostProxy() {
+    ending = true;
     joinReplyThread();
     childProcess = nullptr;
     removeAudioBlocks();
 }
 
 void RemotePluginHostProxy::setManager(const Ref<RemotePluginHostProxyManager>& newManager) {
-    manager() = newManager;
+    const ScopedLock lock(currentManager().lock);
+    currentManager().manager = newManager;
 }
 
 void RemotePluginHostProxy::removePluginInstance(int32_t instanceId) {
+    // Let go of without the locks, since it may be the end of a receiver.
+    std::vector<Ref<PluginHostRequest>> requests;
+    Ref<RemotePluginInstance> instance;
     {
         const ScopedLock lock(pendingLock);
-        std::erase_if(pendingRequests,
-                      [&](const auto& entry) { return entry.second->isForInstance(instanceId); });
+        std::erase_if(pendingRequests, [&](const auto& entry) {
+            if (!entry.second->isForInstance(instanceId))
+                return false;
+            requests.push_back(entry.second);
+            return true;
+        });
     }
     const ScopedLock lock(instancesLock);
-    instances.erase(instanceId);
+    if (const auto entry = instances.find(instanceId); entry != instances.end()) {
+        instance = entry->second;
+        instances.erase(entry);
+    }
 }
 
 Ref<PluginHostReply>
@@ -117,6 +156,7 @@ RemotePluginHostProxy::sendRequest(const Ref<PluginHostRequest>& request,
         throw IOException(lostMessage);
     if (mainOutput == nullptr)
         throw IOException("Attempting to send requst to plug-in host process with no output stream");
+    request->requireSendableTexts();
     if (request->hasRequestId()) {
         const ScopedLock lock(pendingLock);
         request->requestId = nextRequestId++;
@@ -139,33 +179,46 @@ Ref<PluginAudioContext> RemotePluginHostProxy::createAudioContext(const CreatePl
 }
 
 bool RemotePluginHostProxy::abandon() {
-    const pid_t pid = getChildPid();
-    return pid > 0 && kill(pid, SIGKILL) == 0;
+    return !makingProcess.isCopied() && childProcess->kill(SIGKILL);
 }
 
 void RemotePluginHostProxy::shutdown() {
+    if (makingProcess.isCopied())
+        return;
     // Closed first, so that the end of the host is nobody's death, and then asked past the test of `closed`.
     int32_t open = 0;
     if (!closed.compare_exchange_strong(open, 1))
         return;
-    const Ref<PluginHostRequest> request(new ShutdownRequest);
-    writeRequest(*request);
-    {
-        const ScopedLock lock(pendingLock);
-        pendingRequests.clear();
+    const Ref<RemotePluginHostProxy> self = holdDuringCall();
+    std::exception_ptr failure;
+    try {
+        const Ref<PluginHostRequest> request(new ShutdownRequest);
+        writeRequest(*request);
+    } catch (...) {
+        // The host has just gone. Nobody reports its death any more, so all is cleaned up as ever.
+        failure = std::current_exception();
     }
-    {
-        const ScopedLock lock(instancesLock);
-        instances.clear();
-    }
+    dropReceivers();
     closeMainOutput();
     closeQuietly(mainInput);
     joinReplyThread();
-    if (manager())
-        manager()->hostShutDown(*this);
+    callManager([&](RemotePluginHostProxyManager& manager) { manager.hostShutDown(*this); });
+    if (failure)
+        std::rethrow_exception(failure);
 }
 
 bool RemotePluginHostProxy::prepareForDeletion() {
+    if (makingProcess.isCopied()) {
+        MakingProcess::leave(this);
+        return false;
+    }
+    // Held while receivers may make references and drop them.
+    retain(this);
+    if (replyThread && replyThread->isCurrentThread()) {
+        // The thread can't wait for its own end.
+        base::core::releaseOnNewThread(this);
+        return false;
+    }
     if (connected && !isClosed()) {
         try {
             shutdown();
@@ -173,7 +226,9 @@ bool RemotePluginHostProxy::prepareForDeletion() {
             // The child is killed in any case.
         }
     }
-    return true;
+    joinReplyThread();
+    // A receiver may have kept a reference, whose release comes here again.
+    return undoRetain(this) == 0;
 }
 
 Ref<RemotePluginInstance> RemotePluginHostProxy::findInstance(int32_t instanceId) {
@@ -242,11 +297,64 @@ void RemotePluginHostProxy::connectionLost(const String& message, bool onReplyTh
     int32_t open = 0;
     if (!closed.compare_exchange_strong(open, 1))
         return;
-    base::core::standardError().printLine(concat("Plugin host died: ", message));
+    base::core::logError("Plugin host died: ", message);
     closeMainOutput();
     closeQuietly(asyncInput);
-    if (manager())
-        manager()->hostDied(*this, message, onReplyThread);
+    if (onReplyThread && !beginReport())
+        return;
+    {
+        const Ref<RemotePluginHostProxy> self = holdDuringCall();
+        callManager(
+            [&](RemotePluginHostProxyManager& manager) { manager.hostDied(*this, message, onReplyThread); });
+    }
+    if (onReplyThread)
+        endReport();
+}
+
+Ref<RemotePluginHostProxy> RemotePluginHostProxy::holdDuringCall() {
+    // The end of this waits for the thread that reads replies, and a reference there would only put it off.
+    return replyThread && replyThread->isCurrentThread() ? nullptr : this;
+}
+
+bool RemotePluginHostProxy::beginReport() {
+    {
+        const ScopedLock lock(startLock);
+        if (!startEnded && !ending) {
+            reporting = true;
+            return true;
+        }
+    }
+    // The constructor has returned, and its caller is about to take the first reference: one that the manager
+    // makes and drops before that would be the last.
+    constexpr timespec moment{0, 100000};
+    while (countReferences(this) == 0 && !ending)
+        nanosleep(&moment, nullptr);
+    return !ending;
+}
+
+void RemotePluginHostProxy::endReport() {
+    const ScopedLock lock(startLock);
+    reporting = false;
+    reportEnded.broadcast();
+}
+
+void RemotePluginHostProxy::endStart() {
+    const ScopedLock lock(startLock);
+    while (reporting)
+        reportEnded.wait(startLock);
+    startEnded = true;
+}
+
+void RemotePluginHostProxy::dropReceivers() {
+    // Let go of without the locks, since it may be the end of a receiver.
+    decltype(pendingRequests) droppedRequests;
+    decltype(instances) droppedInstances;
+    {
+        const ScopedLock lock(pendingLock);
+        droppedRequests.swap(pendingRequests);
+    }
+    const ScopedLock lock(instancesLock);
+    droppedInstances.swap(instances);
 }
 
 Ref<PluginHostRequest> RemotePluginHostProxy::takePendingRequest(int32_t requestId) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "client/AudioThreadProxy.h"
+#include "client/MakingProcess.h"
 #include "client/PluginHostProxy.h"
 #include "client/RemotePluginHostProxyAsyncReplyThread.h"
 #include "client/RemotePluginInstance.h"
@@ -24,8 +25,9 @@ class RemotePluginHostProxyManager;
 /// then on every call throws. A proxy doesn't reconnect: make a new one.
 ///
 /// Made on a thread that outlives it, since the kernel ends the child with that thread, and with one thread
-/// making proxies. Dropping the last reference, on any thread but the one that reads replies, shuts the host
-/// down, or kills it, and leaves no process, FIFO, audio block, thread or descriptor behind.
+/// making proxies. Dropping the last reference, on any thread, shuts the host down, or kills it, and leaves
+/// no process, FIFO, audio block, thread or descriptor behind. Where the thread that reads replies drops it,
+/// in a receiver, that happens on another thread, a moment later.
 class RemotePluginHostProxy : public PluginHostProxy {
 public:
     /// What the host is started with.
@@ -34,7 +36,8 @@ public:
     static constexpr int32_t defaultWorkerCount = 1;
 
     /// Starts the program and blocks until it has opened its pipes: for ever, if it never does. Ignores
-    /// `SIGPIPE` for this process where it still has its default. Throws `IOException`.
+    /// `SIGPIPE` for this process where it still has its default. Throws `IOException`; the manager hears of
+    /// no death then that it hasn't heard of before.
     explicit RemotePluginHostProxy(const String& executablePath);
     ~RemotePluginHostProxy() override;
 
@@ -48,8 +51,8 @@ public:
     /// Kills the child, which shows as its death. False if there is none.
     bool abandon() override;
     /// Asks the host to end, drops all that is pending and closes the pipes. Nobody is told of a death after
-    /// this. Harmless when the connection is closed. Throws `IOException` if the host has gone by itself
-    /// meanwhile.
+    /// this, but the manager of the shutdown. Harmless when the connection is closed. Throws `IOException` if
+    /// the host has gone by itself meanwhile, and has done all the same then.
     void shutdown() override;
 
     /// Shuts down a connection that still stands; nothing escapes.
@@ -58,7 +61,7 @@ public:
     /// The client's side of an instance, or null. Any thread.
     Ref<RemotePluginInstance> findInstance(int32_t instanceId);
     /// Any thread.
-    bool isClosed() const { return closed.load() != 0; }
+    bool isClosed() const { return closed.load() != 0 || makingProcess.isCopied(); }
     int32_t getSampleRate() const { return sampleRate; }
     int32_t getBlockSize() const { return blockSize; }
     int32_t getHostId() const { return hostId; }
@@ -82,6 +85,15 @@ private:
     Ref<PluginHostReply> awaitReply(PluginHostRequest& request);
     /// The first thread that sees the death tells of it, and only that one.
     void connectionLost(const String& message, bool onReplyThread);
+    /// Keeps this alive while the manager is called, which may drop the last reference of others.
+    Ref<RemotePluginHostProxy> holdDuringCall();
+    /// The reply thread is about to call the manager: waits for the owner's first reference, but for no
+    /// constructor that is still at work. False if this object is going, or never came up.
+    bool beginReport();
+    void endReport();
+    /// The constructor is about to return: waits for a report that is under way.
+    void endStart();
+    void dropReceivers();
     /// Removes a pending request and returns it; throws `IOException` for an unknown id.
     Ref<PluginHostRequest> takePendingRequest(int32_t requestId);
     void joinReplyThread();
@@ -89,6 +101,7 @@ private:
     /// leaves them.
     void removeAudioBlocks() const;
 
+    const MakingProcess makingProcess;
     int32_t sampleRate = defaultSampleRate;
     int32_t blockSize = defaultBlockSize;
     int32_t workerCount = defaultWorkerCount;
@@ -109,6 +122,13 @@ private:
     int32_t nextRequestId = 1;
     /// The highest id of an instance so far.
     int32_t lastInstanceId = 0;
+    /// Nobody is left to whom a death could be reported.
+    std::atomic<bool> ending = false;
+    Lock startLock;
+    base::core::Condition reportEnded;
+    /// Under `startLock`: whether the constructor is done, and whether the manager is being called.
+    bool startEnded = false;
+    bool reporting = false;
     std::unique_ptr<RemotePluginHostProxyAsyncReplyThread> replyThread;
     /// Under `pendingLock`.
     std::unordered_map<int32_t, Ref<PluginHostRequest>> pendingRequests;

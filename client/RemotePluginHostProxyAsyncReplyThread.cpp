@@ -1,14 +1,14 @@
 #include "client/RemotePluginHostProxyAsyncReplyThread.h"
 
+#include "client/CallReceiver.h"
 #include "client/RemotePluginHostProxy.h"
 #include "core/Assertion.h"
-#include "core/StdStreams.h"
+#include "core/Log.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginHostReply.h"
 
 using base::core::ScopedLock;
-using base::core::standardOutput;
 
 namespace {
 
@@ -40,10 +40,9 @@ void RemotePluginHostProxyAsyncReplyThread::run() {
     } catch (const IOException& exception) {
         proxy->connectionLost(exception.getMessage(), true);
     } catch (const Exception& exception) {
-        standardOutput().printLine(
-            concat("Plugin host async reply reader thread crashed", exception.getMessage()));
+        base::core::logProgress("Plugin host async reply reader thread crashed", exception.getMessage());
     } catch (...) {
-        standardOutput().printLine("Plugin host async reply reader thread crashed with unknown exception");
+        base::core::logProgress("Plugin host async reply reader thread crashed with unknown exception");
     }
     const ScopedLock lock(endLock);
     ended = true;
@@ -72,7 +71,7 @@ void RemotePluginHostProxyAsyncReplyThread::readNotificationFrame() {
     }
     const Ref<RemotePluginInstance> instance = proxy->findInstance(notification->instanceId);
     if (instance && instance->listener && !proxy->isClosed())
-        notification->deliver(*instance->listener);
+        callReceiver(listenerName, [&] { notification->deliver(*instance->listener); });
 }
 
 void RemotePluginHostProxyAsyncReplyThread::readReplyFrame(int32_t requestId) {
@@ -81,10 +80,10 @@ void RemotePluginHostProxyAsyncReplyThread::readReplyFrame(int32_t requestId) {
     if (proxy->asyncInput->readBool()) {
         const Ref<PluginHostReply> reply = request->readReply(*proxy->asyncInput);
         if (handler && !proxy->isClosed())
-            handler->onReply(reply.get());
+            callReceiver(replyHandlerName, [&] { handler->onReply(reply.get()); });
     } else {
         const String message = proxy->asyncInput->readString();
         if (handler && !proxy->isClosed())
-            handler->onError(message);
+            callReceiver(replyHandlerName, [&] { handler->onError(message); });
     }
 }

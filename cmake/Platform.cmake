@@ -10,6 +10,9 @@ set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
 # No -rdynamic: plug-ins must not meet the symbols of the program.
 set(CMAKE_ENABLE_EXPORTS OFF)
 set(CMAKE_SHARED_LIBRARY_LINK_CXX_FLAGS "")
+# The libraries are where the system looks for them. CMake would name their directory, and pad it for the installation
+# by an empty entry, which is the directory that the program is started in: the place of anybody's libraries.
+set(CMAKE_SKIP_RPATH ON)
 set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g")
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
 
@@ -53,4 +56,25 @@ else()
     add_compile_options(-ffunction-sections -fdata-sections)
     add_link_options(-Wl,--gc-sections)
 endif()
+
+# For what calls objects of VST 3 modules, which needn't be a C++ compiler's: they have tables of functions, and
+# behind these no type that UBSan could look at.
+function(plugin_host_calls_plugins target)
+    if(PLUGIN_HOST_SANITIZERS MATCHES "undefined")
+        target_compile_options(${target} PRIVATE -fno-sanitize=vptr)
+    endif()
+endfunction()
+
 add_link_options(-Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu)
+
+if(PLUGIN_HOST_COVERAGE) # i386 alone
+    # Atomic, since the threads of a host count together.
+    add_compile_options(--coverage -fprofile-update=atomic -O0)
+    add_link_options(--coverage)
+    # Hosts and children end by `_exit`, which would leave their counts behind. An object of each link, plug-ins' too.
+    set(coverage_exit ${PROJECT_BINARY_DIR}/coverage-exit.o)
+    execute_process(
+        COMMAND ${CMAKE_C_COMPILER} -m32 -fPIC -c ${PROJECT_SOURCE_DIR}/cmake/CoverageExit.c -o ${coverage_exit}
+        COMMAND_ERROR_IS_FATAL ANY)
+    add_link_options(LINKER:--wrap=_exit ${coverage_exit})
+endif()

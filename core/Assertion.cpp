@@ -3,8 +3,9 @@
 #include "core/AssertionMode.h"
 #include "core/Debugger.h"
 #include "core/Exception.h"
+#include "core/Log.h"
 #include "core/MessageDialog.h"
-#include "core/StdStreams.h"
+#include "core/ReadableText.h"
 
 #include <cstdlib>
 #include <execinfo.h>
@@ -22,7 +23,7 @@ void appendStack(StringBuilder& text) {
     const std::unique_ptr<char*, void (*)(void*)> symbols(backtrace_symbols(frames, count), std::free);
     for (int i = 0; symbols != nullptr && i < count; ++i) {
         text.append("     ");
-        text.append(symbols.get()[i]);
+        appendReadable(text, symbols.get()[i]);
         text.append("\n");
     }
 }
@@ -36,7 +37,7 @@ void appendReport(StringBuilder& text, const String& message, const String& cond
     text.append("\n");
     text.append(message);
     text.append("\n\nFile: ");
-    text.append(file);
+    appendReadable(text, file);
     text.append("\nLine: ");
     text.append(line);
     text.append("\n\n");
@@ -86,14 +87,14 @@ bool assertionFailed(const String& message, const String& condition, const char*
     StringBuilder text;
     appendReport(text, message, condition, file, line);
     if (!wantsDialog()) {
-        standardError().printLine(text);
+        logError(text);
         return false;
     }
     try {
         return letUserDecide(text.toString(), ignored);
     } catch (const Exception&) {
-        // Nobody may have seen the report.
-        standardError().printLine(text);
+        // The dialog may have failed before it showed the report.
+        logError(text);
         throw;
     }
 }
@@ -101,7 +102,7 @@ bool assertionFailed(const String& message, const String& condition, const char*
 void reportIgnoredAssertion(const String& message, const String& condition, const char* file, int32_t line) {
     StringBuilder text("Assertion ignored: ");
     appendReport(text, message, condition, file, line);
-    standardError().printLine(text);
+    logError(text);
 }
 
 } // namespace base::core

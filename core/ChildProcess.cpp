@@ -1,11 +1,14 @@
 #include "core/ChildProcess.h"
 
 #include "core/CStringArray.h"
+#include "core/ChildSignals.h"
 #include "core/Exception.h"
-#include "core/StdStreams.h"
+#include "core/Log.h"
 
+#include <cerrno>
 #include <csignal>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +18,7 @@ namespace {
 // Runs in the child between `vfork` and `exec`, in the memory of the parent: allocates nothing.
 [[noreturn]] void becomeProgram(char* const* arguments, char* const* environment, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGHUP, 0, 0, 0);
+    resetSignals();
     // A parent that died before that call sends no signal any more.
     if (getppid() == parent) {
         if (environment != nullptr)
@@ -31,9 +35,10 @@ ChildProcess::ChildProcess() = default;
 
 ChildProcess::~ChildProcess() {
     if (pid > 0) {
-        kill(pid, SIGKILL);
+        kill(SIGKILL);
         waitForExit();
     }
+    forgetChild();
 }
 
 void ChildProcess::launch(const std::vector<String>& arguments) {
@@ -50,26 +55,66 @@ void ChildProcess::launch(const std::vector<String>& arguments, const Environmen
 void ChildProcess::launch(const std::vector<String>& arguments, char* const* environment) {
     const CStringArray texts(arguments);
     const pid_t parent = getpid();
+    // Until the child is watched: the application's handler for ended children may reap it.
+    const BlockedSignals blocked;
     const pid_t child = vfork();
     if (child == 0)
         becomeProgram(texts.data(), environment, parent);
     // Kept only if it is a child: -1 would make `waitForExit` wait for whatever child there is.
     if (child < 0)
         throw IOException("Could not launch process");
+    forgetChild();
     pid = child;
+    watchChild();
+}
+
+bool ChildProcess::kill(int signal) {
+    if (!isChild())
+        return false;
+    return (pidDescriptor >= 0 ? syscall(SYS_pidfd_send_signal, pidDescriptor, signal, nullptr, 0)
+                               : ::kill(pid, signal)) == 0;
 }
 
 int ChildProcess::waitForExit() {
     if (pid == 0)
         return 0;
     int status = 0;
-    waitpid(pid, &status, 0);
+    // One that has ended keeps its number until it is reaped.
+    if (waitForChild(WEXITED | WNOWAIT))
+        waitpid(pid, &status, WNOHANG);
     const int32_t exitCode = (status >> 8) & 0xFF;
     if (exitCode != 0)
-        standardError().printLine(concat("Child process with PID ", static_cast<int32_t>(pid),
-                                         " exited with error code: ", exitCode));
+        logError("Child process with PID ", static_cast<int32_t>(pid), " exited with error code: ", exitCode);
     pid = 0;
     return status;
+}
+
+// Without the descriptor, from an old kernel or at the limit of open files, the number has to do.
+void ChildProcess::watchChild() {
+    pidDescriptor = static_cast<int32_t>(syscall(SYS_pidfd_open, static_cast<pid_t>(pid), 0));
+    // Another thread may have reaped the child, and its number may be another process's already.
+    if (!isChild())
+        forgetChild();
+}
+
+void ChildProcess::forgetChild() {
+    if (pidDescriptor >= 0)
+        close(pidDescriptor);
+    pidDescriptor = -1;
+}
+
+bool ChildProcess::waitForChild(int options) const {
+    siginfo_t info{};
+    int result = 0;
+    do {
+        result = pidDescriptor >= 0 ? waitid(P_PIDFD, static_cast<id_t>(pidDescriptor), &info, options)
+                                    : waitid(P_PID, static_cast<id_t>(pid), &info, options);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
+bool ChildProcess::isChild() const {
+    return pid > 0 && waitForChild(WEXITED | WNOWAIT | WNOHANG);
 }
 
 } // namespace base::core

@@ -1,27 +1,77 @@
 #include "core/FileDescriptor.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <ctime>
 #include <fcntl.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace base::core {
 namespace {
 
-// A FIFO's reader sleeps on after its descriptor is closed; a byte wakes it. The reader sees that the stream
-// is closing and drops the byte. A full FIFO refuses it, but then no reader sleeps.
-void wakeReaders(int32_t descriptor, uint32_t readers) {
+bool isShortage(int failure) {
+    return failure == EMFILE || failure == ENFILE || failure == ENOMEM;
+}
+
+/// A FIFO by its reading end, and how many readers to wake.
+struct Wake {
     char path[40];
-    std::snprintf(path, sizeof path, "/proc/self/fd/%d", descriptor);
-    const int writer = open(path, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    /// Another descriptor than the FIFO's.
+    int spare;
+    uint32_t readers;
+    /// An `errno`; 0 if the readers are awake.
+    int failure;
+};
+
+// An `errno`, or 0. By bare system calls, since a child of a process with threads runs it. A full FIFO
+// refuses the byte, but then no reader sleeps.
+int writeBytes(const Wake& wake) {
+    const auto writer =
+        static_cast<int>(syscall(SYS_openat, AT_FDCWD, wake.path, O_WRONLY | O_NONBLOCK | O_CLOEXEC));
     if (writer < 0)
-        return;
+        return errno;
     const char wakeByte = 0;
-    for (; readers > 0; --readers) {
-        if (write(writer, &wakeByte, 1) < 0)
+    for (uint32_t i = 0; i < wake.readers; ++i) {
+        if (syscall(SYS_write, writer, &wakeByte, 1) < 0)
             break;
     }
-    ::close(writer);
+    syscall(SYS_close, writer);
+    return 0;
+}
+
+/// What the child runs; its status is an `errno` too.
+int makeRoomAndWriteBytes(void* argument) {
+    const Wake& wake = *static_cast<const Wake*>(argument);
+    syscall(SYS_close, wake.spare);
+    return writeBytes(wake);
+}
+
+// A child has descriptors of its own: it can close one to make room, which no other thread of this process
+// can take. Its end sends no signal and shows only to those who wait for clones, so an application that reaps
+// its children doesn't meet it; no handler of the application runs in it.
+void wakeByChild(Wake& wake) {
+    constexpr size_t stackSize = 16384;
+    alignas(16) char stack[stackSize];
+    sigset_t all;
+    sigset_t former;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &former);
+    const pid_t child = clone(makeRoomAndWriteBytes, stack + stackSize, 0, &wake);
+    pthread_sigmask(SIG_SETMASK, &former, nullptr);
+    if (child < 0)
+        return;
+    int status = 0;
+    pid_t ended;
+    do {
+        ended = waitpid(child, &status, __WALL);
+    } while (ended < 0 && errno == EINTR);
+    if (ended == child && WIFEXITED(status))
+        wake.failure = WEXITSTATUS(status);
 }
 
 } // namespace
@@ -46,13 +96,30 @@ bool FileDescriptor::closeAndWakeReader() {
     const int32_t open = enter();
     const uint32_t before = state.fetch_or(closingFlag);
     const bool first = (before & closingFlag) == 0;
-    const uint32_t readers = (before & ~closingFlag) - 1;
-    if (first && readers > 0)
-        wakeReaders(open, readers);
+    if (first)
+        wakeReaders(open);
     const bool closed = leave();
     if (!first)
         errno = EBADF;
     return first && closed;
+}
+
+// A FIFO's reader sleeps on after its descriptor is closed; a byte wakes it. The reader sees that the stream
+// is closing and drops the byte.
+void FileDescriptor::wakeReaders(int32_t open) {
+    constexpr timespec pause{0, 10'000'000};
+    Wake wake{};
+    std::snprintf(wake.path, sizeof wake.path, "/proc/self/fd/%d", open);
+    wake.spare = open == STDIN_FILENO ? STDOUT_FILENO : STDIN_FILENO;
+    while ((wake.readers = (state.load() & ~closingFlag) - 1) > 0) {
+        wake.failure = writeBytes(wake);
+        if (isShortage(wake.failure))
+            wakeByChild(wake);
+        // Neither descriptors nor processes for now, or else no /proc, and no way to wake anybody.
+        if (!isShortage(wake.failure))
+            break;
+        nanosleep(&pause, nullptr);
+    }
 }
 
 int32_t FileDescriptor::enter() {
@@ -65,6 +132,16 @@ bool FileDescriptor::leave() {
     // The last one out of a closing descriptor; those who only looked in may get here as well.
     const int32_t open = descriptor.exchange(-1);
     return open < 0 || ::close(open) == 0;
+}
+
+int32_t aboveConsole(int32_t descriptor) {
+    if (descriptor < 0 || descriptor > STDERR_FILENO)
+        return descriptor;
+    const int32_t moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int32_t failure = errno;
+    close(descriptor);
+    errno = failure;
+    return moved;
 }
 
 } // namespace base::core

@@ -37,7 +37,10 @@ public:
     /// before or the system refuses.
     bool close();
 
-    /// `close` for the reading end of a FIFO, which also wakes a thread that is blocked in `read` on it.
+    /// `close` for the reading end of a FIFO, which also wakes every thread that is blocked in `read` on it,
+    /// even if the process has no descriptor left. Where the machine has neither a file nor a process left,
+    /// it tries again until it has, or until the readers have come back by themselves. It needs /proc:
+    /// without that, a reader sleeps on until its peer writes or closes.
     bool closeAndWakeReader();
 
     /// -1 once it is closed.
@@ -48,10 +51,17 @@ private:
 
     int32_t enter();
     bool leave();
+    void wakeReaders(int32_t open);
 
     std::atomic<int32_t> descriptor;
     /// The number of users, and `closingFlag`.
     std::atomic<uint32_t> state{0};
 };
+
+/// A descriptor under a number above those of the console, to which the caller's is moved if it has one of
+/// them: where an application runs with its standard error stream closed, its log would be written into the
+/// next file that is opened. -1, with `errno`, if there is no other number; the caller's is closed then. -1
+/// stays -1, and keeps `errno`.
+int32_t aboveConsole(int32_t descriptor);
 
 } // namespace base::core

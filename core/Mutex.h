@@ -58,22 +58,6 @@ private:
     AbstractMutex& mutex;
 };
 
-/// Holds a mutex for a scope, if there is one.
-class OptionalLock : public NonCopyable, public NonMovable {
-public:
-    explicit OptionalLock(AbstractMutex* mutex) : mutex(mutex) {
-        if (mutex != nullptr)
-            mutex->lock();
-    }
-    ~OptionalLock() {
-        if (mutex != nullptr)
-            mutex->unlock();
-    }
-
-private:
-    AbstractMutex* mutex;
-};
-
 /// A POSIX condition variable on the monotonic clock. Failing to make one is a failed assertion.
 class Condition : public NonCopyable, public NonMovable {
 public:

@@ -5,9 +5,11 @@
 #include "core/Environment.h"
 #include "core/Exception.h"
 #include "core/FileSystem.h"
+#include "core/TrustedDirectory.h"
 
 #include <cerrno>
 #include <fcntl.h>
+#include <memory>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,42 +19,88 @@ namespace {
 
 constexpr mode_t fifoMode = S_IFIFO | 0600;
 
-void createFifo(const String& path) {
+std::string directoryOf(const std::string& path) {
+    return path.substr(0, path.rfind('/'));
+}
+
+const char* nameOf(const std::string& path) {
+    return path.c_str() + path.rfind('/') + 1;
+}
+
+IOException failure(const char* operation, const std::string& path, const String& reason) {
+    return IOException(concat("Could not ", operation, " named pipe \"", path.c_str(), "\": ", reason));
+}
+
+using Directory = std::unique_ptr<TrustedDirectory>;
+
+Directory openDirectoryOf(const std::string& path, const char* operation) {
+    try {
+        return std::make_unique<TrustedDirectory>(directoryOf(path));
+    } catch (const IOException& exception) {
+        throw failure(operation, path, exception.getMessage());
+    }
+}
+
+Directory makeDirectoryOf(const std::string& path) {
+    // Before anything is made within the directory of another user.
+    openDirectoryOf(path, "create");
     FileSystem& files = LocalFileSystem::get();
     try {
-        files.createDirectories(files.getParent(path));
+        files.createDirectories(files.getParent(path.c_str()));
     } catch (const IOException& exception) {
         throw IOException(
             concat("Could not create directory structure for named pipe: ", exception.getMessage()));
     }
-    // A FIFO of a dead process must not get in the way.
-    if (files.exists(path))
-        files.deleteFile(path);
-    if (mknod(path.toStdString().c_str(), fifoMode, 0) != 0)
-        throw IOException(concat("Could not create named pipe \"", path, "\": ", lastErrorMessage()));
+    Directory directory = openDirectoryOf(path, "create");
+    if (directory->get() < 0)
+        throw failure("create", path, lastErrorMessage());
+    return directory;
 }
 
-int32_t openFifo(const String& path, int flags) {
-    const std::string systemPath = LocalFileSystem::get().normalize(path).toStdString();
-    const int descriptor = open(systemPath.c_str(), flags);
-    const int openError = errno;
-    // No pipe leaks into a child process.
-    const int descriptorFlags = fcntl(descriptor, F_GETFD);
-    fcntl(descriptor, F_SETFD, descriptorFlags | FD_CLOEXEC);
-    errno = openError;
+void createFifo(const TrustedDirectory& directory, const std::string& path) {
+    // A FIFO of a dead process must not get in the way.
+    struct stat stale {};
+    if (fstatat(directory.get(), nameOf(path), &stale, 0) == 0)
+        unlinkat(directory.get(), nameOf(path), 0);
+    if (mknodat(directory.get(), nameOf(path), fifoMode, 0) != 0)
+        throw failure("create", path, lastErrorMessage());
+}
+
+/// The FIFO itself, not yet open for reading or writing: opening another user's could block for ever. -1,
+/// with `errno`, without one.
+int32_t findFifo(const std::string& path) {
+    const Directory directory = openDirectoryOf(path, "open");
+    return directory->get() < 0 ? -1
+                                : openat(directory->get(), nameOf(path), O_PATH | O_NOFOLLOW | O_CLOEXEC);
+}
+
+int32_t openFifo(const std::string& path, int flags) {
+    const FileDescriptor fifo(findFifo(LocalFileSystem::get().normalize(path.c_str()).toStdString()));
+    struct stat status {};
+    if (fifo.get() < 0 || fstat(fifo.get(), &status) != 0)
+        throw failure("open", path, lastErrorMessage());
+    if (!S_ISFIFO(status.st_mode))
+        throw failure("open", path, "it is no named pipe");
+    if (status.st_uid != geteuid())
+        throw failure("open", path, "it belongs to another user");
+    // What was looked at, by whatever name. No pipe leaks into a child process.
+    const std::string found = "/proc/self/fd/" + std::to_string(fifo.get());
+    const int32_t descriptor = aboveConsole(open(found.c_str(), flags | O_CLOEXEC));
     if (descriptor < 0)
-        throw IOException(concat("Could not open named pipe \"", path, "\": ", lastErrorMessage()));
+        throw failure("open", path, lastErrorMessage());
     return descriptor;
 }
 
-Ref<InputStream> openForReading(const String& name, bool toClient) {
-    return new BufferedInputStream(
-        new NamedPipeInputStream(openFifo(namedPipePath(name, toClient), O_RDONLY)));
+Ref<InputStream> openForReading(const std::string& path) {
+    return new BufferedInputStream(new NamedPipeInputStream(openFifo(path, O_RDONLY)));
 }
 
-Ref<OutputStream> openForWriting(const String& name, bool toClient) {
-    return new BufferedOutputStream(
-        new NamedPipeOutputStream(openFifo(namedPipePath(name, toClient), O_WRONLY)));
+Ref<OutputStream> openForWriting(const std::string& path) {
+    return new BufferedOutputStream(new NamedPipeOutputStream(openFifo(path, O_WRONLY)));
+}
+
+std::string systemPath(const String& name, bool toClient) {
+    return namedPipePath(name, toClient).toStdString();
 }
 
 } // namespace
@@ -114,18 +162,26 @@ NamedPipe::~NamedPipe() {
 }
 
 Ref<NamedPipe> NamedPipe::open(const String& name, bool duplex) {
-    const Ref<InputStream> input = duplex ? openForReading(name, true) : nullptr;
-    const Ref<OutputStream> output = openForWriting(name, false);
+    const std::string toClient = systemPath(name, true);
+    const std::string fromClient = systemPath(name, false);
+    const Ref<InputStream> input = duplex ? openForReading(toClient) : nullptr;
+    const Ref<OutputStream> output = openForWriting(fromClient);
     return new NamedPipe(name, input, output);
 }
 
-NamedServerPipe::NamedServerPipe(const String& name, bool duplex) : duplex(duplex), name(name) {}
+NamedServerPipe::NamedServerPipe(const String& name, bool duplex, const std::string& toClientPath,
+                                 const std::string& fromClientPath)
+    : duplex(duplex), name(name), toClientPath(toClientPath), fromClientPath(fromClientPath),
+      process(getpid()) {}
 
 Ref<NamedServerPipe> NamedServerPipe::create(const String& name, bool duplex) {
-    Ref<NamedServerPipe> pipe(new NamedServerPipe(name, duplex));
+    const std::string toClient = systemPath(name, true);
+    const std::string fromClient = systemPath(name, false);
+    const Directory directory = makeDirectoryOf(duplex ? toClient : fromClient);
+    Ref<NamedServerPipe> pipe(new NamedServerPipe(name, duplex, toClient, fromClient));
     if (duplex)
-        createFifo(namedPipePath(name, true));
-    createFifo(namedPipePath(name, false));
+        createFifo(*directory, toClient);
+    createFifo(*directory, fromClient);
     return pipe;
 }
 
@@ -135,14 +191,15 @@ NamedServerPipe::~NamedServerPipe() {
         closeQuietly(pipe->getOutput());
         pipe = nullptr;
     }
-    FileSystem& files = LocalFileSystem::get();
-    files.deleteFile(namedPipePath(name, true));
-    files.deleteFile(namedPipePath(name, false));
+    if (process != getpid())
+        return;
+    unlink(toClientPath.c_str());
+    unlink(fromClientPath.c_str());
 }
 
 Ref<NamedPipe> NamedServerPipe::open() {
-    const Ref<OutputStream> output = duplex ? openForWriting(name, true) : nullptr;
-    const Ref<InputStream> input = readable ? openForReading(name, false) : nullptr;
+    const Ref<OutputStream> output = duplex ? openForWriting(toClientPath) : nullptr;
+    const Ref<InputStream> input = readable ? openForReading(fromClientPath) : nullptr;
     pipe = new NamedPipe(name, input, output);
     return pipe;
 }

@@ -6,6 +6,9 @@
 #include "core/Ref.h"
 #include "core/String.h"
 
+#include <string>
+#include <sys/types.h>
+
 namespace base::core {
 
 /// The path of one direction of a named pipe: "/tmp/pipes-" with the user's name, then the logical name, then
@@ -51,7 +54,8 @@ public:
     ~NamedPipe() override;
 
     /// The opener's side: reads "-to-client" if `duplex`, and writes "-from-client". Blocks until the creator
-    /// opens them in the same order. Throws `IOException`.
+    /// opens them in the same order. Throws `IOException`, also for a FIFO that isn't this user's own, before
+    /// it is opened, or a directory on the way that belongs neither to this user nor to root.
     static Ref<NamedPipe> open(const String& name, bool duplex);
 
     /// Null on the opener's side of a pipe that isn't duplex.
@@ -66,10 +70,12 @@ private:
     String name;
 };
 
-/// The creator's handle on a named pipe: owns its FIFO files, which go when it goes. The directory stays.
+/// The creator's handle on a named pipe: owns its FIFO files, which go when it goes, but not with its copy in
+/// a forked process. The directory stays.
 class NamedServerPipe : public Object {
 public:
-    /// Makes the FIFO files, with mode 0600, over stale ones; opens nothing. Throws `IOException`.
+    /// Makes the FIFO files, with mode 0600, over stale ones; opens nothing. Throws `IOException`, also for a
+    /// directory on the way that belongs neither to this user nor to root.
     static Ref<NamedServerPipe> create(const String& name, bool duplex);
     ~NamedServerPipe() override;
 
@@ -81,12 +87,18 @@ public:
     const Ref<NamedPipe>& getPipe() const { return pipe; }
 
 private:
-    NamedServerPipe(const String& name, bool duplex);
+    NamedServerPipe(const String& name, bool duplex, const std::string& toClientPath,
+                    const std::string& fromClientPath);
 
     bool duplex;
     bool readable = true;
     String name;
     Ref<NamedPipe> pipe;
+    /// Those of the creation, whatever the environment says later.
+    std::string toClientPath;
+    std::string fromClientPath;
+    /// The one that made this.
+    pid_t process;
 };
 
 } // namespace base::core

@@ -45,6 +45,15 @@ int32_t retain(const Object* object) {
     return object->referenceCount.fetch_add(1, std::memory_order_seq_cst) + 1;
 }
 
+bool tryRetain(const Object* object) {
+    int32_t count = object->referenceCount.load(std::memory_order_seq_cst);
+    while (count > 0) {
+        if (object->referenceCount.compare_exchange_weak(count, count + 1, std::memory_order_seq_cst))
+            return true;
+    }
+    return false;
+}
+
 int32_t release(const Object* object) {
     const int32_t before = object->referenceCount.fetch_sub(1, std::memory_order_seq_cst);
     if (before == 1) {
@@ -53,6 +62,14 @@ int32_t release(const Object* object) {
             last->destroy();
     }
     return before - 1;
+}
+
+int32_t undoRetain(const Object* object) {
+    return object->referenceCount.fetch_sub(1, std::memory_order_seq_cst) - 1;
+}
+
+int32_t countReferences(const Object* object) {
+    return object->referenceCount.load(std::memory_order_seq_cst);
 }
 
 } // namespace base::core

@@ -61,7 +61,10 @@ protected:
 
 private:
     friend int32_t retain(const Object* object);
+    friend bool tryRetain(const Object* object);
     friend int32_t release(const Object* object);
+    friend int32_t undoRetain(const Object* object);
+    friend int32_t countReferences(const Object* object);
 
     mutable std::atomic<int32_t> referenceCount;
 };
@@ -69,7 +72,19 @@ private:
 /// Adds a reference and returns the new count. Any thread; `object` isn't null.
 int32_t retain(const Object* object);
 
+/// Adds a reference, unless there is none: an object that is new or about to end gets no other owner. Whether
+/// it has been added. Any thread; the caller knows that `object` is still allocated.
+bool tryRetain(const Object* object);
+
 /// Drops a reference and returns the new count; dropping the last one ends the object. Any thread.
 int32_t release(const Object* object);
+
+/// Takes back a `retain` of the caller's, and returns the new count. At 0 the object isn't ended: it is as if
+/// it had never been retained. For an object that holds itself for a while in which others may make
+/// references and drop them, as in its constructor and in `prepareForDeletion`. Any thread.
+int32_t undoRetain(const Object* object);
+
+/// The number of references at this moment. Any thread.
+int32_t countReferences(const Object* object);
 
 } // namespace base::core

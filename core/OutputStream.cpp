@@ -2,7 +2,6 @@
 
 #include "core/Assertion.h"
 #include "core/InputStream.h"
-#include "core/Mutex.h"
 
 #include <algorithm>
 
@@ -68,8 +67,8 @@ void OutputStream::flush() {}
 
 void OutputStream::close() {}
 
-AbstractMutex* OutputStream::lineMutex() {
-    return nullptr;
+bool OutputStream::hasWholeLines() const {
+    return false;
 }
 
 void OutputStream::writeNativeInt32(int32_t value) {
@@ -110,17 +109,18 @@ void OutputStream::writeString(const String& text) {
 }
 
 void OutputStream::printLine(const char* utf8) {
-    const OptionalLock lock(lineMutex());
     writeLine(utf8, *encoding);
 }
 
 void OutputStream::printLine(const String& text) {
-    const OptionalLock lock(lineMutex());
     writeLine(text, *encoding);
 }
 
 void OutputStream::printLine(const StringBuilder& text) {
-    const OptionalLock lock(lineMutex());
+    if (hasWholeLines()) {
+        writeLine(text.toString(), *encoding);
+        return;
+    }
     writeText(text.toString());
     flush();
     writeCharacter(lineFeed);

@@ -9,8 +9,6 @@
 
 namespace base::core {
 
-class AbstractMutex;
-
 /// An abstract sink of bytes. Not thread-safe, but for `StdOutputStream`. Failures are `IOException`. What
 /// goes into a buffered stream leaves it at `flush`.
 class OutputStream : public Object {
@@ -34,8 +32,8 @@ public:
     virtual void writeLine(const char* utf8, const TextEncoding& textEncoding);
     virtual void flush();
     virtual void close();
-    /// The lock that keeps lines of several threads whole; null for a stream that one thread uses.
-    virtual AbstractMutex* lineMutex();
+    /// Whether each line reaches the device in one piece. False for a stream that one thread uses.
+    virtual bool hasWholeLines() const;
 
     /// 4 bytes in the machine's order, by one `write`.
     void writeNativeInt32(int32_t value);
@@ -47,9 +45,10 @@ public:
     /// surrogates.
     void writeString(const String& text);
 
-    /// A line of the log: the text in the stream's own encoding, a line feed, a `flush`.
+    /// The text in the stream's own encoding, a line feed, a `flush`.
     void printLine(const char* utf8);
     void printLine(const String& text);
+    /// Also flushes between the text and the line feed, unless the stream `hasWholeLines`. Deliberate.
     void printLine(const StringBuilder& text);
 
     const TextEncoding& getTextEncoding() const { return *encoding; }

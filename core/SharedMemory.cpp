@@ -3,8 +3,10 @@
 #include "core/Base64.h"
 #include "core/Environment.h"
 #include "core/Exception.h"
+#include "core/FileDescriptor.h"
 
 #include <array>
+#include <cerrno>
 #include <fcntl.h>
 #include <md5.h>
 #include <sys/mman.h>
@@ -31,26 +33,29 @@ std::string sharedMemoryName(const String& logicalName) {
 }
 
 SharedMemory::SharedMemory(const std::string& name, bool owner, int32_t size)
-    : name(name), owner(owner), size(size) {}
+    : name(name), owner(owner), size(size), process(getpid()) {}
 
 Ref<SharedMemory> SharedMemory::create(const String& logicalName, int32_t size) {
     Ref<SharedMemory> memory(new SharedMemory(sharedMemoryName(logicalName), true, size));
     shm_unlink(memory->name.c_str());
-    // O_EXCL isn't asked for: the name was free a moment ago and is this user's own.
-    memory->fileDescriptor = shm_open(memory->name.c_str(), O_CREAT | O_RDWR, ownerOnly);
+    // O_EXCL isn't asked for: somebody who was quicker shows in what was opened.
+    memory->fileDescriptor = aboveConsole(shm_open(memory->name.c_str(), O_CREAT | O_RDWR, ownerOnly));
     if (memory->fileDescriptor < 0)
-        memory->fail("create");
-    if (ftruncate(memory->fileDescriptor, size) != 0)
-        memory->fail("ftruncate");
+        memory->fail("create", lastErrorMessage());
+    // The process's umask may have taken the owner's own rights away, which the other side needs.
+    fchmod(memory->fileDescriptor, ownerOnly);
+    memory->check("create", 0);
+    memory->reserve();
     memory->map();
     return memory;
 }
 
 Ref<SharedMemory> SharedMemory::open(const String& logicalName, int32_t size) {
     Ref<SharedMemory> memory(new SharedMemory(sharedMemoryName(logicalName), false, size));
-    memory->fileDescriptor = shm_open(memory->name.c_str(), O_RDWR, ownerOnly);
+    memory->fileDescriptor = aboveConsole(shm_open(memory->name.c_str(), O_RDWR, ownerOnly));
     if (memory->fileDescriptor < 0)
-        memory->fail("open");
+        memory->fail("open", lastErrorMessage());
+    memory->check("open", size);
     memory->map();
     return memory;
 }
@@ -63,22 +68,49 @@ SharedMemory::~SharedMemory() {
     if (data != nullptr)
         munmap(data, static_cast<size_t>(size));
     if (fileDescriptor >= 0) {
-        if (owner)
+        if (owner && process == getpid())
             shm_unlink(name.c_str());
         close(fileDescriptor);
     }
+}
+
+void SharedMemory::check(const char* operation, int32_t expectedSize) const {
+    struct stat status {};
+    if (fstat(fileDescriptor, &status) != 0)
+        fail(operation, lastErrorMessage());
+    if (status.st_size != expectedSize)
+        fail(operation, "wrong size");
+    if (status.st_uid != geteuid())
+        fail(operation, "wrong owner");
+    if ((status.st_mode & ~static_cast<mode_t>(S_IFMT)) != ownerOnly)
+        fail(operation, "wrong mode");
+}
+
+// A size alone takes no space: a full system would show as SIGBUS, in whichever thread writes first.
+void SharedMemory::reserve() const {
+    if (ftruncate(fileDescriptor, size) != 0)
+        fail("ftruncate", lastErrorMessage());
+    if (size == 0)
+        return;
+    int error = 0;
+    do {
+        error = posix_fallocate(fileDescriptor, 0, size);
+    } while (error == EINTR);
+    if (error == 0)
+        return;
+    errno = error;
+    fail("ftruncate", lastErrorMessage());
 }
 
 void SharedMemory::map() {
     void* mapping =
         mmap(nullptr, static_cast<size_t>(size), PROT_READ | PROT_WRITE, MAP_SHARED, fileDescriptor, 0);
     if (mapping == MAP_FAILED)
-        fail("map");
+        fail("map", lastErrorMessage());
     data = mapping;
 }
 
-void SharedMemory::fail(const char* operation) const {
-    const String reason = lastErrorMessage();
+void SharedMemory::fail(const char* operation, const String& reason) const {
     throw IOException(concat("Could not ", operation, " shared memory with name \"", name.c_str(),
                              "\" and size of ", size, "\n", reason));
 }

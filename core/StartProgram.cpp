@@ -1,6 +1,7 @@
 #include "core/StartProgram.h"
 
 #include "core/CStringArray.h"
+#include "core/ChildSignals.h"
 #include "core/Exception.h"
 #include "core/FileDescriptor.h"
 
@@ -15,11 +16,20 @@ namespace {
 // Runs in the child of a process that may have other threads: allocates nothing. The pipe for the failure
 // closes by itself when the program runs.
 [[noreturn]] void becomeProgram(char* const* arguments, int32_t output, int32_t failurePipe) {
+    resetSignals();
     dup2(output, STDOUT_FILENO);
     execvp(arguments[0], arguments);
     const int32_t failure = errno;
     const bool told = write(failurePipe, &failure, sizeof failure) == sizeof failure;
     _exit(told ? 255 : 254);
+}
+
+pid_t forkProgram(char* const* arguments, int32_t output, int32_t failurePipe) {
+    const BlockedSignals blocked;
+    const pid_t child = fork();
+    if (child == 0)
+        becomeProgram(arguments, output, failurePipe);
+    return child;
 }
 
 // The 4 bytes come at once, or not at all.
@@ -44,9 +54,7 @@ StartedProgram startProgram(const std::vector<String>& arguments, int32_t output
     const PipeEnds ends = openPipe();
     FileDescriptor reader(ends.reader);
     FileDescriptor writer(ends.writer);
-    const pid_t child = fork();
-    if (child == 0)
-        becomeProgram(texts.data(), output, ends.writer);
+    const pid_t child = forkProgram(texts.data(), output, ends.writer);
     writer.close();
     if (child < 0)
         return {child, 0};

@@ -1,19 +1,21 @@
 #include "core/StdStreams.h"
 
+#include "core/ConsoleDevice.h"
 #include "core/Exception.h"
 #include "core/Ref.h"
 
-#include <iostream>
+#include <fcntl.h>
+#include <istream>
+#include <ostream>
+#include <unistd.h>
 
 namespace base::core {
 namespace {
 
-// Never freed, so that the stream outlives every static destructor. Untied: a device that is used would flush
-// another one, past the lock of those who write to that.
-template <class Stream, class Device>
-const Ref<Stream>& makeConsole(Device* device) {
-    device->tie(nullptr);
-    return *new Ref<Stream>(new Stream(device));
+// Never freed, so that the stream outlives every static destructor.
+template <class Stream, class LibraryStream>
+const Ref<Stream>& makeConsole(int descriptor) {
+    return *new Ref<Stream>(new Stream(new LibraryStream(new ConsoleDevice(descriptor))));
 }
 
 } // namespace
@@ -44,27 +46,55 @@ void StdOutputStream::write(const void* buffer, size_t size) {
     stream->write(static_cast<const char*>(buffer), static_cast<std::streamsize>(size));
     if (flushOnWrite)
         stream->flush();
-    if (!stream->good())
-        throw IOException("Error writing data");
+    throwFailure();
 }
 
 void StdOutputStream::writeLine(const String& text, const TextEncoding& textEncoding) {
-    const ScopedLock lock(mutex);
-    OutputStream::writeLine(text, textEncoding);
+    writeWholeLine(text, textEncoding);
 }
 
 void StdOutputStream::writeLine(const char* utf8, const TextEncoding& textEncoding) {
-    const ScopedLock lock(mutex);
-    OutputStream::writeLine(utf8, textEncoding);
+    writeWholeLine(utf8, textEncoding);
 }
 
 void StdOutputStream::flush() {
     const ScopedLock lock(mutex);
     stream->flush();
+    throwFailure();
 }
 
-AbstractMutex* StdOutputStream::lineMutex() {
-    return &mutex;
+bool StdOutputStream::hasWholeLines() const {
+    return true;
+}
+
+void StdOutputStream::writeLogText(std::string_view text) noexcept {
+    const ScopedLock lock(mutex);
+    stream->flush();
+    const std::ios::iostate before = stream->rdstate();
+    stream->clear();
+    stream->write(text.data(), static_cast<std::streamsize>(text.size()));
+    stream->flush();
+    stream->clear(before);
+}
+
+// Composed first, so that a text that can't be encoded leaves no part of itself behind.
+template <class Text>
+void StdOutputStream::writeWholeLine(const Text& text, const TextEncoding& textEncoding) {
+    std::string line;
+    // On the stack: retained by hand, so that nobody's last release can free it.
+    StdStringOutputStream composed(&line);
+    retain(&composed);
+    composed.OutputStream::writeLine(text, textEncoding);
+    const ScopedLock lock(mutex);
+    write(line.data(), line.size());
+    flush();
+}
+
+void StdOutputStream::throwFailure() {
+    if (stream->good())
+        return;
+    stream->clear();
+    throw IOException("Error writing data");
 }
 
 StdStringOutputStream::StdStringOutputStream(std::string* text) : text(text) {}
@@ -77,19 +107,29 @@ bool StdStringOutputStream::hasDevice() {
     return false;
 }
 
-OutputStream& standardError() {
-    static const Ref<StdOutputStream>& stream = makeConsole<StdOutputStream>(&std::cerr);
+StdOutputStream& standardError() {
+    static const Ref<StdOutputStream>& stream = makeConsole<StdOutputStream, std::ostream>(STDERR_FILENO);
     return *stream;
 }
 
-OutputStream& standardOutput() {
-    static const Ref<StdOutputStream>& stream = makeConsole<StdOutputStream>(&std::cout);
+StdOutputStream& standardOutput() {
+    static const Ref<StdOutputStream>& stream = makeConsole<StdOutputStream, std::ostream>(STDOUT_FILENO);
     return *stream;
 }
 
 InputStream& standardInput() {
-    static const Ref<StdInputStream>& stream = makeConsole<StdInputStream>(&std::cin);
+    static const Ref<StdInputStream>& stream = makeConsole<StdInputStream, std::istream>(STDIN_FILENO);
     return *stream;
+}
+
+void occupyConsoleDescriptors() {
+    // The other way round, so that a read or a write fails: a list that goes nowhere is no success.
+    constexpr int directions[] = {O_WRONLY, O_RDONLY, O_RDONLY};
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        // The lowest free number is this one, since those below are open.
+        if (fcntl(descriptor, F_GETFD) < 0)
+            open("/dev/null", directions[descriptor]);
+    }
 }
 
 } // namespace base::core

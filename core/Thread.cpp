@@ -1,16 +1,37 @@
 #include "core/Thread.h"
 
 #include "core/Assertion.h"
-#include "core/StdStreams.h"
+#include "core/Log.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 namespace base::core {
+namespace {
+
+/// Blocks, while it lives, the signals that a new thread is to start with blocked: all but those that a fault
+/// of the thread's own raises, which must not be held back.
+class ThreadSignalMask : public NonCopyable, public NonMovable {
+public:
+    ThreadSignalMask() {
+        sigset_t blocked;
+        sigfillset(&blocked);
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS})
+            sigdelset(&blocked, fault);
+        pthread_sigmask(SIG_SETMASK, &blocked, &former);
+    }
+    ~ThreadSignalMask() { pthread_sigmask(SIG_SETMASK, &former, nullptr); }
+
+private:
+    sigset_t former{};
+};
+
+} // namespace
 
 ThreadScheduling schedulingFor(int32_t priority, rlim_t niceLimit, rlim_t realtimeLimit) {
     const int32_t min = 20 - static_cast<int32_t>(niceLimit);
@@ -52,8 +73,14 @@ void Thread::start() {
     pthread_attr_t attributes;
     if (pthread_attr_init(&attributes) != 0)
         BASE_FAIL(concat("Fatal state: ", "pthread_attr_init() failed"));
+    process = getpid();
     pthread_t created = 0;
-    if (pthread_create(&created, &attributes, enter, this) != 0)
+    int result = 0;
+    {
+        const ThreadSignalMask mask;
+        result = pthread_create(&created, &attributes, enter, this);
+    }
+    if (result != 0)
         BASE_FAIL(concat("Fatal state: ", "pthread_create() failed"));
     handle.store(created);
     pthread_attr_destroy(&attributes);
@@ -62,7 +89,8 @@ void Thread::start() {
 int Thread::join() {
     int result = 0;
     if (const pthread_t joinable = handle.load(); joinable != 0) {
-        result = pthread_join(joinable, nullptr);
+        if (process == getpid())
+            result = pthread_join(joinable, nullptr);
         handle.store(0);
     }
     state.store(finished, std::memory_order_relaxed);
@@ -101,10 +129,9 @@ void Thread::applyPriority() const {
         if (result != 0) {
             // The result is compared, and not errno, so the word is always "EPERM". Deliberate: logs are
             // searched for it.
-            standardError().printLine(concat("Error setting niceness for thread to ", scheduling.niceness,
-                                             " (error = ", result == EACCES ? "EACESS" : "EPERM",
-                                             ", min = ", scheduling.minNiceness,
-                                             ", max = ", scheduling.maxNiceness, ")"));
+            logError("Error setting niceness for thread to ", scheduling.niceness,
+                     " (error = ", result == EACCES ? "EACESS" : "EPERM", ", min = ", scheduling.minNiceness,
+                     ", max = ", scheduling.maxNiceness, ")");
         }
     }
 
@@ -113,15 +140,27 @@ void Thread::applyPriority() const {
     const int result = pthread_setschedparam(pthread_self(), scheduling.policy, &parameters);
     if (scheduling.policy == SCHED_FIFO) {
         if (result == 0)
-            standardOutput().printLine(
-                concat("Successfully set thread realtime priority to ", scheduling.realtimePriority));
+            logProgress("Successfully set thread realtime priority to ", scheduling.realtimePriority);
         else
-            standardError().printLine(
-                concat("Error setting realtime priority for thread to ", scheduling.realtimePriority));
+            logError("Error setting realtime priority for thread to ", scheduling.realtimePriority);
     } else if (result != 0) {
-        standardError().printLine(
-            concat("Error adjusting priority of thread to ", scheduling.realtimePriority));
+        logError("Error adjusting priority of thread to ", scheduling.realtimePriority);
     }
+}
+
+void releaseOnNewThread(const Object* object) {
+    const auto body = [](void* argument) -> void* {
+        prctl(PR_SET_NAME, "Last release", 0, 0, 0);
+        release(static_cast<const Object*>(argument));
+        return nullptr;
+    };
+    const ThreadSignalMask mask;
+    pthread_t created = 0;
+    if (pthread_create(&created, nullptr, body, const_cast<Object*>(object)) != 0) {
+        logError("An object is never freed: no thread could be made for its end");
+        return;
+    }
+    pthread_detach(created);
 }
 
 } // namespace base::core

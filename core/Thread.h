@@ -7,6 +7,7 @@
 #include <pthread.h>
 #include <string>
 #include <sys/resource.h>
+#include <sys/types.h>
 
 namespace base::core {
 
@@ -30,6 +31,9 @@ ThreadScheduling schedulingFor(int32_t priority, rlim_t niceLimit, rlim_t realti
 /// One POSIX thread with a name and a priority step. It isn't restarted, and it has no exit signalling of its
 /// own: each subclass brings a flag or an end of stream. Its owner joins it, in `prepareForDeletion` or in
 /// its shutdown, since the subclass is gone by the time that this destructor runs.
+///
+/// It starts with all signals blocked but those of its own faults, so that handlers of the application run on
+/// the application's threads and interrupt no call of this one.
 class Thread : public Object {
 public:
     enum State : int32_t { notStarted = 0, started = 1, finished = 3 };
@@ -43,7 +47,8 @@ public:
     /// Failing to make the thread is a failed assertion.
     void start();
 
-    /// Waits for the end of `run`; harmless when there is nothing to wait for. A thread never joins itself.
+    /// Waits for the end of `run`; harmless when there is nothing to wait for, as in a forked copy of the
+    /// process that started the thread. A thread never joins itself.
     /// Returns the result of `pthread_join`, or 0.
     int join();
 
@@ -66,8 +71,14 @@ private:
     void applyPriority() const;
 
     std::atomic<pthread_t> handle{0};
+    /// Which started it.
+    pid_t process = 0;
     std::string name;
     std::atomic<int32_t> state{notStarted};
 };
+
+/// Drops a reference on a new thread, for a caller that the end of the object would have to wait for. If
+/// there can't be another thread, the reference is never dropped, which is logged.
+void releaseOnNewThread(const Object* object);
 
 } // namespace base::core

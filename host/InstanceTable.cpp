@@ -38,6 +38,16 @@ void InstanceTable::remove(int32_t instanceId) {
     }
 }
 
+void InstanceTable::clear() {
+    std::vector<Ref<PluginInstance>> dropped;
+    for (Bucket& bucket : buckets) {
+        while (Node* node = bucket.load(std::memory_order_relaxed)) {
+            dropped.push_back(node->reference);
+            remove(node->instanceId);
+        }
+    }
+}
+
 PluginInstance* InstanceTable::find(int32_t instanceId) const {
     for (const Node* node = bucketOf(instanceId).load(std::memory_order_acquire); node != nullptr;
          node = node->next.load(std::memory_order_acquire)) {

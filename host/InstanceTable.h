@@ -26,6 +26,8 @@ public:
     void insert(int32_t instanceId, const Ref<PluginInstance>& instance);
     /// Main thread.
     void remove(int32_t instanceId);
+    /// Drops all instances, whose ends may reach the table. Main thread, when no worker is left.
+    void clear();
     /// Null if there is none. Any thread; lock-free.
     PluginInstance* find(int32_t instanceId) const;
     bool isEmpty() const;

@@ -7,6 +7,7 @@
 #include "vst3/Vst3PluginApi.h"
 #include "window/XDisplayThread.h"
 
+#include <algorithm>
 #include <atomic>
 #include <sys/time.h>
 
@@ -25,7 +26,7 @@ uint64_t wallClockMilliseconds() {
 } // namespace
 
 PluginHost::PluginHost(int32_t sampleRate, int32_t blockSize)
-    : sampleRate(sampleRate), blockSize(blockSize), mainThread(pthread_self()) {
+    : sampleRate(sampleRate), blockSize(std::max(blockSize, 0)), mainThread(pthread_self()) {
     currentHost.store(this, std::memory_order_release);
 }
 
@@ -34,6 +35,7 @@ PluginHost::~PluginHost() {
     // Still there after a main loop that threw.
     if (displayThread)
         joinDisplayThread();
+    dropInstances();
     PluginHost* self = this;
     currentHost.compare_exchange_strong(self, nullptr);
 }
@@ -149,6 +151,13 @@ void PluginHost::joinDisplayThread() {
     if (displayThread->hasDisconnected())
         display.connection = nullptr;
     displayThread = nullptr;
+}
+
+void PluginHost::dropInstances() {
+    instances.clear();
+    // Actions hold instances, and a plug-in that ends may post another.
+    while (const Ref<PluginHostAction> action = takeAction()) {
+    }
 }
 
 void PluginHost::closeWindows() {

@@ -26,8 +26,8 @@ class XDisplayThread;
 /// while other threads still wait for it.
 class PluginHost : public Object {
 public:
-    /// `sampleRate` in Hz, `blockSize` in frames; both hold for the host's life. Without an X server the
-    /// process exits: see `XConnection`.
+    /// `sampleRate` in Hz, `blockSize` in frames, a negative one counting as 0; both hold for the host's
+    /// life. Without an X server the process exits: see `XConnection`.
     PluginHost(int32_t sampleRate, int32_t blockSize);
     ~PluginHost() override;
 
@@ -79,6 +79,8 @@ private:
     void runIdleRound();
     void joinDisplayThread();
     void closeWindows();
+    /// While queue and lock still stand: plug-ins call back as they end.
+    void dropInstances();
 
     Ref<PluginHostRunThread> runThread;
     std::unique_ptr<XDisplayThread> displayThread;

@@ -1,7 +1,7 @@
 #include "host/RemoteAudioThread.h"
 
 #include "core/CloseQuietly.h"
-#include "core/StdStreams.h"
+#include "core/Log.h"
 #include "host/FlushDenormals.h"
 #include "host/PluginHost.h"
 #include "plugin/Channels.h"
@@ -12,6 +12,8 @@
 namespace {
 
 constexpr int32_t realtimePriority = 1;
+constexpr uint32_t pipeOpened = 1;
+constexpr uint32_t stopRequested = 2;
 
 } // namespace
 
@@ -25,9 +27,8 @@ RemoteAudioThread::~RemoteAudioThread() {
 }
 
 void RemoteAudioThread::shutDown() {
-    if (input.get() == nullptr)
+    if ((progress.fetch_or(stopRequested, std::memory_order_acq_rel) & pipeOpened) == 0)
         return;
-    stopRequested = true;
     base::core::closeQuietly(input.get());
     join();
     // Not before: closing flushes, and the worker may be writing its answer until it ends.
@@ -37,24 +38,26 @@ void RemoteAudioThread::shutDown() {
 void RemoteAudioThread::run() {
     const FlushDenormals flushDenormals;
     try {
-        openPipe();
-        serve();
+        if (openPipe())
+            serve();
+        else
+            closeStreams();
     } catch (const IOException& exception) {
-        base::core::standardError().printLine(
-            concat("Lost connection on audio thread: ", exception.getMessage()));
+        base::core::logError("Lost connection on audio thread: ", exception.getMessage());
         // A client that waits for an answer sees the end of the stream.
         closeStreams();
     }
 }
 
-void RemoteAudioThread::openPipe() {
+bool RemoteAudioThread::openPipe() {
     pipe = base::core::NamedPipe::open(workerChannelName(hostId, index), true);
     output = pipe->getOutput().get();
     input = pipe->getInput().get();
+    return (progress.fetch_or(pipeOpened, std::memory_order_acq_rel) & stopRequested) == 0;
 }
 
 void RemoteAudioThread::serve() {
-    while (!stopRequested)
+    while ((progress.load(std::memory_order_relaxed) & stopRequested) == 0)
         runCommand(static_cast<WorkerCommand>(input->readByte()));
 }
 

@@ -5,6 +5,7 @@
 #include "plugin/AudioBlock.h"
 #include "plugin/CoreNames.h"
 
+#include <atomic>
 #include <cstdint>
 
 class PluginHost;
@@ -20,7 +21,7 @@ public:
     ~RemoteAudioThread() override;
 
     /// Asks the thread to end, wakes it and joins it. A thread whose pipe never opened is left alone: nothing
-    /// can wake it. Main thread.
+    /// can wake it. It serves nothing if its pipe opens afterwards. Main thread.
     void shutDown();
 
 protected:
@@ -29,7 +30,8 @@ protected:
     void run() override;
 
 private:
-    void openPipe();
+    /// False if the thread was to end before its pipe was open.
+    bool openPipe();
     void serve();
     void runCommand(WorkerCommand command);
     PluginInstance* readInstance();
@@ -42,5 +44,7 @@ private:
     /// Borrowed from `pipe`; null until it is open.
     PublishedPointer<InputStream> input;
     PublishedPointer<OutputStream> output;
-    Relaxed<bool> stopRequested = false;
+    /// Whether the pipe is open and whether the thread is to end, in one word: of the two that set it, the
+    /// second sees the first.
+    std::atomic<uint32_t> progress{0};
 };

@@ -1,6 +1,7 @@
 #include "local/LocalPluginHostProxy.h"
 
-#include "core/StdStreams.h"
+#include "client/CallReceiver.h"
+#include "core/Log.h"
 #include "host/PluginHost.h"
 #include "plugin/PluginException.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
@@ -75,13 +76,27 @@ void LocalPluginHostProxy::start() {
 }
 
 void LocalPluginHostProxy::removePluginInstance(int32_t instanceId) {
+    // Let go of without the lock, since it may be the end of a receiver.
+    std::vector<Ref<PluginHostRequest>> requests;
+    Ref<RemotePluginInstance> instance;
     const ScopedLock scope(lock);
-    std::erase_if(unanswered, [&](const auto& request) { return request->isForInstance(instanceId); });
-    instances.erase(instanceId);
+    std::erase_if(unanswered, [&](const auto& request) {
+        if (!request->isForInstance(instanceId))
+            return false;
+        requests.push_back(request);
+        return true;
+    });
+    if (const auto entry = instances.find(instanceId); entry != instances.end()) {
+        instance = entry->second;
+        instances.erase(entry);
+    }
 }
 
 Ref<PluginHostReply> LocalPluginHostProxy::sendRequest(const Ref<PluginHostRequest>& request,
                                                        const Ref<PluginHostAsyncReplyHandler>& replyHandler) {
+    if (isClosed())
+        throw IOException(lostMessage);
+    request->requireSendableTexts();
     if (!request->needsReply() || request->isAsync()) {
         request->replyHandler = replyHandler;
         enqueue(request);
@@ -108,23 +123,42 @@ bool LocalPluginHostProxy::abandon() {
 }
 
 void LocalPluginHostProxy::shutdown() {
+    if (makingProcess.isCopied())
+        return;
+    // A receiver may drop the last reference meanwhile. The end of this waits for the host's thread, where a
+    // reference would only put it off.
+    const Ref<LocalPluginHostProxy> self = runThread->isCurrentThread() ? nullptr : this;
     {
+        // Let go of without the lock, since it may be the end of a receiver.
+        decltype(unanswered) droppedRequests;
+        decltype(instances) droppedInstances;
         // Closed with the same lock, so that the end of the host is nobody's death.
         const ScopedLock scope(lock);
-        if (closed)
-            return;
-        enqueueLocked(new ShutdownRequest);
-        closed = true;
-        unanswered.clear();
-        instances.clear();
+        if (!closed) {
+            enqueueLocked(new ShutdownRequest);
+            closed = true;
+            droppedRequests.swap(unanswered);
+            droppedInstances.swap(instances);
+        }
     }
     joinRunThread();
 }
 
 bool LocalPluginHostProxy::prepareForDeletion() {
+    if (makingProcess.isCopied()) {
+        MakingProcess::leave(this);
+        return false;
+    }
+    // Held while receivers may make references and drop them.
+    retain(this);
+    if (runThread->isCurrentThread()) {
+        // The thread can't wait for its own end.
+        base::core::releaseOnNewThread(this);
+        return false;
+    }
     shutdown();
-    joinRunThread();
-    return true;
+    // A receiver may have kept a reference, whose release comes here again.
+    return undoRetain(this) == 0;
 }
 
 Ref<RemotePluginInstance> LocalPluginHostProxy::findInstance(int32_t instanceId) {
@@ -180,14 +214,17 @@ void LocalPluginHostProxy::hostEnded(const String& message) {
         failed.swap(unanswered);
         queue.clear();
     }
-    base::core::standardError().printLine(concat("Plugin host died: ", message));
+    base::core::logError("Plugin host died: ", message);
     for (const Ref<PluginHostRequest>& request : failed) {
         if (request->replyHandler)
-            request->replyHandler->onError(lostMessage);
+            callReceiver(replyHandlerName, [&] { request->replyHandler->onError(lostMessage); });
     }
 }
 
 void LocalPluginHostProxy::joinRunThread() {
+    // Its main loop still runs this: it ends behind the request, and whoever comes from elsewhere joins it.
+    if (runThread->isCurrentThread())
+        return;
     runThread->join();
     // Host and handler hold each other.
     if (host)

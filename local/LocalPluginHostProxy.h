@@ -1,5 +1,6 @@
 #pragma once
 
+#include "client/MakingProcess.h"
 #include "client/PluginHostProxy.h"
 #include "client/RemotePluginInstance.h"
 #include "core/Mutex.h"
@@ -20,7 +21,8 @@ class PluginHost;
 /// notifications come on the host's thread, where no receiver may wait for that host. A plug-in that crashes
 /// takes the client with it.
 ///
-/// Dropping the last reference, on any thread but the host's, shuts the host down.
+/// Dropping the last reference, on any thread, shuts the host down. Where the host's own thread drops it, in
+/// a receiver, that happens on another thread, a moment later.
 class LocalPluginHostProxy : public PluginHostProxy {
 public:
     /// For a host that nobody runs yet; becomes its handler.
@@ -38,14 +40,15 @@ public:
     Ref<PluginAudioContext> createAudioContext(const CreatePluginInstanceReply& reply) override;
     bool abandon() override;
     /// Lets the host work off its queue, joins its thread and lets go of it. Plug-ins aren't terminated.
-    /// Harmless when the host has ended.
+    /// Harmless when the host has ended. On the host's own thread, in a receiver, it doesn't wait: the host
+    /// ends when it has worked off its queue, and the next `shutdown`, or the end of the proxy, joins it.
     void shutdown() override;
     bool prepareForDeletion() override;
 
     /// The client's side of an instance, or null. Any thread.
     Ref<RemotePluginInstance> findInstance(int32_t instanceId);
     /// Any thread.
-    bool isClosed() const { return closed.load(); }
+    bool isClosed() const { return closed.load() || makingProcess.isCopied(); }
 
 protected:
     void addPluginInstance(int32_t instanceId, const Ref<PluginHostNotificationListener>& listener) override;
@@ -65,6 +68,7 @@ private:
     void hostEnded(const String& message);
     void joinRunThread();
 
+    const MakingProcess makingProcess;
     Ref<PluginHost> host;
     Ref<LocalPluginHostProxyHandler> handler;
     Ref<LocalPluginHostRunThread> runThread;

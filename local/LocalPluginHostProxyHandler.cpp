@@ -1,5 +1,6 @@
 #include "local/LocalPluginHostProxyHandler.h"
 
+#include "client/CallReceiver.h"
 #include "client/RemotePluginInstance.h"
 #include "host/PluginHost.h"
 #include "local/LocalPluginAudioContext.h"
@@ -25,17 +26,17 @@ void LocalPluginHostProxyHandler::runNextRequest() {
 
 void LocalPluginHostProxyHandler::sendReply(PluginHostRequest& request, PluginHostReply& reply) {
     if (const Ref<PluginHostAsyncReplyHandler> receiver = proxy->takeReceiver(request))
-        receiver->onReply(&reply);
+        callReceiver(replyHandlerName, [&] { receiver->onReply(&reply); });
 }
 
 void LocalPluginHostProxyHandler::sendEmptyReply(PluginHostRequest& request) {
     if (const Ref<PluginHostAsyncReplyHandler> receiver = proxy->takeReceiver(request))
-        receiver->onReply(nullptr);
+        callReceiver(replyHandlerName, [&] { receiver->onReply(nullptr); });
 }
 
 void LocalPluginHostProxyHandler::sendError(PluginHostRequest& request, const String& message) {
     if (const Ref<PluginHostAsyncReplyHandler> receiver = proxy->takeReceiver(request))
-        receiver->onError(message);
+        callReceiver(replyHandlerName, [&] { receiver->onError(message); });
 }
 
 void LocalPluginHostProxyHandler::sendNotification(PluginHostNotification& notification) {
@@ -43,7 +44,7 @@ void LocalPluginHostProxyHandler::sendNotification(PluginHostNotification& notif
     if (!instance || !instance->listener || proxy->isClosed())
         return;
     notification.sender = proxy;
-    notification.deliver(*instance->listener);
+    callReceiver(listenerName, [&] { notification.deliver(*instance->listener); });
 }
 
 void LocalPluginHostProxyHandler::shutdown() {

@@ -48,12 +48,13 @@ void Vst2PluginInstance::openEditor(uint32_t parentWindow, bool resizable, const
     if (!open->waitForPluginWindow()) {
         // The plug-in isn't told that its editor closes, and `windowBusy` stays set. Both deliberate: there
         // is nothing of the plug-in's to close.
+        endLeftEdit();
         destroyWindow();
         return;
     }
     open->setTitle(title);
     adoptEditorSize();
-    open->resize(static_cast<uint32_t>(int32_t{windowWidth}), static_cast<uint32_t>(int32_t{windowHeight}));
+    applyEditorSize(*open);
     if (hasWindowPosition)
         open->move(windowX, windowY);
     open->show();
@@ -71,10 +72,24 @@ void Vst2PluginInstance::adoptEditorSize() {
     windowHeight = rectangle->bottom - rectangle->top;
 }
 
+void Vst2PluginInstance::applyEditorSize(PluginWindow& open) {
+    // Again if a thread of the plug-in's has asked for another size meanwhile: it may have had that applied
+    // just before the older one. A plug-in that never stops asking has the last word by itself.
+    constexpr int32_t rounds = 100;
+    for (int32_t round = 0; round < rounds; ++round) {
+        const int32_t width = windowWidth;
+        const int32_t height = windowHeight;
+        open.resize(static_cast<uint32_t>(width), static_cast<uint32_t>(height));
+        if (width == windowWidth && height == windowHeight)
+            return;
+    }
+}
+
 void Vst2PluginInstance::closeEditor() {
     if (window == nullptr)
         return;
     dispatch(effEditClose);
+    endLeftEdit();
     windowHidden = false;
     destroyWindow();
 }

@@ -1,11 +1,13 @@
 #include "vst2/Vst2HostCallback.h"
 
 #include "host/PluginHost.h"
+#include "vst2/EffectCall.h"
 #include "vst2/Vst2Plugin.h"
 #include "vst2/Vst2PluginInstance.h"
 
 #include <algorithm>
 #include <cstring>
+#include <cxxabi.h>
 #include <iterator>
 #include <string_view>
 
@@ -87,18 +89,14 @@ VstIntPtr answerForUnlinkedEffect(VstInt32 opcode, void* ptr) {
     }
 }
 
-} // namespace
-
-VstIntPtr vst2HostCallback(AEffect* effect, VstInt32 opcode, VstInt32 index, VstIntPtr value, void* ptr,
-                           float opt) {
-    if (opcode < 0 || opcode > audioMasterEndEdit)
-        return 0;
-    if (effect == nullptr)
-        return opcode == audioMasterGetTime ? readLinkUnguarded(effect)
-                                            : answerForUnlinkedEffect(opcode, ptr);
-    Vst2PluginInstance* instance = Vst2PluginInstance::fromEffect(*effect);
-    if (instance == nullptr)
+VstIntPtr answerForEffect(AEffect& effect, VstInt32 opcode, VstInt32 index, VstIntPtr value, void* ptr,
+                          float opt) {
+    const VstIntPtr link = Vst2PluginInstance::linkOf(effect);
+    if (link == 0)
         return answerForUnlinkedEffect(opcode, ptr);
+    if (link == Vst2PluginInstance::closedLink)
+        return 0;
+    Vst2PluginInstance* instance = Vst2PluginInstance::instanceOf(link);
     if (instance->closing)
         return 0;
     switch (opcode) {
@@ -129,5 +127,26 @@ VstIntPtr vst2HostCallback(AEffect* effect, VstInt32 opcode, VstInt32 index, Vst
         return 1;
     default:
         return answerForAnyEffect(opcode, ptr);
+    }
+}
+
+} // namespace
+
+VstIntPtr vst2HostCallback(AEffect* effect, VstInt32 opcode, VstInt32 index, VstIntPtr value, void* ptr,
+                           float opt) {
+    if (opcode < 0 || opcode > audioMasterEndEdit)
+        return 0;
+    if (effect == nullptr)
+        return opcode == audioMasterGetTime ? readLinkUnguarded(effect)
+                                            : answerForUnlinkedEffect(opcode, ptr);
+    try {
+        const CallGate::Call call(Vst2PluginInstance::gateOf(effect));
+        return answerForEffect(*effect, opcode, index, value, ptr, opt);
+    } catch (const abi::__forced_unwind&) {
+        // No exception: a thread that is being ended.
+        throw;
+    } catch (...) {
+        EffectCall::keepException();
+        return 0;
     }
 }

@@ -1,7 +1,9 @@
 #include "vst2/Vst2Plugin.h"
 
+#include "core/LeftAllocated.h"
 #include "core/Number.h"
 #include "plugin/PluginException.h"
+#include "vst2/EffectCall.h"
 #include "vst2/Vst2HostCallback.h"
 #include "vst2/Vst2PluginApi.h"
 #include "vst2/Vst2PluginInstance.h"
@@ -13,14 +15,16 @@ namespace {
 Relaxed<int32_t> currentShellPluginId = 0;
 
 VstIntPtr dispatch(AEffect* effect, VstInt32 opcode, void* ptr = nullptr) {
-    return effect->dispatcher(effect, opcode, 0, 0, ptr, 0.0F);
+    return callDispatcher(effect, opcode, 0, 0, ptr);
 }
 
 } // namespace
 
 Vst2Plugin::Vst2Plugin(PluginHost* host, const String& path) : Plugin(path), host(host) {}
 
-Vst2Plugin::~Vst2Plugin() = default;
+Vst2Plugin::~Vst2Plugin() {
+    base::core::leaveAllocated(pendingEffect);
+}
 
 void Vst2Plugin::load() {
     moduleHandle = dlopen(path.toStdString().c_str(), RTLD_NOW);
@@ -44,8 +48,10 @@ PluginInstance* Vst2Plugin::createInstance(int32_t instanceId, const String& ide
     auto* instance = new Vst2PluginInstance(host, instanceId, dpiAware, this, shellPluginId);
     currentShellPluginId = shellPluginId;
     AEffect* effect = pendingEffect != nullptr ? pendingEffect : makeEffect();
-    if (effect == nullptr)
+    if (effect == nullptr) {
+        base::core::leaveAllocated(instance);
         throw PluginException("createAEffectInstance returned NULL.");
+    }
     instance->attach(effect);
     pendingEffect = nullptr;
     return instance;
@@ -57,16 +63,19 @@ void Vst2Plugin::getPluginIds(std::vector<String>& list) {
         throw PluginException("createAEffectInstance returned NULL");
     if (dispatch(effect, effGetPlugCategory) != kPlugCategShell) {
         list.push_back(String::fromInteger(effect->uniqueID));
+        // One from an earlier list is left alone: no instance has taken it.
+        base::core::leaveAllocated(pendingEffect);
         pendingEffect = effect;
         return;
     }
     char name[256] = {};
     while (const VstIntPtr id = dispatch(effect, effShellGetNextPlugin, name))
         list.push_back(String::fromInteger(static_cast<int32_t>(id)));
+    // The shell's own effect stays alive and unused: closing it ends the effects of some shells.
+    base::core::leaveAllocated(effect);
     // The whole list counts, and not what was added.
     if (list.empty())
         throw PluginException("Shell plug-in is empty");
-    // The shell's own effect stays alive and unused: closing it ends the effects of some shells.
 }
 
 PluginApi* Vst2Plugin::getApi() const {
@@ -78,6 +87,8 @@ int32_t Vst2Plugin::getCurrentShellPluginId() {
 }
 
 AEffect* Vst2Plugin::makeEffect() const {
+    EffectCall call;
     AEffect* effect = mainFunction != nullptr ? mainFunction(vst2HostCallback) : nullptr;
+    call.finish();
     return effect != nullptr && effect->magic == kEffectMagic ? effect : nullptr;
 }

@@ -1,6 +1,6 @@
 #include "vst2/Vst2PluginInstance.h"
 
-#include "core/StdStreams.h"
+#include "core/Log.h"
 #include "host/PluginHost.h"
 #include "plugin/PluginHostNotifications.h"
 #include "vst2/Vst2PluginApi.h"
@@ -31,7 +31,14 @@ T* allocateBytes(size_t size) {
     return static_cast<T*>(memory);
 }
 
+constexpr size_t gateCount = 64;
+CallGate gates[gateCount];
+/// Never an instance's address.
+const char closedMark = 0;
+
 } // namespace
+
+const VstIntPtr Vst2PluginInstance::closedLink = reinterpret_cast<VstIntPtr>(&closedMark);
 
 Vst2PluginInstance::Vst2PluginInstance(PluginHost* host, int32_t instanceId, bool dpiAware,
                                        Vst2Plugin* plugin, int32_t shellPluginId)
@@ -45,16 +52,41 @@ Vst2PluginInstance::~Vst2PluginInstance() {
     std::free(eventBuffer);
 }
 
+bool Vst2PluginInstance::prepareForDeletion() {
+    if (effect == nullptr)
+        return true;
+    handler = nullptr;
+    // A terminated effect may be gone, and has lost its link before.
+    if (processingState != ProcessingState::terminated) {
+        auto self = reinterpret_cast<VstIntPtr>(this);
+        std::atomic_ref(effect->resvd1).compare_exchange_strong(self, 0);
+    }
+    if (!callIsStuck && gateOf(effect).waitForCalls(CallGate::longestWait))
+        return true;
+    base::core::logError("A call of VST plug-in instance ", instanceId,
+                         " doesn't return: the instance is leaked");
+    return false;
+}
+
 void Vst2PluginInstance::attach(AEffect* newEffect) {
     effect = newEffect;
     vstVersion = dispatch(effGetVstVersion);
-    std::atomic_ref(effect->resvd1).store(reinterpret_cast<VstIntPtr>(this), std::memory_order_release);
+    setLink(reinterpret_cast<VstIntPtr>(this));
     isShell = dispatch(effGetPlugCategory) == kPlugCategShell;
 }
 
-Vst2PluginInstance* Vst2PluginInstance::fromEffect(AEffect& effect) {
-    return reinterpret_cast<Vst2PluginInstance*>(
-        std::atomic_ref(effect.resvd1).load(std::memory_order_acquire));
+VstIntPtr Vst2PluginInstance::linkOf(AEffect& effect) {
+    return std::atomic_ref(effect.resvd1).load(std::memory_order_acquire);
+}
+
+Vst2PluginInstance* Vst2PluginInstance::instanceOf(VstIntPtr link) {
+    return reinterpret_cast<Vst2PluginInstance*>(link);
+}
+
+CallGate& Vst2PluginInstance::gateOf(const AEffect* effect) {
+    // An effect is larger than this.
+    constexpr uintptr_t step = 128;
+    return gates[reinterpret_cast<uintptr_t>(effect) / step % gateCount];
 }
 
 PluginApi* Vst2PluginInstance::getApi() const {
@@ -177,10 +209,14 @@ void Vst2PluginInstance::initialize() {
 
 void Vst2PluginInstance::terminate() {
     closing = true;
+    // What they report must not be the last to hold the instance, on a thread of the plug-in.
+    callIsStuck = !gateOf(effect).waitForCalls(CallGate::longestWait);
     if (processingState == ProcessingState::processing)
         stopProcessing();
     switchMains(false);
     closeEditor();
+    // The last chance: the effect may be freed now, and one that isn't must not reach a freed instance.
+    setLink(closedLink);
     dispatch(effClose);
     processingState = ProcessingState::terminated;
 }
@@ -251,7 +287,7 @@ void Vst2PluginInstance::getParameterProperties(int32_t index, ParameterProperti
 }
 
 float Vst2PluginInstance::getParameterValue(int32_t index) {
-    return effect->getParameter(effect, index);
+    return callGetParameter(effect, index);
 }
 
 int32_t Vst2PluginInstance::getParameterCount() {
@@ -288,6 +324,11 @@ void Vst2PluginInstance::endParameterEdit(int32_t index) {
     PluginInstance::endParameterEdit(index);
     if (editedParameter == index)
         editedParameter = noParameter;
+}
+
+void Vst2PluginInstance::endLeftEdit() {
+    if (editedParameter != noParameter)
+        endParameterEdit(editedParameter);
 }
 
 VstIntPtr Vst2PluginInstance::parameterAutomated(int32_t index, float value) {
@@ -367,6 +408,10 @@ bool Vst2PluginInstance::dispatchKey(VstInt32 opcode, uint16_t key, int32_t modi
     // Bit 0 stays, bits 1 and 3 change places; the key code is dropped.
     const int32_t mapped = (modifiers & 1) | ((modifiers & 8) >> 2) | ((modifiers & 2) << 2);
     return dispatch(opcode, key, 0, nullptr, static_cast<float>(mapped)) != 0;
+}
+
+void Vst2PluginInstance::setLink(VstIntPtr link) {
+    std::atomic_ref(effect->resvd1).store(link, std::memory_order_release);
 }
 
 void Vst2PluginInstance::switchMains(bool on) {

@@ -1,7 +1,11 @@
 #pragma once
 
+#include "plugin/CallGate.h"
 #include "plugin/PluginInstance.h"
+#include "vst2/EffectCall.h"
+#include "vst2/LastTransport.h"
 #include "vst2/Vst24.h"
+#include "vst2/Vst2Channels.h"
 
 #include <cstdint>
 
@@ -15,12 +19,22 @@ public:
                        int32_t shellPluginId);
     /// Closes an effect that was initialised and never terminated.
     ~Vst2PluginInstance() override;
+    /// Takes the link out of an effect that stays, and waits for calls that the effect's threads are making.
+    /// One that doesn't come back keeps the instance allocated, with a line in the log.
+    bool prepareForDeletion() override;
 
     /// Takes over a new effect and links the two. Its calls until then reach the callback without an
     /// instance.
     void attach(AEffect* newEffect);
-    /// Null while the effect isn't linked. Any thread.
-    static Vst2PluginInstance* fromEffect(AEffect& effect);
+    /// What an effect has in its `resvd1`: 0 while it isn't linked, `closedLink` from its `effClose` on, else
+    /// its instance. Any thread; the instance stays while a `CallGate::Call` of `gateOf` that was made before
+    /// is there.
+    static VstIntPtr linkOf(AEffect& effect);
+    static const VstIntPtr closedLink;
+    static Vst2PluginInstance* instanceOf(VstIntPtr link);
+    /// Counts the calls of an effect into the host. Not in the instance, whose end they are counted for.
+    /// Several effects share one.
+    static CallGate& gateOf(const AEffect* effect);
 
     PluginApi* getApi() const override;
     bool isOpen() const override;
@@ -82,6 +96,10 @@ public:
     void beginParameterEdit(int32_t index) override;
     void endParameterEdit(int32_t index) override;
 
+    /// Gives an editor's window the last size that was asked for, also one that a thread of the effect asks
+    /// for meanwhile. Main thread.
+    void applyEditorSize(PluginWindow& open);
+
     // What the effect asks of its host: any thread, no lock. Each returns the answer to the effect.
 
     VstIntPtr parameterAutomated(int32_t index, float value);
@@ -90,7 +108,9 @@ public:
     /// In pixels. Sizes below 10 are stored and not applied: plug-ins report them before they know better.
     VstIntPtr sizeWindow(int32_t width, int32_t height);
     VstIntPtr currentProcessLevel() const;
-    /// A pointer to this instance's `VstTimeInfo`, filled from the transport; 0 without an audio block.
+    /// A pointer to a `VstTimeInfo`, which stays the caller's until the next question: of the running block
+    /// in this instance's own for the thread inside of `process`, of the last block in one of its own for any
+    /// other. 0 without an audio block.
     VstIntPtr queryTime();
     /// Takes the MIDI events that the effect sends during `process`; others are lost.
     VstIntPtr receiveEvents(const VstEvents* events);
@@ -102,7 +122,7 @@ private:
 
     DispatcherAnswer dispatch(VstInt32 opcode, VstInt32 index = 0, VstIntPtr value = 0, void* ptr = nullptr,
                               float opt = 0.0F) const {
-        return effect->dispatcher(effect, opcode, index, value, ptr, opt);
+        return callDispatcher(effect, opcode, index, value, ptr, opt);
     }
     DispatcherAnswer canDo(const char* ability) const;
     String dispatchedText(VstInt32 opcode) const;
@@ -113,19 +133,30 @@ private:
     void loadBankOrProgram(const String& path);
     bool dispatchKey(VstInt32 opcode, uint16_t key, int32_t modifiers) const;
     void switchMains(bool on);
+    void setLink(VstIntPtr link);
+    /// Ends an edit that the effect has begun and left open.
+    void endLeftEdit();
+    void channelsChanged() override;
 
     // The steps of `process`.
     void applyParameterChanges(const PluginAudioContext& context);
     void sendEvents(const PluginAudioContext& context);
     void render(const PluginAudioContext& context, int32_t frames);
+    static void silenceOutputs(const PluginAudioContext& context);
     int32_t judgeTail(int32_t frames, bool keepActive);
 
     Vst2Plugin* plugin;
     AEffect* effect = nullptr;
     Relaxed<ProcessingState> processingState = ProcessingState::created;
     VstIntPtr vstVersion = 0;
-    /// What `audioMasterGetTime` points to.
+    /// What `audioMasterGetTime` points to on the thread inside of `process`, which alone touches it.
     VstTimeInfo timeInfo{};
+    LastTransport lastTransport;
+    /// The thread inside of `process`, by the address of a variable that is its own; null outside.
+    Relaxed<const void*> processThread = nullptr;
+    // What the effect gets as its channels; connected before the worker knows the audio context.
+    Vst2Channels inputs;
+    Vst2Channels outputs;
     /// From `malloc`: room for `eventCapacity` pointers and as many records of the larger kind of event.
     VstEvents* eventList = nullptr;
     uint8_t* eventBuffer = nullptr;
@@ -141,6 +172,8 @@ private:
     Relaxed<bool> needsIdle = false;
     Relaxed<bool> inProcess = false;
     bool isShell = false;
+    /// `terminate` has waited in vain for the effect's threads.
+    bool callIsStuck = false;
     /// Between begin and end of an edit; -1 if there is none.
     Relaxed<int32_t> editedParameter = -1;
     int32_t shellPluginId;

@@ -1,30 +1,35 @@
 // The part of `Vst2PluginInstance` that loads and saves preset files.
 
 #include "core/FileSystem.h"
+#include "plugin/MutedNotifications.h"
 #include "vst2/Vst2PluginInstance.h"
 #include "vst2/Vst2PresetReader.h"
 #include "vst2/Vst2PresetWriter.h"
 
+#include <limits>
 #include <new>
 
 namespace {
 
-/// Lets no notification out of an instance while the host drives its plug-in.
-class Muting : public NonCopyable, public NonMovable {
-public:
-    explicit Muting(PluginInstance& instance) : instance(instance) { instance.notificationsMuted = true; }
-    ~Muting() { instance.notificationsMuted = false; }
-
-private:
-    PluginInstance& instance;
-};
+/// Bytes. Sizes in the published forms and of chunks are signed integers of 32 bits; one byte more is needed.
+constexpr int64_t largestFile = std::numeric_limits<int32_t>::max() - 1;
 
 std::vector<uint8_t> readFile(const String& path) {
     base::core::FileSystem& files = base::core::LocalFileSystem::get();
     const Ref<InputStream> stream = files.openForReading(path);
-    std::vector<uint8_t> file(static_cast<size_t>(files.getFileSize(path)));
+    const int64_t size = files.getFileSize(path);
+    if (size > largestFile)
+        throw IOException(concat("File is too large for a preset: ", path));
+    std::vector<uint8_t> file;
+    // The reader puts a zero behind it.
+    file.reserve(static_cast<size_t>(size) + 1);
+    file.resize(static_cast<size_t>(size));
     stream->readFully(file.data(), file.size());
     return file;
+}
+
+String outOfMemory(const String& path) {
+    return concat("Out of memory for ", path);
 }
 
 bool endsWith(const String& path, const char* ending) {
@@ -47,18 +52,20 @@ void Vst2PluginInstance::loadPreset(const String& path) try {
     if (!allParametersChanged)
         notifyAllParametersChanged();
 } catch (const std::bad_alloc&) {
-    throw IOException(concat("Out of memory for ", path));
+    throw IOException(outOfMemory(path));
 }
 
 void Vst2PluginInstance::loadBankOrProgram(const String& path) try {
-    const Muting muting(*this);
+    const MutedNotifications muted(*this);
     Vst2PresetReader(*effect, readFile(path)).readBankOrProgram();
 } catch (const Exception& exception) {
     throw IOException(concat("Error loading vst2 bank/preset: ", exception.getMessage()));
+} catch (const std::bad_alloc&) {
+    throw IOException(concat("Error loading vst2 bank/preset: ", outOfMemory(path)));
 }
 
 void Vst2PluginInstance::savePreset(const String& path) try {
-    const Muting muting(*this);
+    const MutedNotifications muted(*this);
     Vst2PresetWriter writer(*effect);
     writer.fetchChunk();
     const Ref<OutputStream> stream = base::core::LocalFileSystem::get().openForWriting(path, false);

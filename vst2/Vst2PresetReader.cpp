@@ -5,6 +5,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdlib>
+#include <memory>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -143,7 +146,7 @@ void Vst2PresetReader::readParameters(int32_t count) {
     for (int32_t i = 0; i < count; ++i) {
         const auto value = std::bit_cast<float>(stream->readInt32());
         if (i < effect.numParams)
-            effect.setParameter(&effect, i, value);
+            callSetParameter(&effect, i, value);
     }
 }
 
@@ -153,8 +156,14 @@ void Vst2PresetReader::handOverChunk(int32_t index, int32_t size) {
     const size_t left = stream->available();
     if (static_cast<size_t>(size) > left)
         throw EOSException();
-    dispatch(effSetChunk, index, size, file.data() + (fileSize - left));
-    stream->skip(static_cast<size_t>(size));
+    // From `malloc`, whose alignment plug-ins are used to, and with a zero behind it, as all that they get.
+    const std::unique_ptr<uint8_t[], decltype(&std::free)> chunk(
+        static_cast<uint8_t*>(std::malloc(static_cast<size_t>(size) + 1)), std::free);
+    if (!chunk)
+        throw std::bad_alloc();
+    stream->readFully(chunk.get(), static_cast<size_t>(size));
+    chunk[static_cast<size_t>(size)] = 0;
+    dispatch(effSetChunk, index, size, chunk.get());
 }
 
 void Vst2PresetReader::readText() {
@@ -189,7 +198,7 @@ void Vst2PresetReader::readRiff() {
 }
 
 void Vst2PresetReader::readChunk() {
-    handOverChunk(programChunk, static_cast<int32_t>(fileSize));
+    dispatch(effSetChunk, programChunk, static_cast<VstIntPtr>(fileSize), file.data());
 }
 
 bool Vst2PresetReader::isForEffect(int32_t uniqueId) const {

@@ -2,6 +2,7 @@
 
 #include "core/MemoryInputStream.h"
 #include "plugin/CoreNames.h"
+#include "vst2/EffectCall.h"
 #include "vst2/Vst24.h"
 
 #include <cstdint>
@@ -43,16 +44,17 @@ private:
     void readBankPrograms(const Header& header, int32_t count);
     void readBankProgram(const Header& header, int32_t index);
     void readParameters(int32_t count);
-    /// Gives the effect the next `size` bytes, in place. `index` is 0 for a bank, 1 for a program.
+    /// Gives the effect the next `size` bytes, in memory of their own. `index` is 0 for a bank, 1 for a
+    /// program.
     void handOverChunk(int32_t index, int32_t size);
 
     VstIntPtr dispatch(VstInt32 opcode, VstInt32 index = 0, VstIntPtr value = 0, void* ptr = nullptr) {
-        return effect.dispatcher(&effect, opcode, index, value, ptr, 0.0F);
+        return callDispatcher(&effect, opcode, index, value, ptr);
     }
     bool isForEffect(int32_t uniqueId) const;
 
     AEffect& effect;
-    /// And a zero behind it.
+    /// Not above 2 GiB, and a zero behind it.
     std::vector<uint8_t> file;
     const size_t fileSize;
     const Ref<base::core::MemoryInputStream> stream;

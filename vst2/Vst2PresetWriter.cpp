@@ -75,8 +75,8 @@ void Vst2PresetWriter::writeProgram(OutputStream& stream, int32_t index) {
     stream.write(name, vst2ProgramNameSize);
     for (int32_t i = 0; i < effect.numParams; ++i) {
         // Twice, and the second answer counts. Deliberate: some effects settle a value while it is asked for.
-        effect.getParameter(&effect, i);
-        stream.writeInt32(std::bit_cast<int32_t>(effect.getParameter(&effect, i)));
+        callGetParameter(&effect, i);
+        stream.writeInt32(std::bit_cast<int32_t>(callGetParameter(&effect, i)));
     }
     stream.flush();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "plugin/CoreNames.h"
+#include "vst2/EffectCall.h"
 #include "vst2/Vst24.h"
 
 #include <cstdint>
@@ -23,7 +24,7 @@ private:
     int32_t getProgramSize() const;
 
     VstIntPtr dispatch(VstInt32 opcode, VstInt32 index = 0, VstIntPtr value = 0, void* ptr = nullptr) {
-        return effect.dispatcher(&effect, opcode, index, value, ptr, 0.0F);
+        return callDispatcher(&effect, opcode, index, value, ptr);
     }
 
     AEffect& effect;

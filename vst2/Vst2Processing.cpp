@@ -3,7 +3,7 @@
 
 #include "vst2/Vst2PluginInstance.h"
 
-#include "core/StdStreams.h"
+#include "core/Log.h"
 #include "host/PluginHost.h"
 
 #include <algorithm>
@@ -59,12 +59,35 @@ VstInt32 timeInfoFlags(uint32_t transportFlags) {
     return flags;
 }
 
+VstTimeInfo timeInfoOf(const TransportBlock& transport) {
+    VstTimeInfo info{};
+    info.samplePos = static_cast<double>(transport.samplePosition);
+    info.sampleRate = transport.sampleRate;
+    info.nanoSeconds = transport.systemTime;
+    info.ppqPos = transport.position;
+    info.tempo = transport.tempo;
+    info.barStartPos = transport.barStart;
+    info.cycleStartPos = transport.loopStart;
+    info.cycleEndPos = transport.loopEnd;
+    info.timeSigNumerator = transport.timeSignatureNumerator;
+    info.timeSigDenominator = transport.timeSignatureDenominator;
+    info.flags = timeInfoFlags(transport.flags);
+    return info;
+}
+
+// What `audioMasterGetTime` points to on a thread outside of `process`. Its address is the thread's mark,
+// too.
+constinit thread_local VstTimeInfo ownTimeInfo{};
+
 } // namespace
 
 int32_t Vst2PluginInstance::process(int32_t frames, bool keepActive, bool inRealtime) {
+    EffectCall call;
     inProcess = true;
+    processThread = &ownTimeInfo;
     realtime = inRealtime;
     if (const PluginAudioContext* context = audioContext) {
+        lastTransport.publish(*context->transport);
         applyParameterChanges(*context);
         if (processingState == ProcessingState::processing) {
             if (hasNoteInput())
@@ -73,7 +96,9 @@ int32_t Vst2PluginInstance::process(int32_t frames, bool keepActive, bool inReal
                 render(*context, frames);
         }
     }
+    processThread = nullptr;
     inProcess = false;
+    call.finish();
     return judgeTail(frames, keepActive);
 }
 
@@ -120,7 +145,7 @@ void Vst2PluginInstance::sendEvents(const PluginAudioContext& context) {
         ++count;
         // Not reached with records of this size: the buffer ends first.
         if (count > eventCapacity) {
-            base::core::standardOutput().printLine("input event buffer overflow");
+            base::core::logProgress("input event buffer overflow");
             break;
         }
     }
@@ -129,17 +154,42 @@ void Vst2PluginInstance::sendEvents(const PluginAudioContext& context) {
 }
 
 void Vst2PluginInstance::render(const PluginAudioContext& context, int32_t frames) {
-    float** inputs = inputChannelCount > 0 ? inputChannels : nullptr;
+    // Once for the block: the effect may change them on any thread.
+    const int32_t claimedInputs = std::atomic_ref(effect->numInputs).load(std::memory_order_relaxed);
+    const int32_t claimedOutputs = std::atomic_ref(effect->numOutputs).load(std::memory_order_relaxed);
+    float** inputTable = inputs.reach(claimedInputs);
+    float** outputTable = outputs.reach(claimedOutputs);
+    if (inputTable == nullptr || outputTable == nullptr) [[unlikely]] {
+        silenceOutputs(context);
+        return;
+    }
+    if (inputs.isBeyondBlock(claimedInputs)) [[unlikely]]
+        inputs.silenceScratch();
+    else if (inputChannelCount == 0)
+        inputTable = nullptr;
+    if (outputChannelCount == 0 && claimedOutputs == 0)
+        outputTable = nullptr;
     if ((effect->flags & effFlagsCanReplacing) != 0) {
-        effect->processReplacing(effect, inputs, outputChannels, frames);
+        effect->processReplacing(effect, inputTable, outputTable, frames);
         return;
     }
     // The older function adds to what its outputs hold.
+    silenceOutputs(context);
+    if (outputs.isBeyondBlock(claimedOutputs)) [[unlikely]]
+        outputs.silenceScratch();
+    effect->process(effect, inputTable, outputTable, frames);
+}
+
+void Vst2PluginInstance::silenceOutputs(const PluginAudioContext& context) {
     if (context.outputChannelCount > 0)
         std::memset(context.outputAudio, 0,
                     static_cast<size_t>(context.outputChannelCount) *
                         static_cast<size_t>(context.paddedBlockSize) * sizeof(float));
-    effect->process(effect, inputs, outputChannels, frames);
+}
+
+void Vst2PluginInstance::channelsChanged() {
+    inputs.connect(inputChannels, inputChannelCount, host->blockSize);
+    outputs.connect(outputChannels, outputChannelCount, host->blockSize);
 }
 
 int32_t Vst2PluginInstance::judgeTail(int32_t frames, bool keepActive) {
@@ -169,19 +219,11 @@ int32_t Vst2PluginInstance::judgeTail(int32_t frames, bool keepActive) {
 VstIntPtr Vst2PluginInstance::queryTime() {
     if (audioContext == nullptr)
         return 0;
-    timeInfo = {};
-    timeInfo.samplePos = static_cast<double>(transport->samplePosition);
-    timeInfo.sampleRate = transport->sampleRate;
-    timeInfo.nanoSeconds = transport->systemTime;
-    timeInfo.ppqPos = transport->position;
-    timeInfo.tempo = transport->tempo;
-    timeInfo.barStartPos = transport->barStart;
-    timeInfo.cycleStartPos = transport->loopStart;
-    timeInfo.cycleEndPos = transport->loopEnd;
-    timeInfo.timeSigNumerator = transport->timeSignatureNumerator;
-    timeInfo.timeSigDenominator = transport->timeSignatureDenominator;
-    timeInfo.flags = timeInfoFlags(transport->flags);
-    return reinterpret_cast<VstIntPtr>(&timeInfo);
+    // What an earlier answer points to is never half old and half new, nor zero, while its reader may look.
+    const bool isInProcess = processThread == &ownTimeInfo;
+    VstTimeInfo& answer = isInProcess ? timeInfo : ownTimeInfo;
+    answer = timeInfoOf(isInProcess ? *transport : lastTransport.read(*transport));
+    return reinterpret_cast<VstIntPtr>(&answer);
 }
 
 VstIntPtr Vst2PluginInstance::receiveEvents(const VstEvents* events) {

@@ -7,6 +7,8 @@
 #include "window/PluginWindowActions.h"
 #include "window/XcbPluginWindow.h"
 
+#include <algorithm>
+#include <limits>
 #include <memory>
 
 namespace {
@@ -31,6 +33,23 @@ int16_t keyModifiers(int32_t modifiers) {
     if ((modifiers & commandModifier) != 0)
         mapped |= kCommandKey;
     return static_cast<int16_t>(mapped);
+}
+
+struct ViewSize {
+    int32_t width;
+    int32_t height;
+
+    bool operator==(const ViewSize&) const = default;
+};
+
+// The edges are a plug-in's, and may be any numbers.
+int32_t distance(int32_t from, int32_t to) {
+    return static_cast<int32_t>(std::clamp(int64_t{to} - from, int64_t{std::numeric_limits<int32_t>::min()},
+                                           int64_t{std::numeric_limits<int32_t>::max()}));
+}
+
+ViewSize sizeOf(const Steinberg::ViewRect& rectangle) {
+    return {distance(rectangle.left, rectangle.right), distance(rectangle.top, rectangle.bottom)};
 }
 
 } // namespace
@@ -63,7 +82,7 @@ IPtr<Steinberg::IPlugView> Vst3PluginInstance::makeView() {
         made = interfaceOf<Steinberg::IPlugView>(component);
     if (!made)
         return made;
-    made->setFrame(this);
+    made->setFrame(host->getFrame());
     contentScaleSupport = interfaceOf<Steinberg::IPlugViewContentScaleSupport>(made);
     return made;
 }
@@ -104,17 +123,22 @@ void Vst3PluginInstance::openGUI(uint32_t parentWindow, bool resizable, const St
         return;
     PluginWindow* open = made.release();
     window = open;
+    const ViewSize former{windowWidth, windowHeight};
     // What it answers is nobody's concern: a window of the plug-in's is what counts.
     editor.attached(reinterpret_cast<void*>(uintptr_t{open->getWindowId()}),
                     Steinberg::kPlatformTypeX11EmbedWindowID);
     if (!open->waitForPluginWindow()) {
         // The view stays attached and `windowBusy` set, both deliberate: the next opening finds them so.
+        endOpenEdit();
         destroyWindow();
         return;
     }
     open->setTitle(title);
+    const ViewSize asked{windowWidth, windowHeight};
     adoptViewSize(editor);
-    open->resize(static_cast<uint32_t>(int32_t{windowWidth}), static_cast<uint32_t>(int32_t{windowHeight}));
+    // The size that the view gives wins over one that it has asked for meanwhile, of which it is going to be
+    // told.
+    applySize(*open, asked != former && asked != ViewSize{windowWidth, windowHeight});
     if (hasWindowPosition)
         open->move(windowX, windowY);
     open->show();
@@ -124,11 +148,29 @@ void Vst3PluginInstance::openGUI(uint32_t parentWindow, bool resizable, const St
 }
 
 void Vst3PluginInstance::adoptViewSize(Steinberg::IPlugView& editor) {
-    Steinberg::ViewRect size;
-    if (checkResult(editor.getSize(&size), sizeLocation) != kResultOk)
+    Steinberg::ViewRect rectangle;
+    if (checkResult(editor.getSize(&rectangle), sizeLocation) != kResultOk)
         return;
-    windowWidth = size.getWidth();
-    windowHeight = size.getHeight();
+    const ViewSize size = sizeOf(rectangle);
+    windowWidth = size.width;
+    windowHeight = size.height;
+}
+
+void Vst3PluginInstance::applySize(PluginWindow& open, bool tellsView) {
+    // The view may ask for another size at the same time, from a thread of its own. It stores that before it
+    // resizes the window, so the last size asked for is the one that stays.
+    ViewSize applied{};
+    do {
+        applied = {windowWidth, windowHeight};
+        open.resize(static_cast<uint32_t>(applied.width), static_cast<uint32_t>(applied.height));
+        if (tellsView)
+            postSize(open, applied.width, applied.height);
+    } while (applied != ViewSize{windowWidth, windowHeight});
+}
+
+void Vst3PluginInstance::postSize(const PluginWindow& open, int32_t width, int32_t height) {
+    PluginInstance::host->post(
+        new PluginWindowResizedAction(PluginInstance::host, open.getWindowId(), width, height));
 }
 
 void Vst3PluginInstance::closeEditor() {
@@ -137,6 +179,8 @@ void Vst3PluginInstance::closeEditor() {
     // `contentScaleSupport` stays until the end. Deliberate: plug-ins give a view a life of its own.
     view = nullptr;
     windowHidden = false;
+    if (window != nullptr)
+        endOpenEdit();
     destroyWindow();
 }
 
@@ -173,26 +217,28 @@ void Vst3PluginInstance::editorFocusChanged(bool focused) {
 void Vst3PluginInstance::editorSetSize(int32_t& width, int32_t& height) {
     if (!view)
         return;
-    Steinberg::ViewRect size(0, 0, width, height);
-    const bool isAllowed = view->checkSizeConstraint(&size) == kResultOk;
+    Steinberg::ViewRect rectangle(0, 0, width, height);
+    const bool isAllowed = view->checkSizeConstraint(&rectangle) == kResultOk;
     const bool isFixed = view->canResize() == kResultFalse;
     if (!isAllowed || isFixed)
-        view->getSize(&size);
-    width = size.getWidth();
-    height = size.getHeight();
+        view->getSize(&rectangle);
+    const ViewSize size = sizeOf(rectangle);
+    width = size.width;
+    height = size.height;
 }
 
 tresult Vst3PluginInstance::resizeView(Steinberg::IPlugView*, Steinberg::ViewRect* newSize) {
-    const int32_t width = newSize->getWidth();
-    const int32_t height = newSize->getHeight();
+    const ViewSize size = sizeOf(*newSize);
     PluginWindow* open = window;
-    if (width < smallestWindow || height < smallestWindow || open == nullptr)
+    if (size.width < smallestWindow || size.height < smallestWindow || open == nullptr)
         return kResultOk;
-    open->resize(static_cast<uint32_t>(width), static_cast<uint32_t>(height));
+    const bool isNew = size != ViewSize{windowWidth, windowHeight};
+    windowWidth = size.width;
+    windowHeight = size.height;
+    open->resize(static_cast<uint32_t>(size.width), static_cast<uint32_t>(size.height));
     // The view hears of its new size later and from the main thread, and not of one that it has: otherwise
     // the two could chase each other.
-    if (width != windowWidth || height != windowHeight)
-        PluginInstance::host->post(
-            new PluginWindowResizedAction(PluginInstance::host, open->getWindowId(), width, height));
+    if (isNew)
+        postSize(*open, size.width, size.height);
     return kResultOk;
 }

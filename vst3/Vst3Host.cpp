@@ -1,5 +1,6 @@
 #include "vst3/Vst3Host.h"
 
+#include "core/LeftAllocated.h"
 #include "vst3/Vst3AttributeList.h"
 #include "vst3/Vst3Message.h"
 #include "vst3/Vst3PluginInstance.h"
@@ -16,15 +17,28 @@ namespace {
 constexpr std::u16string_view productName = u"Tanvex Studio";
 constexpr int32_t noParameter = -1;
 
+/// All hosts, from the last to the first: so that those whose plug-ins have gone don't count as leaked.
+std::atomic<Vst3Host*> newestHost = nullptr;
+
 } // namespace
 
 Vst3Host::Vst3Host(Vst3PluginInstance* instance)
-    : instance(instance), attributes(makeSharedAttributes(this)) {}
+    : instance(instance), attributes(new Vst3AttributeList(this)), previous(newestHost) {
+    while (!newestHost.compare_exchange_weak(previous, this)) {
+    }
+}
 
 Vst3Host::~Vst3Host() = default;
 
-Vst3AttributeList* Vst3Host::makeSharedAttributes(Vst3Host* host) {
-    return new Vst3AttributeList(host);
+bool Vst3Host::detach() {
+    isDetaching = true;
+    calls.close();
+    if (!calls.waitForCalls(CallGate::longestWait))
+        return false;
+    instance = nullptr;
+    const ScopedLock lock(parameterIndexesLock);
+    parameterIndexes = {};
+    return true;
 }
 
 Steinberg::uint32 Vst3Host::addRef() {
@@ -59,47 +73,70 @@ tresult Vst3Host::getName(Vst::String128 name) {
 }
 
 tresult Vst3Host::createInstance(TUID classId, TUID identifier, void** result) {
-    if (isInterface(classId, Vst::IMessage::iid) && isInterface(identifier, Vst::IMessage::iid))
-        return yieldInterface<Vst::IMessage>(new Vst3Message(this, attributes), result);
-    if (isInterface(classId, Vst::IAttributeList::iid) && isInterface(identifier, Vst::IAttributeList::iid))
-        return yieldInterface<Vst::IAttributeList>(new Vst3AttributeList(this), result);
+    // Both are made with a reference too many, so plug-ins hardly ever release the last one.
+    if (isInterface(classId, Vst::IMessage::iid) && isInterface(identifier, Vst::IMessage::iid)) {
+        auto* message = new Vst3Message(this, attributes);
+        base::core::leaveAllocated(message);
+        return yieldInterface<Vst::IMessage>(message, result);
+    }
+    if (isInterface(classId, Vst::IAttributeList::iid) && isInterface(identifier, Vst::IAttributeList::iid)) {
+        auto* list = new Vst3AttributeList(this);
+        base::core::leaveAllocated(list);
+        return yieldInterface<Vst::IAttributeList>(list, result);
+    }
     *result = nullptr;
     return kResultFalse;
 }
 
-tresult Vst3Host::beginEdit(Vst::ParamID id) {
+template <class Act>
+tresult Vst3Host::withParameter(Vst::ParamID id, const Act& act) {
+    const CallGate::Call call(calls);
+    if (!call)
+        return kInvalidArgument;
     Vst3PluginInstance* owner = instance;
     const int32_t index = findParameterIndex(owner, id);
-    if (index < 0)
+    if (index < 0 || isDetaching)
         return kInvalidArgument;
-    owner->beginParameterEdit(index);
-    return kResultOk;
+    return act(*owner, index);
+}
+
+tresult Vst3Host::beginEdit(Vst::ParamID id) {
+    return withParameter(id, [](Vst3PluginInstance& owner, int32_t index) -> tresult {
+        owner.beginParameterEdit(index);
+        return kResultOk;
+    });
 }
 
 tresult Vst3Host::performEdit(Vst::ParamID id, Vst::ParamValue value) {
-    Vst3PluginInstance* owner = instance;
-    const int32_t index = findParameterIndex(owner, id);
-    if (index < 0 || value < 0.0 || value > 1.0)
-        return kInvalidArgument;
-    owner->parameterEdited(index, static_cast<float>(value));
-    return kResultOk;
+    return withParameter(id, [value](Vst3PluginInstance& owner, int32_t index) -> tresult {
+        if (value < 0.0 || value > 1.0)
+            return kInvalidArgument;
+        owner.parameterEdited(index, static_cast<float>(value));
+        return kResultOk;
+    });
 }
 
 tresult Vst3Host::endEdit(Vst::ParamID id) {
-    Vst3PluginInstance* owner = instance;
-    const int32_t index = findParameterIndex(owner, id);
-    if (index < 0)
-        return kInvalidArgument;
-    owner->endParameterEdit(index);
-    return kResultOk;
+    return withParameter(id, [](Vst3PluginInstance& owner, int32_t index) -> tresult {
+        owner.endParameterEdit(index);
+        return kResultOk;
+    });
 }
 
 tresult Vst3Host::restartComponent(Steinberg::int32) {
+    const CallGate::Call call(calls);
     Vst3PluginInstance* owner = instance;
-    if (owner == nullptr)
+    if (!call || owner == nullptr)
         return kResultFalse;
     owner->everythingChanged();
     return kResultOk;
+}
+
+void Vst3Host::resizeView(Steinberg::IPlugView* view, Steinberg::ViewRect* newSize) {
+    const CallGate::Call call(calls);
+    Vst3PluginInstance* owner = instance;
+    if (call && owner != nullptr)
+        owner->resizeView(view, newSize);
 }
 
 tresult Vst3Host::setDirty(Steinberg::TBool) {

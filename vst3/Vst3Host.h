@@ -1,7 +1,9 @@
 #pragma once
 
 #include "core/Mutex.h"
+#include "plugin/CallGate.h"
 #include "vst3/Vst3Object.h"
+#include "vst3/Vst3PlugFrame.h"
 
 #include <atomic>
 #include <pluginterfaces/vst/ivsteditcontroller.h>
@@ -11,9 +13,13 @@
 class Vst3AttributeList;
 class Vst3PluginInstance;
 
-/// What an instance's plug-in knows of its host: the host context, and the handler that the controller tells
-/// of edits. A member of its instance, with a count of its own that frees nothing: plug-ins release a context
-/// more often than they retained it. Once the instance is terminated it answers without reaching anything.
+/// What an instance's plug-in sees of its host: the host context, the handler that the controller reports
+/// edits to, and the frame of its views.
+///
+/// Plug-ins keep these after their instance, some release them more often than they retained them, and
+/// threads of theirs go on calling. So a host is never freed, and its count frees nothing: each instance
+/// leaves its host and the attributes that messages share behind, about 200 bytes. All hosts of the process
+/// are kept in a list. From `detach` on nothing reaches the instance any more.
 ///
 /// Plug-ins call it on any thread, their audio thread too. The lock of the index map is never held across a
 /// call out.
@@ -22,15 +28,19 @@ class Vst3Host final : public Vst3Object,
                        public Vst::IComponentHandler,
                        public Vst::IComponentHandler2 {
 public:
+    /// Never to be deleted.
     explicit Vst3Host(Vst3PluginInstance* instance);
-    ~Vst3Host() override;
 
     /// The interface that plug-ins are given; they ask it for the others.
     FUnknown* getContext() { return static_cast<Vst::IComponentHandler*>(this); }
     Vst::IComponentHandler* getComponentHandler() { return this; }
 
-    /// From now on nothing reaches the instance.
-    void detach() { instance = nullptr; }
+    Steinberg::IPlugFrame* getFrame() { return &frame; }
+
+    /// From now on plug-ins are answered without the instance. Waits for calls that have already reached it;
+    /// false if one hasn't ended after 2 s: the instance must stay allocated then. Once is enough, and more
+    /// often is harmless. Not from inside of such a call.
+    bool detach();
 
     Steinberg::uint32 PLUGIN_API addRef() override;
     /// Frees nothing at 0.
@@ -51,6 +61,9 @@ public:
     /// Has the client told of everything anew, whatever the flags say: none of them is looked at.
     tresult PLUGIN_API restartComponent(Steinberg::int32 flags) override;
 
+    /// The view asks for another size; passed over without an instance.
+    void resizeView(Steinberg::IPlugView* view, Steinberg::ViewRect* newSize);
+
     // Refused, deliberately.
 
     tresult PLUGIN_API setDirty(Steinberg::TBool state) override;
@@ -59,7 +72,11 @@ public:
     tresult PLUGIN_API finishGroupEdit() override;
 
 private:
-    static Vst3AttributeList* makeSharedAttributes(Vst3Host* host);
+    ~Vst3Host() override;
+
+    /// Calls `act(instance, index)` for a parameter of the instance's; `kInvalidArgument` if there is none.
+    template <class Act>
+    tresult withParameter(Vst::ParamID id, const Act& act);
 
     /// The place of a parameter in the controller's list, -1 if it has none. An id that isn't known costs a
     /// walk over all parameters each time.
@@ -70,8 +87,15 @@ private:
     base::core::Mutex parameterIndexesLock;
     /// Under its lock; never emptied.
     std::unordered_map<Vst::ParamID, int32_t> parameterIndexes;
-    /// The owner; null once that is terminated.
+    /// Whoever reaches the instance is counted here.
+    CallGate calls;
+    /// `detach` has begun: a call that comes back from the plug-in's controller goes no further.
+    std::atomic<bool> isDetaching = false;
+    /// The owner; null once nothing reaches it any more.
     PublishedPointer<Vst3PluginInstance> instance;
     /// Shared by all messages that this host makes. Never released: messages count it carelessly.
     Vst3AttributeList* const attributes;
+    Vst3PlugFrame frame{*this};
+    /// The host that was made before this one.
+    Vst3Host* previous;
 };

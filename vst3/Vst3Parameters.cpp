@@ -1,6 +1,6 @@
 // The part of `Vst3PluginInstance` that answers for parameters, programs and identity.
 
-#include "core/StdStreams.h"
+#include "core/Log.h"
 #include "vst3/Vst3Plugin.h"
 #include "vst3/Vst3PluginInstance.h"
 #include "vst3/Vst3Text.h"
@@ -85,6 +85,11 @@ void Vst3PluginInstance::endParameterEdit(int32_t index) {
         editedParameterIndex = noParameter;
 }
 
+void Vst3PluginInstance::endOpenEdit() {
+    if (const int32_t edited = editedParameterIndex; edited != noParameter)
+        endParameterEdit(edited);
+}
+
 String Vst3PluginInstance::getNoteName(int32_t) {
     return {};
 }
@@ -136,9 +141,7 @@ std::vector<int32_t> Vst3PluginInstance::getDeviceTypes() {
             types.push_back(noteToAudioDevice);
         else if (String::compareIgnoreCase(first, "fx") == 0)
             types.push_back(audioToAudioDevice);
-        base::core::standardOutput().writeText(first);
-        // A report ends the process without the streams' own end.
-        base::core::standardOutput().flush();
+        base::core::writeLogText(base::core::LogLevel::progress, first);
     }
     if (types.empty())
         types.push_back(getDeviceTypeByBuses());

@@ -1,7 +1,7 @@
 #include "vst3/Vst3Plugin.h"
 
 #include "core/FileSystem.h"
-#include "core/StdStreams.h"
+#include "core/Log.h"
 #include "plugin/PluginException.h"
 #include "vst3/Vst3PluginApi.h"
 #include "vst3/Vst3PluginInstance.h"
@@ -35,7 +35,7 @@ bool Vst3Plugin::isValid() const {
 }
 
 PluginInstance* Vst3Plugin::createInstance(int32_t instanceId, const String& identifier, bool dpiAware) {
-    base::core::standardError().printLine(identifier);
+    base::core::logError(identifier);
     const String& chosen = identifier.isEmpty() && classIds.size() == 1 ? classIds.front() : identifier;
     auto* instance = new Vst3PluginInstance(host, this, instanceId, chosen, dpiAware);
     instance->createComponents();

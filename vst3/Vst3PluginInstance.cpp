@@ -1,5 +1,6 @@
 #include "vst3/Vst3PluginInstance.h"
 
+#include "core/Log.h"
 #include "host/PluginHost.h"
 #include "vst3/Vst3Plugin.h"
 #include "vst3/Vst3PluginApi.h"
@@ -43,12 +44,21 @@ IPtr<Interface> createObject(Steinberg::IPluginFactory& factory, const char* cla
 
 Vst3PluginInstance::Vst3PluginInstance(PluginHost* host, Vst3Plugin* plugin, int32_t instanceId,
                                        const String& identifier, bool dpiAware)
-    : PluginInstance(host, instanceId, dpiAware), plugin(plugin), host(this),
+    : PluginInstance(host, instanceId, dpiAware), plugin(plugin), host(new Vst3Host(this)),
       classId(parseClassId(identifier)) {}
 
-Vst3PluginInstance::~Vst3PluginInstance() {
-    // A plug-in calls its host while it is let go of, which isn't an instance any more.
-    host.detach();
+Vst3PluginInstance::~Vst3PluginInstance() = default;
+
+bool Vst3PluginInstance::prepareForDeletion() {
+    return endCalls();
+}
+
+bool Vst3PluginInstance::endCalls() {
+    if (host->detach())
+        return true;
+    base::core::logError("A call of VST plug-in instance ", instanceId,
+                         " doesn't return: the instance is leaked");
+    return false;
 }
 
 void Vst3PluginInstance::createComponents() {
@@ -61,7 +71,7 @@ void Vst3PluginInstance::createComponents() {
     midiMapping = interfaceOf<Vst::IMidiMapping>(controller);
     noteExpressionController = interfaceOf<Vst::INoteExpressionController>(controller);
     findProgramParameter();
-    controller->setComponentHandler(host.getComponentHandler());
+    controller->setComponentHandler(host->getComponentHandler());
     connectController();
     handStateToController();
 }
@@ -83,7 +93,7 @@ bool Vst3PluginInstance::makeComponent() {
     component = createObject<Vst::IComponent>(*plugin->factory, classId.toTUID());
     if (!component)
         return false;
-    if (component->initialize(host.getContext()) != kResultOk) {
+    if (component->initialize(host->getContext()) != kResultOk) {
         component = nullptr;
         return false;
     }
@@ -102,7 +112,7 @@ bool Vst3PluginInstance::makeController() {
         setController(createObject<Vst::IEditController>(*plugin->factory, controllerId));
         if (controller) {
             // What it answers is ignored, deliberately: such controllers work all the same.
-            controller->initialize(host.getContext());
+            controller->initialize(host->getContext());
             return true;
         }
     }
@@ -202,7 +212,8 @@ void Vst3PluginInstance::terminate() {
         stopProcessing();
     closeEditor();
     processingState = ProcessingState::terminated;
-    host.detach();
+    if (!endCalls())
+        base::core::retain(this);
 }
 
 void Vst3PluginInstance::startProcessing() {
@@ -337,22 +348,4 @@ std::vector<Ref<PluginAudioBus>> Vst3PluginInstance::getInputBuses() {
 
 std::vector<Ref<PluginAudioBus>> Vst3PluginInstance::getOutputBuses() {
     return collectBuses(Vst::kOutput);
-}
-
-tresult Vst3PluginInstance::queryInterface(const TUID identifier, void** result) {
-    if (isInterface(identifier, Steinberg::IPlugFrame::iid) || isInterface(identifier, FUnknown::iid))
-        return yieldInterface<Steinberg::IPlugFrame>(this, result);
-    *result = nullptr;
-    return kNoInterface;
-}
-
-Steinberg::uint32 Vst3PluginInstance::addRef() {
-    return ++frameRefCount;
-}
-
-Steinberg::uint32 Vst3PluginInstance::release() {
-    const uint32_t left = --frameRefCount;
-    if (left == 0)
-        delete this;
-    return left;
 }

@@ -24,7 +24,7 @@ class Vst3Plugin;
 /// The plug-in is brought up in a fixed order, see `createComponents` and `initialize`, and is taken down by
 /// letting go of it: `setActive(false)`, `disconnect` and the plug-in's own `terminate` are never called,
 /// deliberately. See `PluginInstance` for the threads.
-class Vst3PluginInstance : public PluginInstance, public Steinberg::IPlugFrame {
+class Vst3PluginInstance : public PluginInstance {
 public:
     /// `identifier` is a class's identifier text; any other text gives an instance that is never open.
     Vst3PluginInstance(PluginHost* host, Vst3Plugin* plugin, int32_t instanceId, const String& identifier,
@@ -99,14 +99,12 @@ public:
     void beginParameterEdit(int32_t index) override;
     void endParameterEdit(int32_t index) override;
 
-    // The side of `IPlugFrame`. Its count starts at 1 and ends the object at 0, beside that of `Object`.
+    /// What a view asks of its frame: another size, in pixels; one below 11 in either direction is passed
+    /// over, as plug-ins tell it before they know better. Always `kResultOk`. Any thread.
+    virtual tresult resizeView(Steinberg::IPlugView* view, Steinberg::ViewRect* newSize);
 
-    tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override;
-    Steinberg::uint32 PLUGIN_API addRef() override;
-    Steinberg::uint32 PLUGIN_API release() override;
-    /// In pixels; a size below 11 in either direction is passed over, as plug-ins tell it before they know
-    /// better. Any thread.
-    tresult PLUGIN_API resizeView(Steinberg::IPlugView* view, Steinberg::ViewRect* newSize) override;
+    /// Keeps the instance allocated as long as a call of the plug-in's is inside of it.
+    bool prepareForDeletion() override;
 
     /// Makes the component and its controller and joins them; once, right after construction. Throws nothing:
     /// a class that can't be made shows as `isOpen`.
@@ -120,6 +118,9 @@ public:
     /// Sets the program by a point at `sampleOffset`, in frames, of the block that comes next.
     void setCurrentProgram(int32_t index, int32_t sampleOffset);
 
+    /// The context, handler and frame that the plug-in is given; outlives the instance.
+    Vst3Host& getHost() const { return *host; }
+
     // What the plug-in tells its host. Any thread.
 
     /// Null until there is one.
@@ -128,6 +129,9 @@ public:
     void everythingChanged() { notifyAllParametersChanged(); }
 
 private:
+    /// No call of the plug-in's reaches the instance any more; false if one doesn't end.
+    bool endCalls();
+
     // Bringing the plug-in up.
     /// So that making them anew starts from nothing.
     void releaseComponents();
@@ -173,11 +177,16 @@ private:
     Steinberg::IPlugView* provideView();
     /// Takes on the size that the view tells, if it tells one.
     void adoptViewSize(Steinberg::IPlugView& editor);
+    /// Gives the window the stored size, and has the view told of it later if `tellsView`.
+    void applySize(PluginWindow& open, bool tellsView);
+    /// Has the view told, from the main loop. Any thread.
+    void postSize(const PluginWindow& open, int32_t width, int32_t height);
+    /// A drag that was cut off by the end of its editor is over for the client, too.
+    void endOpenEdit();
 
-    std::atomic<uint32_t> frameRefCount = 1;
     Vst3Plugin* plugin;
-    /// Before all that is the plug-in's: it goes after them, since they call it to the end.
-    Vst3Host host;
+    /// Never freed, since plug-ins keep it.
+    Vst3Host* const host;
     const FUID classId;
     Relaxed<ProcessingState> processingState = ProcessingState::created;
     /// The controller came out of the component's own object.

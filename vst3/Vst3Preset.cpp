@@ -5,27 +5,51 @@
 
 #include "vst3/Vst3PluginInstance.h"
 
+#include <cstdio>
+#include <fcntl.h>
 #include <public.sdk/source/vst/vstpresetfile.h>
+#include <unistd.h>
 
 namespace {
 
-/// Closes the file with its last release.
-IPtr<Steinberg::IBStream> openFile(const String& path, const char* mode) {
-    return Steinberg::owned(Vst::FileStream::open(path.toStdString().c_str(), mode));
-}
+/// A file that is written anew. It is closed with the last release, which has no way to tell that it failed:
+/// `isWritten` finds out before.
+class WrittenFile : public Vst::FileStream {
+public:
+    /// Null if the file can't be opened.
+    static IPtr<WrittenFile> create(const String& path) {
+        FILE* opened = std::fopen(path.toStdString().c_str(), "wb");
+        return opened != nullptr ? Steinberg::owned(new WrittenFile(opened)) : IPtr<WrittenFile>();
+    }
+
+    /// Whether the system has taken all that was written, also where the writer ignored a failure.
+    bool isWritten() { return std::fflush(file) == 0 && std::ferror(file) == 0 && closesWithoutFailure(); }
+
+private:
+    using FileStream::FileStream;
+
+    // Network file systems report a full disk as late as when a descriptor of the file is closed: a second
+    // one serves as well as the stream's own.
+    bool closesWithoutFailure() const {
+        const int second = fcntl(fileno(file), F_DUPFD_CLOEXEC, 0);
+        return second < 0 || close(second) == 0;
+    }
+};
 
 } // namespace
 
 void Vst3PluginInstance::savePreset(const String& path) {
-    const IPtr<Steinberg::IBStream> stream = openFile(path, "wb");
+    const IPtr<WrittenFile> stream = WrittenFile::create(path);
     if (!stream)
         throw IOException(concat("Error opening VST3 preset for writing: ", path));
-    if (!component || !Vst::PresetFile::savePreset(stream, classId, component, controller))
+    const bool isSaved = component && Vst::PresetFile::savePreset(stream, classId, component, controller);
+    if (!isSaved || !stream->isWritten())
         throw IOException(concat("Error saving VST3 preset: ", path));
 }
 
 void Vst3PluginInstance::loadPreset(const String& path) {
-    const IPtr<Steinberg::IBStream> stream = openFile(path, "rb");
+    const IPtr<Steinberg::IBStream> stream =
+        Steinberg::owned(Vst::FileStream::open(path.toStdString().c_str(), "rb"));
     if (!stream)
         throw IOException(concat("Error opening VST3 preset for reading: ", path));
     if (component)

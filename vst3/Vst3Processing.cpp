@@ -229,9 +229,10 @@ void Vst3PluginInstance::readEvents(const PluginAudioContext& context) {
 
 void Vst3PluginInstance::readMidiEvent(const EventRecord& record, Vst::Event& event) {
     const auto channel = static_cast<int16_t>(record.midi[0] & 0x0F);
-    const uint8_t data1 = record.midi[1];
-    const uint8_t data2 = record.midi[2];
+    // Seven bits each, whatever the client wrote: no pitch above 127 and no value above 1 reaches a plug-in.
     constexpr int dataMask = 0x7F;
+    const auto data1 = static_cast<int16_t>(record.midi[1] & dataMask);
+    const auto data2 = static_cast<int16_t>(record.midi[2] & dataMask);
     switch (record.midi[0] & 0xF0) {
     case 0x90:
         event.type = Vst::Event::kNoteOnEvent;
@@ -259,11 +260,10 @@ void Vst3PluginInstance::readMidiEvent(const EventRecord& record, Vst::Event& ev
         inputEvents.addEvent(event);
         break;
     case 0xB0:
-        addControllerPoint(channel, static_cast<Vst::CtrlNumber>(data1 & dataMask),
-                           static_cast<float>(data2) * perMidiStep, record.sampleOffset);
+        addControllerPoint(channel, data1, static_cast<float>(data2) * perMidiStep, record.sampleOffset);
         break;
     case 0xC0:
-        setCurrentProgram(data1 & dataMask, record.sampleOffset);
+        setCurrentProgram(data1, record.sampleOffset);
         break;
     case 0xD0:
         addControllerPoint(channel, Vst::kAfterTouch, static_cast<float>(data1) * perMidiStep,
@@ -271,9 +271,7 @@ void Vst3PluginInstance::readMidiEvent(const EventRecord& record, Vst::Event& ev
         break;
     case 0xE0:
         addControllerPoint(channel, Vst::kPitchBend,
-                           static_cast<float>((data2 & dataMask) << 7 | (data1 & dataMask)) *
-                               perPitchBendStep,
-                           record.sampleOffset);
+                           static_cast<float>(data2 << 7 | data1) * perPitchBendStep, record.sampleOffset);
         break;
     default:
         break;

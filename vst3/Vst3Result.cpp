@@ -1,6 +1,6 @@
 #include "vst3/Vst3Result.h"
 
-#include "core/StdStreams.h"
+#include "core/Log.h"
 #include "plugin/PluginException.h"
 
 #include <array>
@@ -42,8 +42,8 @@ void throwUnlessOk(tresult code, const char* location, const char* file, int32_t
 tresult checkResult(tresult code, const char* location) {
     if (code != kResultOk) {
         const char* name = resultCodeName(code);
-        base::core::standardError().printLine(
-            concat("Unexpected result in location ", location, name != nullptr ? name : "unknown result"));
+        base::core::logError("Unexpected result in location ", location,
+                             name != nullptr ? name : "unknown result");
     }
     return code;
 }

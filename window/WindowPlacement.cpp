@@ -13,9 +13,9 @@ bool isOn(const ScreenRectangle& window, const ScreenRectangle& screen) {
 }
 
 // The left and top edges win over the right and bottom ones.
-int32_t clampInto(int32_t position, int32_t size, int32_t screenPosition, int32_t screenSize) {
-    const int32_t beyond = position + size - (screenPosition + screenSize);
-    return std::max(beyond > 0 ? position - beyond : position, screenPosition);
+int32_t clampInto(int32_t position, int64_t end, int32_t screenPosition, int64_t screenEnd) {
+    const int64_t beyond = std::max(end - screenEnd, int64_t{0});
+    return static_cast<int32_t>(std::max(position - beyond, int64_t{screenPosition}));
 }
 
 } // namespace
@@ -28,6 +28,6 @@ ScreenPoint placeOnScreen(const ScreenRectangle& window, const std::vector<Scree
         if (isOn(window, screen))
             chosen = &screen; // the last that passes
     }
-    return {clampInto(window.x, window.width, chosen->x, chosen->width),
-            clampInto(window.y, window.height, chosen->y, chosen->height)};
+    return {clampInto(window.x, window.right(), chosen->x, chosen->right()),
+            clampInto(window.y, window.bottom(), chosen->y, chosen->bottom())};
 }

@@ -18,8 +18,10 @@ struct ScreenRectangle {
     int32_t width;
     int32_t height;
 
-    int32_t right() const { return x + width; }
-    int32_t bottom() const { return y + height; }
+    // Wider than the numbers that they come of, which a client may choose as it likes.
+
+    int64_t right() const { return int64_t{x} + width; }
+    int64_t bottom() const { return int64_t{y} + height; }
 };
 
 /// Moves a window just so far that it stands on a screen: on the one that it overlaps, by a test that is

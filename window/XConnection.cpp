@@ -1,27 +1,25 @@
 #include "window/XConnection.h"
 
-#include "core/StdStreams.h"
+#include "core/Log.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <xcb/xcb.h>
 
-using base::core::standardError;
-
 XConnection::XConnection() {
     constexpr int noDisplayStatus = 1;
     constexpr int noSetupStatus = 2;
     xcb_connection_t* opened = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(opened) != 0) {
-        standardError().printLine("Could not open display");
+        base::core::logError("Could not open display");
         std::exit(noDisplayStatus);
     }
     connection = opened;
     const xcb_setup_t* setup = xcb_get_setup(opened);
     screen = setup != nullptr ? xcb_setup_roots_iterator(setup).data : nullptr;
     if (screen == nullptr || xcb_setup_roots_length(setup) == 0) {
-        standardError().printLine("Error getting display setup");
+        base::core::logError("Error getting display setup");
         std::exit(noSetupStatus);
     }
 

@@ -1,6 +1,6 @@
 #include "window/XDisplayThread.h"
 
-#include "core/StdStreams.h"
+#include "core/Log.h"
 #include "host/PluginHost.h"
 #include "window/PluginWindowActions.h"
 
@@ -23,7 +23,7 @@ void XDisplayThread::run() {
         const std::unique_ptr<xcb_generic_event_t, void (*)(void*)> event(xcb_wait_for_event(connection),
                                                                           std::free);
         if (event == nullptr) {
-            base::core::standardError().printLine("xcb connection broken");
+            base::core::logError("xcb connection broken");
             return;
         }
         xcb_flush(connection);

@@ -1,11 +1,12 @@
 #include "window/XcbPluginWindow.h"
 
-#include "core/StdStreams.h"
+#include "core/Log.h"
 #include "host/PluginHost.h"
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginInstance.h"
 #include "window/WindowPlacement.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <unistd.h>
@@ -55,6 +56,12 @@ xcb_size_hints_t staticGravity() {
     xcb_size_hints_t hints{};
     xcb_icccm_size_hints_set_win_gravity(&hints, XCB_GRAVITY_STATIC);
     return hints;
+}
+
+// The server cuts a length off at 16 bits: a larger one would come out small. A negative one, which arrives
+// as a huge number, becomes 0: the server refuses that, and the window stays as large as it is.
+uint32_t lengthForServer(uint32_t length) {
+    return length > INT32_MAX ? 0 : std::min(length, uint32_t{UINT16_MAX});
 }
 
 void configurePlace(xcb_connection_t* connection, uint32_t window, ScreenPoint place) {
@@ -113,8 +120,7 @@ bool XcbPluginWindow::create() {
     if (parentWindow != noWindow)
         xcb_icccm_set_wm_transient_for(connection, windowId, parentWindow);
     if (const Reply<xcb_generic_error_t> error{xcb_request_check(connection, made)}; error != nullptr) {
-        base::core::standardError().printLine(
-            concat("Could not create window: X11 Error code ", int32_t{error->error_code}));
+        base::core::logError("Could not create window: X11 Error code ", int32_t{error->error_code});
         return false;
     }
     xcb_flush(connection);
@@ -153,11 +159,13 @@ void XcbPluginWindow::resize(uint32_t width, uint32_t height) {
     xcb_connection_t* connection = host->display.connection;
     if (connection == nullptr)
         return;
+    const uint32_t values[] = {lengthForServer(width), lengthForServer(height)};
+    const auto hintedWidth = static_cast<int32_t>(values[0]);
+    const auto hintedHeight = static_cast<int32_t>(values[1]);
     xcb_size_hints_t hints = staticGravity();
-    xcb_icccm_size_hints_set_min_size(&hints, static_cast<int32_t>(width), static_cast<int32_t>(height));
-    xcb_icccm_size_hints_set_max_size(&hints, static_cast<int32_t>(width), static_cast<int32_t>(height));
+    xcb_icccm_size_hints_set_min_size(&hints, hintedWidth, hintedHeight);
+    xcb_icccm_size_hints_set_max_size(&hints, hintedWidth, hintedHeight);
     xcb_icccm_set_wm_normal_hints(connection, windowId, &hints);
-    const uint32_t values[] = {width, height};
     constexpr uint16_t mask = XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT;
     xcb_configure_window(connection, windowId, mask, values);
     if (const uint32_t child = childWindow; child != noWindow)
@@ -190,6 +198,6 @@ bool XcbPluginWindow::waitForPluginWindow() {
         }
         usleep(roundLength);
     }
-    base::core::standardError().printLine("VST plugin did not create it's window inside the plugin window");
+    base::core::logError("VST plugin did not create it's window inside the plugin window");
     return false;
 }

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
-#include <iostream>
 #include <stdexcept>
 #include <string>
 #include <unistd.h>
@@ -47,7 +46,6 @@ void measureAndReport(int count, char** arguments, const char* name, void (*meas
 } // namespace
 
 int runBenchmarkProgram(int argumentCount, char** arguments, const char* name, void (*measure)(Report&)) {
-    std::ios::sync_with_stdio(false);
     try {
         measureAndReport(argumentCount, arguments, name, measure);
         return 0;

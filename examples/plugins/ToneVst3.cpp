@@ -122,6 +122,16 @@ constexpr Expression expressions[] = {
 
 constexpr auto textCapacity = static_cast<int32_t>(sizeof(Vst::String128) / sizeof(Vst::TChar));
 
+/// Reads a text that is a number and nothing else.
+bool readNumber(const Vst::TChar* text, double& number) {
+    char ascii[textCapacity] = {};
+    for (size_t i = 0; i + 1 < std::size(ascii) && text[i] != 0; ++i)
+        ascii[i] = text[i] < 0x80 ? static_cast<char>(text[i]) : '?';
+    char* end = ascii;
+    number = std::strtod(ascii, &end);
+    return end != ascii && *end == 0;
+}
+
 class ToneController
     : public Vst3Offering<Vst3DialController, Vst::IMidiMapping, Vst::INoteExpressionController> {
 public:
@@ -179,9 +189,21 @@ public:
     }
 
     tresult PLUGIN_API getNoteExpressionValueByString(Steinberg::int32, Steinberg::int16,
-                                                      Vst::NoteExpressionTypeID, const Vst::TChar*,
-                                                      Vst::NoteExpressionValue&) override {
-        return kNotImplemented;
+                                                      Vst::NoteExpressionTypeID type, const Vst::TChar* text,
+                                                      Vst::NoteExpressionValue& value) override {
+        if (text == nullptr || (type != Vst::kVolumeTypeID && type != Vst::kTuningTypeID))
+            return kInvalidArgument;
+        double shown = 0;
+        if (!readNumber(text, shown))
+            return kResultFalse;
+        const double meant = type == Vst::kVolumeTypeID ? std::pow(10.0, shown / 20) / volumeScale
+                                                        : shown / tuningScale + tuningCentre;
+        // What is shown has been rounded.
+        constexpr double rounding = 0.006;
+        if (!(meant >= -rounding && meant <= 1 + rounding))
+            return kResultFalse;
+        value = std::clamp(meant, 0.0, 1.0);
+        return kResultOk;
     }
 
 protected:

@@ -141,6 +141,10 @@ Steinberg::uint32 Vst3Component::getTailSamples() {
     return Vst::kNoTail;
 }
 
+Steinberg::uint32 Vst3Component::getProcessContextRequirements() {
+    return 0;
+}
+
 void Vst3Component::render(Vst::ProcessData&) {}
 
 const Vst3Bus* Vst3Component::findBus(Vst::MediaType media, Vst::BusDirection direction,

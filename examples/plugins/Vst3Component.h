@@ -31,7 +31,8 @@ struct Vst3ComponentTraits {
 
 /// The half of a VST 3 plug-in that renders: the base of the components of this tree. Whatever it is asked, a
 /// derived class may answer for itself.
-class Vst3Component : public Vst3Half<Vst::IComponent, Vst::IAudioProcessor> {
+class Vst3Component
+    : public Vst3Half<Vst::IComponent, Vst::IAudioProcessor, Vst::IProcessContextRequirements> {
 public:
     explicit Vst3Component(const Vst3ComponentTraits& traits);
 
@@ -61,6 +62,8 @@ public:
     /// Takes over the changes of parameters, then renders.
     tresult PLUGIN_API process(Vst::ProcessData& data) override;
     Steinberg::uint32 PLUGIN_API getTailSamples() override;
+    /// Nothing: no plug-in of this tree asks for the time.
+    Steinberg::uint32 PLUGIN_API getProcessContextRequirements() override;
 
 protected:
     /// Writes the block's outputs; the base leaves them as they are.

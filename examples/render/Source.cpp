@@ -27,7 +27,8 @@ void addNote(PluginAudioContext& context, uint8_t status, uint8_t note, int64_t 
 
 Source::~Source() = default;
 
-FileSource::FileSource(const std::string& path) : file(sf_open(path.c_str(), SFM_READ, &info), sf_close) {
+FileSource::FileSource(const std::string& path)
+    : path(path), file(sf_open(path.c_str(), SFM_READ, &info), sf_close) {
     if (file == nullptr)
         throw std::runtime_error("Could not read " + path + ": " + sf_strerror(nullptr));
 }
@@ -35,7 +36,11 @@ FileSource::FileSource(const std::string& path) : file(sf_open(path.c_str(), SFM
 int64_t FileSource::fill(PluginAudioContext& context) {
     const auto channels = static_cast<size_t>(info.channels);
     interleaved.assign(static_cast<size_t>(context.blockSize) * channels, 0.0F);
-    position += sf_readf_float(file.get(), interleaved.data(), context.blockSize);
+    const sf_count_t count = sf_readf_float(file.get(), interleaved.data(), context.blockSize);
+    if (sf_error(file.get()) != SF_ERR_NO_ERROR)
+        throw std::runtime_error("Could not read " + path + ": " + sf_strerror(file.get()));
+    // A file that is shorter than it says ends where it ends.
+    position = count < context.blockSize ? info.frames : position + count;
     for (int32_t channel = 0; channel < context.inputChannelCount; ++channel) {
         const size_t from = std::min(static_cast<size_t>(channel), channels - 1);
         for (int32_t frame = 0; frame < context.blockSize; ++frame)

@@ -14,7 +14,7 @@ public:
     virtual ~Source();
 
     /// Writes the next block's input audio and events into the context, zero behind the end. Returns the
-    /// frames that are left after it.
+    /// frames that are left after it. Throws `std::runtime_error` for a file that fails.
     virtual int64_t fill(PluginAudioContext& context) = 0;
     virtual void rewind() = 0;
     /// In frames.
@@ -35,6 +35,7 @@ public:
     int32_t getSampleRate() const override { return info.samplerate; }
 
 private:
+    std::string path;
     SF_INFO info{};
     std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file;
     std::vector<float> interleaved;

@@ -8,16 +8,21 @@
 #include "plugin/PluginInstance.h"
 #include "render/Measurements.h"
 #include "render/OpenEditor.h"
+#include "render/Recording.h"
 #include "render/Source.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <sys/wait.h>
 #include <thread>
 #include <vector>
 
@@ -26,6 +31,7 @@ namespace {
 constexpr double patience = 30;     // seconds, for a plug-in to come up
 constexpr int32_t longestTail = 10; // seconds
 constexpr double tempo = 120;       // beats a minute
+constexpr const char* usage = "Usage: render [--identifier ID] [--editor] PLUGIN [IN.wav [OUT.wav]]";
 
 struct Arguments {
     std::string plugin;
@@ -33,35 +39,6 @@ struct Arguments {
     std::string input;
     std::string output = "rendered.wav";
     bool editor = false;
-};
-
-/// The output file, in the plug-in's channels.
-class Recording {
-public:
-    Recording(const std::string& path, int32_t channels, int32_t sampleRate) : channels(channels) {
-        SF_INFO info{};
-        info.channels = channels;
-        info.samplerate = sampleRate;
-        info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_24;
-        file.reset(sf_open(path.c_str(), SFM_WRITE, &info));
-        if (file == nullptr)
-            throw std::runtime_error("Could not write " + path + ": " + sf_strerror(nullptr));
-        sf_command(file.get(), SFC_SET_CLIPPING, nullptr, SF_TRUE);
-    }
-
-    void add(const PluginAudioContext& context, int32_t frames) {
-        interleaved.clear();
-        for (int32_t frame = 0; frame < frames; ++frame) {
-            for (int32_t channel = 0; channel < channels; ++channel)
-                interleaved.push_back(context.outputChannel(channel)[frame]);
-        }
-        sf_writef_float(file.get(), interleaved.data(), frames);
-    }
-
-private:
-    int32_t channels;
-    std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file{nullptr, sf_close};
-    std::vector<float> interleaved;
 };
 
 /// Without a slash at its end, as shells leave it behind a folder: the last letters of a path tell the
@@ -79,11 +56,13 @@ Arguments readArguments(int count, char** texts) {
             arguments.identifier = texts[++i];
         else if (std::string(texts[i]) == "--editor")
             arguments.editor = true;
+        else if (std::string(texts[i]).starts_with("--"))
+            throw std::runtime_error(usage);
         else
             files.emplace_back(texts[i]);
     }
     if (files.empty() || files.size() > 3)
-        throw std::runtime_error("Usage: render [--identifier ID] [--editor] PLUGIN [IN.wav [OUT.wav]]");
+        throw std::runtime_error(usage);
     arguments.plugin = absolutePath(files[0]);
     if (files.size() > 1)
         arguments.input = files[1];
@@ -92,10 +71,30 @@ Arguments readArguments(int count, char** texts) {
     return arguments;
 }
 
-std::unique_ptr<Source> makeSource(const Arguments& arguments, const CreatePluginInstanceReply& plugin,
-                                   int32_t sampleRate) {
-    if (!arguments.input.empty())
-        return std::make_unique<FileSource>(arguments.input);
+// The same file under another name, or behind a link, counts.
+void refuseToOverwrite(const std::string& read, const std::string& written) {
+    std::error_code missing;
+    if (!read.empty() && std::filesystem::equivalent(read, written, missing))
+        throw std::runtime_error("The output would replace " + read + ", which is read");
+}
+
+/// What the arguments name; null for none. Throws where it can't be played.
+std::unique_ptr<FileSource> openInput(const Arguments& arguments) {
+    refuseToOverwrite(arguments.plugin, arguments.output);
+    refuseToOverwrite(arguments.input, arguments.output);
+    if (arguments.input.empty())
+        return nullptr;
+    auto source = std::make_unique<FileSource>(arguments.input);
+    // A host has one rate from its start, and no plug-in is asked to convert.
+    constexpr int32_t playedRate = RemotePluginHostProxy::defaultSampleRate;
+    if (source->getSampleRate() != playedRate)
+        throw std::runtime_error(arguments.input + " has " + std::to_string(source->getSampleRate()) +
+                                 " Hz and would be played at " + std::to_string(playedRate) +
+                                 " Hz: convert it first");
+    return source;
+}
+
+std::unique_ptr<Source> makeSource(const CreatePluginInstanceReply& plugin, int32_t sampleRate) {
     if (plugin.inputChannelCount == 0)
         return std::make_unique<PhraseSource>(sampleRate);
     return std::make_unique<PingSource>(sampleRate);
@@ -176,43 +175,81 @@ private:
     int32_t result = processActive;
 };
 
-void render(const Arguments& arguments, const std::string& hostProgram) {
-    RemotePluginHostProxy::setManager(new WaitingProxyManager);
-    const Ref<RemotePluginHostProxy> proxy(new RemotePluginHostProxy(hostProgram.c_str()));
+/// How the host has ended, for a sentence; no text if it runs.
+std::optional<std::string> describeEnd(pid_t host) {
+    using namespace std::chrono_literals;
+    constexpr int rounds = 100;
+    // A process that ends gives up its pipes before it can be waited for. Its proxy is the one that reaps it.
+    for (int i = 0; i < rounds; ++i) {
+        siginfo_t end{};
+        if (waitid(P_PID, static_cast<id_t>(host), &end, WEXITED | WNOHANG | WNOWAIT) != 0)
+            return ""; // reaped by its proxy
+        if (end.si_pid == host)
+            return end.si_code == CLD_EXITED ? ": it exited with " + std::to_string(end.si_status)
+                                             : std::string(": ") + strsignal(end.si_status);
+        std::this_thread::sleep_for(10ms);
+    }
+    return std::nullopt;
+}
 
+void play(const Arguments& arguments, const Ref<RemotePluginHostProxy>& proxy,
+          std::unique_ptr<Source> source) {
     const Ref<OpenEditor> editor(new OpenEditor);
     const Ref<ReplyWaiter> created(new ReplyWaiter(*proxy));
     const int32_t instanceId = proxy->createPluginInstance(
         arguments.plugin.c_str(), {}, arguments.identifier.c_str(), false, editor, created);
     const auto plugin = created->waitFor<CreatePluginInstanceReply>(patience);
-    const int32_t sampleRate = proxy->getSampleRate();
-    const std::unique_ptr<Source> source = makeSource(arguments, *plugin, sampleRate);
-    if (source->getSampleRate() != sampleRate)
-        std::printf("The input has %d Hz and is rendered as if it had %d Hz.\n", source->getSampleRate(),
-                    sampleRate);
-
-    Recording recording(arguments.output, std::max(plugin->outputChannelCount, 1), source->getSampleRate());
     if (plugin->outputChannelCount < 1)
         throw std::runtime_error("The plug-in has no audio outputs");
+    if (arguments.editor && !plugin->hasEditor)
+        throw std::runtime_error("The plug-in has no editor");
+    const int32_t sampleRate = proxy->getSampleRate();
+    if (source == nullptr)
+        source = makeSource(*plugin, sampleRate);
+
+    Recording recording(arguments.output, plugin->outputChannelCount, sampleRate);
     const Ref<RemotePluginAudioContextProxy> context(new RemotePluginAudioContextProxy(proxy, *plugin));
     context->startProcessing();
     Player player(*context, *source, recording, *editor, sampleRate);
     if (arguments.editor) {
-        if (!plugin->hasEditor)
-            throw std::runtime_error("The plug-in has no editor");
         const std::string title = std::filesystem::path(arguments.plugin).stem();
         proxy->openGUI(instanceId, 0, false, title.c_str());
         player.playWhileEditorIsOpen();
     } else {
         player.playToTheEnd();
     }
-    player.printMeasurements();
     context->stopProcessing();
     context->drain();
+    recording.finish();
+    player.printMeasurements();
     proxy->destroyPluginInstance(instanceId);
     proxy->removePluginInstance(instanceId);
     proxy->shutdown();
     std::printf("written           %s\n", arguments.output.c_str());
+    if (std::fflush(stdout) != 0)
+        throw std::runtime_error("Could not write to the standard output stream");
+}
+
+void render(const Arguments& arguments, const std::string& hostProgram) {
+    std::unique_ptr<Source> source = openInput(arguments);
+    RemotePluginHostProxy::setManager(new WaitingProxyManager);
+    const Ref<RemotePluginHostProxy> proxy(new RemotePluginHostProxy(hostProgram.c_str()));
+    try {
+        play(arguments, proxy, std::move(source));
+    } catch (const IOException&) {
+        // What the pipe of a dead host says is of no use to a reader.
+        const std::optional<std::string> end = describeEnd(proxy->getChildPid());
+        if (!end)
+            throw;
+        throw std::runtime_error("The host of " + arguments.plugin + " died" + *end);
+    }
+}
+
+/// An exception's words, which may have several lines.
+int fail(std::string words) {
+    std::replace(words.begin(), words.end(), '\n', ' ');
+    std::fprintf(stderr, "render: %s\n", words.c_str());
+    return 1;
 }
 
 } // namespace
@@ -224,9 +261,8 @@ int main(int argc, char** argv) {
         render(arguments, directory / "plugin-host");
         return 0;
     } catch (const Exception& exception) {
-        std::fprintf(stderr, "render: %s\n", exception.getMessage().toStdString().c_str());
+        return fail(exception.getMessage().toStdString());
     } catch (const std::exception& exception) {
-        std::fprintf(stderr, "render: %s\n", exception.what());
+        return fail(exception.what());
     }
-    return 1;
 }

@@ -62,6 +62,8 @@ public:
             kill(pid, SIGKILL);
             waitpid(pid, nullptr, 0);
         }
+        // Beside AddressSanitizer, the other one writes into no file.
+        EXPECT_EQ(error.find("runtime error: "), std::string::npos) << error;
         close(outputEnd);
         close(errorEnd);
     }

@@ -21,12 +21,25 @@ protected:
         const ProgramResult result = runProgram({"list", path}, {}, workingDirectory);
         EXPECT_EQ(result.status, 0);
         EXPECT_EQ(result.error, "");
+        return sortedLines(result.output);
+    }
+
+    static std::vector<std::string> sortedLines(const std::string& text) {
         std::vector<std::string> lines;
-        std::istringstream text(result.output);
-        for (std::string line; std::getline(text, line);)
+        std::istringstream stream(text);
+        for (std::string line; std::getline(stream, line);)
             lines.push_back(line);
         std::sort(lines.begin(), lines.end());
         return lines;
+    }
+
+    /// The root user reads every folder, unless that capability is dropped.
+    static ProgramResult runWithoutPrivileges(std::vector<std::string> arguments) {
+        if (geteuid() != 0)
+            return runProgram(arguments);
+        arguments.insert(arguments.begin(),
+                         {"--bounding-set=-dac_override,-dac_read_search", PLUGIN_HOST_EXECUTABLE});
+        return runProgram(arguments, {}, "/", "/usr/bin/setpriv");
     }
 
     TestDirectory directory;
@@ -132,4 +145,65 @@ TEST_F(PluginList, NeitherAPluginNorADisplayIsNeeded) {
     const ProgramResult result = runProgram({"list", directory.path}, {{"DISPLAY", ""}});
     EXPECT_EQ(result.output, directory / "text.so" + "\n");
     EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(PluginList, ANameThatIsNoTextIsOneLineOfTheLogAndTheRestIsListed) {
+    makeFile("a.so");
+    makeFile("M\xFCller.so");
+    makeFile("below/M\xFCller/inner.so");
+    makeFile("z.so");
+    const ProgramResult result = runProgram({"list", directory.path});
+    EXPECT_EQ(sortedLines(result.output), (Lines{directory / "a.so", directory / "z.so"}));
+    const std::string shown = "\xEF\xBF\xBD";
+    Lines expected{
+        "Could not list \"M" + shown + "ller.so\" in \"" + directory.path + "\": Its name is no UTF-8",
+        "Could not list \"M" + shown + "ller\" in \"" + directory / "below" + "\": Its name is no UTF-8"};
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(sortedLines(result.error), expected);
+    EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(PluginList, AFolderThatCannotBeReadIsOneLineOfTheLogAndTheRestIsListed) {
+    makeFile("a.so");
+    makeFile("locked/hidden.so");
+    makeFile("z.so");
+    std::filesystem::permissions(directory / "locked", std::filesystem::perms::none);
+    const ProgramResult result = runWithoutPrivileges({"list", directory.path});
+    EXPECT_EQ(sortedLines(result.output), (Lines{directory / "a.so", directory / "z.so"}));
+    EXPECT_EQ(result.error, "Could not read folder \"" + directory / "locked" + "\": Permission denied\n");
+    EXPECT_EQ(result.status, 0);
+    std::filesystem::permissions(directory / "locked", std::filesystem::perms::owner_all);
+}
+
+TEST_F(PluginList, AFolderThatCannotBeEnteredIsListedByItsNamesWithALineForEach) {
+    makeFile("closed/plugin.so");
+    makeFile("z.so");
+    std::filesystem::permissions(directory / "closed", std::filesystem::perms::owner_read);
+    const ProgramResult result = runWithoutPrivileges({"list", directory.path});
+    EXPECT_EQ(sortedLines(result.output), (Lines{directory / "closed/plugin.so", directory / "z.so"}));
+    EXPECT_EQ(result.error,
+              "Could not look at \"" + directory / "closed/plugin.so" + "\": Permission denied\n");
+    EXPECT_EQ(result.status, 0);
+    std::filesystem::permissions(directory / "closed", std::filesystem::perms::owner_all);
+}
+
+TEST_F(PluginList, ACircleOfSymbolicLinksEndsWhereTheSystemRefusesIt) {
+    makeFile("a.so");
+    std::filesystem::create_directory_symlink(directory.path, directory / "circle");
+    const ProgramResult result = runProgram({"list", directory.path});
+    const Lines lines = sortedLines(result.output);
+    EXPECT_EQ(lines.front(), directory / "a.so");
+    EXPECT_EQ(lines.back().find(directory / "circle/"), 0u);
+    EXPECT_EQ(sortedLines(result.error).size(), 1u) << result.error;
+    EXPECT_NE(result.error.find("\": Too many levels of symbolic links\n"), std::string::npos)
+        << result.error;
+    EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(PluginList, APathThatIsNoTextIsRefusedInWords) {
+    const ProgramResult result = runProgram({"list", directory / "M\xFCller"});
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.error,
+              "Could not use the path \"" + directory / "M\xEF\xBF\xBDller" + "\": Invalid UTF8 encoding\n");
+    EXPECT_EQ(result.status, 255);
 }

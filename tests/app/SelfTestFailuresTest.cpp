@@ -5,6 +5,14 @@
 #include "support/FileBytes.h"
 #include "support/RealDeaths.h"
 
+#include <atomic>
+#include <cstddef>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+
 namespace {
 
 const std::string notTested = "Could not test plug-in: ";
@@ -14,9 +22,6 @@ const std::string overrun = notRendered + "Plugin wrote outside of the supplied 
 const std::string ended = "End of stream";
 const std::string lost = "Communication lost with plugin host process";
 constexpr const char* died = "Remote plugin process died ";
-
-/// For steps of plug-ins that hang: past it they are given up.
-constexpr const char* shortBound = "1";
 
 size_t occurrences(const std::string& text, const std::string& part) {
     size_t count = 0;
@@ -189,9 +194,9 @@ TEST(SelfTestFailures, AHostThatDoesNotComeUpFailsEachPluginOnceItIsOverdue) {
     const std::string reason = "Could not start plug-in host: Test failed waiting for plug-in host";
     const TestDirectory directory;
     const std::string host = directory / "opens-no-pipes";
-    writeFile(host, "#!/bin/sh\nexec sleep 60\n");
+    writeFile(host, "#!/bin/sh\n: >\"$SELF_TEST_CLOCK_TURN\"\nexec sleep 60\n");
     std::filesystem::permissions(host, std::filesystem::perms::owner_all);
-    const ProgramResult result = runSelfTest({one, other}, host, shortBound);
+    const ProgramResult result = runSelfTest({one, other}, host, "plug-in host");
     EXPECT_EQ(verdictOf(result), verdict({}, {{one, reason}, {other, reason}}));
     EXPECT_EQ(result.status, 1);
 }
@@ -204,7 +209,7 @@ TEST(SelfTestFailures, AHostThatCannotBeStartedFailsEachPluginWithTheReason) {
     const std::string pipes = "/tmp/pipes-" + user;
     writeFile(pipes, "");
     const ProgramResult result =
-        runProgram({shortBound, PLUGIN_HOST_EXECUTABLE, plugin}, {{"USER", user}}, "/", SELF_TEST_PROGRAM);
+        runSelfTest({plugin}, PLUGIN_HOST_EXECUTABLE, "plug-in host", {{"USER", user}});
     std::filesystem::remove(pipes);
     const std::string failedLine = "\nFailed plugins:\n" + plugin + ":      Could not start plug-in host: ";
     EXPECT_NE(result.output.find(failedLine), std::string::npos) << result.output;
@@ -214,14 +219,14 @@ TEST(SelfTestFailures, AHostThatCannotBeStartedFailsEachPluginWithTheReason) {
 
 TEST_P(HangingPluginTest, IsKilledOnceItIsOverdueAndTheLaterPluginsAreStillTested) {
     const ProgramResult result =
-        runSelfTest({refusing, hanging, refusing}, PLUGIN_HOST_EXECUTABLE, shortBound);
+        runSelfTest({refusing, hanging, refusing}, PLUGIN_HOST_EXECUTABLE, GetParam().subject);
     EXPECT_EQ(verdictOf(result), verdict({}, {refusal, failure, refusal}));
     EXPECT_EQ(occurrences(result.error, died), 1u) << result.error;
     EXPECT_EQ(result.status, 1);
 }
 
 TEST_P(HangingPluginTest, InTheSameProcessEndsTheTestWithItsVerdictOnceItIsOverdue) {
-    const ProgramResult result = runSelfTest({refusing, hanging, refusing}, ownProcess, shortBound);
+    const ProgramResult result = runSelfTest({refusing, hanging, refusing}, ownProcess, GetParam().subject);
     EXPECT_EQ(verdictOf(result), verdict({}, {refusal, failure}));
     EXPECT_EQ(result.status, 1);
 }
@@ -229,6 +234,93 @@ TEST_P(HangingPluginTest, InTheSameProcessEndsTheTestWithItsVerdictOnceItIsOverd
 TEST(SelfTestFailures, AVst3ModuleThatHangsInItsBlockIsKilledOnceItIsOverdue) {
     PluginsUnderTest plugins;
     const std::string hanging = plugins.add("never-returns.vst3");
-    const ProgramResult result = runSelfTest({hanging}, PLUGIN_HOST_EXECUTABLE, shortBound);
+    const ProgramResult result =
+        runSelfTest({hanging}, PLUGIN_HOST_EXECUTABLE, "test audio engine to complete");
     EXPECT_EQ(verdictOf(result), verdict({}, {{hanging, late + "test audio engine to complete"}}));
+}
+
+namespace {
+
+/// An X server that takes connections and never answers one. Turns the clock when the first has come.
+class SilentDisplay {
+public:
+    explicit SilentDisplay(std::string turning) : turning(std::move(turning)) {
+        // A name that is no file, which clients of an X server try first.
+        const std::string socketName = "/tmp/.X11-unix/X" + std::to_string(number);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::memcpy(address.sun_path + 1, socketName.data(), socketName.size());
+        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + socketName.size());
+        listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), size), 0);
+        EXPECT_EQ(listen(listener, 4), 0);
+        accepting = std::thread([this] { accept(); });
+    }
+    ~SilentDisplay() {
+        shutdown(listener, SHUT_RDWR);
+        accepting.join();
+        close(listener);
+    }
+    SilentDisplay(const SilentDisplay&) = delete;
+    SilentDisplay& operator=(const SilentDisplay&) = delete;
+
+    std::string name() const { return ":" + std::to_string(number); }
+    int countConnections() const { return connections; }
+
+private:
+    void accept() {
+        std::vector<int> silent;
+        for (int connection; (connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
+            silent.push_back(connection);
+            ++connections;
+            writeFile(turning, "an hour");
+        }
+        for (const int connection : silent)
+            close(connection);
+    }
+
+    /// Not that of a real server, nor of a test that runs beside this one.
+    const int number = 100000 + getpid();
+    const std::string turning;
+    int listener = -1;
+    std::atomic<int> connections = 0;
+    std::thread accepting;
+};
+
+ProgramResult runOnSilentDisplay(const std::vector<std::string>& files, const std::string& host) {
+    const StepClock clock;
+    const SilentDisplay display(clock.turning("plug-in host"));
+    std::vector<std::string> arguments{clock.path(), host};
+    arguments.insert(arguments.end(), files.begin(), files.end());
+    const ProgramResult result = runProgram(arguments, {{"DISPLAY", display.name()}}, "/", SELF_TEST_PROGRAM);
+    EXPECT_GE(display.countConnections(), 1);
+    return result;
+}
+
+constexpr const char* notStarted = "Could not start plug-in host: Test failed waiting for plug-in host";
+
+} // namespace
+
+TEST(SelfTestFailures, AnXServerThatNeverAnswersFailsEachPluginOnceItsHostIsOverdue) {
+    PluginsUnderTest plugins;
+    const std::string one = plugins.addNamed("one.so");
+    const std::string other = plugins.addNamed("other.so");
+    const ProgramResult result = runOnSilentDisplay({one, other}, PLUGIN_HOST_EXECUTABLE);
+    EXPECT_EQ(verdictOf(result), verdict({}, {{one, notStarted}, {other, notStarted}}));
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST(SelfTestFailures, AnXServerThatNeverAnswersTheTesterItselfEndsTheTestWithItsVerdict) {
+    PluginsUnderTest plugins;
+    const std::string one = plugins.addNamed("one.so");
+    const std::string other = plugins.addNamed("other.so");
+    const ProgramResult result = runOnSilentDisplay({one, other}, ownProcess);
+    EXPECT_EQ(verdictOf(result), verdict({}, {{one, notStarted}}));
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST(SelfTestFailures, AHostThatNeverEndsEndsTheTestWithItsVerdictOnceItIsOverdue) {
+    const ProgramResult result = runSelfTest({"/one.so", "/other.so"}, "never-ends");
+    EXPECT_EQ(verdictOf(result), verdict({}, {{"/one.so", notTested + "Refused"}}));
+    EXPECT_EQ(result.status, 1);
 }

@@ -18,17 +18,16 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <csignal>
+#include <string>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 using base::core::becomesTrue;
 using base::core::CapturedOutput;
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 std::string outcomeOf(TestReplyHandler& handler) {
     try {
@@ -161,69 +160,121 @@ TEST(TestingNotificationListener, PrintsALineForEachOtherKindOfNotification) {
               "Plug-in window moved to 10, 20 with a size of 300 by 200\n");
 }
 
-TEST(StepWatchdog, CallsAgainWhileTheStepIsOverdue) {
-    std::atomic<int> calls = 0;
-    const Ref<StepWatchdog> watchdog(new StepWatchdog(0.001, [&] { ++calls; }));
-    watchdog->start();
-    watchdog->beginStep();
-    EXPECT_TRUE(becomesTrue([&] { return calls >= 2; }));
-    EXPECT_TRUE(watchdog->wasOverdue());
+TEST(StepBound, AStepIsOverdueOnceItsBoundHasPassedAndNotBefore) {
+    StepBound step(10);
+    step.begin(100);
+    EXPECT_FALSE(step.isOverdueAt(100));
+    EXPECT_FALSE(step.isOverdueAt(109.9));
+    EXPECT_FALSE(step.wasOverdue());
+    EXPECT_TRUE(step.isOverdueAt(110));
+    EXPECT_TRUE(step.isOverdueAt(1000));
+    EXPECT_TRUE(step.wasOverdue());
 }
 
-TEST(StepWatchdog, AStepStaysOverdueAfterItsEndUntilAnotherBegins) {
-    std::atomic<bool> called = false;
-    const Ref<StepWatchdog> watchdog(new StepWatchdog(1, [&] { called = true; }));
-    watchdog->start();
-    watchdog->beginStep();
-    ASSERT_TRUE(becomesTrue([&] { return called.load(); }));
-    watchdog->endStep();
-    EXPECT_TRUE(watchdog->wasOverdue());
-    watchdog->beginStep();
-    EXPECT_FALSE(watchdog->wasOverdue());
-    watchdog->endStep();
+TEST(StepBound, TheBoundCountsFromTheBeginningOfTheLatestStep) {
+    StepBound step(10);
+    step.begin(100);
+    step.begin(108);
+    EXPECT_FALSE(step.isOverdueAt(111));
+    EXPECT_TRUE(step.isOverdueAt(118));
 }
 
-TEST(StepWatchdog, TheBoundCountsFromTheBeginningOfTheLatestStep) {
-    constexpr auto bound = std::chrono::milliseconds(400);
-    std::atomic<int> step = 0;
-    std::atomic<Clock::rep> overdueAt = 0;
-    const Ref<StepWatchdog> watchdog(new StepWatchdog(0.4, [&] {
-        if (step == 2 && overdueAt == 0)
-            overdueAt = Clock::now().time_since_epoch().count();
-    }));
-    watchdog->start();
-    step = 1;
-    const auto firstBegun = Clock::now();
-    watchdog->beginStep();
-    ASSERT_TRUE(becomesTrue([&] { return Clock::now() > firstBegun + bound / 2; }));
-    step = 2;
-    const auto secondBegun = Clock::now();
-    watchdog->beginStep();
-    ASSERT_TRUE(becomesTrue([&] { return overdueAt != 0; }));
-    EXPECT_GE(overdueAt, (secondBegun + bound).time_since_epoch().count());
+TEST(StepBound, AStepStaysOverdueAfterItsEndUntilAnotherBegins) {
+    StepBound step(10);
+    step.begin(100);
+    EXPECT_TRUE(step.isOverdueAt(110));
+    step.end();
+    EXPECT_TRUE(step.wasOverdue());
+    step.begin(111);
+    EXPECT_FALSE(step.wasOverdue());
 }
 
-TEST(StepWatchdog, NoStepIsOverdueOnceItHasEnded) {
-    std::atomic<int> step = 0;
-    std::atomic<int> overdue = 0; // the step
-    const Ref<StepWatchdog> watchdog(new StepWatchdog(0.2, [&] { overdue = step.load(); }));
-    watchdog->start();
-    for (step = 1; step <= 3; ++step) {
-        watchdog->beginStep();
-        watchdog->endStep();
+TEST(StepBound, NoStepIsOverdueBeforeTheFirstOrOnceItHasEnded) {
+    StepBound step(10);
+    EXPECT_FALSE(step.isInStep());
+    EXPECT_FALSE(step.isOverdueAt(1000));
+    step.begin(1000);
+    EXPECT_TRUE(step.isInStep());
+    step.end();
+    EXPECT_FALSE(step.isInStep());
+    EXPECT_FALSE(step.isOverdueAt(2000));
+    EXPECT_FALSE(step.wasOverdue());
+}
+
+namespace {
+
+/// The time of the test's own.
+struct TurnedClock {
+    std::atomic<double> now = 0;
+
+    StepWatchdog::Clock asClock() {
+        return [this](const char*) { return now.load(); };
     }
-    const auto ended = Clock::now();
-    ASSERT_TRUE(becomesTrue([&] { return Clock::now() > ended + std::chrono::milliseconds(300); }));
-    EXPECT_EQ(overdue, 0);
-    watchdog->beginStep();
-    ASSERT_TRUE(becomesTrue([&] { return overdue != 0; }));
+};
+
+} // namespace
+
+TEST(StepWatchdog, CallsAgainWhileTheStepIsOverdueByItsClock) {
+    TurnedClock clock;
+    std::atomic<int> calls = 0;
+    std::atomic<bool> calledEarly = false;
+    const Ref<StepWatchdog> watchdog(new StepWatchdog(
+        10,
+        [&] {
+            calledEarly = calledEarly || clock.now < 10;
+            ++calls;
+        },
+        clock.asClock()));
+    watchdog->start();
+    watchdog->beginStep("a turn");
+    EXPECT_FALSE(watchdog->wasOverdue());
+    clock.now = 10;
+    EXPECT_TRUE(becomesTrue([&] { return calls >= 2; }));
+    EXPECT_FALSE(calledEarly);
+    EXPECT_TRUE(watchdog->wasOverdue());
+}
+
+TEST(StepWatchdog, AStepWakesTheThreadThatRests) {
+    std::atomic<int> calls = 0;
+    std::atomic<pid_t> thread = 0;
+    TurnedClock clock;
+    const Ref<StepWatchdog> watchdog(new StepWatchdog(
+        10,
+        [&] {
+            thread = base::core::currentThreadId();
+            ++calls;
+        },
+        clock.asClock()));
+    watchdog->start();
+    watchdog->beginStep("a turn");
+    clock.now = 10;
+    ASSERT_TRUE(becomesTrue([&] { return calls >= 1; }));
+    watchdog->endStep();
+    const int callsBefore = calls;
+    ASSERT_TRUE(becomesTrue([&] { return base::core::isAsleep(thread); }));
+    watchdog->beginStep("another turn");
+    clock.now = 20;
+    EXPECT_TRUE(becomesTrue([&] { return calls > callsBefore; }));
+}
+
+TEST(StepWatchdog, TheClockIsToldWhatTheStepWaitsFor) {
+    std::atomic<int> calls = 0;
+    const Ref<StepWatchdog> watchdog(new StepWatchdog(
+        10, [&] { ++calls; },
+        [begun = false](const char* subject) mutable {
+            const bool isFirst = !std::exchange(begun, true);
+            return isFirst || subject != std::string("the host") ? 0.0 : 10.0;
+        }));
+    watchdog->start();
+    watchdog->beginStep("the host");
+    EXPECT_TRUE(becomesTrue([&] { return calls >= 1; }));
 }
 
 TEST(StepWatchdog, EndsWithItsOwnerInTheMiddleOfAStep) {
-    const auto start = Clock::now();
-    Ref<StepWatchdog> watchdog(new StepWatchdog(60, [] { ADD_FAILURE() << "The step has time"; }));
+    TurnedClock clock;
+    Ref<StepWatchdog> watchdog(new StepWatchdog(
+        10, [] { ADD_FAILURE() << "The step has time"; }, clock.asClock()));
     watchdog->start();
-    watchdog->beginStep();
+    watchdog->beginStep("a turn");
     watchdog = nullptr;
-    EXPECT_LT(Clock::now() - start, std::chrono::seconds(4));
 }

@@ -36,13 +36,31 @@ private:
 
 constexpr const char* ownProcess = "local";
 
-/// The self-test over several plug-ins, with hosts of the program or in the tester's own process.
+/// The clock of the steps of a self-test, which stands still until it is turned.
+class StepClock {
+public:
+    /// What makes the step that waits for `subject` overdue, once it is the current one: a file of this path.
+    /// A program or a plug-in that hangs makes the file that `variable` holds.
+    std::string turning(const std::string& subject) const { return directory / subject; }
+    static constexpr const char* variable = "SELF_TEST_CLOCK_TURN";
+
+    const std::string& path() const { return directory.path; }
+
+private:
+    TestDirectory directory;
+};
+
+/// The self-test over several plug-ins, with hosts of the program or in the tester's own process. What hangs
+/// does so until the step that waits for `hangingSubject` is overdue.
 inline ProgramResult runSelfTest(const std::vector<std::string>& files,
                                  const std::string& host = PLUGIN_HOST_EXECUTABLE,
-                                 const std::string& bound = "10") {
-    std::vector<std::string> arguments{bound, host};
+                                 const std::string& hangingSubject = "nothing",
+                                 ChildProgram::Environment environment = {}) {
+    const StepClock clock;
+    std::vector<std::string> arguments{clock.path(), host};
     arguments.insert(arguments.end(), files.begin(), files.end());
-    return runProgram(arguments, {}, "/", SELF_TEST_PROGRAM);
+    environment[StepClock::variable] = clock.turning(hangingSubject);
+    return runProgram(arguments, environment, "/", SELF_TEST_PROGRAM);
 }
 
 /// The end of the output, from "Passed plugins:" on.

@@ -87,6 +87,7 @@ public:
         calls.emplace_back("host");
         return new NotingProxy(calls, hasEditor);
     }
+    bool canBeInterrupted() const override { return true; }
 
     Calls calls;
 

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <stdexcept>
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -193,6 +194,25 @@ TEST(TestAudioThread, StopsAfterAFailedBlock) {
     context->onBlock = [] { throw IOException("The pipe broke"); };
     expectFailure(context, "The pipe broke");
     EXPECT_EQ(context->blocks, 1);
+    EXPECT_EQ(context->calls, "start stop drain ");
+}
+
+TEST(TestAudioThread, KeepsTheErrorOfAnyExceptionAndStops) {
+    const Ref<WatchedContext> strange(new WatchedContext(256));
+    strange->onBlock = [] { throw std::runtime_error("Strange"); };
+    expectFailure(strange, "Strange");
+    EXPECT_EQ(strange->calls, "start stop drain ");
+
+    const Ref<WatchedContext> stranger(new WatchedContext(256));
+    stranger->onBlock = [] { throw 7; };
+    stranger->onStop = [] { throw 8; };
+    expectFailure(stranger, "Unknown exception");
+}
+
+TEST(TestAudioThread, RendersNoBlocksOfNoFrames) {
+    const Ref<WatchedContext> context(new WatchedContext(-1));
+    EXPECT_EQ(render(context).kept, "");
+    EXPECT_EQ(context->blocks, 0);
     EXPECT_EQ(context->calls, "start stop drain ");
 }
 

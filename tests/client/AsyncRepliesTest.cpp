@@ -4,10 +4,12 @@
 #include "ClientTest.h"
 
 #include "plugin/PluginException.h"
+#include "plugin/PluginHostRequests.h"
 
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <utility>
 
 using base::core::becomesTrue;
 using base::core::CapturedOutput;
@@ -315,7 +317,7 @@ TEST_F(AsyncRepliesTest, AHostThatDiesInTheMiddleOfAFrameIsADeathAndNoReply) {
     EXPECT_TRUE(handler->getLines().empty());
 }
 
-/// Throws what it is given when its reply comes.
+/// Throws what it is given, whatever comes.
 template <class Failure>
 class FailingHandler : public RecordingHandler {
 public:
@@ -328,23 +330,86 @@ private:
     Failure failure;
 };
 
-TEST_F(AsyncRepliesTest, AReceiverThatFailsEndsTheThreadWithOneLineOnTheStandardOutputStream) {
+template <class Failure>
+Ref<PluginHostAsyncReplyHandler> failing(const Failure& failure) {
+    return new FailingHandler<Failure>(failure);
+}
+
+TEST_F(AsyncRepliesTest, WhatAReplyHandlerThrowsIsLoggedAndReadingGoesOn) {
+    const std::string noReply = "00"
+                                "00000002"
+                                "6e6f";
+    const StandIn standIn("connect" + std::string(readsUpdateIo) + sends(ioReply) + readsUpdateIo +
+                          sends("02000000" + noReply) + readsUpdateIo + sends("03000000" + noReply) +
+                          readsUpdateIo + sends("04000000" + noReply) + readsUpdateIo +
+                          sends("05000000" + noReply));
+    const CapturedOutput output(STDOUT_FILENO);
+    const Ref<RemotePluginHostProxy> proxy = startStandIn();
+    proxy->updateIO(1, failing(PluginException("of its own")));
+    proxy->updateIO(1, failing(IOException("of a file")));
+    proxy->updateIO(1, failing(std::runtime_error("strange")));
+    proxy->updateIO(1, failing(7));
+    proxy->updateIO(1, handler);
+    EXPECT_TRUE(becomesTrue([&] { return !handler->getLines().empty(); }));
+    EXPECT_EQ(handler->getLines(), std::vector<std::string>{"error no"});
+    EXPECT_EQ(errorText(), "Plug-in reply handler failed: of its own\n"
+                           "Plug-in reply handler failed: of a file\n"
+                           "Plug-in reply handler failed: strange\n"
+                           "Plug-in reply handler failed: Unknown exception\n");
+    EXPECT_EQ(output.text(), "");
+    EXPECT_EQ(manager->count(), 0u);
+    EXPECT_FALSE(proxy->isClosed());
+}
+
+/// Throws at the first notification.
+class FailingOnceListener : public RecordingListener {
+protected:
+    void add(const std::string& line) override {
+        if (!std::exchange(hasFailed, true))
+            throw IOException("of a file");
+        RecordingListener::add(line);
+    }
+
+private:
+    bool hasFailed = false;
+};
+
+TEST_F(AsyncRepliesTest, WhatAListenerThrowsIsLoggedAndReadingGoesOn) {
+    const StandIn standIn("connect" + std::string(readsCreate) + sends(endOfEdit) + sends(endOfEdit));
+    const Ref<RemotePluginHostProxy> proxy = startStandIn();
+    const Ref<FailingOnceListener> once(new FailingOnceListener);
+    create(*proxy, once);
+    EXPECT_EQ(once->waitForLines(1), std::vector<std::string>{"1: end 9"});
+    EXPECT_EQ(errorText(), "Plug-in notification listener failed: of a file\n");
+    EXPECT_EQ(manager->count(), 0u);
+}
+
+/// A request whose reply can't be read, for another reason than the stream's.
+template <class Failure>
+class UnreadableRequest : public UpdateIORequest {
+public:
+    explicit UnreadableRequest(const Failure& failure) : UpdateIORequest(1), failure(failure) {}
+    Ref<PluginHostReply> readReply(InputStream&) override { throw failure; }
+
+private:
+    Failure failure;
+};
+
+TEST_F(AsyncRepliesTest, AReplyThatCannotBeReadEndsTheThreadWithOneLineOnTheStandardOutputStream) {
     const StandIn standIn("connect" + std::string(readsUpdateIo) + sends(ioReply));
     const CapturedOutput output(STDOUT_FILENO);
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
-    proxy->updateIO(1, Ref<PluginHostAsyncReplyHandler>(
-                           new FailingHandler<PluginException>(PluginException("of its own"))));
+    proxy->sendRequest(new UnreadableRequest<PluginException>(PluginException("of its own")), handler);
     const std::string expected = "Plugin host async reply reader thread crashedof its own\n";
     EXPECT_TRUE(becomesTrue([&] { return occurrences(output.text(), expected) == 1; })) << output.text();
     EXPECT_EQ(manager->count(), 0u);
 }
 
-TEST_F(AsyncRepliesTest, AReceiverThatFailsOtherwiseEndsTheThreadWithOneLineToo) {
+TEST_F(AsyncRepliesTest, AReplyThatCannotBeReadForAnotherReasonEndsTheThreadWithOneLineToo) {
     const StandIn standIn("connect" + std::string(readsUpdateIo) + sends(ioReply));
     const CapturedOutput output(STDOUT_FILENO);
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
-    proxy->updateIO(1, Ref<PluginHostAsyncReplyHandler>(
-                           new FailingHandler<std::runtime_error>(std::runtime_error("strange"))));
+    proxy->sendRequest(new UnreadableRequest<std::runtime_error>(std::runtime_error("strange")), handler);
     const std::string expected = "Plugin host async reply reader thread crashed with unknown exception\n";
     EXPECT_TRUE(becomesTrue([&] { return occurrences(output.text(), expected) == 1; })) << output.text();
     EXPECT_EQ(manager->count(), 0u);

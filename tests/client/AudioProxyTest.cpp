@@ -8,8 +8,13 @@
 #include "core/SharedMemory.h"
 #include "plugin/Channels.h"
 
+#include <atomic>
+#include <csignal>
 #include <cstddef>
+#include <pthread.h>
+#include <thread>
 
+using base::core::becomesTrue;
 using base::core::SharedMemory;
 
 namespace {
@@ -171,6 +176,39 @@ TEST_F(AudioProxyTest, AWorkerThatIsGoneIsNotTheDeathOfItsHost) {
     proxy->ping();
     EXPECT_FALSE(proxy->isClosed());
     EXPECT_EQ(manager->count(), 0u);
+}
+
+TEST_F(AudioProxyTest, AContextTakesNoFurtherCommandAfterACallThatASignalInterrupted) {
+    begin("read:worker0:11 read:main:1 write:worker0:00000001 drained:worker0 wait");
+    const auto second = Ref<RemotePluginAudioContextProxy>(new RemotePluginAudioContextProxy(proxy, *reply));
+    struct sigaction interrupting {};
+    struct sigaction former {};
+    interrupting.sa_handler = [](int) {}; // without SA_RESTART
+    sigaction(SIGUSR1, &interrupting, &former);
+    std::atomic<pid_t> threadId = 0;
+    std::string text;
+    std::thread driver([&] {
+        threadId = base::core::currentThreadId();
+        text = lossText([&] { context->process(256, true, false); });
+    });
+    EXPECT_TRUE(becomesTrue([&] {
+        return threadId != 0 && base::core::isAsleep(threadId) && standIn->received("worker0").size() == 22;
+    }));
+    pthread_kill(driver.native_handle(), SIGUSR1);
+    driver.join();
+    sigaction(SIGUSR1, &former, nullptr);
+    EXPECT_EQ(text, "Error reading from named pipe: Interrupted system call");
+
+    // The answer comes now, and isn't that of any later block, of whichever context.
+    proxy->showAllGUIs();
+    const char* refused = "Audio worker can't be used after a command that failed";
+    EXPECT_EQ(lossText([&] { context->process(256, true, false); }), refused);
+    EXPECT_EQ(lossText([&] { context->startProcessing(); }), refused);
+    EXPECT_EQ(lossText([&] { context->stopProcessing(); }), refused);
+    EXPECT_EQ(lossText([&] { context->drain(); }), refused);
+    EXPECT_EQ(lossText([&] { second->process(256, true, false); }), refused);
+    EXPECT_EQ(standIn->received("worker0").size(), 22u) << "more than the first command was sent";
+    EXPECT_FALSE(proxy->isClosed());
 }
 
 TEST_F(AudioProxyTest, ABlockThatTheHostHasNotMadeIsAFailure) {

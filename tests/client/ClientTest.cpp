@@ -220,7 +220,10 @@ void ClientTest::TearDown() {
     alarm(0);
     const std::string said = errors->text();
     errors.reset();
-    if (HasFailure() || said.find("Sanitizer") != std::string::npos)
+    const bool isReport =
+        said.find("Sanitizer: ") != std::string::npos || said.find("runtime error: ") != std::string::npos;
+    EXPECT_FALSE(isReport) << "a sanitizer has reported";
+    if (HasFailure())
         std::cerr << said;
 }
 
@@ -235,6 +238,12 @@ ClientTest::createInstance(RemotePluginHostProxy& proxy, const std::string& path
 void ClientTest::shutDown(RemotePluginHostProxy& proxy) {
     proxy.shutdown();
     EXPECT_TRUE(base::core::becomesTrue([&] { return isZombie(proxy.getChildPid()); })) << "the host runs on";
+}
+
+void ClientTest::end(Ref<RemotePluginHostProxy>& proxy) {
+    if (proxy)
+        shutDown(*proxy);
+    proxy = nullptr;
 }
 
 testing::AssertionResult ClientTest::hears(size_t deaths) const {

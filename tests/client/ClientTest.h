@@ -115,6 +115,8 @@ protected:
 
     /// Shuts a host down and lets it come to its own end, where dropping the proxy might be quicker.
     static void shutDown(RemotePluginHostProxy& proxy);
+    /// The same, and drops the proxy, if there is one. Sanitizers report at a host's own end.
+    static void end(Ref<RemotePluginHostProxy>& proxy);
 
     /// Waits for the manager to hear of so many deaths.
     testing::AssertionResult hears(size_t deaths) const;

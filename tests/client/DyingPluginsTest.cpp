@@ -7,6 +7,7 @@
 #include "core/SharedMemory.h"
 #include "plugin/Channels.h"
 #include "support/RealDeaths.h"
+#include "support/TurnedClock.h"
 
 #include <array>
 #include <atomic>
@@ -19,8 +20,10 @@
 #include <spawn.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
+using namespace std::chrono_literals;
 using base::core::becomesTrue;
 using base::core::ScopedEnvironment;
 
@@ -88,19 +91,21 @@ TEST_P(DyingPluginsTest, DiesInIdleTakesDownItsHostOnly) {
 }
 
 TEST_P(DyingPluginsTest, DiesLeavesTheOtherHostsOfTheClientAlone) {
-    const Ref<RemotePluginHostProxy> other = startHost();
+    Ref<RemotePluginHostProxy> other = startHost();
     const auto reply = createInstance(*other, examplePlugin("echo"));
     Ref<RemotePluginHostProxy> proxy = startHost();
     createInstance(*proxy, plugin("-in-idle"));
     expectDeath(*proxy);
     drop(proxy);
-    const Ref<RemotePluginAudioContextProxy> context(new RemotePluginAudioContextProxy(other, *reply));
+    Ref<RemotePluginAudioContextProxy> context(new RemotePluginAudioContextProxy(other, *reply));
     context->startProcessing();
     EXPECT_EQ(context->process(256, true, false), 1);
     context->stopProcessing();
     context->drain();
     other->destroyPluginInstance(reply->instanceId);
     other->ping();
+    context = nullptr;
+    end(other);
 }
 
 /// Knows the thread that it is called on.
@@ -128,12 +133,23 @@ TEST_F(HostLifeTest, APluginThatHangsInIdleIsKilledWithItsHostAfterTwoSeconds) {
     listener->waitForLines(1);
     // A reply thread that isn't in a read yet would see for itself that it is over.
     ASSERT_TRUE(becomesTrue([&] { return base::core::isAsleep(listener->thread); }));
-    const auto before = std::chrono::steady_clock::now();
-    proxy = nullptr;
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - before;
+    TurnedClock clock;
+    std::atomic<bool> isDropped = false;
+    std::thread dropping([&] {
+        proxy = nullptr;
+        isDropped = true;
+    });
+    EXPECT_EQ(clock.awaitSleeper(), 2s);
+    clock.turn(1999ms);
+    EXPECT_EQ(clock.awaitSleeper(), 1ms);
+    EXPECT_FALSE(isGone(host) || isZombie(host));
+    EXPECT_FALSE(isDropped);
+    clock.turn(1ms);
+    EXPECT_TRUE(becomesTrue([&] { return isDropped.load(); })) << "the host is waited for";
+    if (!isDropped)
+        kill(host, SIGKILL);
+    dropping.join();
     EXPECT_TRUE(isGone(host));
-    EXPECT_GT(took.count(), 1.9);
-    EXPECT_LT(took.count(), 3.5);
     EXPECT_EQ(manager->count(), 0u);
 }
 

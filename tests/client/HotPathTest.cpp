@@ -87,7 +87,7 @@ protected:
         context->stopProcessing();
         context->drain();
         context = nullptr;
-        proxy = nullptr;
+        end(proxy);
         ClientTest::TearDown();
     }
 

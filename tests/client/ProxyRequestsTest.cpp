@@ -37,6 +37,42 @@ TEST_P(ProxyRequestTest, TheOperationIsThisFrame) {
     EXPECT_EQ(standIn.received("main"), std::string(GetParam().frame) + shutdownFrame);
 }
 
+/// Each place of a text in a request.
+const Operation textOperations[] = {
+    {"CreateWithPath",
+     [](auto& proxy) { proxy.createPluginInstance("/\U0001F600.so", "", "", false, nullptr, nullptr); }, ""},
+    {"CreateWithPreset",
+     [](auto& proxy) { proxy.createPluginInstance("", "\U0001F600", "", false, nullptr, nullptr); }, ""},
+    {"CreateWithIdentifier",
+     [](auto& proxy) { proxy.createPluginInstance("", "", "\U0001F600", false, nullptr, nullptr); }, ""},
+    {"OpenGui", [](auto& proxy) { proxy.openGUI(5, 0, true, "\U0001F600"); }, ""},
+    {"LoadPreset", [](auto& proxy) { proxy.loadPreset(5, "\U0001F600", nullptr); }, ""},
+    {"SavePreset", [](auto& proxy) { proxy.savePreset(5, "\U0001F600", nullptr); }, ""},
+    {"SetWindowTitle", [](auto& proxy) { proxy.setWindowTitle(5, "\U0001F600"); }, ""},
+};
+
+class TextRequestTest : public ProxyRequestTest {};
+
+TEST_P(TextRequestTest, ACharacterAboveTheSixteenBitsOfTheWireIsRefusedBeforeAnythingIsSent) {
+    const StandIn standIn("connect");
+    const Ref<RemotePluginHostProxy> proxy = startStandIn();
+    EXPECT_EQ(lossText([&] { GetParam().call(*proxy); }),
+              "Text can't be sent to plug-in host: it has the character U+1F600, which is above U+FFFF");
+    EXPECT_FALSE(proxy->isClosed());
+    EXPECT_FALSE(proxy->findInstance(1)) << "the refused instance is kept";
+    // The highest that can be sent. The refused request has taken no number and waits for no reply.
+    proxy->loadPreset(5, "\uFFFF", nullptr);
+    shutDown(*proxy);
+    EXPECT_EQ(standIn.received("main"), "05"
+                                        "01000000"
+                                        "05000000"
+                                        "80000001ffff0c");
+    EXPECT_EQ(manager->count(), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Places, TextRequestTest, testing::ValuesIn(textOperations),
+                         [](const auto& suite) { return suite.param.name; });
+
 const Operation operations[] = {
     {"CreatePluginInstance",
      [](auto& proxy) { proxy.createPluginInstance("/p.so", "/b", "-7", true, nullptr, nullptr); },

@@ -66,7 +66,7 @@ void RealHost::SetUp() {
 }
 
 void RealHost::TearDown() {
-    proxy = nullptr;
+    end(proxy);
     ClientTest::TearDown();
 }
 

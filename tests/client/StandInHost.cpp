@@ -13,6 +13,7 @@
 //     close:CHANNEL            closes both directions
 //     remove:CHANNEL           takes the files of a channel away
 //     exit:STATUS              leaves
+//     exists:PATH              waits until there is a file of this path
 //     wait                     waits to be killed
 // After the last step it reads the main channel to its end and leaves with status 0. What it reads is
 // appended to the files STAND_IN_RECORD-CHANNEL.
@@ -84,6 +85,9 @@ private:
         } else if (verb == "remove") {
             unlink((directory + channel + "-to-client").c_str());
             unlink((directory + channel + "-from-client").c_str());
+        } else if (verb == "exists") {
+            while (access(channel.c_str(), F_OK) != 0)
+                usleep(200);
         } else if (verb == "exit") {
             _exit(std::atoi(channel.c_str()));
         } else if (verb == "wait") {

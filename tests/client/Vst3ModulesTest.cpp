@@ -18,7 +18,7 @@ protected:
     }
     void TearDown() override {
         letGo(*proxy);
-        proxy = nullptr;
+        end(proxy);
         EXPECT_EQ(manager->count(), 0u);
         ClientTest::TearDown();
     }

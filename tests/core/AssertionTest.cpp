@@ -7,8 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
 #include <sstream>
 #include <string>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace base::core;
@@ -79,6 +83,48 @@ TEST(AssertionTest, ASiteThatIsIgnoredSaysSoBeforeTheSameText) {
     const CapturedOutput captured(STDERR_FILENO);
     reportIgnoredAssertion("Unknown state", "false", "Some.cpp", 42);
     EXPECT_EQ(withoutStack(captured.text()), "Assertion ignored: " + head("Unknown state", "Some.cpp", 42));
+}
+
+TEST(AssertionTest, APathOrAMessageThatIsNoTextLosesNoReport) {
+    const ScopedEnvironment environment("INTERACTIVE_ASSERTS", nullptr);
+    const CapturedOutput captured(STDERR_FILENO);
+    bool ignored = false;
+    EXPECT_FALSE(assertionFailed("Unknown state", "false", "/home/M\xFCller/Some.cpp", 42, &ignored));
+    reportIgnoredAssertion("Unknown state", "false", "/home/M\xFCller/Some.cpp", 42);
+    EXPECT_EQ(occurrences(captured.text(), "\nFile: /home/M\xEF\xBF\xBDller/Some.cpp\nLine: 42\n"), 2u);
+    BASE_FAIL("Unknown \xFC");
+    EXPECT_EQ(occurrences(captured.text(), "\nUnknown \xEF\xBF\xBD\n"), 1u) << captured.text();
+}
+
+// The frames of the stack have the program's path.
+TEST(AssertionTest, AProgramWhosePathIsNoTextReportsItsFailedAssertion) {
+    char pattern[] = "/tmp/plugin-host-path-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    const std::string program = std::string(pattern) + "/M\xFCller";
+    std::filesystem::copy_file(FAILED_ASSERTION_PROGRAM, program);
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        unsetenv("INTERACTIVE_ASSERTS");
+        dup2(ends[1], STDOUT_FILENO);
+        dup2(ends[1], STDERR_FILENO);
+        execl(program.c_str(), program.c_str(), nullptr);
+        _exit(126);
+    }
+    close(ends[1]);
+    std::string text;
+    char bytes[4096];
+    for (ssize_t count; (count = read(ends[0], bytes, sizeof bytes)) > 0;)
+        text.append(bytes, static_cast<size_t>(count));
+    close(ends[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    std::filesystem::remove_all(pattern);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(occurrences(text, "Assertion failed in process "), 1u) << text;
+    EXPECT_GE(occurrences(text, "/M\xEF\xBF\xBDller("), 1u) << text;
+    EXPECT_EQ(occurrences(text, "The program went on\n"), 1u) << text;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdio>
+#include <fcntl.h>
 #include <iostream>
 #include <string>
 #include <sys/mman.h>
@@ -8,17 +9,25 @@
 
 namespace base::core {
 
-/// Gathers what this process and its children write to one descriptor for a scope.
+/// Gathers what this process and its children write to one descriptor for a scope. What a sanitizer says in
+/// it is passed on, where it fails the test.
 class CapturedOutput {
 public:
     explicit CapturedOutput(int descriptor)
         : descriptor(descriptor), former(dup(descriptor)), memory(memfd_create("captured", MFD_CLOEXEC)) {
+        // Writes of several threads would share a place without this.
+        fcntl(memory, F_SETFL, O_APPEND);
         flush();
         dup2(memory, descriptor);
     }
     ~CapturedOutput() {
-        flush();
+        const std::string all = text();
         dup2(former, descriptor);
+        if (all.find("Sanitizer: ") != std::string::npos ||
+            all.find("runtime error: ") != std::string::npos) {
+            std::fputs(all.c_str(), stderr);
+            std::fflush(stderr);
+        }
         close(former);
         close(memory);
     }

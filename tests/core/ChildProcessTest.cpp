@@ -14,14 +14,20 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
+#include <linux/sched.h>
 #include <string>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -67,13 +73,16 @@ TEST(ChildProcessTest, AProgramThatDoesNotExistIsSeenSoWithAnEnvironmentToo) {
     EXPECT_EQ(WEXITSTATUS(child->waitForExit()), 255);
 }
 
-TEST(ChildProcessTest, KillingTheParentEndsTheChildBySighup) {
+/// The status of a child whose parent, a process that does `preparation` first, is killed; 0 if it lives on.
+template <class Preparation>
+int statusAfterTheParentsDeath(const Preparation& preparation) {
     // Orphans come to this process, which so learns how the child ended.
-    ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0), 0);
+    EXPECT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0), 0);
     int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
     const pid_t parent = fork();
     if (parent == 0) {
+        preparation();
         const Ref<ChildProcess> child = launch({"sleep", "1000"});
         const pid_t pid = child->getPid();
         const bool told = write(ends[1], &pid, sizeof pid) == sizeof pid;
@@ -83,20 +92,35 @@ TEST(ChildProcessTest, KillingTheParentEndsTheChildBySighup) {
     }
     close(ends[1]);
     pid_t child = 0;
-    ASSERT_EQ(read(ends[0], &child, sizeof child), static_cast<ssize_t>(sizeof child));
+    EXPECT_EQ(read(ends[0], &child, sizeof child), static_cast<ssize_t>(sizeof child));
     close(ends[0]);
     EXPECT_TRUE(becomesTrue([&] { return runs(child, "sleep"); }));
     kill(parent, SIGKILL);
     EXPECT_EQ(waitpid(parent, nullptr, 0), parent);
     int status = 0;
-    const bool ended = becomesTrue([&] { return waitpid(child, &status, WNOHANG) == child; });
-    if (!ended) {
+    if (!becomesTrue([&] { return waitpid(child, &status, WNOHANG) == child; })) {
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
     }
     prctl(PR_SET_CHILD_SUBREAPER, 0, 0, 0, 0);
-    ASSERT_TRUE(ended) << "the child outlived its parent";
-    EXPECT_TRUE(WIFSIGNALED(status));
+    return status;
+}
+
+TEST(ChildProcessTest, KillingTheParentEndsTheChildBySighup) {
+    const int status = statusAfterTheParentsDeath([] {});
+    EXPECT_TRUE(WIFSIGNALED(status)) << "the child outlived its parent";
+    EXPECT_EQ(WTERMSIG(status), SIGHUP);
+}
+
+TEST(ChildProcessTest, KillingAParentThatIgnoresAndBlocksSighupEndsTheChildToo) {
+    const int status = statusAfterTheParentsDeath([] {
+        signal(SIGHUP, SIG_IGN);
+        sigset_t hangUp;
+        sigemptyset(&hangUp);
+        sigaddset(&hangUp, SIGHUP);
+        pthread_sigmask(SIG_BLOCK, &hangUp, nullptr);
+    });
+    EXPECT_TRUE(WIFSIGNALED(status)) << "the child outlived its parent";
     EXPECT_EQ(WTERMSIG(status), SIGHUP);
 }
 
@@ -214,6 +238,201 @@ TEST(ChildProcessTest, AProcessThatTheSystemRefusesIsAFailureThatLeavesNothingTo
             _exit(text == "Could not launch process" && none ? 0 : 1);
         },
         testing::ExitedWithCode(0), "");
+}
+
+/// A call for a signal, without `SA_RESTART`.
+class CountingHandler {
+public:
+    explicit CountingHandler(int signal) : signal(signal) {
+        calls = 0;
+        struct sigaction action {};
+        action.sa_handler = [](int) { calls = calls + 1; };
+        sigaction(signal, &action, &former);
+    }
+    ~CountingHandler() { sigaction(signal, &former, nullptr); }
+    CountingHandler(const CountingHandler&) = delete;
+    CountingHandler& operator=(const CountingHandler&) = delete;
+
+    static inline std::atomic<int> calls{0};
+
+private:
+    int signal;
+    struct sigaction former {};
+};
+
+TEST(ChildProcessTest, AWaitThatASignalInterruptsGoesOn) {
+    const CountingHandler handler(SIGUSR1);
+    const Ref<ChildProcess> child = launch({"sleep", "1000"});
+    std::atomic<pid_t> waitingId{0};
+    int status = 0;
+    std::thread waiting([&] {
+        waitingId = currentThreadId();
+        status = child->waitForExit();
+    });
+    EXPECT_TRUE(becomesTrue([&] { return waitingId != 0 && isAsleep(waitingId); }));
+    pthread_kill(waiting.native_handle(), SIGUSR1);
+    EXPECT_TRUE(becomesTrue([&] { return CountingHandler::calls > 0; }));
+    // The thread either sleeps again or has given up.
+    EXPECT_TRUE(child->kill(SIGTERM));
+    waiting.join();
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), SIGTERM);
+}
+
+TEST(ChildProcessTest, ASignalReachesTheChildAndNothingWithoutOne) {
+    const Ref<ChildProcess> child(new ChildProcess);
+    EXPECT_FALSE(child->kill(SIGTERM));
+    child->launch({"sleep", "1000"});
+    EXPECT_TRUE(child->kill(0));
+    EXPECT_TRUE(child->kill(SIGUSR2));
+    EXPECT_EQ(WTERMSIG(child->waitForExit()), SIGUSR2);
+    EXPECT_FALSE(child->kill(SIGTERM));
+}
+
+TEST(ChildProcessTest, TheStatusIsThatOfWaitpid) {
+    const Ref<ChildProcess> dumped(new ChildProcess);
+    // Whether there is a core depends on the machine; the signal doesn't.
+    dumped->launch({"sh", "-c", "kill -QUIT $$"});
+    EXPECT_EQ(dumped->waitForExit() & ~0x80, SIGQUIT);
+    EXPECT_EQ(launch({"sh", "-c", "exit 0"})->waitForExit(), 0);
+}
+
+/// Leaves this process no free descriptor for a scope; a program that it starts has some.
+class NoFreeDescriptors {
+public:
+    NoFreeDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &former);
+        rlimit few = former;
+        few.rlim_cur = 100;
+        setrlimit(RLIMIT_NOFILE, &few);
+        for (int descriptor; (descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC)) >= 0;)
+            descriptors.push_back(descriptor);
+    }
+    ~NoFreeDescriptors() {
+        for (const int descriptor : descriptors)
+            close(descriptor);
+        setrlimit(RLIMIT_NOFILE, &former);
+    }
+    NoFreeDescriptors(const NoFreeDescriptors&) = delete;
+    NoFreeDescriptors& operator=(const NoFreeDescriptors&) = delete;
+
+private:
+    rlimit former{};
+    std::vector<int> descriptors;
+};
+
+// The sanitizer's check of dynamic types opens a pipe to look at an object, and takes a failure for a broken
+// object.
+#ifndef __SANITIZE_ADDRESS__
+
+TEST(ChildProcessTest, WithoutAFreeDescriptorAChildIsStartedAndEndedAllTheSame) {
+    const NoFreeDescriptors noDescriptors;
+    Ref<ChildProcess> child = launch({"sleep", "1000"});
+    const pid_t pid = child->getPid();
+    EXPECT_TRUE(child->kill(SIGTERM));
+    EXPECT_EQ(child->waitForExit(), SIGTERM);
+    child->launch({"sh", "-c", "exit 3"});
+    EXPECT_EQ(child->waitForExit(), 3 << 8);
+    child->launch({"sleep", "1000"});
+    child = nullptr;
+    EXPECT_TRUE(isGone(pid));
+}
+
+#endif
+
+TEST(ChildProcessTest, NoDescriptorIsLeftOfAChild) {
+    const auto countDescriptors = [] {
+        const std::filesystem::directory_iterator entries("/proc/self/fd");
+        return std::distance(begin(entries), end(entries));
+    };
+    const auto before = countDescriptors();
+    Ref<ChildProcess> child = launch({"true"});
+    child->waitForExit();
+    child->launch({"true"});
+    child = nullptr;
+    EXPECT_EQ(countDescriptors(), before);
+}
+
+/// What is left of a child that the application has reaped.
+void expectNothingToEnd(ChildProcess& child) {
+    const CapturedOutput captured(STDERR_FILENO);
+    EXPECT_FALSE(child.kill(SIGTERM));
+    EXPECT_EQ(child.waitForExit(), 0);
+    EXPECT_EQ(child.getPid(), 0);
+    EXPECT_EQ(captured.text(), "");
+}
+
+TEST(ChildProcessTest, AChildThatTheApplicationHasReapedIsGoneWithoutALine) {
+    const Ref<ChildProcess> child = launch({"sh", "-c", "exit 3"});
+    ASSERT_EQ(waitpid(child->getPid(), nullptr, 0), child->getPid());
+    expectNothingToEnd(*child);
+}
+
+// The sanitizer's check of dynamic types opens a pipe to look at an object, and takes a failure for a broken
+// object.
+#ifndef __SANITIZE_ADDRESS__
+
+TEST(ChildProcessTest, AChildThatTheApplicationHasReapedIsGoneWithoutADescriptorToo) {
+    const NoFreeDescriptors noDescriptors;
+    const Ref<ChildProcess> child = launch({"sh", "-c", "exit 3"});
+    ASSERT_EQ(waitpid(child->getPid(), nullptr, 0), child->getPid());
+    EXPECT_FALSE(child->kill(SIGTERM));
+    EXPECT_EQ(child->waitForExit(), 0);
+}
+
+#endif
+
+TEST(ChildProcessTest, AChildOfAnApplicationThatLetsTheSystemReapIsGoneWithoutALine) {
+    const sighandler_t former = signal(SIGCHLD, SIG_IGN);
+    const Ref<ChildProcess> child = launch({"sh", "-c", "exit 3"});
+    EXPECT_TRUE(becomesTrue([&] { return isGone(child->getPid()); }));
+    expectNothingToEnd(*child);
+    signal(SIGCHLD, former);
+}
+
+/// A process that waits for its end, with a number that is free. Negative, with `errno`, if the system
+/// refuses: it takes a privilege to choose.
+pid_t startProcessWithNumber(pid_t number) {
+    clone_args arguments{};
+    arguments.exit_signal = SIGCHLD;
+    arguments.set_tid = reinterpret_cast<uintptr_t>(&number);
+    arguments.set_tid_size = 1;
+    const auto process = static_cast<pid_t>(syscall(SYS_clone3, &arguments, sizeof arguments));
+    while (process == 0)
+        syscall(SYS_pause);
+    return process;
+}
+
+TEST(ChildProcessTest, AnotherProcessThatGetsTheNumberOfAReapedChildIsLeftAlone) {
+    Ref<ChildProcess> child = launch({"true"});
+    const pid_t number = child->getPid();
+    ASSERT_EQ(waitpid(number, nullptr, 0), number);
+    const pid_t bystander = startProcessWithNumber(number);
+    if (bystander < 0) {
+        std::printf("Left out: a process number can't be chosen here\n");
+        return;
+    }
+    ASSERT_EQ(bystander, number);
+    EXPECT_FALSE(child->kill(SIGTERM));
+    child = nullptr;
+    EXPECT_EQ(waitpid(bystander, nullptr, WNOHANG), 0) << "a foreign process was ended";
+    kill(bystander, SIGKILL);
+    waitpid(bystander, nullptr, 0);
+}
+
+TEST(ChildProcessTest, AForkedProcessThatDestroysItsCopyLeavesTheChildAlone) {
+    Ref<ChildProcess> child = launch({"sleep", "1000"});
+    const pid_t forked = fork();
+    if (forked == 0) {
+        const bool refused = !child->kill(SIGTERM);
+        child = nullptr;
+        _exit(refused ? 0 : 1);
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(forked, &status, 0), forked);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(child->kill(SIGTERM));
+    EXPECT_EQ(child->waitForExit(), SIGTERM);
 }
 
 } // namespace

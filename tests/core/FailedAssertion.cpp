@@ -4,12 +4,9 @@
 #include "core/Debugger.h"
 #include "core/StdStreams.h"
 
-#include <iostream>
-
 using namespace base::core;
 
 int main() {
-    std::ios::sync_with_stdio(false);
     standardOutput().printLine(isDebuggerAttached() ? "A debugger is attached" : "No debugger is attached");
     BASE_FAIL("Unknown state");
     standardOutput().printLine("The program went on");

@@ -3,9 +3,14 @@
 #include "core/MessageDialog.h"
 
 #include <cerrno>
+#include <csignal>
+#include <cstdarg>
+#include <fcntl.h>
 #include <new>
 #include <optional>
 #include <pthread.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace base::core {
@@ -14,9 +19,16 @@ namespace {
 thread_local uint32_t failingCalls = 0;
 thread_local size_t failingSize = 0;
 thread_local std::optional<int32_t> dialogChoice;
+thread_local int signalOfChildren = 0;
+thread_local int sharedMemoryDescriptor = -1;
 
 bool fails(LibraryCall call) {
     return (failingCalls & static_cast<uint32_t>(call)) != 0;
+}
+
+void signalThisChild() {
+    if (signalOfChildren != 0)
+        kill(getpid(), signalOfChildren);
 }
 
 } // namespace
@@ -27,6 +39,22 @@ FailingCall::FailingCall(LibraryCall call) {
 
 FailingCall::~FailingCall() {
     failingCalls = 0;
+}
+
+ReplacedSharedMemory::ReplacedSharedMemory(int descriptor) {
+    sharedMemoryDescriptor = descriptor;
+}
+
+ReplacedSharedMemory::~ReplacedSharedMemory() {
+    sharedMemoryDescriptor = -1;
+}
+
+SignalledChildren::SignalledChildren(int signal) {
+    signalOfChildren = signal;
+}
+
+SignalledChildren::~SignalledChildren() {
+    signalOfChildren = 0;
 }
 
 AnsweredDialog::AnsweredDialog(int32_t choice) {
@@ -90,10 +118,26 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, v
 
 pid_t __real_fork();
 pid_t __wrap_fork() {
-    if (!fails(LibraryCall::fork))
-        return __real_fork();
-    errno = EAGAIN;
-    return -1;
+    if (fails(LibraryCall::fork)) {
+        errno = EAGAIN;
+        return -1;
+    }
+    const pid_t child = __real_fork();
+    if (child == 0)
+        signalThisChild();
+    return child;
+}
+
+// The first call of a child that `vfork` has made.
+int __real_prctl(int option, ...);
+int __wrap_prctl(int option, ...) {
+    va_list list;
+    va_start(list, option);
+    const auto argument = va_arg(list, unsigned long);
+    va_end(list);
+    if (option == PR_SET_PDEATHSIG)
+        signalThisChild();
+    return __real_prctl(option, argument, 0ul, 0ul, 0ul);
 }
 
 int __real_pipe2(int ends[2], int flags);
@@ -102,6 +146,29 @@ int __wrap_pipe2(int ends[2], int flags) {
         return __real_pipe2(ends, flags);
     errno = EMFILE;
     return -1;
+}
+
+int __real_shm_open(const char* name, int flags, mode_t mode);
+int __wrap_shm_open(const char* name, int flags, mode_t mode) {
+    return sharedMemoryDescriptor >= 0 ? fcntl(sharedMemoryDescriptor, F_DUPFD_CLOEXEC, 0)
+                                       : __real_shm_open(name, flags, mode);
+}
+
+// Under either name, by the size of file offsets.
+#if defined(__i386__)
+#define REAL_FALLOCATE __real_posix_fallocate64
+#define WRAP_FALLOCATE __wrap_posix_fallocate64
+#else
+#define REAL_FALLOCATE __real_posix_fallocate
+#define WRAP_FALLOCATE __wrap_posix_fallocate
+#endif
+int REAL_FALLOCATE(int descriptor, off_t offset, off_t size);
+int WRAP_FALLOCATE(int descriptor, off_t offset, off_t size) {
+    if (fails(LibraryCall::fallocateOnce)) {
+        failingCalls = 0;
+        return EINTR;
+    }
+    return fails(LibraryCall::fallocate) ? ENOSPC : REAL_FALLOCATE(descriptor, offset, size);
 }
 
 // `showMessageDialog`, by its mangled name.

@@ -17,6 +17,10 @@ enum class LibraryCall : uint32_t {
     conditionAttributesInit = 64,
     fork = 128,
     pipe2 = 256,
+    /// Says that there is no space left.
+    fallocate = 512,
+    /// Is interrupted by a signal once, and works after that.
+    fallocateOnce = 1024,
 };
 
 /// Makes one call fail on this thread for a scope.
@@ -26,6 +30,25 @@ public:
     ~FailingCall();
     FailingCall(const FailingCall&) = delete;
     FailingCall& operator=(const FailingCall&) = delete;
+};
+
+/// Makes `shm_open` on this thread open what `descriptor` is open on, for a scope.
+class ReplacedSharedMemory {
+public:
+    explicit ReplacedSharedMemory(int descriptor);
+    ~ReplacedSharedMemory();
+    ReplacedSharedMemory(const ReplacedSharedMemory&) = delete;
+    ReplacedSharedMemory& operator=(const ReplacedSharedMemory&) = delete;
+};
+
+/// Sends a signal to each child that the code under test makes on this thread, before it becomes a program,
+/// for a scope.
+class SignalledChildren {
+public:
+    explicit SignalledChildren(int signal);
+    ~SignalledChildren();
+    SignalledChildren(const SignalledChildren&) = delete;
+    SignalledChildren& operator=(const SignalledChildren&) = delete;
 };
 
 /// Answers every message dialog of this thread for a scope; none is shown.

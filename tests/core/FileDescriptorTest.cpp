@@ -2,14 +2,20 @@
 
 #include "core/FileDescriptor.h"
 
+#include "Waiting.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <latch>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 using namespace base::core;
 
@@ -109,6 +115,109 @@ TEST(FileDescriptorTest, OnlyOneOfSeveralClosersSucceeds) {
         ASSERT_EQ(descriptor.get(), -1);
     }
     EXPECT_EQ(successes, rounds);
+}
+
+/// Takes every free descriptor of this process for a scope.
+class NoFreeDescriptor {
+public:
+    NoFreeDescriptor() {
+        getrlimit(RLIMIT_NOFILE, &former);
+        const int next = newDescriptor();
+        close(next);
+        const rlimit none{static_cast<rlim_t>(next), former.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoFreeDescriptor() { setrlimit(RLIMIT_NOFILE, &former); }
+    NoFreeDescriptor(const NoFreeDescriptor&) = delete;
+    NoFreeDescriptor& operator=(const NoFreeDescriptor&) = delete;
+
+private:
+    rlimit former{};
+};
+
+TEST(FileDescriptorTest, ACloseWakesItsReadersWithoutAFreeDescriptor) {
+    constexpr int readers = 3;
+    constexpr int rounds = 20;
+    for (int round = 0; round < rounds; ++round) {
+        int ends[2];
+        ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        const int unused = newDescriptor(); // what the system has in other places stays there
+        FileDescriptor descriptor(ends[0]);
+        std::atomic<pid_t> threadIds[readers] = {};
+        std::atomic<int> woken{0};
+        std::latch shortageOver(1); // no thread ends before, since UBSan opens pipes to look at objects
+        std::vector<std::thread> threads;
+        for (auto& threadId : threadIds)
+            threads.emplace_back([&] {
+                const FileDescriptor::Use use(descriptor);
+                threadId = currentThreadId();
+                char byte = 0;
+                const ssize_t count = read(use.get(), &byte, 1);
+                woken += count == 1 && use.isClosed() ? 1 : 0;
+                shortageOver.wait();
+            });
+        for (auto& threadId : threadIds) {
+            EXPECT_TRUE(becomesTrue([&] { return threadId != 0 && isAsleep(threadId); }));
+        }
+        {
+            const NoFreeDescriptor shortage;
+            ASSERT_LT(newDescriptor(), 0);
+            EXPECT_TRUE(descriptor.closeAndWakeReader());
+            const bool all = becomesTrue([&] { return woken == readers; });
+            close(ends[1]); // ends the reads of those that were not woken
+            EXPECT_TRUE(all) << woken << " of " << readers << " in round " << round;
+        }
+        shortageOver.count_down();
+        for (std::thread& thread : threads)
+            thread.join();
+        ASSERT_FALSE(HasFailure());
+        EXPECT_EQ(descriptor.get(), -1);
+        for (const int kept : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO, unused})
+            EXPECT_TRUE(isOpen(kept)) << kept;
+        close(unused);
+        errno = 0;
+        EXPECT_EQ(waitpid(-1, nullptr, __WALL | WNOHANG), -1);
+        EXPECT_EQ(errno, ECHILD) << "a child is left";
+    }
+}
+
+TEST(FileDescriptorTest, AWakeUpWithoutAFreeDescriptorLeavesSignalsAlone) {
+    static std::atomic<int> children{0};
+    struct sigaction counting {};
+    struct sigaction former {};
+    counting.sa_handler = [](int) { ++children; };
+    sigaction(SIGCHLD, &counting, &former);
+    sigset_t before;
+    pthread_sigmask(SIG_SETMASK, nullptr, &before);
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    FileDescriptor descriptor(ends[0]);
+    std::atomic<pid_t> threadId{0};
+    std::atomic<bool> woken{false};
+    std::latch shortageOver(1);
+    std::thread reader([&] {
+        const FileDescriptor::Use use(descriptor);
+        threadId = currentThreadId();
+        char byte = 0;
+        woken = read(use.get(), &byte, 1) == 1;
+        shortageOver.wait();
+    });
+    EXPECT_TRUE(becomesTrue([&] { return threadId != 0 && isAsleep(threadId); }));
+    {
+        const NoFreeDescriptor shortage;
+        EXPECT_TRUE(descriptor.closeAndWakeReader());
+    }
+    shortageOver.count_down();
+    becomesTrue([&] { return woken.load(); });
+    close(ends[1]);
+    reader.join();
+    EXPECT_TRUE(woken);
+    sigset_t after;
+    pthread_sigmask(SIG_SETMASK, nullptr, &after);
+    sigaction(SIGCHLD, &former, nullptr);
+    EXPECT_EQ(children, 0);
+    for (int signal = 1; signal < 32; ++signal)
+        EXPECT_EQ(sigismember(&after, signal), sigismember(&before, signal)) << signal;
 }
 
 } // namespace

@@ -122,7 +122,7 @@ TEST(MutexTest, AScopedLockIsReleasedWhereAnExceptionLeavesTheScope) {
     RecursiveMutex recursive;
     try {
         const ScopedLock lock(mutex);
-        const OptionalLock second(&recursive);
+        const ScopedLock second(recursive);
         EXPECT_FALSE(isFreeForOthers(mutex));
         EXPECT_FALSE(isFreeForOthers(recursive));
         throw std::runtime_error("leave");
@@ -130,10 +130,6 @@ TEST(MutexTest, AScopedLockIsReleasedWhereAnExceptionLeavesTheScope) {
     }
     EXPECT_TRUE(isFreeForOthers(mutex));
     EXPECT_TRUE(isFreeForOthers(recursive));
-}
-
-TEST(MutexTest, AnOptionalLockOfNothingLocksNothing) {
-    const OptionalLock lock(nullptr);
 }
 
 TEST(MutexTest, AMutexThatCannotBeMadeIsAFatalAssertion) {

@@ -68,6 +68,38 @@ int32_t countOf(const Object* object) {
     return count;
 }
 
+TEST(ObjectTest, OnlyAnObjectThatHasAnOwnerGetsAnotherByTryRetain) {
+    int destroyed = 0;
+    auto* object = new Watched(&destroyed);
+    EXPECT_FALSE(tryRetain(object));
+    retain(object);
+    EXPECT_TRUE(tryRetain(object));
+    EXPECT_EQ(countOf(object), 2);
+    release(object);
+    object->mayGo = false;
+    release(object);
+    EXPECT_FALSE(tryRetain(object));
+    EXPECT_EQ(object->prepared, 1);
+    object->mayGo = true;
+    retain(object);
+    release(object);
+    EXPECT_EQ(destroyed, 1);
+}
+
+TEST(ObjectTest, ARetainThatIsTakenBackEndsNothing) {
+    int destroyed = 0;
+    auto* object = new Watched(&destroyed);
+    EXPECT_EQ(countReferences(object), 0);
+    EXPECT_EQ(retain(object), 1);
+    EXPECT_EQ(countReferences(object), 1);
+    { const Ref<Watched> reference(object); }
+    EXPECT_EQ(undoRetain(object), 0);
+    EXPECT_EQ(object->prepared, 0);
+    EXPECT_EQ(destroyed, 0);
+    { const Ref<Watched> reference(object); }
+    EXPECT_EQ(destroyed, 1);
+}
+
 TEST(ObjectTest, AnObjectThatIsNeverRetainedIsNeverFreed) {
     int destroyed = 0;
     auto* object = new Watched(&destroyed);

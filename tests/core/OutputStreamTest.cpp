@@ -198,7 +198,7 @@ TEST(OutputStreamTest, TheDefaultsOfAStream) {
     };
     Bare stream;
     EXPECT_TRUE(stream.hasDevice());
-    EXPECT_EQ(stream.lineMutex(), nullptr);
+    EXPECT_FALSE(stream.hasWholeLines());
     stream.flush();
     stream.close();
 }

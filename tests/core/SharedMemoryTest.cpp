@@ -12,11 +12,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <string>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace base::core;
@@ -41,6 +43,33 @@ bool existsInTheSystem(const std::string& name) {
         close(descriptor);
     return descriptor >= 0;
 }
+
+/// An object under the name that another program has made.
+class ForeignObject {
+public:
+    ForeignObject(off_t size, mode_t mode)
+        : descriptor(shm_open(sharedMemoryName(logicalName).c_str(), O_CREAT | O_EXCL | O_RDWR, 0600)) {
+        EXPECT_EQ(ftruncate(descriptor, size), 0);
+        EXPECT_EQ(fchmod(descriptor, mode), 0);
+    }
+    ~ForeignObject() {
+        close(descriptor);
+        shm_unlink(sharedMemoryName(logicalName).c_str());
+    }
+    ForeignObject(const ForeignObject&) = delete;
+    ForeignObject& operator=(const ForeignObject&) = delete;
+
+    /// Makes it another user's. False, with a line, where the system refuses.
+    bool becomesAnotherUsers() const {
+        constexpr uid_t nobody = 65534;
+        const bool changed = fchown(descriptor, nobody, nobody) == 0;
+        if (!changed)
+            std::printf("Left out: not root here, so there is no second user\n");
+        return changed;
+    }
+
+    const int descriptor;
+};
 
 TEST(SharedMemoryTest, TheNameIsTheEncodedDigestOfUserAndLogicalName) {
     const ScopedEnvironment alice("USER", "alice");
@@ -151,7 +180,7 @@ TEST(SharedMemoryTest, ABlockThatCannotBeMappedIsAFailureOnBothSides) {
     EXPECT_EQ(failureText<IOException>([] { SharedMemory::create(logicalName, 0); }),
               described("map", "0", "Invalid argument"));
     EXPECT_FALSE(existsInTheSystem(sharedMemoryName(logicalName)));
-    const Ref<SharedMemory> memory = SharedMemory::create(logicalName, 16);
+    const ForeignObject empty(0, 0600);
     EXPECT_EQ(failureText<IOException>([] { SharedMemory::open(logicalName, 0); }),
               described("map", "0", "Invalid argument"));
     EXPECT_TRUE(existsInTheSystem(sharedMemoryName(logicalName)));
@@ -161,6 +190,122 @@ TEST(SharedMemoryTest, WithoutMemoryForTheDigestTheNameIsTheSlashAlone) {
     const CapturedOutput captured(STDOUT_FILENO);
     const FailingAllocation failing(25);
     EXPECT_EQ(sharedMemoryName(logicalName), "/");
+}
+
+TEST(SharedMemoryTest, AnObjectOfAnotherSizeIsNotOpened) {
+    const ForeignObject object(4096, 0600);
+    for (const int32_t size : {4095, 4097, 8192})
+        EXPECT_EQ(failureText<IOException>([&] { SharedMemory::open(logicalName, size); }),
+                  described("open", std::to_string(size), "wrong size"));
+    EXPECT_NO_THROW(SharedMemory::open(logicalName, 4096));
+}
+
+TEST(SharedMemoryTest, AnObjectThatOthersMayUseIsNotOpened) {
+    for (const mode_t mode : {0660, 0606, 0604, 0700, 0400, 04600}) {
+        const ForeignObject object(4096, mode);
+        EXPECT_EQ(
+            failureText<IOException>([] { SharedMemory::open(logicalName, 4096); }),
+            described("open", "4096", mode == 0400 && geteuid() != 0 ? "Permission denied" : "wrong mode"));
+    }
+}
+
+TEST(SharedMemoryTest, AnObjectOfAnotherUserIsNotOpened) {
+    const ForeignObject object(4096, 0600);
+    if (object.becomesAnotherUsers()) {
+        EXPECT_EQ(failureText<IOException>([] { SharedMemory::open(logicalName, 4096); }),
+                  described("open", "4096", "wrong owner"));
+    }
+}
+
+TEST(SharedMemoryTest, AnObjectOfAnotherUserIsNotOpenedByAUserWithoutPrivileges) {
+    if (geteuid() != 0) {
+        std::printf("Left out: not root here, so there is no second user\n");
+        return;
+    }
+    // Root's, and open to all.
+    const ForeignObject object(4096, 0666);
+    EXPECT_EXIT(
+        {
+            const bool changed = setresuid(65534, 65534, 65534) == 0;
+            const std::string text = failureText<IOException>([] { SharedMemory::open(logicalName, 4096); });
+            std::fputs(text.c_str(), stderr);
+            _exit(changed && text == described("open", "4096", "wrong owner") ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(SharedMemoryTest, AnObjectThatSomebodyElseMadeInTheMiddleOfACreateIsRefused) {
+    {
+        const ForeignObject object(1, 0600);
+        const ReplacedSharedMemory replaced(object.descriptor);
+        EXPECT_EQ(failureText<IOException>([] { SharedMemory::create(logicalName, 4096); }),
+                  described("create", "4096", "wrong size"));
+    }
+    const ForeignObject object(0, 0600);
+    if (object.becomesAnotherUsers()) {
+        const ReplacedSharedMemory replaced(object.descriptor);
+        EXPECT_EQ(failureText<IOException>([] { SharedMemory::create(logicalName, 4096); }),
+                  described("create", "4096", "wrong owner"));
+    }
+}
+
+TEST(SharedMemoryTest, AUmaskThatTakesTheOwnersRightsAwayTakesNoneOfABlock) {
+    const mode_t former = umask(0777);
+    const Ref<SharedMemory> memory = SharedMemory::create(logicalName, 4096);
+    umask(former);
+    EXPECT_NO_THROW(SharedMemory::open(logicalName, 4096));
+}
+
+TEST(SharedMemoryTest, ABlockHasItsSpaceBeforeAnybodyWrites) {
+    const Ref<SharedMemory> memory = SharedMemory::create(logicalName, 100000);
+    struct stat status {};
+    ASSERT_EQ(stat(("/dev/shm" + sharedMemoryName(logicalName)).c_str(), &status), 0);
+    EXPECT_GE(status.st_blocks * 512, 100000);
+}
+
+TEST(SharedMemoryTest, AFullSystemIsAFailureAndLeavesNothingBehind) {
+    const FailingCall failing(LibraryCall::fallocate);
+    EXPECT_EQ(failureText<IOException>([] { SharedMemory::create(logicalName, 4096); }),
+              described("ftruncate", "4096", "No space left on device"));
+    EXPECT_FALSE(existsInTheSystem(sharedMemoryName(logicalName)));
+}
+
+TEST(SharedMemoryTest, ASignalInTheMiddleOfACreateHasNoEffect) {
+    const FailingCall failing(LibraryCall::fallocateOnce);
+    const Ref<SharedMemory> memory = SharedMemory::create(logicalName, 100000);
+    struct stat status {};
+    ASSERT_EQ(stat(("/dev/shm" + sharedMemoryName(logicalName)).c_str(), &status), 0);
+    EXPECT_GE(status.st_blocks * 512, 100000);
+}
+
+TEST(SharedMemoryTest, AForkedProcessThatDestroysItsCopyLeavesTheBlockInTheSystem) {
+    Ref<SharedMemory> memory = SharedMemory::create(logicalName, 4096);
+    const pid_t forked = fork();
+    if (forked == 0) {
+        memory = nullptr;
+        _exit(0);
+    }
+    EXPECT_EQ(waitpid(forked, nullptr, 0), forked);
+    EXPECT_TRUE(existsInTheSystem(sharedMemoryName(logicalName)));
+}
+
+TEST(SharedMemoryTest, NoBlockTakesANumberOfTheConsole) {
+    const pid_t forked = fork();
+    if (forked == 0) {
+        for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            close(descriptor);
+        const Ref<SharedMemory> created = SharedMemory::create(logicalName, 4096);
+        const Ref<SharedMemory> opened = SharedMemory::open(logicalName, 4096);
+        bool isFree = true;
+        for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            isFree = isFree && fcntl(descriptor, F_GETFD) < 0;
+        static_cast<char*>(created->getData())[0] = 5;
+        _exit(isFree && static_cast<char*>(opened->getData())[0] == 5 ? 0 : 1);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(forked, &status, 0), forked);
+    EXPECT_EQ(status, 0);
+    SharedMemory::remove(logicalName);
 }
 
 } // namespace

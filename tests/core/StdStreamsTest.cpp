@@ -11,6 +11,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdlib>
+#include <future>
 #include <iostream>
 #include <latch>
 #include <map>
@@ -100,14 +103,71 @@ TEST(StdOutputStreamTest, ABrokenDeviceIsAFailureThatReleasesTheMutex) {
     const Ref<OutputStream> stream(new StdOutputStream(&output));
     EXPECT_EQ(failureText<IOException>([&] { stream->write("a", 1); }), "Error writing data");
     EXPECT_EQ(failureText<IOException>([&] { stream->printLine("a"); }), "Error writing data");
-    bool taken = false;
-    std::thread([&] {
-        AbstractMutex* mutex = stream->lineMutex();
-        taken = !mutex->tryLock(); // a recursive mutex says false when it takes the lock
-        if (taken)
-            mutex->unlock();
-    }).join();
-    EXPECT_TRUE(taken);
+    std::promise<void> written;
+    std::thread other([&, stream] {
+        EXPECT_THROW(stream->write("a", 1), IOException);
+        written.set_value();
+    });
+    if (written.get_future().wait_for(std::chrono::seconds(4)) != std::future_status::ready) {
+        ADD_FAILURE() << "another thread waits for the mutex";
+        _exit(EXIT_FAILURE);
+    }
+    other.join();
+}
+
+TEST(StdOutputStreamTest, AFailureIsOverOnceItIsThrown) {
+    class Mending : public std::stringbuf {
+    public:
+        bool broken = true;
+
+    protected:
+        std::streamsize xsputn(const char* bytes, std::streamsize count) override {
+            return broken ? 0 : std::stringbuf::xsputn(bytes, count);
+        }
+        int sync() override { return broken ? -1 : 0; }
+    } device;
+    std::ostream output(&device);
+    const Ref<OutputStream> stream(new StdOutputStream(&output));
+    EXPECT_EQ(failureText<IOException>([&] { stream->write("a", 1); }), "Error writing data");
+    EXPECT_EQ(failureText<IOException>([&] { stream->flush(); }), "Error writing data");
+    device.broken = false;
+    stream->write("b", 1);
+    stream->flush();
+    EXPECT_EQ(device.str(), "b");
+}
+
+TEST(StdOutputStreamTest, ALineIsOneWriteOfTheDeviceAndOneFlush) {
+    class Recording : public std::streambuf {
+    public:
+        std::vector<std::string> calls;
+
+    protected:
+        std::streamsize xsputn(const char* bytes, std::streamsize count) override {
+            calls.emplace_back(bytes, static_cast<size_t>(count));
+            return count;
+        }
+        int sync() override {
+            calls.emplace_back("flush");
+            return 0;
+        }
+    } device;
+    std::ostream output(&device);
+    const Ref<OutputStream> stream(new StdOutputStream(&output));
+    stream->printLine("na\xC3\xAFve");
+    stream->printLine(String("b"));
+    stream->printLine(StringBuilder("c"));
+    stream->writeLine("d", UTF16BEEncoding::instance);
+    EXPECT_EQ(device.calls, (std::vector<std::string>{"na\xC3\xAFve\n", "flush", "b\n", "flush", "c\n",
+                                                      "flush", std::string("\0d\0\n", 4), "flush"}));
+}
+
+TEST(StdOutputStreamTest, ALineThatCannotBeEncodedLeavesNoPartOfItself) {
+    std::ostringstream device;
+    const Ref<OutputStream> stream(new StdOutputStream(&device));
+    EXPECT_THROW(stream->printLine("abc\xFF"), IOException);
+    EXPECT_THROW(stream->writeLine("abc\xC3\xA9", ASCIIEncoding::instance), IOException);
+    stream->printLine("next");
+    EXPECT_EQ(device.str(), "next\n");
 }
 
 TEST(StdOutputStreamTest, AFlushReachesTheDevice) {
@@ -257,11 +317,21 @@ TEST(ConsoleTest, TheStandardOutputStreamIsTheOutputDeviceAndFlushesItsLines) {
     EXPECT_EQ(std::string(buffer, static_cast<size_t>(count)), "na\xC3\xAFve\n");
 }
 
-TEST(ConsoleTest, ALineOnTheErrorDeviceLeavesTheOutputDeviceAlone) {
+TEST(ConsoleTest, TheLibrarysOwnStreamsStayAsPluginsKnowThem) {
     standardError();
+    standardOutput();
     standardInput();
-    EXPECT_EQ(std::cerr.tie(), nullptr);
-    EXPECT_EQ(std::cin.tie(), nullptr);
+    EXPECT_EQ(std::cerr.tie(), &std::cout);
+    EXPECT_EQ(std::cin.tie(), &std::cout);
+    EXPECT_TRUE(std::ios::sync_with_stdio(true)) << "their buffers are not for several threads";
+}
+
+TEST(ConsoleTest, WhatIsWrittenWaitsForTheFlush) {
+    const CapturedOutput captured(STDOUT_FILENO);
+    standardOutput().writeText("a");
+    EXPECT_EQ(captured.text(), "");
+    standardOutput().flush();
+    EXPECT_EQ(captured.text(), "a");
 }
 
 TEST(ConsoleTest, TheConsolesAreUtf8AndBigEndian) {

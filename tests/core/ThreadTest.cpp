@@ -13,10 +13,14 @@
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <functional>
 #include <sched.h>
+#include <semaphore>
+#include <set>
 #include <string>
 #include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace base::core;
@@ -351,6 +355,78 @@ TEST(ThreadTest, AttributesThatCannotBeMadeAreAFatalAssertion) {
     const std::string report = captured.text();
     EXPECT_NE(report.find("Condition: false\nFatal state: pthread_attr_init() failed\n"), std::string::npos)
         << report;
+}
+
+TEST(ThreadTest, AThreadStartsWithAllSignalsBlockedButThoseOfItsOwnFaults) {
+    sigset_t former;
+    sigset_t mine;
+    sigemptyset(&mine);
+    sigaddset(&mine, SIGUSR2);
+    pthread_sigmask(SIG_SETMASK, &mine, &former);
+    sigset_t blocked;
+    TestThread thread("test");
+    thread.body = [&] { pthread_sigmask(SIG_SETMASK, nullptr, &blocked); };
+    thread.start();
+    thread.join();
+    sigset_t after;
+    pthread_sigmask(SIG_SETMASK, &former, &after);
+
+    for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+        EXPECT_EQ(sigismember(&after, signal), sigismember(&mine, signal)) << "the starter's own, " << signal;
+        // Two that can't be blocked, and what the library keeps for itself below SIGRTMIN.
+        if (signal == SIGKILL || signal == SIGSTOP || (signal > SIGSYS && signal < SIGRTMIN))
+            continue;
+        const bool isFault =
+            std::set{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS}.contains(signal);
+        EXPECT_EQ(sigismember(&blocked, signal), isFault ? 0 : 1) << "signal " << signal;
+    }
+}
+
+TEST(ThreadTest, AForkedCopyOfTheStarterDoesNotWaitForTheThread) {
+    std::binary_semaphore mayEnd{0};
+    TestThread thread("test");
+    thread.body = [&] { mayEnd.acquire(); };
+    thread.start();
+    const pid_t copy = fork();
+    if (copy == 0)
+        _exit(thread.join() == 0 && thread.getState() == Thread::finished ? 0 : 1);
+    int status = -1;
+    EXPECT_TRUE(becomesTrue([&] { return waitpid(copy, &status, WNOHANG) == copy; })) << "the copy waits";
+    if (status == -1) {
+        kill(copy, SIGKILL);
+        waitpid(copy, nullptr, 0);
+    }
+    EXPECT_EQ(status, 0);
+    mayEnd.release();
+}
+
+TEST(ThreadTest, AReferenceThatIsReleasedOnANewThreadEndsItsObjectThere) {
+    class Ending : public Object {
+    public:
+        explicit Ending(std::atomic<pid_t>& endedOn) : endedOn(endedOn) {}
+        ~Ending() override { endedOn = currentThreadId(); }
+        std::atomic<pid_t>& endedOn;
+    };
+    std::atomic<pid_t> endedOn = 0;
+    auto* object = new Ending(endedOn);
+    retain(object);
+    releaseOnNewThread(object);
+    EXPECT_TRUE(becomesTrue([&] { return endedOn != 0; }));
+    EXPECT_NE(endedOn, currentThreadId());
+}
+
+TEST(ThreadTest, AReferenceStaysWhereNoThreadCanBeMadeForItsRelease) {
+    const CapturedOutput captured(STDERR_FILENO);
+    class Plain : public Object {};
+    const Ref<Plain> object(new Plain);
+    retain(object.get());
+    {
+        const FailingCall failing(LibraryCall::threadCreate);
+        releaseOnNewThread(object.get());
+    }
+    EXPECT_EQ(countReferences(object.get()), 2);
+    EXPECT_EQ(captured.text(), "An object is never freed: no thread could be made for its end\n");
+    release(object.get());
 }
 
 TEST(ThreadTest, TheDefaultStepIsTheFourth) {

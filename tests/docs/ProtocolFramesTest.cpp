@@ -17,6 +17,7 @@
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginHostRequests.h"
+#include "support/LocalAudioContext.h"
 
 #include <filesystem>
 #include <fstream>
@@ -141,7 +142,10 @@ TEST(ProtocolDocument, ShowsTheFramesThatAClientSends) {
     proxy->closeGUI(1);
 
     const auto reply = replyFromDump<CreatePluginInstanceReply>("CreatePluginInstanceReply");
-    const auto memory = base::core::SharedMemory::create(audioBlockName(proxy->getHostId(), 1), 1 << 20);
+    const LocalAudioContext layout(proxy->getBlockSize(), reply->inputChannelCount, reply->outputChannelCount,
+                                   static_cast<int32_t>(reply->state->parameters.size()));
+    const auto memory =
+        base::core::SharedMemory::create(audioBlockName(proxy->getHostId(), 1), layout.memorySize);
     Ref<RemotePluginAudioContextProxy> context(new RemotePluginAudioContextProxy(proxy, *reply));
     context->startProcessing();
     EXPECT_EQ(context->process(256, true, true), 1);

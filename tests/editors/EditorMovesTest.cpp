@@ -138,6 +138,7 @@ TEST_P(EditorMovesTest, APingIsAnsweredWhileThePlugInKeepsTheMainThread) {
 
 TEST_P(EditorMovesTest, AHiddenEditorIsOffTheScreenAndOpen) {
     open();
+    settle();
     hideAll();
     EXPECT_NE(window(), 0U);
     EXPECT_FALSE(client.isMapped(window()));

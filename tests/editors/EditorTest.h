@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/CapturedOutput.h"
+#include "editors/HostPauses.h"
 #include "editors/WindowReader.h"
 #include "plugin/PluginHostRequests.h"
 #include "plugins/editors/EditorRecord.h"
@@ -12,6 +13,7 @@
 
 #include <dlfcn.h>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -27,6 +29,7 @@ inline EditorRecord& recordOf(const std::string& path) {
         throw std::runtime_error(dlerror());
     EditorRecord& record = *reinterpret_cast<EditorRecord* (*)()>(dlsym(module, "editorRecord"))();
     record.calls.clear();
+    record.onOpen = nullptr;
     return record;
 }
 
@@ -58,13 +61,11 @@ protected:
         });
     }
 
-    /// Runs something on the main thread. At the return the server has carried out what came of it.
+    /// Runs something on the main thread. At the return the server has carried out what the host has sent it,
+    /// and not what the host has forgotten in a buffer.
     void onMainThread(const std::function<void()>& body) {
-        ASSERT_TRUE(running.call([&] {
-            body();
-            xcb_connection_t* connection = host().display.connection;
-            ownReply(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
-        })) << "the main thread stands still";
+        ASSERT_TRUE(running.call(body)) << "the main thread stands still";
+        client.syncWithOthers();
     }
 
     /// Has the host carry out a request of its client's.
@@ -130,10 +131,20 @@ protected:
 
     size_t countCalls(const std::string& call) { return record->calls.count(call); }
 
-    /// Opens an editor whose plug-in makes no window, or too late.
-    void openInVain() {
+    /// Has a plug-in with a late window make it, on a thread of its own as plug-ins do.
+    void makeLateWindow() { std::thread(record->makeWindow).join(); }
+
+    /// Opens an editor whose plug-in makes no window, or one only in the pause behind the last look for it.
+    void openInVain(bool tooLate = false) {
+        constexpr size_t looks = 20;
+        HostPauses pauses([&](size_t count) {
+            if (tooLate && count == looks)
+                makeLateWindow();
+        });
         const base::core::CapturedOutput errors(STDERR_FILENO);
         open();
+        // A second in all.
+        EXPECT_EQ(pauses.lengths, std::vector<useconds_t>(looks, 50000));
         EXPECT_EQ(errors.text(), "VST plugin did not create it's window inside the plugin window\n");
         EXPECT_EQ(window(), 0U);
         settle();

@@ -2,6 +2,9 @@
 // don't have, or left attached to a window that is gone.
 
 #include "editors/EditorTest.h"
+#include "vst3/Vst3PluginInstance.h"
+
+#include <thread>
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -18,10 +21,27 @@ protected:
         return calls;
     }
 
+    /// The size that the view was given last. What a thread of the plug-in's is answered has no order beside
+    /// it.
+    std::string lastSizeTold() {
+        std::string last;
+        for (const std::string& call : takeCalls()) {
+            if (call.starts_with("size "))
+                last = call;
+        }
+        return last;
+    }
+
     bool hasEditor() {
         bool answer = false;
         onMainThread([&] { answer = instance->hasEditor(); });
         return answer;
+    }
+
+    /// An opening that prints that the view has no size.
+    void openWithoutASize() {
+        const base::core::CapturedOutput errors(STDERR_FILENO);
+        open();
     }
 };
 
@@ -168,7 +188,14 @@ TEST_F(Vst3EditorTest, AnEditorThatIsSaidToHaveBeenClosedKeepsItsViewAndIsToldOn
 
 TEST_F(Vst3EditorTest, APlugInThatMakesItsWindowLateIsWaitedFor) {
     load("late-view-window.vst3");
+    // In the last pause that a look follows.
+    constexpr size_t last = 19;
+    HostPauses pauses([&](size_t count) {
+        if (count == last)
+            makeLateWindow();
+    });
     open();
+    EXPECT_EQ(pauses.lengths.size(), last);
     ASSERT_NE(window(), 0U);
     EXPECT_TRUE(client.isMapped(window()));
     EXPECT_EQ(pluginWindowSize(), asLarge(200, 120));
@@ -184,8 +211,8 @@ TEST_F(Vst3EditorTest, AViewWithoutAWindowStaysAttachedAndTheClientIsTold) {
 }
 
 TEST_F(Vst3EditorTest, AWindowThatComesAfterASecondIsTooLate) {
-    load("belated-view-window.vst3");
-    openInVain();
+    load("late-view-window.vst3");
+    openInVain(true);
 }
 
 TEST_F(Vst3EditorTest, AViewWithoutASizeIsOfNoneAtItsFirstOpening) {
@@ -269,6 +296,131 @@ TEST_F(Vst3EditorTest, ASizeThatIsAskedForWhileTheViewIsAttachedEndsWithTheOpeni
     // The opening asks the view itself in the end; the queued size is told to it while the window is busy.
     EXPECT_EQ(windowSize(), asLarge(200, 120));
     EXPECT_EQ(pluginWindowSize(), asLarge(200, 120));
+    // So that it isn't left with a size that its window doesn't have.
+    EXPECT_EQ(lastSizeTold(), "size 0 0 200 120");
+}
+
+TEST_F(Vst3EditorTest, AViewWithoutASizeGetsTheOneThatItAsksForWhileItIsAttached) {
+    load("view-without-a-size.vst3");
+    record->onOpen = [this](uint32_t) { record->requestSize(320, 240); };
+    openWithoutASize();
+    settle();
+    EXPECT_EQ(windowSize(), asLarge(320, 240));
+    EXPECT_EQ(pluginWindowSize(), asLarge(320, 240));
+    EXPECT_THAT(takeCalls(), ElementsAre("view editor", "frame", "attached X11EmbedWindowID",
+                                         "resize answered 0", "size 0 0 320 240"));
+}
+
+TEST_F(Vst3EditorTest, AViewWithoutASizeGetsTheOneThatAThreadOfItsAsksForWhileItIsAttached) {
+    load("view-without-a-size.vst3");
+    record->onOpen = [this](uint32_t) { std::thread([this] { record->requestSize(320, 240); }).join(); };
+    openWithoutASize();
+    settle();
+    EXPECT_EQ(windowSize(), asLarge(320, 240));
+    EXPECT_EQ(pluginWindowSize(), asLarge(320, 240));
+    EXPECT_EQ(lastSizeTold(), "size 0 0 320 240");
+}
+
+TEST_F(Vst3EditorTest, OfSizesThatAThreadAsksForDuringTheOpeningTheLastOneStays) {
+    load("view-without-a-size.vst3");
+    constexpr int32_t sizes = 100;
+    constexpr int32_t lastWidth = 200 + sizes;
+    for (int round = 0; round < 10; ++round) {
+        std::thread thread;
+        record->onOpen = [&](uint32_t) {
+            thread = std::thread([this] {
+                for (int32_t i = 1; i <= sizes; ++i)
+                    record->requestSize(200 + i, 100 + i);
+            });
+        };
+        openWithoutASize();
+        thread.join();
+        settle();
+        EXPECT_EQ(windowSize(), asLarge(lastWidth, lastWidth - 100)) << round;
+        EXPECT_EQ(lastSizeTold(), "size 0 0 300 200") << round;
+        close();
+        place(0, 0, 30, 20);
+    }
+}
+
+TEST_F(Vst3EditorTest, ASizeThatIsAskedForWhileTheWindowIsBusyIsThatOfTheNextOpening) {
+    load("plain-view.vst3");
+    place(70, 80, 200, 120);
+    open();
+    settle();
+    onMainThread([this] {
+        instance->beginWindowChange();
+        std::thread([this] { record->requestSize(320, 240); }).join();
+    });
+    settle();
+    EXPECT_THAT(windowNotifications(), IsEmpty());
+    EXPECT_EQ(windowSize(), (WindowRectangle{70, 80, 320, 240}));
+    close();
+    open();
+    EXPECT_EQ(windowSize(), (WindowRectangle{70, 80, 320, 240}));
+}
+
+TEST_F(Vst3EditorTest, ASizeOfAnyEdgesIsHeldAtWhatTheWindowCanHave) {
+    load("plain-view.vst3");
+    open();
+    settle();
+    onMainThread([this] {
+        auto& frame = dynamic_cast<Vst3PluginInstance&>(*instance);
+        Steinberg::ViewRect endless(INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX);
+        EXPECT_EQ(frame.resizeView(nullptr, &endless), kResultOk);
+    });
+    settle();
+    EXPECT_EQ(windowSize(), asLarge(UINT16_MAX, UINT16_MAX));
+    const std::string told = "size 0 0 " + std::to_string(INT32_MAX) + " " + std::to_string(INT32_MAX);
+    EXPECT_EQ(lastSizeTold(), told);
+    onMainThread([this] {
+        auto& frame = dynamic_cast<Vst3PluginInstance&>(*instance);
+        Steinberg::ViewRect turned(INT32_MAX, INT32_MAX, INT32_MIN, INT32_MIN);
+        EXPECT_EQ(frame.resizeView(nullptr, &turned), kResultOk);
+    });
+    settle();
+    EXPECT_THAT(takeCalls(), IsEmpty());
+    EXPECT_EQ(windowSize(), asLarge(UINT16_MAX, UINT16_MAX));
+}
+
+TEST_F(Vst3EditorTest, AViewOfAnyEdgesIsHeldAtWhatTheWindowCanHave) {
+    load("view-of-endless-size.vst3");
+    open();
+    EXPECT_EQ(windowSize(), asLarge(UINT16_MAX, UINT16_MAX));
+    onMainThread([this] {
+        EXPECT_EQ(instance->windowWidth, INT32_MAX);
+        EXPECT_EQ(instance->windowHeight, INT32_MAX);
+        int32_t width = 640;
+        int32_t height = 480;
+        instance->editorSetSize(width, height);
+        EXPECT_EQ(width, INT32_MAX);
+        EXPECT_EQ(height, INT32_MAX);
+    });
+}
+
+TEST_F(Vst3EditorTest, SizesThatAClientMayChooseReachTheViewAndLeaveTheWindowAlone) {
+    load("view-without-a-size.vst3");
+    place(INT32_MAX, INT32_MIN, INT32_MIN, -1);
+    openWithoutASize();
+    EXPECT_EQ(takeCalls()[2], "size 0 0 " + std::to_string(INT32_MIN) + " -1");
+    EXPECT_EQ(windowSize(), (WindowRectangle{client.rectangle(client.root).width - 400, 0, 400, 300}));
+}
+
+TEST_F(Vst3EditorTest, ADragThatTheEndOfTheEditorCutsOffIsOverForTheClient) {
+    load("plain-view.vst3");
+    open();
+    onMainThread([this] { instance->beginParameterEdit(3); });
+    close();
+    EXPECT_THAT(notifications(), ElementsAre(golden("03 03 00 00 00 03 00 00 00 01"),
+                                             golden("03 03 00 00 00 03 00 00 00 00"), closed));
+}
+
+TEST_F(Vst3EditorTest, ADragThatTheFailureOfTheEditorCutsOffIsOverForTheClient) {
+    load("view-without-window.vst3");
+    record->onOpen = [this](uint32_t) { instance->beginParameterEdit(3); };
+    openInVain();
+    EXPECT_THAT(notifications(), ElementsAre(golden("03 03 00 00 00 03 00 00 00 01"),
+                                             golden("03 03 00 00 00 03 00 00 00 00"), closed));
 }
 
 TEST_F(Vst3EditorTest, AViewIsResizedWhileItsPlugInRenders) {

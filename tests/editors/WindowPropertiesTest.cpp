@@ -5,7 +5,9 @@
 #include "editors/EditorTest.h"
 #include "window/XcbPluginWindow.h"
 
+#include <chrono>
 #include <memory>
+#include <poll.h>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -46,10 +48,17 @@ class BareWindowTest : public testing::Test {
 protected:
     BareWindowTest() { EXPECT_TRUE(window.create()); }
 
-    void sync() {
-        xcb_connection_t* connection = test.host->display.connection;
-        ownReply(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
+    uint32_t id() const { return window.getWindowId(); }
+
+    /// Waits until others see a window as it should be. Nothing but the host's own calls sends anything:
+    /// there is no display thread here.
+    testing::AssertionResult isSeen(uint32_t seen, const WindowRectangle& expected) {
+        if (eventually([&] { return client.rectangle(seen) == expected; }, bound))
+            return testing::AssertionSuccess();
+        return testing::AssertionFailure() << "others see " << client.rectangle(seen);
     }
+
+    static constexpr std::chrono::seconds bound{4};
 
     // A window in the host's, as a plug-in makes one.
     uint32_t addChild(int16_t x, int16_t y, uint16_t width, uint16_t height) {
@@ -110,6 +119,7 @@ TEST_F(WindowPropertiesTest, AnEmptyTitleIsAnEmptyName) {
 
 TEST_F(WindowPropertiesTest, ANewTitleReplacesTheOld) {
     open("A long first title");
+    settle();
     request<SetWindowTitleRequest>(instanceId, "Second");
     EXPECT_EQ(client.property(window(), "WM_NAME").bytes, "Second");
 }
@@ -146,8 +156,9 @@ TEST_F(WindowPropertiesTest, AnOpenEditorIsOnTheScreenWithThePlugInsWindowInItsC
 TEST_F(WindowPropertiesTest, AClosedEditorLeavesNoWindow) {
     open();
     const uint32_t opened = window();
-    close();
     settle();
+    close();
+    // Before anything else happens that would send it.
     EXPECT_FALSE(client.windowExists(opened));
     EXPECT_EQ(window(), 0U);
     onMainThread([&] { EXPECT_THAT(host().windows, IsEmpty()); });
@@ -178,6 +189,15 @@ TEST_F(WindowPropertiesTest, AWindowAtNegativePlacesStandsInTheCorner) {
     EXPECT_EQ(openAt(-70, -80), (WindowRectangle{0, 0, 200, 120}));
 }
 
+TEST_F(WindowPropertiesTest, AWindowAtTheGreatestPlaceIsMovedBackJustSoFarThatItFits) {
+    EXPECT_EQ(openAt(INT32_MAX, INT32_MAX),
+              (WindowRectangle{screen.width - 200, screen.height - 120, 200, 120}));
+}
+
+TEST_F(WindowPropertiesTest, AWindowAtTheLeastPlaceStandsInTheCorner) {
+    EXPECT_EQ(openAt(INT32_MIN, INT32_MIN), (WindowRectangle{0, 0, 200, 120}));
+}
+
 TEST_F(WindowPropertiesTest, AWindowWiderThanTheScreenStandsAtTheLeftEdge) {
     open();
     onMainThread([&] { record->requestSize(screen.width + 100, 120); });
@@ -189,21 +209,34 @@ TEST_F(WindowPropertiesTest, AWindowWiderThanTheScreenStandsAtTheLeftEdge) {
 }
 
 TEST_F(BareWindowTest, ANewWindowIsUnmappedAndOfAFirstSize) {
-    EXPECT_FALSE(client.isMapped(window.getWindowId()));
-    EXPECT_EQ(client.rectangle(window.getWindowId()), (WindowRectangle{0, 0, 400, 300}));
-    EXPECT_EQ(client.parent(window.getWindowId()), client.root);
+    EXPECT_TRUE(isSeen(id(), {0, 0, 400, 300}));
+    EXPECT_FALSE(client.isMapped(id()));
+    EXPECT_EQ(client.parent(id()), client.root);
 }
 
 TEST_F(BareWindowTest, AResizeBeforeThePlugInsWindowIsKnownTouchesOnlyTheHosts) {
     const uint32_t child = addChild(5, 6, 30, 20);
     window.resize(320, 240);
-    sync();
-    EXPECT_EQ(client.rectangle(window.getWindowId()), (WindowRectangle{0, 0, 320, 240}));
+    EXPECT_TRUE(isSeen(id(), {0, 0, 320, 240}));
     EXPECT_EQ(client.rectangle(child), (WindowRectangle{5, 6, 30, 20}));
     EXPECT_TRUE(window.waitForPluginWindow());
     window.resize(320, 240);
-    sync();
-    EXPECT_EQ(client.rectangle(child), (WindowRectangle{0, 0, 320, 240}));
+    EXPECT_TRUE(isSeen(child, {0, 0, 320, 240}));
+}
+
+TEST_F(BareWindowTest, ASizeThatTheServerCannotHoldIsTheLargestThatItCan) {
+    window.resize(65536 + 320, UINT16_MAX);
+    EXPECT_TRUE(isSeen(id(), {0, 0, UINT16_MAX, UINT16_MAX}));
+    window.resize(320, INT32_MAX);
+    EXPECT_TRUE(isSeen(id(), {0, 0, 320, UINT16_MAX}));
+}
+
+TEST_F(BareWindowTest, ANegativeSizeLeavesTheWindowAsLargeAsItIs) {
+    window.resize(static_cast<uint32_t>(-320), 240);
+    window.resize(320, static_cast<uint32_t>(INT32_MIN));
+    // The server keeps the order of what one client asks for.
+    window.move(50, 60);
+    EXPECT_TRUE(isSeen(id(), {50, 60, 400, 300}));
 }
 
 TEST_F(BareWindowTest, TheFirstChildCountsAsThePlugInsWhoeversItIs) {
@@ -211,18 +244,53 @@ TEST_F(BareWindowTest, TheFirstChildCountsAsThePlugInsWhoeversItIs) {
     const uint32_t second = addChild(7, 8, 40, 30);
     EXPECT_TRUE(window.waitForPluginWindow());
     window.resize(320, 240);
-    sync();
-    EXPECT_EQ(client.rectangle(first), (WindowRectangle{0, 0, 320, 240}));
+    EXPECT_TRUE(isSeen(first, {0, 0, 320, 240}));
     EXPECT_EQ(client.rectangle(second), (WindowRectangle{7, 8, 40, 30}));
 }
 
 TEST_F(BareWindowTest, AWindowThatTheUserCouldResizeIsNoneOfItsKind) {
     window.resize(320, 240);
-    sync();
-    const auto before = client.words(window.getWindowId(), "WM_NORMAL_HINTS");
+    ASSERT_TRUE(isSeen(id(), {0, 0, 320, 240}));
+    const auto before = client.words(id(), "WM_NORMAL_HINTS");
     window.setResizable();
-    sync();
-    EXPECT_EQ(client.words(window.getWindowId(), "WM_NORMAL_HINTS"), before);
+    window.resize(330, 250);
+    ASSERT_TRUE(isSeen(id(), {0, 0, 330, 250}));
+    const auto after = client.words(id(), "WM_NORMAL_HINTS");
+    ASSERT_EQ(after.size(), before.size());
+    EXPECT_EQ(after[0], before[0]) << "the limits of the size are lifted";
+}
+
+TEST_F(BareWindowTest, EachChangeIsSeenByOthersAtOnce) {
+    window.show();
+    EXPECT_TRUE(eventually([&] { return client.isMapped(id()); }, bound)) << "it isn't shown";
+    window.setTitle("Seen");
+    EXPECT_TRUE(eventually([&] { return client.property(id(), "WM_NAME").bytes == "Seen"; }, bound));
+    window.resize(320, 240);
+    EXPECT_TRUE(isSeen(id(), {0, 0, 320, 240}));
+    window.move(50, 60);
+    EXPECT_TRUE(isSeen(id(), {50, 60, 320, 240}));
+    window.hide();
+    EXPECT_TRUE(eventually([&] { return !client.isMapped(id()); }, bound)) << "it isn't hidden";
+}
+
+TEST_F(BareWindowTest, AWindowThatEndsIsGoneAtOnce) {
+    uint32_t ended = 0;
+    {
+        XcbPluginWindow brief(test.host.get(), instance.get(), 0);
+        ASSERT_TRUE(brief.create());
+        ended = brief.getWindowId();
+        ASSERT_TRUE(client.windowExists(ended));
+    }
+    EXPECT_TRUE(eventually([&] { return !client.windowExists(ended); }, bound)) << "others still see it";
+}
+
+TEST_F(BareWindowTest, TheMessageOfASettledOpeningIsSentAtOnce) {
+    // Nobody reads the host's events here, so it waits in the socket.
+    const int socket = xcb_get_file_descriptor(test.host->display.connection);
+    pollfd readable{socket, POLLIN, 0};
+    ASSERT_EQ(poll(&readable, 1, 0), 0) << "something waits there before";
+    test.host->display.sendSettledEvent(id(), 1);
+    EXPECT_EQ(poll(&readable, 1, 4000), 1);
 }
 
 TEST_F(BareWindowTest, TheWindowIsShownAtTheScaleOfTheScreen) {

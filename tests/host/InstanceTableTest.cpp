@@ -192,3 +192,27 @@ TEST_F(InstanceTableTest, WorkersFindTheirInstanceWhileOthersOfItsChainComeAndGo
     for (const auto& count : lookUps)
         EXPECT_GT(count, 50);
 }
+
+TEST_F(InstanceTableTest, ATableIsEmptyWhenTheInstancesThatItDropsEnd) {
+    class Last : public FakePluginInstance {
+    public:
+        Last(InstanceTable& table, bool& wasEmpty, CallLog& log)
+            : FakePluginInstance(nullptr, 70, log), table(table), wasEmpty(wasEmpty) {}
+        ~Last() override { wasEmpty = table.isEmpty() && table.find(6) == nullptr; }
+
+    private:
+        InstanceTable& table;
+        bool& wasEmpty;
+    };
+
+    bool wasEmpty = false;
+    table.insert(6, make(6));
+    table.insert(70, new Last(table, wasEmpty, log)); // in the same bucket
+    table.insert(7, make(7));
+    table.clear();
+    EXPECT_TRUE(wasEmpty);
+    EXPECT_EQ(walk(), std::vector<int32_t>{});
+    EXPECT_THAT(log.all(), UnorderedElementsAre("~instance 6", "~instance 7", "~instance 70"));
+    table.insert(6, make(6));
+    EXPECT_THAT(walk(), ElementsAre(6));
+}

@@ -1,81 +1,50 @@
 // The main loop and its queue. If these fail, editors freeze or flicker, notifications are sent on a
 // plug-in's thread, or requests are lost or run out of order.
 
+#include "plugin/PluginHostNotifications.h"
+#include "support/TurnedClock.h"
 #include "tests/host/RunningHost.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <map>
-#include <mutex>
 #include <stdexcept>
+#include <string>
 #include <sys/prctl.h>
-#include <sys/time.h>
 #include <unistd.h>
 
+using namespace std::chrono_literals;
 using testing::ElementsAre;
 
 namespace {
 
-constexpr auto idleInterval = std::chrono::milliseconds(40);
-
-/// The wall clock, by which the loop measures.
-std::chrono::microseconds wallClock() {
-    timeval now{};
-    gettimeofday(&now, nullptr);
-    return std::chrono::seconds(now.tv_sec) + std::chrono::microseconds(now.tv_usec);
-}
-
-/// The times at which an instance was called.
-class IdleTimes {
-public:
-    void note() {
-        const std::lock_guard lock(mutex);
-        times.push_back(wallClock());
-    }
-    std::vector<std::chrono::microseconds> all() const {
-        const std::lock_guard lock(mutex);
-        return times;
-    }
-
-private:
-    mutable std::mutex mutex;
-    std::vector<std::chrono::microseconds> times;
-};
-
-// A note that came late makes the next one look early, so the rate counts and not each interval. The loop
-// measures in whole milliseconds.
-void expectNotTooOften(const std::vector<std::chrono::microseconds>& times) {
-    const auto shortest = idleInterval - std::chrono::milliseconds(2);
-    EXPECT_GE(times.back() - times.front(), shortest * (times.size() - 2)) << times.size() << " idle rounds";
-}
-
-// Keeps the main thread for a time.
-void keepBusy(std::chrono::microseconds time) {
-    const auto end = wallClock() + time;
-    while (wallClock() < end)
-        std::this_thread::yield();
-}
+constexpr auto idleInterval = 40ms;
 
 } // namespace
 
-TEST(MainLoopTest, WithoutActionsEveryInstanceIdlesAboutTwentyFiveTimesASecond) {
-    IdleTimes first;
-    IdleTimes second;
+TEST(MainLoopTest, WithoutActionsEveryInstanceIdlesEachFortyMilliseconds) {
+    TurnedClock clock;
+    std::atomic<int> first = 0;
+    std::atomic<int> second = 0;
     RunningHost running([&](TestHost& test) {
-        test.addInstance(1)->onIdle = [&] { first.note(); };
-        test.addInstance(2)->onIdle = [&] { second.note(); };
+        test.addInstance(1)->onIdle = [&] { ++first; };
+        test.addInstance(2)->onIdle = [&] { ++second; };
     });
-    const auto begin = std::chrono::steady_clock::now();
-    ASSERT_TRUE(eventually([&] { return second.all().size() >= 26; })) << "fewer than 26 idle rounds";
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4)) << "idle comes too rarely";
-    running.stop();
-    expectNotTooOften(first.all());
-    expectNotTooOften(second.all());
-    EXPECT_LE(first.all().size() - second.all().size(), 1U);
+    for (int round = 1; round <= 26; ++round) {
+        ASSERT_EQ(clock.awaitSleeper(), idleInterval) << "after " << round << " rounds";
+        clock.turn(idleInterval - 1ms);
+        ASSERT_EQ(clock.awaitSleeper(), 1ms) << "after " << round << " rounds";
+        ASSERT_EQ(first, round);
+        ASSERT_EQ(second, round);
+        clock.turn(1ms);
+    }
 }
 
 TEST(MainLoopTest, TheFirstRoundIdlesAtOnceEvenWithActionsWaiting) {
+    TurnedClock clock;
     RunningHost running([](TestHost& test) {
         FakePluginInstance* instance = test.addInstance(1).get();
         instance->onIdle = [instance] { instance->log.add("idle"); };
@@ -83,72 +52,85 @@ TEST(MainLoopTest, TheFirstRoundIdlesAtOnceEvenWithActionsWaiting) {
             test.host->post(
                 new FunctionAction([&log = test.log, i] { log.add("action " + std::to_string(i)); }));
     });
-    ASSERT_TRUE(eventually([&] { return running.log().count("action 2") == 1; }));
-    std::vector<std::string> entries = running.log().all();
-    entries.resize(3);
-    EXPECT_THAT(entries, ElementsAre("action 0", "idle", "action 1"));
+    ASSERT_EQ(clock.awaitSleeper(), idleInterval);
+    EXPECT_THAT(running.log().all(), ElementsAre("action 0", "idle", "action 1", "action 2"));
 }
 
-TEST(MainLoopTest, ASignalBeforeTheTimeoutLosesNoIdleRound) {
-    IdleTimes times;
-    RunningHost running([&](TestHost& test) { test.addInstance(1)->onIdle = [&] { times.note(); }; });
-    // Many wake-ups within each interval: each must leave only the rest of it to be waited for.
-    std::atomic<int> ran = 0;
-    int posted = 0;
-    const auto begin = std::chrono::steady_clock::now();
-    while (times.all().size() < 13 && std::chrono::steady_clock::now() - begin < std::chrono::seconds(8)) {
-        running.post([&] { ++ran; });
-        ++posted;
-        std::this_thread::sleep_for(std::chrono::milliseconds(3));
+TEST(MainLoopTest, ASignalBeforeTheTimeoutLosesNoIdleRoundAndAddsNone) {
+    TurnedClock clock;
+    std::atomic<int> idles = 0;
+    RunningHost running([&](TestHost& test) { test.addInstance(1)->onIdle = [&] { ++idles; }; });
+    for (int round = 1; round <= 5; ++round) {
+        // Each wake-up leaves only the rest of the interval to be waited for.
+        for (auto left = idleInterval; left > 0ms; left -= 10ms) {
+            ASSERT_TRUE(running.call([] {}));
+            ASSERT_EQ(clock.awaitSleeper(), left) << "in round " << round;
+            ASSERT_EQ(idles, round);
+            clock.turn(10ms);
+        }
+        ASSERT_EQ(clock.awaitSleeper(), idleInterval) << "after round " << round;
     }
-    EXPECT_GE(times.all().size(), 13U) << "wake-ups put the idle rounds off";
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
-    running.stop();
-    EXPECT_EQ(ran, posted);
-    EXPECT_GT(posted, 50);
-    expectNotTooOften(times.all());
+}
+
+TEST(MainLoopTest, AWallClockThatIsSetBackOrAheadGivesAnIdleRoundAtOnceAndThenTheUsualOnes) {
+    TurnedClock clock;
+    std::atomic<int> idles = 0;
+    RunningHost running([&](TestHost& test) { test.addInstance(1)->onIdle = [&] { ++idles; }; });
+    int expected = 1;
+    for (const auto change : {-1h, 1h}) {
+        ASSERT_EQ(clock.awaitSleeper(), idleInterval);
+        ASSERT_EQ(idles, expected);
+        clock.setWallClock(change);
+        ASSERT_TRUE(running.call([] {}));
+        ASSERT_EQ(clock.awaitSleeper(), idleInterval);
+        EXPECT_EQ(idles, ++expected);
+        clock.turn(idleInterval);
+        ASSERT_EQ(clock.awaitSleeper(), idleInterval);
+        EXPECT_EQ(idles, ++expected);
+    }
 }
 
 TEST(MainLoopTest, WhetherAnActionIsFollowedByIdleIsDecidedBeforeItRuns) {
-    struct Mark {
-        bool isIdle;
-        std::chrono::microseconds begin;
-        std::chrono::microseconds end;
-    };
-    std::vector<Mark> marks;
+    TurnedClock clock;
+    std::string order;
     RunningHost running([&](TestHost& test) {
-        test.addInstance(1)->onIdle = [&] { marks.push_back({true, wallClock(), wallClock()}); };
+        test.addInstance(1)->onIdle = [&] { order += 'i'; };
         for (int i = 0; i < 12; ++i) {
             test.host->post(new FunctionAction([&] {
-                const auto begin = wallClock();
-                keepBusy(std::chrono::milliseconds(45));
-                marks.push_back({false, begin, wallClock()});
+                order += 'a';
+                clock.turn(idleInterval + 5ms);
             }));
         }
     });
-    running.stop();
-    const auto isAction = [](const Mark& mark) { return !mark.isIdle; };
-    ASSERT_EQ(std::count_if(marks.begin(), marks.end(), isAction), 12);
-    int followed = 0;
-    int notFollowed = 0;
-    // The last action is left out: the one that stops the loop has no mark.
-    const auto last = std::find_if(marks.rbegin(), marks.rend(), isAction).base() - 1;
-    for (size_t i = 2; i < static_cast<size_t>(last - marks.begin()); ++i) {
-        EXPECT_FALSE(marks[i].isIdle && marks[i - 1].isIdle) << "no action between two idle rounds";
-        if (marks[i].isIdle)
-            continue;
-        const size_t lastIdle = marks[i - 1].isIdle ? i - 1 : i - 2;
-        ASSERT_TRUE(marks[lastIdle].isIdle) << "a late round did not idle";
-        if (marks[i - 1].end - marks[lastIdle].end > idleInterval + std::chrono::milliseconds(2)) {
-            EXPECT_TRUE(marks[i + 1].isIdle) << "a late round did not idle";
-            ++followed;
-        } else if (marks[i].begin - marks[lastIdle].begin < idleInterval / 2) {
-            EXPECT_FALSE(marks[i + 1].isIdle) << "the time of the action itself was counted";
-            ++notFollowed;
+    ASSERT_EQ(clock.awaitSleeper(), idleInterval);
+    // The first round is always late. From then on an action finds an idle round behind it, the next one
+    // finds that the one before it took long.
+    EXPECT_EQ(order, "ai"
+                     "aai"
+                     "aai"
+                     "aai"
+                     "aai"
+                     "aai"
+                     "ai");
+}
+
+TEST(MainLoopTest, AnActionThatIsNotLateIsNotFollowedByIdle) {
+    TurnedClock clock;
+    std::string order;
+    RunningHost running([&](TestHost& test) {
+        test.addInstance(1)->onIdle = [&] { order += 'i'; };
+        for (int i = 0; i < 9; ++i) {
+            test.host->post(new FunctionAction([&] {
+                order += 'a';
+                clock.turn(10ms);
+            }));
         }
-    }
-    EXPECT_GT(followed, 0);
-    EXPECT_GT(notFollowed, 0);
+    });
+    ASSERT_TRUE(running.call([] {}));
+    // After the first, four actions take the interval, and the one that starts behind it is late.
+    EXPECT_EQ(order, "ai"
+                     "aaaaai"
+                     "aaa");
 }
 
 TEST(MainLoopTest, ActionsOfManyThreadsAllRunOnTheMainThreadInEachThreadsOrder) {
@@ -346,4 +328,46 @@ TEST(MainLoopDeathTest, AnExceptionOfIdleLeavesTheLoop) {
         _exit(8);
     };
     EXPECT_EXIT(run(), testing::ExitedWithCode(7), "");
+}
+
+namespace {
+
+/// Tells whether it has gone, and whether it has run.
+class WatchedAction : public PluginHostAction {
+public:
+    explicit WatchedAction(CallLog& log) : log(log) {}
+    ~WatchedAction() override { log.add("~action"); }
+
+    void run() override { log.add("action"); }
+
+private:
+    CallLog& log;
+};
+
+/// Reports as it ends, as a plug-in does that calls back from its own end.
+class ReportingInstance : public FakePluginInstance {
+public:
+    using FakePluginInstance::FakePluginInstance;
+    ~ReportingInstance() override { host->post(new WatchedAction(log)); }
+};
+
+} // namespace
+
+TEST(MainLoopTest, InstancesOfAHostThatEndsFindItsQueueAndNothingOfItRuns) {
+    CallLog log;
+    {
+        const Ref<PluginHost> host(new PluginHost(44100, 256));
+        host->instances.insert(1, new ReportingInstance(host.get(), 1, log));
+    }
+    EXPECT_THAT(log.all(), ElementsAre("~instance 1", "~action"));
+}
+
+TEST(MainLoopTest, AnInstanceThatAnActionHoldsFindsTheQueueToo) {
+    CallLog log;
+    {
+        const Ref<PluginHost> host(new PluginHost(44100, 256));
+        Ref<PluginInstance> instance(new ReportingInstance(host.get(), 1, log));
+        host->post(new UpdateAllParametersNotification(*instance, nullptr));
+    }
+    EXPECT_THAT(log.all(), ElementsAre("~instance 1", "~action"));
 }

@@ -8,14 +8,22 @@
 #include "local/RecordedSession.h"
 #include "plugin/Eventually.h"
 #include "plugin/PluginException.h"
+#include "plugin/PluginHostAsyncReplyHandler.h"
+#include "plugin/PluginHostNotifications.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <semaphore>
 #include <set>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using base::core::CapturedOutput;
 
@@ -42,6 +50,17 @@ public:
     void run() override { mayEnd.acquire(); }
     std::binary_semaphore mayEnd{0};
 };
+
+/// The words of the `IOException` that `action` ends with.
+template <class Action>
+std::string lossText(const Action& action) {
+    try {
+        action();
+    } catch (const IOException& exception) {
+        return exception.getMessage().toStdString();
+    }
+    return "no failure";
+}
 
 class LocalProxyTest : public testing::Test {
 protected:
@@ -134,6 +153,122 @@ TEST_F(LocalProxyTest, APluginThatThrowsEndsItsHostAndFailsAllWhoWait) {
     proxy = nullptr;
     EXPECT_EQ(PluginHost::getCurrent(), nullptr);
     EXPECT_TRUE(eventually([] { return threadNames().count("XDisplayThread") == 0; }));
+}
+
+/// Does what a test wants when an edit of a parameter begins or ends.
+class ActingListener : public RecordingListener {
+public:
+    void onBeginOrEndEditParameter(const BeginOrEndEditParameterNotification& notification) override {
+        action();
+        RecordingListener::onBeginOrEndEditParameter(notification);
+    }
+    std::function<void()> action = [] {};
+};
+
+/// The program by which the plug-in reports that an edit begins.
+constexpr int32_t beginEdit = 3;
+
+/// Loads a plug-in that reports to the listener when its program is set.
+int32_t loadReporting(PluginHostProxy& proxy, const Ref<ActingListener>& listener) {
+    const Ref<TestReplyHandler> created(new TestReplyHandler);
+    const int32_t id = proxy.createPluginInstance(testPlugin("reports-when-asked.so").c_str(), {}, "", false,
+                                                  listener, created);
+    created->wait();
+    return id;
+}
+
+TEST_F(LocalProxyTest, AReceiverMayShutTheHostDown) {
+    const CapturedOutput errors(STDERR_FILENO);
+    Ref<PluginHostProxy> proxy = makeProxy();
+    const Ref<ActingListener> listener(new ActingListener);
+    std::atomic<bool> hostLived = false;
+    listener->action = [&] {
+        proxy->shutdown();
+        hostLived = PluginHost::getCurrent() != nullptr;
+    };
+    proxy->setCurrentProgram(loadReporting(*proxy, listener), beginEdit);
+    EXPECT_EQ(listener->waitFor(1).size(), 1U);
+    EXPECT_TRUE(hostLived) << "it was destroyed inside of its own main loop";
+    EXPECT_EQ(lossText([&] { proxy->ping(); }), PluginHostProxy::lostMessage);
+    // Joins what the receiver couldn't.
+    proxy->shutdown();
+    EXPECT_EQ(PluginHost::getCurrent(), nullptr);
+    proxy = nullptr;
+    EXPECT_EQ(errors.text(), "");
+}
+
+TEST_F(LocalProxyTest, AReceiverMayDropTheLastReference) {
+    const CapturedOutput errors(STDERR_FILENO);
+    Ref<PluginHostProxy> proxy = makeProxy();
+    const Ref<ActingListener> listener(new ActingListener);
+    std::binary_semaphore turn{0};
+    listener->action = [&] {
+        turn.acquire();
+        proxy = nullptr;
+    };
+    proxy->setCurrentProgram(loadReporting(*proxy, listener), beginEdit);
+    turn.release();
+    EXPECT_EQ(listener->waitFor(1).size(), 1U);
+    EXPECT_TRUE(eventually([] { return PluginHost::getCurrent() == nullptr; })) << "the host stayed";
+    EXPECT_TRUE(eventually([] { return threadNames().count("Last release") == 0; }));
+    EXPECT_TRUE(eventually([] { return threadNames().count("Test host main ") == 0; }));
+    EXPECT_EQ(errors.text(), "");
+}
+
+TEST_F(LocalProxyTest, WhatAReceiverThrowsIsLoggedAndTheHostGoesOn) {
+    const CapturedOutput errors(STDERR_FILENO);
+    const Ref<PluginHostProxy> proxy = makeProxy();
+    const Ref<ActingListener> listener(new ActingListener);
+    listener->action = [] { throw IOException("of a file"); };
+    const int32_t id = loadReporting(*proxy, listener);
+    proxy->setCurrentProgram(id, beginEdit);
+    proxy->ping();
+    class FailingHandler : public PluginHostAsyncReplyHandler {
+    public:
+        void onReply(PluginHostReply*) override { throw std::runtime_error("strange"); }
+        void onError(const String&) override { throw 7; }
+    };
+    proxy->updateIO(id, Ref<FailingHandler>(new FailingHandler));
+    proxy->loadPreset(id, "/no/such/preset.fxb", Ref<FailingHandler>(new FailingHandler));
+    proxy->ping();
+    // What the plug-in reports may stand behind the first of these in the host's queue.
+    proxy->ping();
+    EXPECT_THAT(errors.text(), testing::HasSubstr("Plug-in notification listener failed: of a file\n"));
+    EXPECT_THAT(errors.text(), testing::HasSubstr("Plug-in reply handler failed: strange\n"));
+    EXPECT_THAT(errors.text(), testing::HasSubstr("Plug-in reply handler failed: Unknown exception\n"));
+    EXPECT_THAT(errors.text(), testing::Not(testing::HasSubstr("Plugin host died")));
+}
+
+TEST_F(LocalProxyTest, AForkedCopyLetsGoOfItAndEndsNothing) {
+    Ref<PluginHostProxy> proxy = makeProxy();
+    proxy->ping();
+    const pid_t copy = fork();
+    if (copy == 0) {
+        proxy->shutdown();
+        const bool isRefused = lossText([&] { proxy->ping(); }) == PluginHostProxy::lostMessage;
+        proxy = nullptr;
+        _exit(isRefused ? 0 : 1);
+    }
+    int status = -1;
+    EXPECT_TRUE(eventually([&] { return waitpid(copy, &status, WNOHANG) == copy; })) << "the copy hangs";
+    if (status == -1) {
+        kill(copy, SIGKILL);
+        waitpid(copy, nullptr, 0);
+    }
+    EXPECT_EQ(status, 0);
+    proxy->ping();
+}
+
+TEST_F(LocalProxyTest, ATextThatAChildCouldNotBeSentIsRefusedHereToo) {
+    const Ref<PluginHostProxy> proxy = makeProxy();
+    const std::string refused =
+        "Text can't be sent to plug-in host: it has the character U+1F600, which is above U+FFFF";
+    const auto create = [&] {
+        proxy->createPluginInstance("/\U0001F600.so", "", "", false, nullptr, nullptr);
+    };
+    EXPECT_EQ(lossText(create), refused);
+    EXPECT_EQ(lossText([&] { proxy->setWindowTitle(1, "\U0001F600"); }), refused);
+    proxy->ping();
 }
 
 } // namespace

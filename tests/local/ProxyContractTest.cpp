@@ -2,6 +2,7 @@
 // that shows in the one and not in the other says nothing about whose it is.
 
 #include "app/TestProxyProvider.h"
+#include "client/RemotePluginHostProxy.h"
 #include "core/CapturedOutput.h"
 #include "editors/WindowReader.h"
 #include "local/RecordedSession.h"
@@ -15,6 +16,7 @@
 
 #include <algorithm>
 #include <pthread.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using base::core::CapturedOutput;
@@ -64,6 +66,19 @@ std::string numberOf(int32_t letters) {
 
 class ProxyContractTest : public testing::TestWithParam<Provider> {
 protected:
+    /// A child comes to its own end, at which sanitizers report, instead of being killed with its proxy.
+    void TearDown() override {
+        auto* remote = dynamic_cast<RemotePluginHostProxy*>(proxy.get());
+        if (remote == nullptr || remote->isClosed())
+            return;
+        remote->shutdown();
+        EXPECT_TRUE(eventually([&] {
+            siginfo_t end{};
+            const auto child = static_cast<id_t>(remote->getChildPid());
+            return waitid(P_PID, child, &end, WEXITED | WNOHANG | WNOWAIT) == 0 && end.si_pid != 0;
+        })) << "the host runs on";
+    }
+
     /// Mapped windows of the test's title: other tests share the server.
     size_t countWindows() {
         size_t count = 0;

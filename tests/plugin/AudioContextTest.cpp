@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 namespace {
 
@@ -121,6 +122,57 @@ TEST(AudioContextTest, ABlockTooLargeToBeAddressedIsRefused) {
     FakeAudioContext context(1 << 20, 1 << 20, 0, 0);
     EXPECT_THROW(context.layOut(), IOException);
     EXPECT_EQ(context.allocatedSize, -1) << "memory was asked for";
+}
+
+TEST(AudioContextTest, ANegativeBlockSizeIsABlockWithoutFrames) {
+    for (const int32_t blockSize : {-1, -3, -256, std::numeric_limits<int32_t>::min()}) {
+        SCOPED_TRACE(blockSize);
+        Block block(blockSize, 2, 2, 10);
+        const Block without(0, 2, 2, 10);
+        EXPECT_EQ(block.context.blockSize, 0);
+        EXPECT_EQ(block.context.paddedBlockSize, 0);
+        EXPECT_EQ(block.context.memorySize, without.context.memorySize);
+        EXPECT_EQ(block.offsetOf(block.context.guards[3]) - block.offsetOf(block.context.guards[1]), 32);
+        EXPECT_EQ(block.offsetOf(block.context.guards[7]) + 16, block.context.memorySize);
+    }
+}
+
+TEST(AudioContextTest, ABlockBeyondTheLimitIsRefusedInWordsAndNoMemoryIsAskedFor) {
+    constexpr int32_t most = std::numeric_limits<int32_t>::max();
+    constexpr struct {
+        int32_t blockSize, inputs, outputs, parameters;
+    } cases[] = {{most, most, most, most},
+                 {most, 1, 0, 0},
+                 {most, 0, 0, 0},
+                 {most - 1, 0, 0, 0},
+                 {1 << 29, 1, 0, 0},
+                 {1 << 28, 1, 1, 0},
+                 {256, most, 0, 0},
+                 {256, 0, most, 0},
+                 {256, 0, 0, most},
+                 // 2^62 samples of each kind: their bytes are more than 64 bits count.
+                 {most - 3, most, most, 0}};
+    for (const auto& [blockSize, inputs, outputs, parameters] : cases) {
+        FakeAudioContext context(blockSize, inputs, outputs, parameters);
+        const std::string words = "Audio block is too large for " + std::to_string(blockSize) +
+                                  " frames of " + std::to_string(inputs) + " inputs and " +
+                                  std::to_string(outputs) + " outputs, and " + std::to_string(parameters) +
+                                  " parameters";
+        try {
+            context.layOut();
+            ADD_FAILURE() << words;
+        } catch (const IOException& exception) {
+            EXPECT_EQ(exception.getMessage().toStdString(), words);
+        }
+        EXPECT_EQ(context.allocatedSize, -1) << "memory was asked for";
+    }
+}
+
+TEST(AudioContextTest, TheLargestBlockSizesArePaddedInTheirOwnNumbers) {
+    constexpr int32_t most = std::numeric_limits<int32_t>::max();
+    const Block block(most - 3, 0, 0, 0);
+    EXPECT_EQ(block.context.paddedBlockSize, most - 3);
+    EXPECT_EQ(FakeAudioContext(most - 4, 0, 0, 0).paddedBlockSize, most - 3);
 }
 
 TEST(AudioContextTest, EachGuardIsSixteenBytesOfBB) {

@@ -152,6 +152,13 @@ TEST_F(PluginInstanceStateTest, AnAutomationDuringASnapshotIsSwallowedAndItsValu
     EXPECT_FALSE(instance->allParametersChanged);
 }
 
+TEST_F(PluginInstanceStateTest, ASnapshotThatFailsEndsTheMutingToo) {
+    instance->parameters = {{}};
+    instance->onValueQuestion = [] { throw IOException("no text"); };
+    EXPECT_THROW(const PluginInstanceState state(*instance), IOException);
+    EXPECT_FALSE(instance->notificationsMuted);
+}
+
 TEST_F(PluginInstanceStateTest, ASnapshotEndsAMutingThatWasThereBefore) {
     instance->notificationsMuted = true;
     bool mutedMeanwhile = false;

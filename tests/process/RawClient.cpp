@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <md5.h>
 #include <poll.h>
 #include <stdexcept>
@@ -123,6 +124,14 @@ std::vector<std::string> makeEnvironment(const HostOptions& options) {
     return result;
 }
 
+// Runs in the child.
+void giveConsole(int console, int given, int file) {
+    if (given == HostOptions::closed)
+        close(console);
+    else
+        dup2(given == HostOptions::gathered ? file : given, console);
+}
+
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
     for (std::string& text : texts)
@@ -149,6 +158,7 @@ RawClient::RawClient(HostOptions options)
 }
 
 RawClient::~RawClient() {
+    endInOrder();
     release();
 }
 
@@ -348,8 +358,8 @@ void RawClient::start() {
         for (const auto& [resource, limit] : options.limits)
             setrlimit(static_cast<__rlimit_resource>(resource), &limit);
         dup2(nothing, 0);
-        dup2(standardOutputFile, 1);
-        dup2(standardErrorFile, 2);
+        giveConsole(1, options.standardOutput, standardOutputFile);
+        giveConsole(2, options.standardError, standardErrorFile);
         if (options.directory.empty() || chdir(options.directory.c_str()) == 0)
             execve(argumentList[0], argumentList.data(), environmentList.data());
         _exit(126);
@@ -363,6 +373,7 @@ void RawClient::connect() {
     mainChannel.toHost = openForWriting("main");
     for (int32_t worker = options.firstOpenWorker; worker < options.workers; ++worker)
         openWorker(worker);
+    connected = true;
 }
 
 int RawClient::openForWriting(const std::string& channel) {
@@ -414,6 +425,20 @@ bool RawClient::hasEnded() {
     if (!ended && waitpid(hostProcess, &status, WNOHANG) == hostProcess)
         ended = true;
     return ended;
+}
+
+void RawClient::endInOrder() {
+    if (!connected || !options.ends)
+        return;
+    closeAll();
+    try {
+        waitForEnd();
+    } catch (const std::exception& exception) {
+        ADD_FAILURE() << exception.what();
+    }
+    // Beside AddressSanitizer, the other one writes into no file.
+    const std::string errors = standardError();
+    EXPECT_EQ(errors.find("runtime error: "), std::string::npos) << errors;
 }
 
 void RawClient::release() {

@@ -29,13 +29,21 @@ struct HostOptions {
     std::string directory = {};
     /// Off for a host that has to notice by itself that its client is gone.
     bool diesWithClient = true;
-    /// Off for a host that ends before it opens its pipes.
+    /// What the host gets as its consoles, instead of a file that keeps what it writes; `closed` for nothing.
+    int standardOutput = gathered;
+    int standardError = gathered;
+    static constexpr int gathered = -1;
+    static constexpr int closed = -2;
+    /// Off for a host that ends before it opens its pipes, or whose pipes are opened later.
     bool connects = true;
+    /// Off for a host that can't end, because its plug-in keeps it.
+    bool ends = true;
 };
 
 /// The other end of a host's pipes, written for these tests alone: makes the FIFOs, starts the host, and
 /// moves raw bytes. Every wait has a bound and throws `std::runtime_error` with words when it is over. The
-/// host and the FIFOs are gone when this is.
+/// host and the FIFOs are gone when this is: a host that still runs loses its pipes and comes to its own end,
+/// at which sanitizers report; one that doesn't is a failure of the test.
 class RawClient {
 public:
     explicit RawClient(HostOptions options = {});
@@ -108,12 +116,14 @@ private:
     void waitUntilEmpty(int descriptor);
     bool endsWithoutAByte(int descriptor);
     bool hasEnded();
+    void endInOrder();
     void release();
 
     HostOptions options;
     int32_t hostId;
     std::string directory;
     pid_t hostProcess = -1;
+    bool connected = false;
     bool ended = false;
     int status = 0;
     int standardOutputFile = -1;

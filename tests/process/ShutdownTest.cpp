@@ -222,6 +222,19 @@ TEST(HostDeath, IsSilentWithStatus255WhenAPingsAnswerHasNowhereToGo) {
     EXPECT_EQ(errorsBesidePriorities(client), "");
 }
 
+TEST(HostDeath, IsTheOnlyEndOfAHostThatIsStuckInAReplyAndComesWithTheEndOfThatPipe) {
+    RawClient client;
+    createInstance(client, 1, echoPath);
+    // Replies of many times what a pipe holds.
+    for (int i = 0; i < 4000; ++i)
+        client.send(updateIoFrame(1, 1));
+    client.send(bytes("0C"));
+    client.closeMain();
+    // With either of the two acted on, the status were 0.
+    client.closeAsync();
+    EXPECT_TRUE(exitsWith(endedByException, client));
+}
+
 TEST(HostDeath, IsSilentWithStatus255WhenAPluginsTextIsNoUtf8) {
     RawClient client;
     client.send(createFrame(1, 1, TEST_PLUGIN_DIRECTORY "/parameter-name-not-utf8.so"));

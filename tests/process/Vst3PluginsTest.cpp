@@ -80,3 +80,15 @@ TEST(Vst3InAHost, APluginThatCrashesInABlockTakesDownItsOwnHostOnly) {
     other.process(0, instance, 256);
     EXPECT_EQ(block.output(0, 1)[0], -1.0F);
 }
+
+TEST(Vst3InAHost, NoClassOfAModuleOfSeveralComesUpAsAnInstanceOfNothingToo) {
+    RawClient client;
+    int32_t id = 0;
+    // Empty chooses the only class, of which this module has three.
+    for (const char* identifier : {"", "no class", "00000000000000000000000000000000"}) {
+        ++id;
+        client.send(createFrame(id, id, EXAMPLE_PLUGIN_DIRECTORY "/trio.vst3", identifier));
+        // No channels, latency, editor, buses, parameters and programs.
+        expectAsync(client, little(id) + bytes("01") + little(id) + Bytes(37, 0));
+    }
+}

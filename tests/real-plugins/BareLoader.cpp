@@ -3,11 +3,13 @@
 // plug-in that never worked would look like a broken host, and a broken host could be excused as a broken
 // plug-in.
 //
-//     bare-loader [--vary|--preset] FILE
+//     bare-loader [--vary|--preset|--editor] FILE
 //
 // loads FILE, reads its names, renders 200 blocks of a sine and closes it. With --vary, a parameter changes
 // before every block, notes are played and there is a running transport, as the host's own run does it. With
 // --preset, the plug-in's state is taken behind the blocks, each parameter changed, and the state given back.
+// With --editor, the plug-in's editor is opened behind the blocks, in a window of this program's, and closed
+// after two seconds.
 //
 // One line goes to the standard output: "ok" and what the plug-in is, with the parameters whose values the
 // state didn't bring back as "lost", or what failed. The status is 0, or 1
@@ -15,6 +17,7 @@
 // like. No such line at all is a failure too, whatever the status: a plug-in may end the process at once.
 
 #include "real-plugins/BareRun.h"
+#include "real-plugins/BareWindow.h"
 
 #include <algorithm>
 #include <array>
@@ -104,6 +107,7 @@ static_assert(sizeof(TimeInfo) == 88);
 static_assert(offsetof(OneEvent, events) == (sizeof(void*) == 4 ? 8 : 16));
 
 constexpr std::int32_t effectMagic = 0x56737450; // "VstP"
+constexpr std::int32_t hasEditor = 1 << 0;
 constexpr std::int32_t canReplacing = 1 << 4;
 constexpr std::int32_t programChunks = 1 << 5;
 constexpr std::int32_t isSynth = 1 << 8;
@@ -119,6 +123,10 @@ enum EffectOpcode : std::int32_t {
     effSetSampleRate = 10,
     effSetBlockSize = 11,
     effMainsChanged = 12,
+    effEditGetRect = 13,
+    effEditOpen = 14,
+    effEditClose = 15,
+    effEditIdle = 19,
     effGetChunk = 23,
     effSetChunk = 24,
     effProcessEvents = 25,
@@ -132,6 +140,7 @@ enum EffectOpcode : std::int32_t {
 
 enum HostOpcode : std::int32_t {
     audioMasterVersion = 1,
+    audioMasterSizeWindow = 15,
     audioMasterGetTime = 7,
     audioMasterGetSampleRate = 16,
     audioMasterGetBlockSize = 17,
@@ -148,8 +157,17 @@ using score::sampleRate;
 // Null unless there is a transport.
 TimeInfo* transport = nullptr;
 
-std::intptr_t audioMaster(Effect*, std::int32_t opcode, std::int32_t, std::intptr_t, void*, float) {
+// Null unless the editor is open.
+bare::Window* window = nullptr;
+
+std::intptr_t audioMaster(Effect*, std::int32_t opcode, std::int32_t index, std::intptr_t value, void*,
+                          float) {
     switch (opcode) {
+    case audioMasterSizeWindow:
+        if (window != nullptr) {
+            window->resize(index, static_cast<std::int32_t>(value));
+        }
+        return window != nullptr ? 1 : 0;
     case audioMasterVersion:
         return 2400;
     case audioMasterGetSampleRate:
@@ -303,6 +321,28 @@ std::vector<std::int32_t> restoreState(Effect* effect) {
     return bare::findLost(before, readValues(effect));
 }
 
+void openEditor(Effect* effect) {
+    if ((effect->flags & hasEditor) == 0) {
+        fail("has no editor");
+    }
+    struct Rectangle {
+        std::int16_t top;
+        std::int16_t left;
+        std::int16_t bottom;
+        std::int16_t right;
+    };
+    Rectangle* size = nullptr;
+    call(effect, "effEditGetRect", effEditGetRect, 0, 0, &size);
+    bare::Window own(size != nullptr ? size->right - size->left : 640,
+                     size != nullptr ? size->bottom - size->top : 480);
+    window = &own;
+    call(effect, "effEditOpen", effEditOpen, 0, 0,
+         reinterpret_cast<void*>(static_cast<std::uintptr_t>(own.getId())));
+    own.show([&] { call(effect, "effEditIdle", effEditIdle); });
+    call(effect, "effEditClose", effEditClose);
+    window = nullptr;
+}
+
 bare::Findings play(const char* file, Task task) {
     stage = "dlopen";
     void* library = dlopen(file, RTLD_NOW | RTLD_LOCAL);
@@ -346,6 +386,8 @@ bare::Findings play(const char* file, Task task) {
     std::vector<std::int32_t> lost;
     if (task == Task::restoreState) {
         lost = restoreState(effect);
+    } else if (task == Task::openEditor) {
+        openEditor(effect);
     }
     call(effect, "effStopProcess", effStopProcess);
     call(effect, "effMainsChanged 0", effMainsChanged, 0, 0);

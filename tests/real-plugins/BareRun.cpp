@@ -20,7 +20,7 @@ const char* volatile stage = "start";
 
 namespace {
 
-constexpr unsigned secondsAllowed = 60;
+constexpr unsigned secondsAllowed = 120;
 constexpr std::size_t guardFrames = 256;
 constexpr unsigned char guardByte = 0xA5;
 
@@ -132,9 +132,10 @@ int run(int argc, char* argv[], Findings (*play)(const char* file, Task task)) {
     const std::string_view option = argc == 3 ? argv[1] : "";
     const Task task = option == "--vary"     ? Task::varyParameters
                       : option == "--preset" ? Task::restoreState
+                      : option == "--editor" ? Task::openEditor
                                              : Task::none;
     if (argc != (task != Task::none ? 3 : 2)) {
-        std::fprintf(stderr, "Usage: %s [--vary|--preset] FILE\n", argv[0]);
+        std::fprintf(stderr, "Usage: %s [--vary|--preset|--editor] FILE\n", argv[0]);
         return 2;
     }
     for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGALRM}) {

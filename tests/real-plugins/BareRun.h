@@ -17,7 +17,7 @@ extern const char* volatile stage;
 [[noreturn]] void fail(const char* what);
 
 /// What a plug-in is put to besides being played.
-enum class Task { none, varyParameters, restoreState };
+enum class Task { none, varyParameters, restoreState, openEditor };
 
 /// What a plug-in is, and what came out of it.
 struct Findings {
@@ -33,7 +33,7 @@ struct Findings {
     std::vector<std::int32_t> lost = {};
 };
 
-/// Runs a program: `[--vary|--preset] FILE`.
+/// Runs a program: `[--vary|--preset|--editor] FILE`.
 int run(int argc, char* argv[], Findings (*play)(const char* file, Task task));
 
 /// A value in the other half of the range, which a switch knows too.

@@ -2,6 +2,7 @@
 // code with the host. It takes the module itself, whatever bundle that is in, and says the same line.
 
 #include "real-plugins/BareRun.h"
+#include "real-plugins/BareWindow.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,6 +11,7 @@
 
 #include <dlfcn.h>
 #include <pluginterfaces/base/ipluginbase.h>
+#include <pluginterfaces/gui/iplugview.h>
 #include <pluginterfaces/vst/ivstaudioprocessor.h>
 #include <pluginterfaces/vst/ivstcomponent.h>
 #include <pluginterfaces/vst/ivsteditcontroller.h>
@@ -80,6 +82,23 @@ public:
         *result = nullptr;
         return kNotImplemented;
     }
+};
+
+/// Gives no run loop, as the host doesn't.
+class Frame : public Given<Steinberg::IPlugFrame> {
+public:
+    explicit Frame(bare::Window& window) : window(window) {}
+
+    tresult PLUGIN_API resizeView(Steinberg::IPlugView* view, Steinberg::ViewRect* size) override {
+        if (size == nullptr) {
+            return Steinberg::kInvalidArgument;
+        }
+        window.resize(size->getWidth(), size->getHeight());
+        return view->onSize(size);
+    }
+
+private:
+    bare::Window& window;
 };
 
 /// One change of one parameter, at the block's start, or none.
@@ -226,6 +245,8 @@ public:
         std::vector<std::int32_t> lost;
         if (task == Task::restoreState && controller != nullptr) {
             lost = restoreState();
+        } else if (task == Task::openEditor) {
+            openEditor();
         }
         stage = "setProcessing false";
         processor->setProcessing(false);
@@ -394,6 +415,32 @@ private:
             peak = std::max(peak, outputs.channels.peak());
         }
         return peak;
+    }
+
+    void openEditor() {
+        stage = "createView";
+        Steinberg::IPlugView* view =
+            controller != nullptr ? controller->createView(Vst::ViewType::kEditor) : nullptr;
+        if (view == nullptr) {
+            fail("has no editor");
+        }
+        check("isPlatformTypeSupported",
+              view->isPlatformTypeSupported(Steinberg::kPlatformTypeX11EmbedWindowID));
+        Steinberg::ViewRect size(0, 0, 640, 480);
+        stage = "getSize";
+        view->getSize(&size);
+        bare::Window window(size.getWidth(), size.getHeight());
+        Frame frame(window);
+        stage = "setFrame";
+        view->setFrame(&frame);
+        check("attached", view->attached(reinterpret_cast<void*>(static_cast<uintptr_t>(window.getId())),
+                                         Steinberg::kPlatformTypeX11EmbedWindowID));
+        window.show([] {});
+        check("removed", view->removed());
+        stage = "setFrame null";
+        view->setFrame(nullptr);
+        stage = "release of the view";
+        view->release();
     }
 
     std::vector<float> readValues() {

@@ -4,12 +4,15 @@
 #include "client/ReplyWaiter.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <fcntl.h>
 #include <filesystem>
-#include <iostream>
+#include <stdexcept>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using base::core::ScopedLock;
@@ -90,6 +93,21 @@ void Watchdog::awaitEnd(double seconds) {
     }
 }
 
+siginfo_t awaitEnd(const RemotePluginHostProxy& proxy) {
+    siginfo_t end{};
+    while (waitid(P_PID, static_cast<id_t>(proxy.getChildPid()), &end, WEXITED | WNOWAIT) != 0) {
+        if (errno != EINTR)
+            throw std::runtime_error(std::string("waitid: ") + std::strerror(errno));
+    }
+    return end;
+}
+
+std::string describe(const siginfo_t& end) {
+    if (end.si_code == CLD_EXITED)
+        return "status " + std::to_string(end.si_status);
+    return std::string("\"") + strsignal(end.si_status) + "\"";
+}
+
 std::optional<std::string> failureOf(const std::function<void()>& action) {
     std::string words;
     try {
@@ -106,7 +124,6 @@ std::optional<std::string> failureOf(const std::function<void()>& action) {
 
 int runCourse(int argc, char** argv, const FurtherWords& further,
               const std::function<int(const CourseArguments&, FILE* results)>& course) {
-    std::ios::sync_with_stdio(false);
     const std::optional<CourseArguments> arguments = readArguments({argv + 1, argv + argc}, further);
     if (!arguments) {
         std::fprintf(stderr, "Usage: %s [--seconds N] HOST PLUGIN%s\n", argv[0], further.usage);

@@ -2,6 +2,7 @@
 
 #include "core/Mutex.h"
 
+#include <csignal>
 #include <cstdio>
 #include <functional>
 #include <optional>
@@ -9,6 +10,8 @@
 #include <sys/types.h>
 #include <thread>
 #include <vector>
+
+class RemotePluginHostProxy;
 
 /// Bounds the run: when its time is over, it kills the host, so that whatever waits for that fails, or, while
 /// there is no host, interrupts the main thread's wait for one. Where that doesn't help either, the process
@@ -52,6 +55,11 @@ struct FurtherWords {
     size_t fewest;
     size_t most;
 };
+
+/// Waits for the end of a host without reaping it. The watchdog's limit bounds this too.
+siginfo_t awaitEnd(const RemotePluginHostProxy& proxy);
+/// As "status 3" or as the signal's name in quotes.
+std::string describe(const siginfo_t& end);
 
 /// What `action` fails with, in one line, or nothing.
 std::optional<std::string> failureOf(const std::function<void()>& action);

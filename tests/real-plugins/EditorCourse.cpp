@@ -66,7 +66,11 @@ public:
         return outcome;
     }
 
-    bool wasKilled() { return watchdog.hasBarked(); }
+    /// What became of the host, behind a failure; empty if it never was connected.
+    std::string describeEnd() {
+        const std::string end = player ? "; " + player->describeEnd() : "";
+        return watchdog.hasBarked() ? "; the host took too long and was killed" : end;
+    }
     const std::string& getStage() const { return stage; }
 
 private:
@@ -118,7 +122,7 @@ int takeCourse(const CourseArguments& arguments, FILE* results) {
     const auto failure = failureOf([&] { std::fprintf(results, "%s\n", course.run().c_str()); });
     if (failure)
         std::fprintf(results, "failed in %s: %s%s\n", course.getStage().c_str(), failure->c_str(),
-                     course.wasKilled() ? "; the host took too long and was killed" : "");
+                     course.describeEnd().c_str());
     return failure ? EXIT_FAILURE : EXIT_SUCCESS;
 }
 

@@ -27,6 +27,16 @@ void PlayedPlugin::playBlock() {
         throw std::runtime_error("something was written outside of the buffers");
 }
 
+std::string PlayedPlugin::describeEnd() {
+    try {
+        proxy->shutdown();
+    } catch (const Exception&) {
+        // It has gone by itself.
+    }
+    const siginfo_t end = awaitEnd(*proxy);
+    return (end.si_code == CLD_EXITED ? "the host ended with " : "the host died of ") + describe(end);
+}
+
 void PlayedPlugin::end() {
     context->stopProcessing();
     context->drain();
@@ -35,4 +45,7 @@ void PlayedPlugin::end() {
     // Answered by the main thread, which has then destroyed it.
     proxy->ping();
     proxy->shutdown();
+    const siginfo_t end = awaitEnd(*proxy);
+    if (end.si_code != CLD_EXITED || end.si_status != 0)
+        throw std::runtime_error("the host was to end and ended with " + describe(end));
 }

@@ -27,6 +27,9 @@ public:
     /// Takes everything down. Throws `Exception` if the host had gone before.
     void end();
 
+    /// What became of the host, behind a failure. Ends it if it still lives.
+    std::string describeEnd();
+
     PluginAudioContext& block() { return *context; }
     RemotePluginHostProxy& host() { return *proxy; }
     /// As they were when the plug-in was created.

@@ -37,11 +37,9 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <sys/mman.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -150,7 +148,7 @@ public:
         proxy->ping();
         stage = "shutdown";
         proxy->shutdown();
-        const siginfo_t end = awaitEnd();
+        const siginfo_t end = awaitEnd(*proxy);
         if (end.si_code != CLD_EXITED || end.si_status != 0)
             throw std::runtime_error("the run was good and the status is not");
     }
@@ -164,12 +162,10 @@ public:
         } catch (const Exception&) {
             // It has gone by itself.
         }
-        const siginfo_t end = awaitEnd();
+        const siginfo_t end = awaitEnd(*proxy);
         if (watchdog.hasBarked())
             return "the host took too long and was killed";
-        if (end.si_code == CLD_EXITED)
-            return "the host ended with status " + std::to_string(end.si_status);
-        return std::string("the host died of \"") + strsignal(end.si_status) + "\"";
+        return (end.si_code == CLD_EXITED ? "the host ended with " : "the host died of ") + describe(end);
     }
 
     const std::string& getStage() const { return stage; }
@@ -274,16 +270,6 @@ private:
         if (reply->inputChannelCount != inputCount || reply->outputChannelCount != outputCount ||
             static_cast<int32_t>(reply->state->parameters.size()) != parameterCount)
             throw std::runtime_error("the plug-in has other channels or parameters than before");
-    }
-
-    /// Waits for the host without reaping it; the time limit bounds this too.
-    siginfo_t awaitEnd() const {
-        siginfo_t end{};
-        while (waitid(P_PID, static_cast<id_t>(proxy->getChildPid()), &end, WEXITED | WNOWAIT) != 0) {
-            if (errno != EINTR)
-                throw std::runtime_error(std::string("waitid: ") + std::strerror(errno));
-        }
-        return end;
     }
 
     const CourseArguments& arguments;

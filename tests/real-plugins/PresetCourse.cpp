@@ -110,7 +110,11 @@ public:
                      isGood() ? "" : nameDifferences().c_str());
     }
 
-    bool wasKilled() { return watchdog.hasBarked(); }
+    /// What became of the host, behind a failure; empty if it never was connected.
+    std::string describeEnd() {
+        const std::string end = player ? "; " + player->describeEnd() : "";
+        return watchdog.hasBarked() ? "; the host took too long and was killed" : end;
+    }
     const std::string& getStage() const { return stage; }
 
 private:
@@ -234,7 +238,7 @@ int takeCourse(const CourseArguments& arguments, FILE* results) {
     PresetCourse course(arguments);
     if (const auto failure = failureOf([&] { course.run(); })) {
         std::fprintf(results, "failed in %s: %s%s\n", course.getStage().c_str(), failure->c_str(),
-                     course.wasKilled() ? "; the host took too long and was killed" : "");
+                     course.describeEnd().c_str());
         return EXIT_FAILURE;
     }
     course.print(results);

@@ -1,5 +1,8 @@
 // The entry of every test program: gives the process a `USER` of its own, so that its FIFOs and shared memory
-// meet nobody else's, and removes the directory of its FIFOs at the end.
+// meet nobody else's, and removes the directory of its FIFOs at the end. What a sanitizer reports in a child
+// fails the test.
+
+#include "support/SanitizerReports.h"
 
 #include <gtest/gtest.h>
 
@@ -10,11 +13,15 @@
 #include <unistd.h>
 
 int main(int argc, char** argv) {
-    std::ios::sync_with_stdio(false);
     const std::string user = "plugin-host-test-" + std::to_string(getpid());
     setenv("USER", user.c_str(), 1);
     testing::InitGoogleTest(&argc, argv);
-    const int result = RUN_ALL_TESTS();
+    SanitizerReports::collect();
+    int result = RUN_ALL_TESTS();
+    if (const std::string reports = SanitizerReports::takeLast(); !reports.empty()) {
+        std::cerr << "A child has reported behind the last test:\n" << reports;
+        result = EXIT_FAILURE;
+    }
     std::error_code ignored;
     std::filesystem::remove_all("/tmp/pipes-" + user, ignored);
     return result;

@@ -4,7 +4,9 @@
 #include "support/StopHost.h"
 #include "vst2/Vst2Fixture.h"
 
+#include <functional>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -195,4 +197,52 @@ TEST_F(Vst2Changes, AnIndexThatThePluginDoesNotHaveGoesToThePlugin) {
     EXPECT_EQ(effect.parameters, (std::map<VstInt32, float>{{8, 0.5F}, {65535, 0.5F}}));
     EXPECT_EQ(handler->notifications.size(), 3u);
     EXPECT_TRUE(context->areGuardsIntact());
+}
+
+TEST_F(Vst2Changes, TheLastSizeThatAThreadAsksForWhileTheWindowIsSizedWins) {
+    class AskingWindow : public TinyWindow {
+    public:
+        AskingWindow(Sizes& sizes, std::function<void()> onFirst)
+            : TinyWindow(sizes), onFirst(std::move(onFirst)) {}
+
+        void resize(uint32_t width, uint32_t height) override {
+            if (const std::function<void()> first = std::exchange(onFirst, nullptr))
+                std::thread(first).join();
+            TinyWindow::resize(width, height);
+        }
+
+    private:
+        std::function<void()> onFirst;
+    };
+
+    ask(audioMasterSizeWindow, 300, 200);
+    instance->window = new AskingWindow(windowSizes, [&] { ask(audioMasterSizeWindow, 500, 400); });
+    instance->applyEditorSize(*instance->window);
+    EXPECT_EQ(windowSizes, (TinyWindow::Sizes{{500, 400}, {300, 200}, {500, 400}}));
+}
+
+TEST_F(Vst2Changes, ClosingTheEditorEndsAnEditThatWasLeftOpen) {
+    openWindow();
+    ask(audioMasterBeginEdit, 3);
+    std::vector<std::string> order;
+    effect.answer(effEditClose, [&](const DispatcherCall&, void*) -> VstIntPtr {
+        order.push_back("close with " + std::to_string(handler->notifications.size()));
+        return 0;
+    });
+    instance->closeEditor();
+    EXPECT_EQ(order, (std::vector<std::string>{"close with 1"}));
+    ASSERT_EQ(handler->notifications.size(), 2U);
+    const auto& end = dynamic_cast<BeginOrEndEditParameterNotification&>(*handler->notifications[1]);
+    EXPECT_EQ(end.parameterIndex, 3);
+    EXPECT_FALSE(end.isBegin);
+    instance->setParameterValue(3, 0.25F);
+    EXPECT_EQ(effect.parameters[3], 0.25F);
+}
+
+TEST_F(Vst2Changes, AnEditThatTheEffectEndsAsItsEditorClosesEndsOnce) {
+    openWindow();
+    ask(audioMasterBeginEdit, 3);
+    effect.answer(effEditClose, [&](const DispatcherCall&, void*) { return ask(audioMasterEndEdit, 3); });
+    instance->closeEditor();
+    EXPECT_EQ(handler->notifications.size(), 2U);
 }

@@ -1,12 +1,18 @@
 // If these fail, a musician's sounds don't come back from a preset file, come back as others, or a file takes
 // down the host.
 
+#include "core/CapturedOutput.h"
 #include "vst2/Vst2PresetTest.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <malloc.h>
+#include <new>
 #include <random>
+#include <unistd.h>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -248,6 +254,82 @@ TEST_F(Vst2LoadPreset, AFileThatIsNotThereFailsInTheSystemsWords) {
     const std::string text = messageOf([&] { instance->loadPreset((folder / "none.h2p").c_str()); });
     EXPECT_THAT(text, testing::Not(testing::StartsWith(prefix)));
     EXPECT_THAT(text, testing::HasSubstr("No such file or directory"));
+}
+
+// Sparse, so that it takes no space.
+TEST_F(Vst2LoadPreset, AFileOfTwoGibibytesOrMoreIsRefusedBeforeAnythingIsAllocated) {
+    constexpr int64_t gibibyte = int64_t{1} << 30;
+    for (const int64_t size :
+         {2 * gibibyte - 1, 2 * gibibyte, 3 * gibibyte, 4 * gibibyte - 1, 4 * gibibyte + 60}) {
+        for (const auto& [name, start] : {std::pair<std::string, std::string>{"a.fxp", prefix},
+                                          {"a.fxb", prefix},
+                                          {"a.h2p", ""},
+                                          {"a.nksf", ""},
+                                          {"a.bin", ""}}) {
+            const std::string path = write(name, program("Bright", half + quarter));
+            ASSERT_EQ(truncate64(path.c_str(), size), 0);
+            EXPECT_EQ(messageOf([&] { instance->loadPreset(path.c_str()); }),
+                      start + "File is too large for a preset: " + path)
+                << size;
+        }
+    }
+    EXPECT_THAT(lines, IsEmpty());
+}
+
+TEST_F(Vst2LoadPreset, MemoryThatIsNotThereIsAFailureInTheWordsOfItsForm) {
+    const auto none = [](const DispatcherCall&, void*) -> VstIntPtr { throw std::bad_alloc(); };
+    effect.answer(effSetChunk, none);
+    for (const char* name : {"a.h2p", "a.bin"})
+        EXPECT_EQ(failureOf(name, "text"), "Out of memory for " + (folder / name));
+    EXPECT_EQ(failureOf("a.nksf", riffFile(riffBank)), "Out of memory for " + (folder / "a.nksf"));
+    useChunks();
+    for (const char* name : {"a.fxp", "a.fxb"})
+        EXPECT_EQ(failureOf(name, chunkBank()), prefix + "Out of memory for " + (folder / name));
+}
+
+TEST_F(Vst2LoadPreset, AChunkHasMemoryOfItsOwnAsFromMalloc) {
+    constexpr uintptr_t alignment = alignof(std::max_align_t);
+    int chunks = 0;
+    effect.answer(effSetChunk, [&](const DispatcherCall& call, void* ptr) -> VstIntPtr {
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(ptr) % alignment, 0U) << call.index;
+        EXPECT_GE(malloc_usable_size(ptr), static_cast<size_t>(call.value)); // a block, and not a part of one
+        ++chunks;
+        return 1;
+    });
+    load("a.nksf", riffFile(riffProgram));
+    useChunks();
+    load("a.fxp", chunkProgram("00 00 00 03 'abc'"));
+    load("a.fxb", chunkBank());
+    EXPECT_EQ(chunks, 3);
+}
+
+TEST_F(Vst2LoadPreset, ANameIsHandedOverByteForByteAlsoWithHalfACharacterAtItsEnd) {
+    const std::string stem(25, 'n');
+    for (const std::string& name :
+         {stem + "n\xC3\xA9", stem + "nn\xC3", stem + "n\xE2\x82", stem + "nn\xE9"}) {
+        lines.clear();
+        load("a.fxb", bankHead("FxBk", 1) + program(name, half + quarter));
+        EXPECT_EQ(lines.at(4), "name " + name) << hexOf(name);
+    }
+}
+
+TEST_F(Vst2LoadPreset, ATextThatCannotBeToldAfterALoadIsALineOfTheLogAndNoFailure) {
+    announce();
+    effect.answerText(effGetParamName, "caf\xE9");
+    for (const auto& [name, bytes] :
+         {std::pair<std::string, std::string>{"a.fxp", program("Bright", half + quarter)},
+          {"a.bin", "anything"}}) {
+        const base::core::CapturedOutput errors(STDERR_FILENO);
+        EXPECT_EQ(failureOf(name, bytes), "none");
+        const std::string text = errors.text();
+        EXPECT_THAT(text,
+                    testing::StartsWith("Couldn't tell the client of all parameters of plugin instance 7: "));
+        EXPECT_EQ(base::core::occurrences(text, "\n"), 1U);
+        EXPECT_FALSE(instance->notificationsMuted);
+    }
+    EXPECT_THAT(handler->notifications, IsEmpty());
+    EXPECT_THROW(const PluginInstanceState state(*instance), IOException) << "what an UpdateIORequest meets";
+    EXPECT_FALSE(instance->notificationsMuted);
 }
 
 TEST_F(Vst2LoadPreset, FilesThatHaveBeenCutOrGarbledEndNormally) {

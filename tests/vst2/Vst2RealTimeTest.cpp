@@ -97,6 +97,15 @@ TEST_F(Vst2RealTime, AFullBlockAllocatesNothingAndLocksNothing) {
     EXPECT_EQ(locked, 0);
 }
 
+TEST_F(Vst2RealTime, AnEffectThatHasGrownAllocatesNothingAndLocksNothing) {
+    effect.effect.numInputs = 1000;
+    effect.effect.numOutputs = 1000;
+    countBlocks(100);
+    EXPECT_EQ(blocksSeen, 100);
+    EXPECT_EQ(allocated, 0);
+    EXPECT_EQ(locked, 0);
+}
+
 TEST_F(Vst2RealTime, AnEffectThatCannotReplaceAllocatesNothingAndLocksNothing) {
     effect.effect.flags = 0;
     countBlocks(100);

@@ -2,6 +2,11 @@
 
 #include "vst2/Vst2Fixture.h"
 
+#include <algorithm>
+#include <atomic>
+#include <thread>
+#include <vector>
+
 namespace {
 
 class Vst2Time : public Vst2Test {
@@ -15,6 +20,24 @@ protected:
         return time().flags;
     }
 };
+
+// Fields of one time, all with the same number.
+void setAll(TransportBlock& transport, double number) {
+    transport.sampleRate = number;
+    transport.tempo = number;
+    transport.position = number;
+    transport.systemTime = number;
+    transport.barStart = number;
+    transport.loopStart = number;
+    transport.loopEnd = number;
+    transport.samplePosition = static_cast<uint64_t>(number);
+}
+
+bool areAll(const VstTimeInfo& info, double number) {
+    const double fields[] = {info.samplePos, info.sampleRate,  info.nanoSeconds,   info.ppqPos,
+                             info.tempo,     info.barStartPos, info.cycleStartPos, info.cycleEndPos};
+    return std::all_of(std::begin(fields), std::end(fields), [&](double field) { return field == number; });
+}
 
 // Automation reading, nanoseconds, position, tempo, cycle and signature are valid.
 constexpr VstInt32 alwaysSet = 0x3780;
@@ -83,7 +106,7 @@ TEST_F(Vst2Time, TheFilterIsIgnored) {
     EXPECT_EQ(time(0).flags, alwaysSet);
 }
 
-TEST_F(Vst2Time, TheTimeIsFilledAnewForEachQuestionInTheInstancesOwnPlace) {
+TEST_F(Vst2Time, TheTimeIsFilledAnewForEachQuestionInTheSamePlace) {
     makeAudio();
     const VstTimeInfo& first = time();
     const_cast<VstTimeInfo&>(first).smpteOffset = 99;
@@ -92,4 +115,86 @@ TEST_F(Vst2Time, TheTimeIsFilledAnewForEachQuestionInTheInstancesOwnPlace) {
     EXPECT_EQ(&first, &second);
     EXPECT_EQ(second.ppqPos, 3);
     EXPECT_EQ(second.smpteOffset, 0);
+}
+
+TEST_F(Vst2Time, InsideOfABlockTheTimeIsFilledAnewInTheInstancesOwnPlace) {
+    startProcessing();
+    makeAudio();
+    const VstTimeInfo* first = nullptr;
+    effect.onProcess = [&](float**, float**, VstInt32) {
+        context->transport->position = 1;
+        first = &time();
+        EXPECT_EQ(first->ppqPos, 1);
+        context->transport->position = 2;
+        EXPECT_EQ(&time(), first);
+        EXPECT_EQ(first->ppqPos, 2);
+    };
+    instance->process(blockSize, true, true);
+    ASSERT_NE(first, nullptr);
+    EXPECT_NE(&time(), first) << "the place is the worker's alone";
+    context->transport->position = 3;
+    time();
+    EXPECT_EQ(first->ppqPos, 2);
+}
+
+TEST_F(Vst2Time, AnotherThreadHasTheLastBlocksTimeInAPlaceOfItsOwn) {
+    startProcessing();
+    makeAudio();
+    context->transport->tempo = 97.25;
+    instance->process(blockSize, true, true);
+    context->transport->tempo = 120; // the client is about to send the next block
+    const VstTimeInfo* here = &time();
+    EXPECT_EQ(here->tempo, 97.25);
+    std::thread([&] {
+        EXPECT_NE(&time(), here);
+        EXPECT_EQ(time().tempo, 97.25);
+        EXPECT_EQ(time().flags, alwaysSet);
+    }).join();
+    instance->process(blockSize, true, true);
+    EXPECT_EQ(here->tempo, 97.25) << "it stays until this thread asks again";
+    EXPECT_EQ(time().tempo, 120);
+}
+
+TEST_F(Vst2Time, AThreadOfThePluginInsideOfABlockHasThatBlocksTime) {
+    startProcessing();
+    makeAudio();
+    context->transport->tempo = 97.25;
+    double seen = 0;
+    effect.onProcess = [&](float**, float**, VstInt32) { std::thread([&] { seen = time().tempo; }).join(); };
+    instance->process(blockSize, true, true);
+    EXPECT_EQ(seen, 97.25);
+}
+
+TEST_F(Vst2Time, NoThreadSeesHalfATime) {
+    constexpr int32_t rounds = 20000;
+    startProcessing();
+    makeAudio();
+    setAll(*context->transport, 1);
+    instance->process(0, true, true);
+    std::atomic<bool> stop{false};
+    std::atomic<int32_t> asked{0};
+    std::vector<std::thread> threads;
+    for (int32_t i = 0; i < 2; ++i) {
+        threads.emplace_back([&] {
+            double last = 0;
+            while (!stop) {
+                const VstTimeInfo& info = time();
+                ASSERT_TRUE(areAll(info, info.tempo)) << info.tempo << " and " << info.cycleEndPos;
+                ASSERT_GE(info.tempo, last);
+                last = info.tempo;
+                ++asked;
+            }
+        });
+    }
+    while (asked < 2)
+        std::this_thread::yield();
+    for (int32_t i = 2; i < rounds; ++i) {
+        setAll(*context->transport, i);
+        instance->process(0, true, true);
+    }
+    stop = true;
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_TRUE(areAll(time(), rounds - 1));
+    EXPECT_GT(asked, 2);
 }

@@ -2,6 +2,7 @@
 
 #include "vst3/Vst3Names.h"
 
+#include <functional>
 #include <optional>
 #include <pluginterfaces/base/ibstream.h>
 #include <string>
@@ -10,6 +11,8 @@
 /// The state of a component or a controller: bytes that it gives away and takes as it is told to answer.
 struct KeptState {
     tresult get(Steinberg::IBStream* stream) const {
+        if (onGet)
+            onGet();
         if (!bytes.empty())
             stream->write(const_cast<char*>(bytes.data()), static_cast<Steinberg::int32>(bytes.size()));
         return getAnswer;
@@ -39,6 +42,8 @@ struct KeptState {
     std::string bytes;
     tresult getAnswer = kResultOk;
     tresult setAnswer = kResultOk;
+    /// Runs at the start of `get`.
+    std::function<void()> onGet;
     /// Has `set` refuse any state of another size.
     std::optional<size_t> wholeSize;
     /// What has been given to `set`, also what was refused.

@@ -145,6 +145,28 @@ TEST_F(Vst3InputEvents, PressureOnAKeyIsOfItsNote) {
     EXPECT_EQ(pressure.polyPressure.noteId, 3 * 256 + 61);
 }
 
+TEST_F(Vst3InputEvents, APressureHasSevenBits) {
+    startProcessing();
+    EXPECT_EQ(eventOf(0xA0, 61, 0xFF).polyPressure.pressure, 1.0F);
+    EXPECT_EQ(eventOf(0xA0, 61, 0x80).polyPressure.pressure, 0.0F);
+}
+
+TEST_F(Vst3InputEvents, AVelocityHasSevenBits) {
+    startProcessing();
+    EXPECT_EQ(eventOf(0x90, 60, 0xE4).noteOn.velocity, 100 * perStep);
+    EXPECT_EQ(eventOf(0x80, 60, 0xC0).noteOff.velocity, 64 * perStep);
+}
+
+TEST_F(Vst3InputEvents, APitchHasSevenBits) {
+    startProcessing();
+    EXPECT_EQ(eventOf(0x92, 0xBC, 100).noteOn.pitch, 60);
+    EXPECT_EQ(eventOf(0x92, 0xBC, 100).noteOn.noteId, 572);
+    EXPECT_EQ(eventOf(0x82, 0xBC, 64).noteOff.pitch, 60);
+    EXPECT_EQ(eventOf(0x82, 0xBC, 64).noteOff.noteId, 572);
+    EXPECT_EQ(eventOf(0xA2, 0xBC, 64).polyPressure.pitch, 60);
+    EXPECT_EQ(eventOf(0xA2, 0xBC, 64).polyPressure.noteId, 572);
+}
+
 TEST_F(Vst3InputEvents, MessagesWithoutAMeaningAreDropped) {
     startProcessing();
     for (const uint8_t status : std::vector<uint8_t>{0x00, 0x10, 0x7F, 0xC0, 0xF0, 0xF8, 0xFF})
@@ -176,6 +198,20 @@ TEST_F(Vst3InputEvents, AControllersNumberHasSevenBits) {
     controller.mapping[{0, 7}] = 900;
     startProcessing();
     EXPECT_THAT(changesOf(0xB0, 0x87, 127), ElementsAre(RecordedQueue{900, {{9, 1.0}}}));
+}
+
+TEST_F(Vst3InputEvents, AControllersValueHasSevenBits) {
+    controller.mapping[{0, 7}] = 900;
+    startProcessing();
+    EXPECT_THAT(changesOf(0xB0, 7, 0xFF), ElementsAre(RecordedQueue{900, {{9, 1.0}}}));
+    EXPECT_THAT(changesOf(0xB0, 7, 0x80), ElementsAre(RecordedQueue{900, {{9, 0.0}}}));
+}
+
+TEST_F(Vst3InputEvents, TheValueOfAftertouchHasSevenBits) {
+    controller.mapping[{0, 128}] = 900;
+    startProcessing();
+    EXPECT_THAT(changesOf(0xD0, 0xFF, 0), ElementsAre(RecordedQueue{900, {{9, 1.0}}}));
+    EXPECT_THAT(changesOf(0xD0, 0xC0, 0), ElementsAre(RecordedQueue{900, {{9, 64 * perStep}}}));
 }
 
 TEST_F(Vst3InputEvents, AftertouchIsController128AndItsValueTheFirstByte) {

@@ -299,6 +299,47 @@ TEST_F(Vst3Parameters, AnEditIsHeldAlsoBeforeTheClientKnowsTheInstance) {
     EXPECT_THAT(controller.changes, IsEmpty());
 }
 
+TEST_F(Vst3Parameters, TheEndOfTheEditorEndsAnEditThatItCutsOff) {
+    controller.addParameter(5);
+    controller.addParameter(900);
+    create();
+    announce();
+    instance->window = new TinyWindow(windowSizes);
+    instance->beginParameterEdit(1);
+    handler->notifications.clear();
+    instance->closeEditor();
+    ASSERT_EQ(handler->notifications.size(), 1u);
+    const auto* edit = dynamic_cast<BeginOrEndEditParameterNotification*>(handler->notifications[0].get());
+    ASSERT_NE(edit, nullptr);
+    EXPECT_EQ(edit->parameterIndex, 1);
+    EXPECT_FALSE(edit->isBegin);
+    instance->setParameterValue(1, 0.5F);
+    EXPECT_THAT(controller.changes, ElementsAre(Pair(900u, 0.5)));
+}
+
+TEST_F(Vst3Parameters, TheEndOfTheEditorEndsNoEditThatIsOver) {
+    controller.addParameter(5);
+    create();
+    announce();
+    instance->window = new TinyWindow(windowSizes);
+    instance->beginParameterEdit(0);
+    instance->endParameterEdit(0);
+    handler->notifications.clear();
+    instance->closeEditor();
+    EXPECT_THAT(handler->notifications, IsEmpty());
+}
+
+TEST_F(Vst3Parameters, WithoutAnOpenEditorAnEditGoesOn) {
+    controller.addParameter(5);
+    create();
+    announce();
+    instance->beginParameterEdit(0);
+    instance->closeEditor();
+    EXPECT_EQ(handler->notifications.size(), 1u);
+    instance->setParameterValue(0, 0.5F);
+    EXPECT_THAT(controller.changes, IsEmpty());
+}
+
 // Programs.
 
 TEST_F(Vst3Parameters, ProgramsAreNotOfferedThoughAParameterChangesThem) {

@@ -2,14 +2,41 @@
 
 #include "vst3-processing/Vst3PresetTest.h"
 
+#include <csignal>
+#include <fcntl.h>
 #include <public.sdk/source/common/memorystream.h>
 #include <public.sdk/source/vst/vstpresetfile.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 using testing::ElementsAre;
 
 namespace {
 
 class Vst3SavePreset : public Vst3PresetTest {};
+
+/// A disk that is full as soon as a file has so many bytes, until it is freed.
+class FullDisk {
+public:
+    explicit FullDisk(rlim_t bytes) {
+        getrlimit(RLIMIT_FSIZE, &former);
+        const rlimit full{bytes, former.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &full);
+    }
+    ~FullDisk() {
+        free();
+        std::signal(SIGXFSZ, formerAction);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+    void free() const { setrlimit(RLIMIT_FSIZE, &former); }
+
+private:
+    rlimit former{};
+    // So that a write fails instead of ending the process.
+    void (*formerAction)(int) = std::signal(SIGXFSZ, SIG_IGN);
+};
 
 } // namespace
 
@@ -107,6 +134,47 @@ TEST_F(Vst3SavePreset, AFullDiskIsToldWithTheFile) {
     createForPresets();
     EXPECT_EQ(failureOf([&] { saveTo("/dev/full"); }), "Error saving VST3 preset: /dev/full");
 }
+
+TEST_F(Vst3SavePreset, ADiskThatFillsWithTheListIsToldWithTheFile) {
+    createForPresets();
+    const size_t whole = goodPreset().size();
+    for (const size_t room : {size_t{100}, whole - 1}) {
+        const FullDisk disk(room);
+        EXPECT_EQ(failureOf([&] { saveTo(path); }), "Error saving VST3 preset: " + path);
+        EXPECT_EQ(readFile(path), goodPreset().substr(0, room));
+    }
+    const FullDisk disk(whole);
+    EXPECT_EQ(save(), goodPreset());
+}
+
+TEST_F(Vst3SavePreset, AStateThatFilledTheDiskIsToldAlsoIfThereIsRoomAgain) {
+    component.state.bytes = std::string(300000, 'x');
+    createForPresets();
+    const FullDisk disk(100);
+    // Called behind the component's state, whose component ignores that it was cut.
+    controller.state.onGet = [&] { disk.free(); };
+    EXPECT_EQ(failureOf([&] { saveTo(path); }), "Error saving VST3 preset: " + path);
+}
+
+// The sanitizer's check of dynamic types opens a pipe to look at an object, and takes a failure for a broken
+// object.
+#ifndef __SANITIZE_ADDRESS__
+
+TEST_F(Vst3SavePreset, AFileIsSavedAlsoIfNoDescriptorIsLeftBesideItsOwn) {
+    createForPresets();
+    rlimit former{};
+    getrlimit(RLIMIT_NOFILE, &former);
+    const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    close(next);
+    const rlimit oneMore{static_cast<rlim_t>(next) + 1, former.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &oneMore);
+    const std::string failure = failureOf([&] { saveTo(path); });
+    setrlimit(RLIMIT_NOFILE, &former);
+    EXPECT_EQ(failure, "no failure");
+    EXPECT_EQ(readFile(path), goodPreset());
+}
+
+#endif
 
 TEST_F(Vst3SavePreset, AnInstanceWithoutAComponentCannotBeSaved) {
     create();

@@ -44,7 +44,7 @@ protected:
         return static_cast<Interface*>(result);
     }
 
-    Vst3Host host{nullptr};
+    Vst3Host& host = *new Vst3Host(nullptr);
 };
 
 } // namespace
@@ -140,7 +140,7 @@ TEST_F(HostOfNobody, TheSharedAttributesOutliveMessages) {
 
 TEST_F(HostOfNobody, TwoHostsShareNothing) {
     create<Vst::IMessage>()->getAttributes()->setInt("number", 12);
-    Vst3Host other(nullptr);
+    Vst3Host& other = *new Vst3Host(nullptr);
     void* message = nullptr;
     other.createInstance(Identifier(Vst::IMessage::iid).bytes, Identifier(Vst::IMessage::iid).bytes,
                          &message);

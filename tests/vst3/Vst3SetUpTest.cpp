@@ -1,7 +1,14 @@
 // If these fail, plug-ins are brought up or taken down in another order than they have always met, which some
 // of them don't survive, or a plug-in that can't come up isn't told from one that can.
 
+#include "core/CapturedOutput.h"
 #include "vst3/Vst3Fixture.h"
+
+#include <atomic>
+#include <latch>
+#include <pluginterfaces/vst/ivsthostapplication.h>
+#include <thread>
+#include <unistd.h>
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -428,28 +435,135 @@ TEST_F(Vst3SetUp, TerminateWhileNothingIsProcessedCallsNothing) {
 
 TEST_F(Vst3SetUp, AnInstanceOffersItsFrameToThePlugin) {
     const Ref<Vst3PluginInstance> instance = create("records-its-calls");
-    auto* frame = static_cast<Steinberg::IPlugFrame*>(instance.get());
+    Steinberg::IPlugFrame* frame = instance->getHost().getFrame();
     for (const FUID& identifier : {Steinberg::IPlugFrame::iid, FUnknown::iid}) {
         void* result = nullptr;
-        EXPECT_EQ(instance->queryInterface(identifier.toTUID(), &result), kResultOk);
+        EXPECT_EQ(frame->queryInterface(identifier.toTUID(), &result), kResultOk);
         EXPECT_EQ(result, frame);
         EXPECT_EQ(frame->release(), 1U) << "the interface comes with a reference";
     }
     void* result = frame;
-    EXPECT_EQ(instance->queryInterface(Vst::IComponentHandler::iid.toTUID(), &result), kNoInterface);
+    EXPECT_EQ(frame->queryInterface(Vst::IComponentHandler::iid.toTUID(), &result), kNoInterface);
     EXPECT_EQ(result, nullptr);
 }
 
-TEST_F(Vst3SetUp, TheLastReferenceToTheFrameEndsTheInstance) {
-    auto* instance = static_cast<Vst3PluginInstance*>(
-        load("records-its-calls")->createInstance(instanceId, firstClassText, false));
+TEST_F(Vst3SetUp, ReleasingTheFrameTooOftenEndsNothing) {
+    Ref<Vst3PluginInstance> instance = create("records-its-calls");
     calls();
-    auto* frame = static_cast<Steinberg::IPlugFrame*>(instance);
+    Steinberg::IPlugFrame* frame = instance->getHost().getFrame();
     EXPECT_EQ(frame->addRef(), 2U);
     EXPECT_EQ(frame->release(), 1U);
-    EXPECT_THAT(calls(), IsEmpty());
     EXPECT_EQ(frame->release(), 0U);
+    frame->release();
+    EXPECT_THAT(calls(), IsEmpty());
+    EXPECT_EQ(instance->getParameterCount(), 2);
+    instance = nullptr;
     EXPECT_THAT(calls(), ElementsAre("controller gone", "component gone"));
+}
+
+TEST_F(Vst3SetUp, AFrameOutlivesItsInstance) {
+    Ref<Vst3PluginInstance> instance = create("records-its-calls");
+    Steinberg::IPlugFrame* frame = instance->getHost().getFrame();
+    instance = nullptr;
+    Steinberg::ViewRect size(0, 0, 320, 240);
+    EXPECT_EQ(frame->resizeView(nullptr, &size), kResultOk);
+    EXPECT_EQ(frame->addRef(), 2U);
+}
+
+TEST_F(Vst3SetUp, ContextAndHandlerOutliveTheirInstanceAndReachNothing) {
+    for (const bool terminates : {true, false}) {
+        Ref<Vst3PluginInstance> instance = create("records-its-calls");
+        Vst::IComponentHandler* kept = record->handler;
+        const Vst::ParamID gain = 700;
+        EXPECT_EQ(kept->beginEdit(gain), kResultOk);
+        EXPECT_EQ(kept->restartComponent(0), kResultOk);
+        if (terminates)
+            instance->terminate();
+        else
+            instance = nullptr;
+        EXPECT_EQ(kept->beginEdit(gain), kInvalidArgument);
+        EXPECT_EQ(kept->performEdit(gain, 0.5), kInvalidArgument);
+        EXPECT_EQ(kept->endEdit(gain), kInvalidArgument);
+        EXPECT_EQ(kept->restartComponent(0), kResultFalse);
+        const IPtr<Vst::IHostApplication> context = interfaceOf<Vst::IHostApplication>(kept);
+        Vst::String128 name;
+        EXPECT_EQ(context->getName(name), kResultOk);
+    }
+}
+
+namespace {
+
+/// A call of a plug-in's own thread that stays in the controller until the test lets it go.
+class LongCall {
+public:
+    explicit LongCall(ModuleRecord& record) : record(record) {
+        record.onQuestion = [this] {
+            if (!isFirst.exchange(false))
+                return;
+            hasArrived.count_down();
+            mayEnd.wait();
+        };
+        thread = std::thread([this, handler = record.handler.load()] {
+            // An id that isn't there is looked for in the controller.
+            answer = handler->performEdit(31, 0.5);
+        });
+        hasArrived.wait();
+    }
+
+    /// What the call was answered.
+    tresult end() {
+        mayEnd.count_down();
+        thread.join();
+        record.onQuestion = nullptr;
+        return answer;
+    }
+
+private:
+    ModuleRecord& record;
+    std::atomic<bool> isFirst = true;
+    std::latch hasArrived{1};
+    std::latch mayEnd{1};
+    tresult answer = kResultOk;
+    std::thread thread;
+};
+
+} // namespace
+
+TEST_F(Vst3SetUp, TerminateWaitsForACallOfThePlugins) {
+    Ref<Vst3PluginInstance> instance = create("records-its-calls");
+    instance->initialize();
+    LongCall call(*record);
+    std::atomic<bool> hasEnded = false;
+    std::thread ending([&] {
+        // Once nothing reaches the instance any more, the termination is waiting for the call.
+        while (record->handler.load()->restartComponent(0) == kResultOk)
+            std::this_thread::yield();
+        hasEnded = true;
+        EXPECT_EQ(call.end(), kInvalidArgument);
+    });
+    instance->terminate();
+    EXPECT_TRUE(hasEnded);
+    ending.join();
+    calls();
+    instance = nullptr;
+    EXPECT_THAT(calls(), ElementsAre("controller gone", "component gone"));
+}
+
+TEST_F(Vst3SetUp, AnInstanceWhosePluginDoesNotReturnStaysInMemoryAndIsReported) {
+    for (const bool terminates : {true, false}) {
+        Ref<Vst3PluginInstance> instance = create("records-its-calls");
+        instance->initialize();
+        LongCall call(*record);
+        calls();
+        const base::core::CapturedOutput errors(STDERR_FILENO);
+        if (terminates)
+            instance->terminate();
+        instance = nullptr;
+        EXPECT_EQ(errors.text(), "A call of VST plug-in instance 7 doesn't return: the instance is leaked\n");
+        EXPECT_THAT(calls(), IsEmpty());
+        EXPECT_EQ(call.end(), kInvalidArgument);
+        EXPECT_THAT(calls(), IsEmpty());
+    }
 }
 
 TEST_F(Vst3SetUp, InterfacesAreLetGoOfFromTheLastToTheFirst) {

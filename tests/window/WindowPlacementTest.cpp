@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,22 @@ const Case cases[] = {
     {"WiderThanTheScreenItStandsAtTheLeftEdge", {50, 10, 1001, 400}, {screen}, {0, 10}},
     {"HigherThanTheScreenItStandsAtTheTopEdge", {50, 10, 300, 801}, {screen}, {50, 0}},
     {"WithoutAScreenItStays", {-7000, 9000, 300, 400}, {}, {-7000, 9000}},
+    // Numbers that a client may choose.
+    {"AtTheGreatestNumbersItMovesBackToo", {INT32_MAX, INT32_MAX, 300, 400}, {screen}, {700, 400}},
+    {"AtTheLeastNumbersItMovesToTheCorner", {INT32_MIN, INT32_MIN, 300, 400}, {screen}, {0, 0}},
+    {"AsLargeAsCanBeItStandsInTheCorner", {INT32_MAX, INT32_MAX, INT32_MAX, INT32_MAX}, {screen}, {0, 0}},
+    {"AtTheGreatestNumbersItGoesToTheFirstOfTwo",
+     {INT32_MAX, INT32_MAX, 300, 400},
+     {screen, secondScreen},
+     {700, 400}},
+    {"AtTheLeastNumbersItGoesToTheFirstOfTwo",
+     {INT32_MIN, INT32_MIN, 300, 400},
+     {screen, secondScreen},
+     {0, 0}},
+    {"WithoutAScreenItStaysAtTheGreatestNumbers",
+     {INT32_MAX, INT32_MIN, 300, 400},
+     {},
+     {INT32_MAX, INT32_MIN}},
     {"OnTheSecondScreenItStaysThere", {1100, 10, 300, 300}, {screen, secondScreen}, {1100, 10}},
     {"MostlyOnTheSecondScreenItStaysThere", {900, 10, 300, 300}, {screen, secondScreen}, {1000, 10}},
     {"BarelyOnTheSecondScreenItIsTakenThere", {701, 10, 300, 300}, {screen, secondScreen}, {1000, 10}},

@@ -119,6 +119,15 @@ public:
     /// Returns once the server has carried out all that was sent before.
     void sync() { ownReply(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr)); }
 
+    /// Returns once the server has carried out what others had written to their connections before, without
+    /// any use of those. The server serves clients that have something to say in turns: who was ready before
+    /// this client's first question has had its turn before the last.
+    void syncWithOthers() {
+        constexpr int turns = 3;
+        for (int i = 0; i < turns; ++i)
+            sync();
+    }
+
     xcb_connection_t* connection;
     uint32_t root = 0;
 

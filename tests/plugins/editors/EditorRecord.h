@@ -17,6 +17,8 @@ struct EditorRecord {
     /// Runs inside of each opening, with the host's window, before the plug-in makes its own. Set by the
     /// test.
     std::function<void(uint32_t parent)> onOpen;
+    /// Makes the window of an editor that is open without one. Set by the plug-in; any thread, one at a time.
+    std::function<void()> makeWindow;
     /// Has the editor ask its host for another size, in pixels, on the thread that the plug-in does it on.
     std::function<void(int32_t width, int32_t height)> requestSize;
 

@@ -2,25 +2,18 @@
 
 #include "plugins/editors/EditorEffect.h"
 
-/// An effect whose window comes a while, in milliseconds, after its editor was opened.
-template <int delay>
+/// An effect whose window comes when the test has it made, after its editor was opened.
 class LateEditor : public EditorEffect {
 public:
     using EditorEffect::EditorEffect;
 
 protected:
     void openEditor(uint32_t parent) override {
-        late.emplace(delay, [this, parent] {
-            window.emplace(parent);
-            return false;
-        });
+        editorRecord()->makeWindow = [this, parent] { window.emplace(parent); };
     }
 
     void closeEditor() override {
-        late.reset();
+        editorRecord()->makeWindow = {};
         EditorEffect::closeEditor();
     }
-
-private:
-    std::optional<EditorThread> late;
 };

@@ -2,4 +2,4 @@
 
 #include "plugins/editors/LateEditor.h"
 
-EDITOR_EFFECT_ENTRY(LateEditor<500>)
+EDITOR_EFFECT_ENTRY(LateEditor)

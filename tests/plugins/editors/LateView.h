@@ -2,22 +2,15 @@
 
 #include "plugins/editors/EditorPlugin.h"
 
-/// A view whose window comes a while, in milliseconds, after it was attached.
-template <int delay>
+/// A view whose window comes when the test has it made, after it was attached.
 class LateView : public EditorView {
 protected:
     void openEditor(uint32_t parent) override {
-        late.emplace(delay, [this, parent] {
-            window.emplace(parent);
-            return false;
-        });
+        editorRecord()->makeWindow = [this, parent] { window.emplace(parent); };
     }
 
     void closeEditor() override {
-        late.reset();
+        editorRecord()->makeWindow = {};
         EditorView::closeEditor();
     }
-
-private:
-    std::optional<EditorThread> late;
 };

@@ -3,5 +3,5 @@
 #include "plugins/editors/LateView.h"
 
 Steinberg::IPluginFactory* PLUGIN_API GetPluginFactory() {
-    return makeEditorFactory<EditorPlugin<LateView<500>>>();
+    return makeEditorFactory<EditorPlugin<LateView>>();
 }

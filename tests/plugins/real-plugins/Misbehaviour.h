@@ -1,5 +1,7 @@
 #pragma once
 
+#include "plugins/ClockTurn.h"
+
 #include <cstdint>
 #include <limits>
 #include <unistd.h>
@@ -23,6 +25,7 @@ private:
 #elif defined(RENDERS_INFINITY)
         output[0] = std::numeric_limits<float>::infinity();
 #elif defined(NEVER_RETURNS)
+        turnClock();
         for (;;)
             pause();
 #elif defined(ENDS_THE_PROCESS)

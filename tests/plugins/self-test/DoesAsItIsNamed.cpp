@@ -2,6 +2,7 @@
 // One with an "editor" in its name has one. Any other name is that of an effect that behaves. What it is
 // called with stands, a line for each call, in a file beside its own, with ".calls" behind the name.
 
+#include "plugins/ClockTurn.h"
 #include "plugins/dying/Deaths.h"
 #include "plugins/vst2/TestEffect.h"
 
@@ -39,8 +40,10 @@ void arriveAt(const std::string& moment) {
         std::abort();
     if (isNamed("exits-at-" + moment))
         leave();
-    if (isNamed("hangs-at-" + moment))
+    if (isNamed("hangs-at-" + moment)) {
+        turnClock();
         hang();
+    }
 }
 
 class DoesAsItIsNamed : public SilentEffect {

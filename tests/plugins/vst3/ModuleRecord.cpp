@@ -34,6 +34,7 @@ void ModuleRecord::reset() {
     takeCalls();
     answers.clear();
     onCall = nullptr;
+    onQuestion = nullptr;
     onProcess = nullptr;
     factoryMakesObjects = true;
     parameterIds.clear();

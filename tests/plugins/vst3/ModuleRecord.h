@@ -35,6 +35,8 @@ public:
     std::map<std::string, tresult> answers;
     /// Runs inside of each call.
     std::function<void(const std::string& call)> onCall;
+    /// Runs inside of each question for what a controller knows of a parameter.
+    std::function<void()> onQuestion;
     /// Renders a block.
     std::function<void(Vst::ProcessData& data)> onProcess;
     /// Off for a factory that makes nothing and calls that a success.

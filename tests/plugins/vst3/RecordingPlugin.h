@@ -117,6 +117,8 @@ public:
     }
     tresult PLUGIN_API getParameterInfo(Steinberg::int32 index, Vst::ParameterInfo& info) override {
         ++this->record.parameterQuestions;
+        if (this->record.onQuestion)
+            this->record.onQuestion();
         if (this->record.parameterIds.empty())
             return Base::getParameterInfo(index, info);
         info.id = this->record.parameterIds[static_cast<size_t>(index)];

@@ -9,12 +9,17 @@ namespace {
 constexpr int64_t regionAlignment = 16;
 /// A lone count takes a region of its own.
 constexpr int64_t countSize = sizeof(int32_t);
+constexpr int64_t largestInt32 = std::numeric_limits<int32_t>::max();
 /// Parameter changes are given the room of event records, of which they use a part. Deliberate: both sides
 /// have always computed it so.
 constexpr int64_t changeRoom = sizeof(EventRecord);
 
 int64_t alignRegion(int64_t size) {
     return (size + regionAlignment - 1) / regionAlignment * regionAlignment;
+}
+
+int64_t padBlockSize(int64_t blockSize) {
+    return blockSize % 4 == 0 ? blockSize : blockSize + 4 - blockSize % 4;
 }
 
 /// Hands out the regions of a block one after the other. Without a block it only adds up their sizes.
@@ -47,7 +52,9 @@ RegionWalk walkRegions(PluginAudioContext& context, void* block) {
     auto* nextGuard = context.guards;
     const auto takeGuard = [&] { *nextGuard++ = walk.take<uint8_t>(PluginAudioContext::guardSize); };
     const auto audioSize = [&](int64_t channels) {
-        return channels * context.paddedBlockSize * static_cast<int64_t>(sizeof(float));
+        // Limited, so that the bytes can be counted too: a block of so many samples is refused in any case.
+        const int64_t samples = std::min(channels * context.paddedBlockSize, largestInt32);
+        return samples * static_cast<int64_t>(sizeof(float));
     };
     takeGuard();
     context.transport = walk.take<TransportBlock>(sizeof(TransportBlock));
@@ -74,7 +81,8 @@ RegionWalk walkRegions(PluginAudioContext& context, void* block) {
 
 PluginAudioContext::PluginAudioContext(int32_t blockSize, int32_t inputChannelCount,
                                        int32_t outputChannelCount, int32_t parameterCount)
-    : blockSize(blockSize), paddedBlockSize(blockSize % 4 == 0 ? blockSize : blockSize + 4 - blockSize % 4),
+    : blockSize(std::max(blockSize, 0)),
+      paddedBlockSize(static_cast<int32_t>(std::min(padBlockSize(this->blockSize), largestInt32))),
       inputChannelCount(std::max(inputChannelCount, 0)), outputChannelCount(std::max(outputChannelCount, 0)),
       parameterCount(std::max(parameterCount, 0)) {}
 
@@ -88,9 +96,10 @@ void PluginAudioContext::drain() {
 
 void PluginAudioContext::layOut() {
     const int64_t size = walkRegions(*this, nullptr).size();
-    if (size > std::numeric_limits<int32_t>::max())
-        throw IOException(concat("Audio block is too large for ", inputChannelCount, " inputs, ",
-                                 outputChannelCount, " outputs and ", parameterCount, " parameters"));
+    if (size > largestInt32 || padBlockSize(blockSize) > largestInt32)
+        throw IOException(concat("Audio block is too large for ", blockSize, " frames of ", inputChannelCount,
+                                 " inputs and ", outputChannelCount, " outputs, and ", parameterCount,
+                                 " parameters"));
     memorySize = static_cast<int32_t>(size);
     memory = allocate(memorySize);
     walkRegions(*this, memory);

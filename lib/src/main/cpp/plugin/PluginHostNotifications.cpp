@@ -1,5 +1,6 @@
 #include "plugin/PluginHostNotifications.h"
 
+#include "core/Log.h"
 #include "plugin/PluginHostNotificationListener.h"
 #include "plugin/PluginHostProxyHandler.h"
 #include "plugin/PluginInstance.h"
@@ -128,7 +129,14 @@ UpdateAllParametersNotification::~UpdateAllParametersNotification() = default;
 void UpdateAllParametersNotification::run() {
     if (instance->closing)
         return;
-    state = new PluginInstanceState(*instance);
+    try {
+        state = new PluginInstanceState(*instance);
+    } catch (const IOException& exception) {
+        // What changed has changed: a text that can't be sent is no failure of it.
+        base::core::logError("Couldn't tell the client of all parameters of plugin instance ", instanceId,
+                             ": ", exception.getMessage());
+        return;
+    }
     PluginHostNotification::run();
 }
 

@@ -5,6 +5,34 @@
 #include "plugin/PluginHostProxyHandler.h"
 #include "plugin/PluginHostReply.h"
 
+#include <cstdio>
+
+namespace {
+
+/// Takes a payload and keeps nothing of it. Refuses what `OutputStream::writeString` can't carry.
+class TextCheckStream : public OutputStream {
+public:
+    void write(const void*, size_t) override {}
+    void writeText(const String& text, const base::core::TextEncoding&) override {
+        constexpr char32_t highest = 0xFFFF;
+        for (int32_t i = 0; i < text.length(); ++i) {
+            if (text[i] > highest)
+                refuse(text[i]);
+        }
+    }
+    using OutputStream::writeText;
+
+private:
+    [[noreturn]] static void refuse(char32_t codePoint) {
+        char name[16];
+        std::snprintf(name, sizeof name, "U+%X", static_cast<unsigned>(codePoint));
+        throw IOException(concat("Text can't be sent to plug-in host: it has the character ", name,
+                                 ", which is above U+FFFF"));
+    }
+};
+
+} // namespace
+
 PluginHostAction::~PluginHostAction() = default;
 
 PluginHostAsyncReplyHandler::~PluginHostAsyncReplyHandler() = default;
@@ -43,4 +71,9 @@ void PluginHostRequest::write(OutputStream&) const {}
 
 Ref<PluginHostReply> PluginHostRequest::readReply(InputStream&) {
     return nullptr;
+}
+
+void PluginHostRequest::requireSendableTexts() const {
+    TextCheckStream check;
+    write(check);
 }

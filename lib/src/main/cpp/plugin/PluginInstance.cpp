@@ -100,8 +100,11 @@ void PluginInstance::setAudioContext(const Ref<PluginAudioContext>& context) {
     outputChannelCount = context->outputChannelCount;
     outputChannels = makeChannels(outputChannelCount, context->outputAudio, context->paddedBlockSize);
     transport = context->transport;
+    channelsChanged();
     audioContext = context;
 }
+
+void PluginInstance::channelsChanged() {}
 
 void PluginInstance::beginWindowChange() {
     windowBusy = true;
@@ -124,6 +127,9 @@ void PluginInstance::notifyParameterChanged(int32_t index, float value) {
     PluginHostProxyHandler* sender = handler;
     if (notificationsMuted || sender == nullptr)
         return;
+    const Ref<PluginInstance> self = holdUnlessEnding();
+    if (!self)
+        return;
     host->runOnMainThread(new UpdateParameterNotification(*this, sender, index, value));
     markDisplayDirty(index);
 }
@@ -132,7 +138,10 @@ void PluginInstance::notifyAllParametersChanged() {
     if (notificationsMuted)
         return;
     allParametersChanged = true;
-    if (PluginHostProxyHandler* sender = handler)
+    PluginHostProxyHandler* sender = handler;
+    if (sender == nullptr)
+        return;
+    if (const Ref<PluginInstance> self = holdUnlessEnding())
         host->runOnMainThread(new UpdateAllParametersNotification(*this, sender));
 }
 
@@ -167,6 +176,14 @@ void PluginInstance::notifyParameterEdit(int32_t index, bool isBegin) {
     if (notificationsMuted || sender == nullptr)
         return;
     host->runOnMainThread(new BeginOrEndEditParameterNotification(instanceId, sender, index, isBegin));
+}
+
+Ref<PluginInstance> PluginInstance::holdUnlessEnding() {
+    if (!base::core::tryRetain(this))
+        return nullptr;
+    Ref<PluginInstance> self(this);
+    base::core::release(this);
+    return self;
 }
 
 void PluginInstance::freeChannels() {

@@ -1,6 +1,6 @@
 #include "plugin/PluginInstanceRequest.h"
 
-#include "core/StdStreams.h"
+#include "core/Log.h"
 #include "host/PluginHost.h"
 #include "plugin/PluginInstance.h"
 
@@ -16,7 +16,7 @@ void PluginInstanceRequest::perform(PluginHost& host) {
     // Destroying drops the table's reference.
     const Ref<PluginInstance> instance = host.instances.find(instanceId);
     if (!instance) {
-        base::core::standardError().printLine(concat("No plugin instance found with id ", instanceId));
+        base::core::logError("No plugin instance found with id ", instanceId);
         return;
     }
     instance->awaitWorkerTurns();

@@ -1,5 +1,6 @@
 #include "plugin/PluginInstanceState.h"
 
+#include "plugin/MutedNotifications.h"
 #include "plugin/PluginInstance.h"
 
 namespace {
@@ -97,7 +98,7 @@ Ref<ParameterInfo> readParameter(InputStream& stream) {
 
 PluginInstanceState::PluginInstanceState(PluginInstance& instance) {
     // The plug-in may call back while it is being questioned.
-    instance.notificationsMuted = true;
+    const MutedNotifications muted(instance);
     inputBuses = instance.getInputBuses();
     outputBuses = instance.getOutputBuses();
     const int32_t parameterCount = instance.getParameterCount();
@@ -114,7 +115,6 @@ PluginInstanceState::PluginInstanceState(PluginInstance& instance) {
     supportsMpe = instance.supportsMpe();
     hasMidiControllerMapping = instance.hasMidiControllerMapping();
     hasNoteOutput = instance.hasNoteOutput();
-    instance.notificationsMuted = false;
 }
 
 PluginInstanceState::PluginInstanceState(InputStream& stream) {

@@ -39,7 +39,7 @@ public:
     static constexpr size_t guardSize = 16;
     static constexpr uint8_t guardByte = 0xBB;
 
-    /// `blockSize` in frames. Negative counts, which a plug-in may report, count as 0.
+    /// `blockSize` in frames. Negative numbers, which a plug-in or a client may give, count as 0.
     PluginAudioContext(int32_t blockSize, int32_t inputChannelCount, int32_t outputChannelCount,
                        int32_t parameterCount);
     ~PluginAudioContext() override;

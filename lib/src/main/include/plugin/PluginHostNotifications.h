@@ -68,7 +68,8 @@ public:
     UpdateAllParametersNotification(InputStream& stream, int32_t instanceId, Object* sender);
     ~UpdateAllParametersNotification() override;
 
-    /// Dropped if the instance has been terminated meanwhile.
+    /// Dropped if the instance has been terminated meanwhile, and with a line in the log if a text of the
+    /// plug-in can't be read.
     void run() override;
     int32_t getType() const override;
     void write(OutputStream& stream) const override;

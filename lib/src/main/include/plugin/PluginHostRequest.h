@@ -38,6 +38,10 @@ public:
     /// Client side: makes the reply from the stream; null for a request without one. Throws `IOException`.
     virtual Ref<PluginHostReply> readReply(InputStream& stream);
 
+    /// Client side, before anything is sent: throws `IOException` if a text of the payload has a character
+    /// above U+FFFF. The host would count such a text short, and take its end for the next request.
+    void requireSendableTexts() const;
+
     /// Whether its frame carries a requestId and its reply comes on the asynchronous channel.
     bool hasRequestId() const { return needsReply() && isAsync(); }
 

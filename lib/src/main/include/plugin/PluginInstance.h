@@ -216,7 +216,12 @@ protected:
     String parameterDisplayText(int32_t index);
     String programNameText(int32_t index);
 
+    /// The channel arrays and `transport` are new; no worker has seen them yet. Main thread.
+    virtual void channelsChanged();
+
 private:
+    /// Null once the last reference has gone: who calls in while an instance ends gives it no new owner.
+    Ref<PluginInstance> holdUnlessEnding();
     void notifyParameterEdit(int32_t index, bool isBegin);
     void freeChannels();
 

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "core/String.h"
+
+namespace base::core {
+
+/// Appends zero-terminated UTF-8 for a person to read: each byte that belongs to no character (RFC 3629)
+/// becomes U+FFFD. `StringBuilder::append` refuses such bytes; a report about them must not be lost.
+void appendReadable(StringBuilder& text, const char* utf8);
+inline void appendReadable(StringBuilder& text, const String& other) {
+    text.append(other);
+}
+inline void appendReadable(StringBuilder& text, const StringBuilder& other) {
+    text.append(other);
+}
+inline void appendReadable(StringBuilder& text, char32_t codePoint) {
+    text.append(codePoint);
+}
+inline void appendReadable(StringBuilder& text, int32_t value) {
+    text.append(value);
+}
+void appendReadable(StringBuilder& text, char) = delete;
+
+/// `concat` for a person to read.
+template <class... Parts>
+String concatReadable(const Parts&... parts) {
+    StringBuilder builder;
+    (appendReadable(builder, parts), ...);
+    return builder.toString();
+}
+
+} // namespace base::core

@@ -1,0 +1,135 @@
+// What must hold however two threads or processes come in between each other, with each order made and not
+// waited for. If these fail, a thread that has just begun isn't recognised as itself, a host outlives its
+// client, or a wait ends at once.
+
+#include "core/ChildProcess.h"
+#include "core/Mutex.h"
+#include "core/Ref.h"
+#include "core/String.h"
+#include "core/Thread.h"
+#include "tests/core/Waiting.h"
+#include "tests/support/TurnedClock.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdarg>
+#include <cstdlib>
+#include <filesystem>
+#include <pthread.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+
+namespace {
+
+/// Set: `pthread_create` returns to its caller only when this is true.
+std::atomic<const std::atomic<bool>*> creationReturnsAfter = nullptr;
+/// Set: a child of this process that asks to be ended with its parent has lost it by then.
+bool parentDiesFirst = false;
+
+} // namespace
+
+extern "C" {
+
+int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*),
+                          void* argument);
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*),
+                          void* argument) {
+    const std::atomic<bool>* condition = creationReturnsAfter;
+    // Into a variable of its own: the caller's has the id only when the call is over.
+    pthread_t created = 0;
+    const int result = __real_pthread_create(&created, attributes, entry, argument);
+    if (result == 0 && condition != nullptr)
+        base::core::becomesTrue([&] { return condition->load(); });
+    *thread = created;
+    return result;
+}
+
+int __real_prctl(int option, ...);
+int __wrap_prctl(int option, ...) {
+    va_list list;
+    va_start(list, option);
+    unsigned long arguments[4];
+    for (unsigned long& argument : arguments)
+        argument = va_arg(list, unsigned long);
+    va_end(list);
+    if (option == PR_SET_PDEATHSIG && parentDiesFirst) {
+        const pid_t parent = getppid();
+        kill(parent, SIGKILL);
+        while (getppid() == parent)
+            usleep(100);
+    }
+    return __real_prctl(option, arguments[0], arguments[1], arguments[2], arguments[3]);
+}
+
+} // extern "C"
+
+namespace base::core {
+
+TEST(OrderTest, AThreadRecognisesItselfBeforeItsCreationHasReturned) {
+    class Asking : public Thread {
+    public:
+        Asking() : Thread("asking") {}
+        std::atomic<bool> hasAsked = false;
+        bool isItself = false;
+
+    protected:
+        void run() override {
+            isItself = isCurrentThread();
+            hasAsked = true;
+        }
+    };
+    const Ref<Asking> thread(new Asking);
+    creationReturnsAfter = &thread->hasAsked;
+    thread->start();
+    creationReturnsAfter = nullptr;
+    thread->join();
+    EXPECT_TRUE(thread->hasAsked);
+    EXPECT_TRUE(thread->isItself);
+}
+
+// ThreadSanitizer forks where `vfork` is called, and lets the parent run on.
+#ifndef __SANITIZE_THREAD__
+
+TEST(OrderTest, AChildWhoseParentDiesWhileItStartsRunsNothing) {
+    const std::string trace =
+        (std::filesystem::temp_directory_path() / ("order-test-" + std::to_string(getpid()))).string();
+    // What the parent leaves behind comes to this process, which then can wait for it.
+    ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0), 0);
+    const pid_t parent = fork();
+    if (parent == 0) {
+        parentDiesFirst = true;
+        const Ref<ChildProcess> child(new ChildProcess);
+        child->launch(std::vector<String>{"/bin/sh", "-c", concat("echo > ", trace.c_str())});
+        _exit(1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(parent, &status, 0), parent);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    ASSERT_GT(waitpid(-1, &status, 0), 0) << "there was no child";
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 255);
+    EXPECT_FALSE(std::filesystem::exists(trace)) << "the program ran";
+    std::filesystem::remove(trace);
+    prctl(PR_SET_CHILD_SUBREAPER, 0, 0, 0, 0);
+}
+
+#endif
+
+TEST(OrderTest, ADeadlineCarriesItsNanosecondsIntoTheSeconds) {
+    constexpr long nanosecondsPerSecond = 1000000000;
+    TurnedClock clock;
+    clock.turn(std::chrono::milliseconds(500));
+    const time_t second = monotonicDeadline(0).tv_sec;
+    const timespec ahead = monotonicDeadline(0.75);
+    EXPECT_EQ(ahead.tv_sec, second + 1);
+    EXPECT_EQ(ahead.tv_nsec, nanosecondsPerSecond / 4);
+    const timespec onTheSecond = monotonicDeadline(0.5);
+    EXPECT_EQ(onTheSecond.tv_sec, second + 1);
+    EXPECT_EQ(onTheSecond.tv_nsec, 0);
+    const timespec within = monotonicDeadline(2.25);
+    EXPECT_EQ(within.tv_sec, second + 2);
+    EXPECT_EQ(within.tv_nsec, nanosecondsPerSecond / 4 * 3);
+}
+
+} // namespace base::core

@@ -1,0 +1,65 @@
+// An audio worker that ends. If these fail, a worker renders beside a process that takes itself down, or a
+// client waits for an answer that never comes.
+
+#include "host/RemoteAudioThread.h"
+#include "core/NamedPipe.h"
+#include "plugin/Channels.h"
+#include "tests/plugin/TestHost.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+namespace {
+
+constexpr int32_t hostId = 7;
+constexpr int32_t instanceId = 3;
+
+void sendProcess(OutputStream& stream) {
+    stream.writeByte(static_cast<uint8_t>(WorkerCommand::process));
+    stream.writeNativeInt32(instanceId);
+    stream.writeNativeInt32(16);
+    stream.writeByte(true);
+    stream.writeByte(true);
+    stream.flush();
+}
+
+} // namespace
+
+TEST(RemoteAudioThreadTest, AWorkerWhosePipeOpensAfterItWasToEndServesNothing) {
+    std::signal(SIGPIPE, SIG_IGN);
+    TestHost test;
+    test.addInstance(instanceId);
+    const Ref<base::core::NamedServerPipe> server =
+        base::core::NamedServerPipe::create(workerChannelName(hostId, 0), true);
+    Ref<RemoteAudioThread> worker(new RemoteAudioThread(test.host.get(), hostId, 0));
+    worker->start();
+    worker->shutDown(); // the pipe has no other end yet
+    Ref<base::core::NamedPipe> pipe = server->open();
+    try {
+        sendProcess(*pipe->getOutput());
+    } catch (const IOException&) {
+        // The worker has closed its end already.
+    }
+    EXPECT_THROW(pipe->getInput()->readByte(), EOSException) << "the worker answers, or keeps its pipe";
+    pipe->getOutput()->close();
+    worker = nullptr;
+    EXPECT_THAT(test.log.all(), testing::IsEmpty());
+}
+
+TEST(RemoteAudioThreadTest, AWorkerServesUntilItIsToEnd) {
+    std::signal(SIGPIPE, SIG_IGN);
+    TestHost test;
+    test.addInstance(instanceId);
+    const Ref<base::core::NamedServerPipe> server =
+        base::core::NamedServerPipe::create(workerChannelName(hostId, 0), true);
+    Ref<RemoteAudioThread> worker(new RemoteAudioThread(test.host.get(), hostId, 0));
+    worker->start();
+    const Ref<base::core::NamedPipe> pipe = server->open();
+    sendProcess(*pipe->getOutput());
+    EXPECT_EQ(pipe->getInput()->readInt32(), processTail);
+    worker->shutDown();
+    EXPECT_THROW(pipe->getInput()->readByte(), EOSException);
+    EXPECT_THAT(test.log.all(), testing::ElementsAre("process 16 keepActive realtime"));
+}

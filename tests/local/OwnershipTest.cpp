@@ -1,0 +1,151 @@
+// What a local host and its client hold of each other. If these fail, a client that keeps a request keeps a
+// whole host, hosts are never freed, or a listener can't tell which host a notification came from.
+
+#include "core/CapturedOutput.h"
+#include "host/PluginHost.h"
+#include "local/LocalPluginHostProxy.h"
+#include "plugin/PluginHostAsyncReplyHandler.h"
+#include "plugin/PluginHostNotificationListener.h"
+#include "plugin/PluginHostNotifications.h"
+#include "plugin/PluginHostProxyHandler.h"
+#include "plugin/PluginHostReplies.h"
+#include "plugin/PluginHostRequests.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <semaphore>
+#include <stdexcept>
+#include <string>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+class FunctionAction : public PluginHostAction {
+public:
+    explicit FunctionAction(std::function<void()> body) : body(std::move(body)) {}
+    void run() override { body(); }
+
+private:
+    std::function<void()> body;
+};
+
+int32_t references(const Object& object) {
+    const int32_t count = retain(&object) - 1;
+    release(&object);
+    return count;
+}
+
+class OwnershipTest : public testing::Test {
+protected:
+    OwnershipTest() { proxy->start(); }
+
+    Ref<PluginHost> host{new PluginHost(44100, 256)};
+    Ref<LocalPluginHostProxy> proxy{new LocalPluginHostProxy(host)};
+};
+
+} // namespace
+
+TEST_F(OwnershipTest, ARequestThatItsSenderKeepsKeepsNoHost) {
+    const Ref<PingRequest> request(new PingRequest);
+    proxy->sendRequest(request, nullptr);
+    // Behind all that the first one does.
+    proxy->ping();
+    EXPECT_FALSE(request->handler);
+    EXPECT_EQ(references(*request), 1);
+}
+
+TEST_F(OwnershipTest, AfterTheShutdownHostAndHandlerHoldNoOther) {
+    const Ref<PluginHostProxyHandler> handler = host->handler;
+    proxy->shutdown();
+    EXPECT_FALSE(host->handler);
+    EXPECT_FALSE(handler->host);
+    proxy = nullptr;
+    EXPECT_EQ(references(*host), 1);
+    EXPECT_EQ(references(*handler), 1);
+}
+
+TEST_F(OwnershipTest, AShutdownDropsWhatWasNotAnswered) {
+    // Nothing answers a request for an instance that isn't there.
+    const Ref<PluginHostRequest> request(new UpdateIORequest(1));
+    proxy->sendRequest(request, nullptr);
+    proxy->shutdown();
+    EXPECT_EQ(references(*request), 1);
+}
+
+TEST_F(OwnershipTest, AHostThatEndsByItselfDropsWhatIsInItsQueue) {
+    std::binary_semaphore mayThrow{0};
+    host->post(new FunctionAction([&] {
+        mayThrow.acquire();
+        throw IOException("it broke");
+    }));
+    const Ref<PluginHostRequest> queued(new UpdateIORequest(1));
+    proxy->sendRequest(queued, nullptr);
+    mayThrow.release();
+    EXPECT_THROW(proxy->ping(), IOException);
+    // Joins the thread, which holds what it fails. The proxy stays, with its queue.
+    proxy->shutdown();
+    EXPECT_EQ(references(*queued), 1);
+}
+
+TEST_F(OwnershipTest, AHostThatEndsByItselfSaysByWhat) {
+    const auto words = [](const std::function<void()>& failure) {
+        const base::core::CapturedOutput errors(STDERR_FILENO);
+        const Ref<PluginHost> failing(new PluginHost(44100, 256));
+        const Ref<LocalPluginHostProxy> its(new LocalPluginHostProxy(failing));
+        failing->post(new FunctionAction(failure));
+        its->start();
+        EXPECT_THROW(its->ping(), IOException);
+        its->shutdown();
+        return errors.text();
+    };
+    EXPECT_THAT(words([] { throw IOException("it broke"); }),
+                testing::HasSubstr("Plugin host died: it broke\n"));
+    EXPECT_THAT(words([] { throw std::runtime_error("so did this"); }),
+                testing::HasSubstr("Plugin host died: so did this\n"));
+    EXPECT_THAT(words([] { throw 7; }), testing::HasSubstr("Plugin host died: Unknown exception\n"));
+}
+
+TEST_F(OwnershipTest, AnAnswerThatIsNotAwaitedIsDropped) {
+    class Receiver : public PluginHostAsyncReplyHandler {
+    public:
+        void onReply(PluginHostReply*) override { ++calls; }
+        void onError(const String&) override { ++calls; }
+        int calls = 0;
+    };
+    const Ref<Receiver> receiver(new Receiver);
+    const Ref<LoadPresetRequest> request(new LoadPresetRequest);
+    request->replyHandler = receiver;
+    const Ref<LoadPresetReply> reply(new LoadPresetReply(1, "preset"));
+    PluginHostProxyHandler* handler = host->handler.get();
+    handler->sendReply(*request, *reply);
+    handler->sendEmptyReply(*request);
+    handler->sendError(*request, "words");
+    EXPECT_EQ(receiver->calls, 0);
+}
+
+TEST_F(OwnershipTest, ANotificationSaysWhichProxyItCameThrough) {
+    class Listener : public PluginHostNotificationListener {
+    public:
+        void onUpdateParameter(const UpdateParameterNotification&) override {}
+        void onUpdateParameterDisplay(const UpdateParameterDisplayNotification&) override {}
+        void onUpdateAllParameters(const UpdateAllParametersNotification&) override {}
+        void onBeginOrEndEditParameter(const BeginOrEndEditParameterNotification& notification) override {
+            sender = notification.sender;
+        }
+        void onPluginWindowMoved(const PluginWindowMovedNotification&) override {}
+        void onPluginWindowClosed(const PluginWindowClosedNotification&) override {}
+        Object* sender = nullptr;
+    };
+    const Ref<Listener> listener(new Listener);
+    const int32_t id = proxy->createPluginInstance("/no such file", {}, {}, false, listener, nullptr);
+    host->post(new FunctionAction([&] {
+        PluginHostProxyHandler* handler = host->handler.get();
+        const Ref<PluginHostNotification> edit(new BeginOrEndEditParameterNotification(id, handler, 3, true));
+        handler->sendNotification(*edit);
+    }));
+    proxy->ping();
+    EXPECT_EQ(listener->sender, proxy.get());
+}

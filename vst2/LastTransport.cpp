@@ -1,0 +1,38 @@
+#include "vst2/LastTransport.h"
+
+#include <bit>
+#include <cstring>
+
+LastTransport::LastTransport() {
+    for (std::atomic<Word>& word : words)
+        word.store(0, std::memory_order_relaxed);
+}
+
+void LastTransport::publish(const TransportBlock& transport) {
+    const auto source = std::bit_cast<Words>(transport);
+    const uint32_t before = version.load(std::memory_order_relaxed);
+    version.store(before + 1, std::memory_order_relaxed);
+    // Each word releases the odd version: who reads a new word reads that or a later one behind it.
+    for (size_t i = 0; i < words.size(); ++i)
+        words[i].store(source[i], std::memory_order_release);
+    // Never 0 again.
+    version.store(before + 2 != 0 ? before + 2 : 2, std::memory_order_release);
+}
+
+TransportBlock LastTransport::read(TransportBlock& block) const {
+    Words copy;
+    for (;;) {
+        const uint32_t before = version.load(std::memory_order_acquire);
+        if (before == 0)
+            break;
+        for (size_t i = 0; i < words.size(); ++i)
+            copy[i] = words[i].load(std::memory_order_acquire);
+        if (before % 2 == 0 && version.load(std::memory_order_relaxed) == before)
+            return std::bit_cast<TransportBlock>(copy);
+    }
+    // The client may be writing it for its first block.
+    auto* source = reinterpret_cast<Word*>(&block);
+    for (size_t i = 0; i < copy.size(); ++i)
+        copy[i] = std::atomic_ref(source[i]).load(std::memory_order_relaxed);
+    return std::bit_cast<TransportBlock>(copy);
+}
