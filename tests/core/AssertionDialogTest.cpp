@@ -15,6 +15,7 @@
 #include "core/Ref.h"
 #include "core/StdStreams.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -406,7 +407,7 @@ TEST(DebuggerTest, AnAttachedDebuggerIsSeenAsksForTheDialogAndGetsTheBreak) {
         << "this machine lets nobody follow a process: " << output << failed.error;
     EXPECT_NE(output.find("A debugger is attached\n"), std::string::npos) << output;
     EXPECT_NE(output.find("SIGTRAP"), std::string::npos) << output;
-    EXPECT_NE(output.find("#0  main () at "), std::string::npos) << output;
+    EXPECT_THAT(output, testing::ContainsRegex("#0 .*main \\(\\)"));
     EXPECT_NE(output.find("The program went on\n"), std::string::npos) << output;
     EXPECT_EQ(failed.status, 0) << failed.error;
     EXPECT_EQ(titlesOf(dialog), "Assertion Failed\n");
