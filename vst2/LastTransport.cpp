@@ -30,9 +30,11 @@ TransportBlock LastTransport::read(TransportBlock& block) const {
         if (before % 2 == 0 && version.load(std::memory_order_relaxed) == before)
             return std::bit_cast<TransportBlock>(copy);
     }
-    // The client may be writing it for its first block.
-    auto* source = reinterpret_cast<Word*>(&block);
-    for (size_t i = 0; i < copy.size(); ++i)
-        copy[i] = std::atomic_ref(source[i]).load(std::memory_order_relaxed);
-    return std::bit_cast<TransportBlock>(copy);
+    // The client may be writing it for its first block. By halves of words: where 64 bits need four bytes of
+    // alignment only, they aren't one access.
+    std::array<uint32_t, sizeof(TransportBlock) / sizeof(uint32_t)> first;
+    auto* source = reinterpret_cast<uint32_t*>(&block);
+    for (size_t i = 0; i < first.size(); ++i)
+        first[i] = std::atomic_ref(source[i]).load(std::memory_order_relaxed);
+    return std::bit_cast<TransportBlock>(first);
 }

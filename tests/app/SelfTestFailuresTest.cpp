@@ -51,7 +51,7 @@ struct Hang {
 
 class HangingPluginTest : public testing::TestWithParam<Hang> {
 protected:
-    const RealDeaths realDeaths;
+    const RealDeaths realDeaths{};
     PluginsUnderTest plugins;
     const std::string refusing = plugins.add("exports-no-entry-point.so");
     const std::string hanging = plugins.addNamed(GetParam().plugin);
@@ -105,7 +105,7 @@ TEST_P(SelfTestFailuresTest, APluginThatCannotBeCreatedFailsWithTheWordsOfTheHos
 }
 
 TEST(SelfTestFailures, AChildThatDiesIsToldAndFailsAndTheLaterPluginsAreStillTested) {
-    const RealDeaths realDeaths;
+    const RealDeaths realDeaths{};
     PluginsUnderTest plugins;
     const std::string first = plugins.addNamed("behaves-first.so");
     const std::string dying = plugins.addNamed("crashes-at-save.so");
@@ -120,7 +120,7 @@ TEST(SelfTestFailures, AChildThatDiesIsToldAndFailsAndTheLaterPluginsAreStillTes
 }
 
 TEST(SelfTestFailures, APluginMayCrashInAnyCall) {
-    const RealDeaths realDeaths;
+    const RealDeaths realDeaths{};
     PluginsUnderTest plugins;
     const std::string atCreate = plugins.addNamed("crashes-at-create.so");
     const std::string atEditor = plugins.addNamed("crashes-at-editor.so");
@@ -146,7 +146,7 @@ TEST(SelfTestFailures, APluginMayCrashInAnyCall) {
 
 // Where the script stands meanwhile is chance, and so is what it hears of the death.
 TEST(SelfTestFailures, APluginMayDieInABlockWhileTheScriptIsAnywhere) {
-    const RealDeaths realDeaths;
+    const RealDeaths realDeaths{};
     PluginsUnderTest plugins;
     const std::string vst2 = plugins.addNamed("crashes-at-process.so");
     const std::string vst3 = plugins.add("ends-the-process.vst3");
@@ -161,7 +161,7 @@ TEST(SelfTestFailures, APluginMayDieInABlockWhileTheScriptIsAnywhere) {
 }
 
 TEST(SelfTestFailures, FiftyDeathsLeaveTheOthersToBeTested) {
-    const RealDeaths realDeaths;
+    const RealDeaths realDeaths{};
     PluginsUnderTest plugins;
     const std::string behaving = plugins.addNamed("behaves.so");
     const std::string dying[] = {plugins.addNamed("crashes-at-create.so"),

@@ -56,7 +56,7 @@ protected:
         EXPECT_EQ(occurrences(errorText(), "exited with error code: 3\n"), exits ? 1u : 0u) << errorText();
     }
 
-    const RealDeaths realDeaths;
+    const RealDeaths realDeaths{};
 };
 
 INSTANTIATE_TEST_SUITE_P(APluginThat, DyingPluginsTest, testing::Values("crashes", "aborts", "exits"),
@@ -122,7 +122,7 @@ protected:
 
 class HostLifeTest : public ClientTest {
 protected:
-    const RealDeaths realDeaths;
+    const RealDeaths realDeaths{};
 };
 
 TEST_F(HostLifeTest, APluginThatHangsInIdleIsKilledWithItsHostAfterTwoSeconds) {

@@ -101,7 +101,7 @@ protected:
     }
 
     const TestDirectory directory;
-    const RealDeaths realDeaths;
+    const RealDeaths realDeaths{};
 };
 
 } // namespace
