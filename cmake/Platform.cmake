@@ -52,6 +52,8 @@ if(PLUGIN_HOST_SANITIZERS)
                 add_compile_definitions(__SANITIZE_${upper}__)
             endif()
         endforeach()
+        # A plug-in's entry point is called by the type of whoever loads it.
+        add_compile_options(-fno-sanitize=function)
     elseif(PLUGIN_HOST_SANITIZERS MATCHES "thread")
         # Thread fences are unknown to ThreadSanitizer; the one in Object orders nothing that it could report.
         add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-error=tsan>)
@@ -65,6 +67,11 @@ else()
     add_link_options(-Wl,--gc-sections)
 endif()
 
+# On i386, clang leaves atomic 64-bit values to a library: they may lie at four bytes there.
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND NOT PLUGIN_HOST_SANITIZERS MATCHES "fuzzer")
+    link_libraries(atomic)
+endif()
+
 # For what calls objects of VST 3 modules, which needn't be a C++ compiler's: they have tables of functions, and
 # behind these no type that UBSan could look at.
 function(plugin_host_calls_plugins target)
@@ -75,14 +82,9 @@ endfunction()
 
 add_link_options(-Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu)
 
-if(PLUGIN_HOST_COVERAGE) # i386 alone
-    # Atomic, since the threads of a host count together.
-    add_compile_options(--coverage -fprofile-update=atomic -O0)
-    add_link_options(--coverage)
-    # Hosts and children end by `_exit`, which would leave their counts behind. An object of each link, plug-ins' too.
-    set(coverage_exit ${PROJECT_BINARY_DIR}/coverage-exit.o)
-    execute_process(
-        COMMAND ${CMAKE_C_COMPILER} -m32 -fPIC -c ${PROJECT_SOURCE_DIR}/cmake/CoverageExit.c -o ${coverage_exit}
-        COMMAND_ERROR_IS_FATAL ANY)
-    add_link_options(LINKER:--wrap=_exit ${coverage_exit})
+if(PLUGIN_HOST_COVERAGE) # by clang
+    # The counts lie in a mapped file, so that a host which is killed, or ends by `_exit`, leaves them behind.
+    add_compile_options(-O0 -fprofile-instr-generate -fcoverage-mapping
+        "SHELL:-mllvm -runtime-counter-relocation" -fprofile-update=atomic)
+    add_link_options(-fprofile-instr-generate)
 endif()

@@ -211,7 +211,7 @@ struct VstMidiSysexEvent {
     VstIntPtr resvd2;
 };
 
-/// The head of a list; `numEvents` pointers follow it.
+/// The head of a list of `numEvents` pointers, which goes on beyond the two of this type.
 struct VstEvents {
     VstInt32 numEvents;
     VstIntPtr reserved;

@@ -131,6 +131,8 @@ void Vst2PluginInstance::sendEvents(const PluginAudioContext& context) {
     uint8_t* next = eventBuffer;
     const uint8_t* end = eventBuffer + eventBufferSize;
     constexpr ptrdiff_t step = std::max(sizeof(VstMidiEvent), sizeof(VstMidiSysexEvent));
+    // The array is longer than its type says.
+    VstEvent** const list = eventList->events;
     int32_t count = 0;
     for (int32_t i = 0; i < records; ++i) {
         EventRecord& record = context.inputEvents[i];
@@ -139,8 +141,8 @@ void Vst2PluginInstance::sendEvents(const PluginAudioContext& context) {
             continue;
         if (end - next < step)
             break;
-        eventList->events[count] = isMidi ? reinterpret_cast<VstEvent*>(writeMidiEvent(next, record))
-                                          : reinterpret_cast<VstEvent*>(writeSysexEvent(next, record));
+        list[count] = isMidi ? reinterpret_cast<VstEvent*>(writeMidiEvent(next, record))
+                             : reinterpret_cast<VstEvent*>(writeSysexEvent(next, record));
         next += step;
         ++count;
         // Not reached with records of this size: the buffer ends first.
@@ -230,8 +232,9 @@ VstIntPtr Vst2PluginInstance::receiveEvents(const VstEvents* events) {
     PluginAudioContext* context = audioContext;
     if (!inProcess || context == nullptr || events == nullptr)
         return 1;
+    const VstEvent* const* const list = events->events;
     for (int32_t i = 0; i < events->numEvents; ++i) {
-        const VstEvent* event = events->events[i];
+        const VstEvent* event = list[i];
         if (event->type != kVstMidiType)
             continue;
         const int32_t index = *context->outputEventCount;

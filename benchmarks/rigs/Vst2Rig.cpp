@@ -59,5 +59,5 @@ void Vst2Rig::fillEventList() {
     eventList = reinterpret_cast<VstEvents*>(listMemory.data());
     eventList->numEvents = static_cast<VstInt32>(count);
     for (size_t i = 0; i < count; ++i)
-        eventList->events[i] = reinterpret_cast<VstEvent*>(&events[i]);
+        (&eventList->events[0])[i] = reinterpret_cast<VstEvent*>(&events[i]);
 }

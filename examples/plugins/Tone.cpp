@@ -7,6 +7,7 @@
 #include <array>
 #include <atomic>
 #include <cstring>
+#include <span>
 
 namespace {
 
@@ -47,10 +48,11 @@ protected:
 
     /// Notes wait for their frame; a controller moves for the whole block.
     void processEvents(const VstEvents& events) override {
-        for (int32_t i = 0; i < events.numEvents; ++i) {
-            if (events.events[i]->type != kVstMidiType)
+        for (const VstEvent* each :
+             std::span<VstEvent* const>(&events.events[0], static_cast<size_t>(events.numEvents))) {
+            if (each->type != kVstMidiType)
                 continue;
-            const auto& event = *reinterpret_cast<const VstMidiEvent*>(events.events[i]);
+            const auto& event = *reinterpret_cast<const VstMidiEvent*>(each);
             const int32_t value = event.midiData[2] & 0x7F;
             if (isStatus(event, controlChange) && event.midiData[1] == volumeController)
                 setParameter(ToneSound::volumeParameter, static_cast<float>(value) / 127);

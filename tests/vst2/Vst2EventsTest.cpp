@@ -14,7 +14,8 @@ protected:
             EXPECT_EQ(call, (DispatcherCall{.opcode = effProcessEvents}));
             const auto& list = *static_cast<const VstEvents*>(ptr);
             EXPECT_EQ(list.reserved, 0);
-            received.assign(list.events, list.events + list.numEvents);
+            VstEvent* const* const pointers = list.events;
+            received.assign(pointers, pointers + list.numEvents);
             ++lists;
             return 1;
         });
@@ -31,8 +32,9 @@ protected:
         std::vector<uint8_t> list(offsetof(VstEvents, events) + events.size() * sizeof(VstEvent*));
         auto& head = *reinterpret_cast<VstEvents*>(list.data());
         head.numEvents = static_cast<VstInt32>(events.size());
+        VstEvent** const pointers = head.events;
         for (size_t i = 0; i < events.size(); ++i)
-            head.events[i] = reinterpret_cast<VstEvent*>(&events[i]);
+            pointers[i] = reinterpret_cast<VstEvent*>(&events[i]);
         return ask(audioMasterProcessEvents, 0, 0, list.data());
     }
 
