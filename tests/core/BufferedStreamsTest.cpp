@@ -20,6 +20,7 @@ namespace {
 
 using Pieces = std::vector<std::string>;
 using Sizes = std::vector<size_t>;
+using Places = std::vector<const void*>;
 
 std::string readOnce(InputStream& stream, size_t size) {
     std::string text(size, '\0');
@@ -168,14 +169,20 @@ TEST_F(BufferedInputStreamTest, AReadDeliversTheRestOfTheBufferEvenIfItIsLess) {
 
 TEST_F(BufferedInputStreamTest, AReadOfMoreThanTheCapacityGoesStraightToTheWrappedStream) {
     deliver({std::string(3000, 'x')});
-    EXPECT_EQ(readOnce(*stream, 1025), std::string(1025, 'x'));
+    std::string text(1025, '\0');
+    EXPECT_EQ(stream->read(text.data(), text.size()), 1025u);
+    EXPECT_EQ(text, std::string(1025, 'x'));
     EXPECT_EQ(source->sizesAskedFor, Sizes{1025});
+    EXPECT_EQ(source->targets, Places{text.data()});
 }
 
 TEST_F(BufferedInputStreamTest, AReadOfExactlyTheCapacityGoesThroughTheBuffer) {
     deliver({std::string(700, 'x'), "y"});
-    EXPECT_EQ(readOnce(*stream, 1024), std::string(700, 'x'));
+    std::string text(1024, '\0');
+    EXPECT_EQ(stream->read(text.data(), text.size()), 700u);
+    EXPECT_EQ(text.substr(0, 700), std::string(700, 'x'));
     EXPECT_EQ(source->sizesAskedFor, Sizes{1024});
+    EXPECT_NE(source->targets, Places{text.data()});
 }
 
 TEST_F(BufferedInputStreamTest, ABigReadTakesWhatIsBufferedFirst) {
@@ -183,6 +190,14 @@ TEST_F(BufferedInputStreamTest, ABigReadTakesWhatIsBufferedFirst) {
     EXPECT_EQ(readOnce(*stream, 2), "ab");
     EXPECT_EQ(readOnce(*stream, 2000), "cdef");
     EXPECT_EQ(readOnce(*stream, 2000), std::string(2000, 'x'));
+}
+
+TEST_F(BufferedInputStreamTest, WhatWasReadBeforeABigReadDoesNotComeAgainBehindIt) {
+    deliver({"abcdef", std::string(2000, 'x'), "ghi"});
+    EXPECT_EQ(readOnce(*stream, 6), "abcdef");
+    EXPECT_EQ(readOnce(*stream, 2000), std::string(2000, 'x'));
+    EXPECT_EQ(stream->available(), 3u);
+    EXPECT_EQ(readOnce(*stream, 6), "ghi");
 }
 
 TEST_F(BufferedInputStreamTest, TheEndOfTheWrappedStreamIsTheEnd) {
@@ -217,7 +232,7 @@ TEST_F(BufferedInputStreamTest, AFailedReadLeavesAStreamThatMayBeReadAgain) {
         size_t read(void* buffer, size_t) override {
             if (calls++ == 1)
                 throw IOException("Interrupted");
-            std::memcpy(buffer, "ab", 2);
+            std::memcpy(buffer, calls == 1 ? "ab" : "cd", 2);
             return 2;
         }
         int calls = 0;
@@ -225,7 +240,7 @@ TEST_F(BufferedInputStreamTest, AFailedReadLeavesAStreamThatMayBeReadAgain) {
     const Ref<InputStream> buffered(new BufferedInputStream(new FailsOnce));
     EXPECT_EQ(readOnce(*buffered, 2), "ab");
     EXPECT_EQ(failureText<IOException>([&] { readOnce(*buffered, 2); }), "Interrupted");
-    EXPECT_EQ(readOnce(*buffered, 10), "ab");
+    EXPECT_EQ(readOnce(*buffered, 10), "cd");
 }
 
 TEST_F(BufferedInputStreamTest, OtherCallsAreForwarded) {

@@ -175,6 +175,32 @@ TEST_F(ConsoleDeviceTest, AReadDeliversWhatIsThereAndThenTheEnd) {
     close(reader);
 }
 
+TEST_F(ConsoleDeviceTest, ASignalDoesNotEndARead) {
+    struct sigaction interrupting {};
+    struct sigaction former {};
+    static std::atomic<int> interruptions{0};
+    interrupting.sa_handler = [](int) { ++interruptions; };
+    sigaction(SIGUSR1, &interrupting, &former);
+    makePipe();
+    std::atomic<pid_t> threadId{0};
+    std::string line;
+    std::thread reading([&] {
+        ConsoleDevice inputDevice(reader);
+        std::istream input(&inputDevice);
+        const Ref<InputStream> inputStream(new StdInputStream(&input));
+        threadId = currentThreadId();
+        EXPECT_NO_THROW(line = inputStream->readLine().toStdString());
+    });
+    EXPECT_TRUE(becomesTrue([&] { return threadId != 0 && isAsleep(threadId); }));
+    pthread_kill(reading.native_handle(), SIGUSR1);
+    EXPECT_TRUE(becomesTrue([&] { return interruptions > 0; }));
+    EXPECT_EQ(write(descriptor, "yes\n", 4), 4);
+    reading.join();
+    EXPECT_EQ(line, "yes");
+    close(reader);
+    sigaction(SIGUSR1, &former, nullptr);
+}
+
 TEST_F(ConsoleDeviceTest, AReadThatFailsIsNoEnd) {
     ConsoleDevice inputDevice(descriptor); // for writing alone
     std::istream input(&inputDevice);

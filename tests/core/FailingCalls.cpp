@@ -128,6 +128,23 @@ pid_t __wrap_fork() {
     return child;
 }
 
+struct ClonedChild {
+    int (*entry)(void*);
+    void* argument;
+};
+
+int __real_clone(int (*entry)(void*), void* stack, int flags, void* argument, ...);
+int __wrap_clone(int (*entry)(void*), void* stack, int flags, void* argument, ...) {
+    ClonedChild made{entry, argument};
+    return __real_clone(
+        [](void* child) {
+            signalThisChild();
+            const auto* cloned = static_cast<const ClonedChild*>(child);
+            return cloned->entry(cloned->argument);
+        },
+        stack, flags, &made);
+}
+
 // The first call of a child that `vfork` has made.
 int __real_prctl(int option, ...);
 int __wrap_prctl(int option, ...) {

@@ -41,8 +41,8 @@ public:
     ReplacedSharedMemory& operator=(const ReplacedSharedMemory&) = delete;
 };
 
-/// Sends a signal to each child that the code under test makes on this thread, before it becomes a program,
-/// for a scope.
+/// Sends a signal to each child that the code under test makes on this thread, before it becomes a program or
+/// does what it was cloned for, for a scope.
 class SignalledChildren {
 public:
     explicit SignalledChildren(int signal);

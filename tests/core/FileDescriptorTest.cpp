@@ -2,6 +2,7 @@
 
 #include "core/FileDescriptor.h"
 
+#include "FailingCalls.h"
 #include "Waiting.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,8 @@
 #include <csignal>
 #include <fcntl.h>
 #include <latch>
+#include <new>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
@@ -181,14 +184,8 @@ TEST(FileDescriptorTest, ACloseWakesItsReadersWithoutAFreeDescriptor) {
     }
 }
 
-TEST(FileDescriptorTest, AWakeUpWithoutAFreeDescriptorLeavesSignalsAlone) {
-    static std::atomic<int> children{0};
-    struct sigaction counting {};
-    struct sigaction former {};
-    counting.sa_handler = [](int) { ++children; };
-    sigaction(SIGCHLD, &counting, &former);
-    sigset_t before;
-    pthread_sigmask(SIG_SETMASK, nullptr, &before);
+/// Closes a descriptor that a thread reads from, while this process has no other left.
+void closeUnderAReaderWithoutAFreeDescriptor() {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     FileDescriptor descriptor(ends[0]);
@@ -212,12 +209,45 @@ TEST(FileDescriptorTest, AWakeUpWithoutAFreeDescriptorLeavesSignalsAlone) {
     close(ends[1]);
     reader.join();
     EXPECT_TRUE(woken);
+}
+
+TEST(FileDescriptorTest, AWakeUpWithoutAFreeDescriptorLeavesSignalsAlone) {
+    static std::atomic<int> children{0};
+    struct sigaction counting {};
+    struct sigaction former {};
+    counting.sa_handler = [](int) { ++children; };
+    sigaction(SIGCHLD, &counting, &former);
+    sigset_t before;
+    pthread_sigmask(SIG_SETMASK, nullptr, &before);
+    closeUnderAReaderWithoutAFreeDescriptor();
     sigset_t after;
     pthread_sigmask(SIG_SETMASK, nullptr, &after);
     sigaction(SIGCHLD, &former, nullptr);
     EXPECT_EQ(children, 0);
     for (int signal = 1; signal < 32; ++signal)
         EXPECT_EQ(sigismember(&after, signal), sigismember(&before, signal)) << signal;
+}
+
+TEST(FileDescriptorTest, AWakeUpWithoutAFreeDescriptorRunsNoHandlerInItsChild) {
+    // Shared with the child, which doesn't share the rest.
+    auto* const calls = static_cast<std::atomic<int>*>(
+        mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    static std::atomic<int>* handlerCalls;
+    handlerCalls = new (calls) std::atomic<int>(0);
+    struct sigaction counting {};
+    struct sigaction former {};
+    counting.sa_handler = [](int) { ++*handlerCalls; };
+    sigaction(SIGUSR1, &counting, &former);
+    {
+        const SignalledChildren signalled(SIGUSR1);
+        closeUnderAReaderWithoutAFreeDescriptor();
+    }
+    EXPECT_EQ(*handlerCalls, 0);
+    // The parent's handler is its own still.
+    raise(SIGUSR1);
+    EXPECT_EQ(*handlerCalls, 1);
+    sigaction(SIGUSR1, &former, nullptr);
+    munmap(calls, sizeof(std::atomic<int>));
 }
 
 } // namespace

@@ -306,6 +306,15 @@ TEST_F(NamedPipeTest, ThePipeGoneFlushesItsOutputAndClosesItsDescriptors) {
     EXPECT_TRUE(descriptorsOn(path("x-from-client") + " (deleted)").empty());
 }
 
+TEST_F(NamedPipeTest, ThePipeGoneClosesItsInputEvenIfAnotherKeepsIt) {
+    Ends ends = connect("x", true);
+    const Ref<InputStream> input = ends.opener->getInput();
+    ends.opener = nullptr;
+    ASSERT_EQ(descriptorsOn(path("x-to-client")).size(), 1u) << "the input is open";
+    EXPECT_EQ(failureText<IOException>([&] { readOnce(*input, 1); }),
+              "Error reading from named pipe: Bad file descriptor");
+}
+
 TEST_F(NamedPipeTest, TheCreatorGoneClosesThePipeThatItKeeps) {
     Ends ends = connect("x", true);
     ends.server = nullptr;
@@ -342,6 +351,35 @@ TEST_F(NamedPipeTest, AWriteLargerThanThePipeGoesOutWhole) {
     ends.creator->getInput()->readFully(read.data(), read.size());
     writer.join();
     EXPECT_EQ(read, data);
+}
+
+TEST_F(NamedPipeTest, AWriteThatASignalCutsShortGoesOnWhereItWasCut) {
+    static std::atomic<int> interruptions{0};
+    struct sigaction interrupting {};
+    struct sigaction former {};
+    interrupting.sa_handler = [](int) { ++interruptions; };
+    sigaction(SIGUSR1, &interrupting, &former);
+    const Ends ends = connect("x", false);
+    std::string data(300000, '\0');
+    for (size_t i = 0; i < data.size(); ++i)
+        data[i] = static_cast<char>(i * 31 + i / 4096);
+    std::atomic<pid_t> threadId{0};
+    std::thread writer([&] {
+        threadId = currentThreadId();
+        EXPECT_NO_THROW(ends.opener->getOutput()->write(data.data(), data.size()));
+        ends.opener->getOutput()->close();
+    });
+    // The pipe is full then, and the write has taken a part.
+    EXPECT_TRUE(becomesTrue([&] { return threadId != 0 && isAsleep(threadId); }));
+    pthread_kill(writer.native_handle(), SIGUSR1);
+    EXPECT_TRUE(becomesTrue([&] { return interruptions > 0; }));
+    std::string read;
+    for (std::string piece; !(piece = readOnce(*ends.creator->getInput(), 4096)).empty();)
+        read += piece;
+    writer.join();
+    sigaction(SIGUSR1, &former, nullptr);
+    EXPECT_EQ(read.size(), data.size());
+    EXPECT_TRUE(read == data);
 }
 
 TEST_F(NamedPipeTest, AReadThatTheSystemRefusesIsAFailure) {
@@ -519,6 +557,18 @@ TEST_F(NamedPipeTest, ClosingTheBufferedStreamWakesABlockedReadWhileThePeerKeeps
     ends.creator->getOutput()->close(); // ends the read of a reader that was not woken
     ASSERT_TRUE(ended) << "the reader sleeps on";
     EXPECT_EQ(reader.join(), "Error reading from named pipe: Bad file descriptor");
+}
+
+TEST_F(NamedPipeTest, ACloseThatWakesAReaderLeavesNoDescriptor) {
+    const Ends ends = connect("x", true);
+    BlockedReader reader(ends.opener->getInput());
+    EXPECT_TRUE(becomesTrue([&] { return reader.isInsideTheRead(); }));
+    ends.opener->getInput()->close();
+    const bool ended = becomesTrue([&] { return reader.hasEnded(); });
+    ends.creator->getOutput()->close(); // ends the read of a reader that was not woken
+    ASSERT_TRUE(ended) << "the reader sleeps on";
+    reader.join();
+    EXPECT_TRUE(descriptorsOn(path("x-to-client")).empty());
 }
 
 TEST_F(NamedPipeTest, ClosingWakesAReaderOfAFifoThatStillHoldsBytes) {

@@ -56,6 +56,15 @@ TEST_F(RIFFInputStreamTest, TheEndOfAChunkIsAnEndThoughTheSourceHasMore) {
     EXPECT_EQ(failureText<EOSException>([&] { stream->readByte(); }), "End of stream");
 }
 
+TEST_F(RIFFInputStreamTest, AtTheEndOfAChunkTheSourceIsNotAsked) {
+    walk(file);
+    stream->nextChunk();
+    EXPECT_EQ(readOnce(4), bytes({0x01, 0x02, 0x03, 0x04}));
+    const size_t readsBefore = source->sizesAskedFor.size();
+    EXPECT_EQ(readOnce(4), "");
+    EXPECT_EQ(source->sizesAskedFor.size(), readsBefore);
+}
+
 TEST_F(RIFFInputStreamTest, AValueThatGoesBeyondTheChunkIsAnEndOfStreamToo) {
     walk(file);
     stream->nextChunk();

@@ -58,7 +58,8 @@ public:
     bool device = true;
 };
 
-/// Delivers one piece, or the rest of one, with each `read`, and keeps the sizes that were asked for.
+/// Delivers one piece, or the rest of one, with each `read`, and keeps the sizes that were asked for and the
+/// places to which they were to go.
 class PiecewiseInputStream : public InputStream {
 public:
     explicit PiecewiseInputStream(const std::vector<std::string>& pieces,
@@ -67,6 +68,7 @@ public:
 
     size_t read(void* buffer, size_t size) override {
         sizesAskedFor.push_back(size);
+        targets.push_back(buffer);
         if (pieces.empty())
             return 0;
         std::string& piece = pieces.front();
@@ -83,6 +85,7 @@ public:
 
     std::vector<std::string> pieces;
     std::vector<size_t> sizesAskedFor;
+    std::vector<const void*> targets;
     int closes = 0;
     bool device = true;
 };

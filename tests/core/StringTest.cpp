@@ -115,6 +115,14 @@ TEST(StringTest, SubstringWithoutAnEndGoesToTheEndOfTheText) {
     EXPECT_TRUE(String::substring("abc", 3, String::notFound).isEmpty());
 }
 
+TEST(StringTest, SubstringMovesPlacesOutsideOfTheTextToItsEnds) {
+    EXPECT_EQ(String::substring("abcdef", -2, 3).toStdString(), "abc");
+    EXPECT_EQ(String::substring("abcdef", 4, 9).toStdString(), "ef");
+    EXPECT_EQ(String::substring("abcdef", -2, 9).toStdString(), "abcdef");
+    EXPECT_TRUE(String::substring("abcdef", -3, -1).isEmpty());
+    EXPECT_TRUE(String::substring("abcdef", 7, 9).isEmpty());
+}
+
 TEST(StringTest, SubstringOfANullTextIsNull) {
     EXPECT_TRUE(String::substring(String(), 0, String::notFound).isEmpty());
     EXPECT_TRUE(String::substring(String(), 0, 4).isEmpty());
