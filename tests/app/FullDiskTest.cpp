@@ -2,12 +2,35 @@
 // the disk is full, or sees the program crash where it could have read one line.
 
 #include "app/ChildProgram.h"
+#include "app/CommandLine.h"
 #include "app/PluginReport.h"
 #include "app/ReportText.h"
 #include "core/Exception.h"
 #include "core/StdStreams.h"
 
+#include <cerrno>
+#include <cstdio>
 #include <fstream>
+
+namespace {
+
+/// Whether each file of the code under test turns out to have found no room when it is closed, as one on
+/// another machine may.
+bool closesFail = false;
+
+} // namespace
+
+extern "C" {
+
+int __real_fclose(std::FILE* file);
+int __wrap_fclose(std::FILE* file) {
+    const int result = __real_fclose(file);
+    if (!closesFail)
+        return result;
+    errno = EDQUOT;
+    return EOF;
+}
+}
 
 namespace {
 
@@ -51,6 +74,16 @@ TEST(FullDisk, AReportThatTheDiskHasNoRoomForSaysSoAndFails) {
     EXPECT_EQ(result.error, "Could not write the report: Could not flush file \"/dev/full\": "
                             "No space left on device\n");
     EXPECT_EQ(result.status, failed);
+}
+
+TEST(FullDisk, AReportThatTurnsOutToHaveNoRoomWhenItIsClosedSaysSoAndFails) {
+    const TestDirectory directory;
+    const std::string report = directory / "report";
+    const char* const arguments[] = {"plugin-host", "info-file", report.c_str(), echoPath.c_str()};
+    EXPECT_EXIT((closesFail = true, runCommandLine(static_cast<int>(std::size(arguments)), arguments)),
+                testing::ExitedWithCode(failed),
+                "^Could not write the report: Could not close file \"" + report +
+                    "\": Disk quota exceeded\n$");
 }
 
 TEST(FullDisk, AReportWhoseDirectoryIsMissingSaysSoAndFails) {

@@ -14,11 +14,14 @@
 #include "plugin/PluginHostReplies.h"
 #include "plugin/StateBytes.h"
 #include "plugin/WireBytes.h"
+#include "support/FileBytes.h"
+#include "support/TestDirectory.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <csignal>
+#include <filesystem>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -126,6 +129,50 @@ TEST(TestRemotePluginHostProxyManager, TellsWhichThreadSawTheDeathAndFailsThoseW
     EXPECT_TRUE(error.text().ends_with(
         "\nRemote plugin process died on a different thread to the main thread: End of stream\n"))
         << error.text();
+}
+
+namespace {
+
+/// What this process does on a signal, for a scope.
+class SignalAction {
+public:
+    SignalAction(int signal, void (*handler)(int)) : signal(signal) {
+        struct sigaction action {};
+        action.sa_handler = handler;
+        sigaction(signal, &action, &former);
+    }
+    ~SignalAction() { sigaction(signal, &former, nullptr); }
+    SignalAction(const SignalAction&) = delete;
+    SignalAction& operator=(const SignalAction&) = delete;
+
+private:
+    int signal;
+    struct sigaction former {};
+};
+
+void (*handlerOf(int signal))(int) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    return action.sa_handler;
+}
+
+} // namespace
+
+TEST(SandboxedTestProxyProvider, AHostThatDoesNotComeUpLeavesSignalsAndAlarmAsTheyWere) {
+    constexpr auto onChild = [](int) {};
+    constexpr auto onAlarm = [](int) { ADD_FAILURE() << "an alarm is left"; };
+    const SignalAction child(SIGCHLD, onChild);
+    const SignalAction alarms(SIGALRM, onAlarm);
+    const TestDirectory directory;
+    const std::string host = directory / "opens-no-pipes";
+    // The signal ends the wait for its pipes; that of its own end, by force, comes while the proxy goes.
+    writeFile(host, "#!/bin/sh\nkill -CHLD $PPID\nexec sleep 60\n");
+    std::filesystem::permissions(host, std::filesystem::perms::owner_all);
+    SandboxedTestProxyProvider provider(host.c_str());
+    EXPECT_THROW(provider.createProxy(), IOException);
+    EXPECT_EQ(alarm(0), 0u);
+    EXPECT_EQ(handlerOf(SIGCHLD), +onChild);
+    EXPECT_EQ(handlerOf(SIGALRM), +onAlarm);
 }
 
 TEST(LocalTestProxyProvider, HostsThatAreShutDownAreNotReportedAsDead) {
@@ -268,6 +315,33 @@ TEST(StepWatchdog, TheClockIsToldWhatTheStepWaitsFor) {
     watchdog->start();
     watchdog->beginStep("the host");
     EXPECT_TRUE(becomesTrue([&] { return calls >= 1; }));
+}
+
+TEST(StepWatchdog, EndsWhileItRests) {
+    class WatchedWatchdog : public StepWatchdog {
+    public:
+        using StepWatchdog::StepWatchdog;
+        std::atomic<pid_t> thread = 0;
+
+    protected:
+        void onThreadStart() override {
+            StepWatchdog::onThreadStart();
+            thread = base::core::currentThreadId();
+        }
+    };
+    TurnedClock clock;
+    const Ref<WatchedWatchdog> watchdog(new WatchedWatchdog(
+        10, [] { ADD_FAILURE() << "There is no step"; }, clock.asClock()));
+    watchdog->start();
+    ASSERT_TRUE(becomesTrue([&] { return watchdog->thread != 0 && base::core::isAsleep(watchdog->thread); }));
+    std::atomic<bool> ended = false;
+    std::thread owner([&] {
+        watchdog->prepareForDeletion();
+        ended = true;
+    });
+    EXPECT_TRUE(becomesTrue([&] { return ended.load(); })) << "it sleeps on";
+    watchdog->beginStep("a turn"); // wakes one that sleeps on
+    owner.join();
 }
 
 TEST(StepWatchdog, EndsWithItsOwnerInTheMiddleOfAStep) {

@@ -3,6 +3,7 @@
 
 #include "app/SelfTest.h"
 #include "core/CapturedOutput.h"
+#include "core/Waiting.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostReplies.h"
 #include "plugin/StateBytes.h"
@@ -11,7 +12,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <unistd.h>
+#include <utility>
 
 using base::core::CapturedOutput;
 
@@ -125,4 +128,67 @@ TEST(SelfTestScript, GivesEachPluginAHostOfItsOwnOneAfterTheOther) {
     });
     EXPECT_EQ(hosts, (Calls{"host", "create /nowhere/b.so '0'", "shut down", "host",
                             "create /nowhere/a.so '0'", "shut down"}));
+}
+
+namespace {
+
+constexpr const char* audioStep = "test audio engine to complete";
+
+/// Renders nothing until the host is given up, and all of it then.
+class LateContext : public LocalAudioContext {
+public:
+    explicit LateContext(const std::atomic<bool>& abandoned)
+        : LocalAudioContext(65536, 1, 2, 2), abandoned(abandoned) {}
+
+    int32_t process(int32_t, bool, bool) override {
+        EXPECT_TRUE(base::core::becomesTrue([&] { return abandoned.load(); }));
+        return 0;
+    }
+
+private:
+    const std::atomic<bool>& abandoned;
+};
+
+class LateProxy : public NotingProxy {
+public:
+    explicit LateProxy(Calls& calls) : NotingProxy(calls, false) {}
+
+    Ref<PluginAudioContext> createAudioContext(const CreatePluginInstanceReply&) override {
+        return new LateContext(abandoned);
+    }
+    bool abandon() override {
+        abandoned = true;
+        return true;
+    }
+
+private:
+    std::atomic<bool> abandoned = false;
+};
+
+class LateProvider : public TestProxyProvider {
+public:
+    Ref<PluginHostProxy> createProxy() override { return new LateProxy(calls); }
+    bool canBeInterrupted() const override { return true; }
+
+private:
+    Calls calls;
+};
+
+} // namespace
+
+TEST(SelfTestScript, AnEngineThatEndsLateFailsThePluginThoughNothingWentWrongInIt) {
+    constexpr double bound = 10;
+    // Stands still but in the step of the engine, which is overdue as soon as it has begun.
+    const auto clock = [step = std::string(), now = 0.0](const char* subject) mutable {
+        const bool begins = std::exchange(step, subject) != subject;
+        if (!begins && step == audioStep)
+            now += bound;
+        return now;
+    };
+    const CapturedOutput output(STDOUT_FILENO);
+    SelfTest test(new LateProvider, {"/nowhere/a.so"}, bound, clock);
+    EXPECT_EQ(test.run(), 1);
+    const std::string failure =
+        std::string("\n/nowhere/a.so:      Could not test plug-in: Test failed waiting for ") + audioStep;
+    EXPECT_NE(output.text().find(failure + "\n"), std::string::npos) << output.text();
 }
