@@ -185,10 +185,15 @@ TEST(SelfTestScript, AnEngineThatEndsLateFailsThePluginThoughNothingWentWrongInI
             now += bound;
         return now;
     };
-    const CapturedOutput output(STDOUT_FILENO);
-    SelfTest test(new LateProvider, {"/nowhere/a.so"}, bound, clock);
-    EXPECT_EQ(test.run(), 1);
+    int status = 0;
+    std::string output;
+    {
+        const CapturedOutput captured(STDOUT_FILENO);
+        status = SelfTest(new LateProvider, {"/nowhere/a.so"}, bound, clock).run();
+        output = captured.text();
+    }
+    EXPECT_EQ(status, 1);
     const std::string failure =
         std::string("\n/nowhere/a.so:      Could not test plug-in: Test failed waiting for ") + audioStep;
-    EXPECT_NE(output.text().find(failure + "\n"), std::string::npos) << output.text();
+    EXPECT_NE(output.find(failure + "\n"), std::string::npos) << output;
 }
