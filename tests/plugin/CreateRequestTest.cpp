@@ -101,6 +101,18 @@ TEST_F(CreateRequestTest, ChangesDuringTheStartAreSwallowed) {
         EXPECT_THAT(entry, testing::Not(HasSubstr("notification")));
 }
 
+TEST_F(CreateRequestTest, AChangeAtTheReplysFirstQuestionsIsReported) {
+    plugin->onInstance = [](FakePluginInstance& made) {
+        made.parameters.resize(1);
+        made.onLatencyQuestion = [&made] { made.notifyParameterChanged(0, 0.5F); };
+    };
+    create();
+    EXPECT_THAT(host.log.all(),
+                ElementsAre("createInstance 3 17 dpiAware", "initialize", "activate", "setUpAudio",
+                            "notification: " + golden("00 03 00 00 00 00 00 00 00 00 00 00 3F"),
+                            HasSubstr("reply 9: ")));
+}
+
 TEST_F(CreateRequestTest, APluginThatIsNotValidIsAnErrorReply) {
     plugin->valid = false;
     create();

@@ -107,7 +107,11 @@ public:
     String getIdentifier() override { return "1"; }
     String getCategory() override { return "category"; }
     String getVersion() override { return "1"; }
-    int32_t getLatency() override { return latency; }
+    int32_t getLatency() override {
+        if (onLatencyQuestion)
+            onLatencyQuestion();
+        return latency;
+    }
     void initialize() override { call("initialize"); }
     void terminate() override { call("terminate"); }
     void startProcessing() override { call("startProcessing"); }
@@ -186,6 +190,7 @@ public:
     bool noteOutput = false;
     /// Called behind the log entry of each call that drives the instance; may throw in its place.
     std::function<void(const std::string& call)> onCall;
+    std::function<void()> onLatencyQuestion;
     std::function<void()> onValueQuestion;
     std::function<void()> onIdle;
 

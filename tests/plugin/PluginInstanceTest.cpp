@@ -2,6 +2,7 @@
 // channels point outside of the audio block, or an instance leaves its window behind.
 
 #include "tests/plugin/TestHost.h"
+#include "tests/support/HeapInUse.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -77,6 +78,26 @@ TEST_F(PluginInstanceTest, AnInstanceHoldsItsAudioContextToItsEnd) {
     EXPECT_EQ(retain(context.get()), 2);
     release(context.get());
 }
+
+// Sanitizers have an allocator, and a search for leaks, of their own.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+TEST_F(PluginInstanceTest, AnInstanceTakesItsChannelsWithIt) {
+    constexpr int32_t channels = 1000;
+    constexpr ptrdiff_t smallestArray = channels * ptrdiff_t{sizeof(float*)};
+    const Ref<PluginAudioContext> context = makeContext(channels, channels);
+    const auto before = static_cast<ptrdiff_t>(heapInUse());
+    const auto growth = [&] { return static_cast<ptrdiff_t>(heapInUse()) - before; };
+    Ref<FakePluginInstance> owner(new FakePluginInstance(host.host.get(), 4, host.log));
+    owner->setAudioContext(context);
+    EXPECT_GE(growth(), 2 * smallestArray);
+    owner->setAudioContext(context);
+    EXPECT_LT(growth(), 3 * smallestArray) << "the former channels stay";
+    owner = nullptr;
+    EXPECT_LT(growth(), smallestArray / 2);
+}
+
+#endif
 
 TEST_F(PluginInstanceTest, AnInstanceTakesItsWindowWithIt) {
     Ref<FakePluginInstance> owner(new FakePluginInstance(host.host.get(), 4, host.log));
