@@ -1,5 +1,6 @@
 // Making the audio block of a new instance. If these fail, a client can't open the block of its instance, or
-// takes a plug-in for one that writes outside of its buffers.
+// takes a plug-in for one that writes outside of its buffers, or the first block of audio waits for the
+// system.
 
 #include "core/SharedMemory.h"
 #include "host/RemotePluginAudioContext.h"
@@ -9,8 +10,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <fcntl.h>
 #include <limits>
 #include <sys/prctl.h>
+#include <unistd.h>
 
 using base::core::SharedMemory;
 using testing::ElementsAre;
@@ -38,6 +42,28 @@ protected:
 
 constexpr int32_t blockBytes = 138016;
 
+/// Which pages this process can reach without a fault.
+class PageMap {
+public:
+    PageMap() { EXPECT_GE(file, 0) << "the system doesn't show its page map"; }
+    ~PageMap() { close(file); }
+    PageMap(const PageMap&) = delete;
+    PageMap& operator=(const PageMap&) = delete;
+
+    bool isPresent(const void* address) const {
+        uint64_t entry = 0;
+        const auto page = reinterpret_cast<uintptr_t>(address) / static_cast<uintptr_t>(pageSize);
+        EXPECT_EQ(pread64(file, &entry, sizeof entry, static_cast<off64_t>(page * sizeof entry)),
+                  static_cast<ssize_t>(sizeof entry));
+        return entry >> 63 != 0;
+    }
+
+    const long pageSize = sysconf(_SC_PAGESIZE);
+
+private:
+    const int file = open("/proc/self/pagemap", O_RDONLY | O_CLOEXEC);
+};
+
 } // namespace
 
 TEST_F(AudioSetUpTest, TheBlockHasItsNameSizeAndGuardsAndIsZeroElsewhere) {
@@ -48,6 +74,16 @@ TEST_F(AudioSetUpTest, TheBlockHasItsNameSizeAndGuardsAndIsZeroElsewhere) {
         expected.replace(guard, 16, 16, '\xBB');
     EXPECT_TRUE(std::string_view(static_cast<char*>(seen->getData()), blockBytes) == expected);
     EXPECT_EQ(instance->audioContext->memorySize, blockBytes);
+}
+
+TEST_F(AudioSetUpTest, NoPageOfTheBlockIsLeftToBeMappedByTheFirstAudio) {
+    handler->setUpAudio(*instance);
+    const PageMap map;
+    const auto* memory = static_cast<const char*>(instance->audioContext->memory);
+    int absent = 0;
+    for (int32_t offset = 0; offset < blockBytes; offset += static_cast<int32_t>(map.pageSize))
+        absent += map.isPresent(memory + offset) ? 0 : 1;
+    EXPECT_EQ(absent, 0);
 }
 
 TEST_F(AudioSetUpTest, BothSidesSeeTheSameBytes) {

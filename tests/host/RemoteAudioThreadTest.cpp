@@ -1,5 +1,6 @@
-// An audio worker that ends. If these fail, a worker renders beside a process that takes itself down, or a
-// client waits for an answer that never comes.
+// What an audio worker takes from its pipe, and how it ends. If these fail, a plug-in writes past its
+// buffers, a worker renders beside a process that takes itself down, or a client waits for an answer that
+// never comes.
 
 #include "host/RemoteAudioThread.h"
 #include "core/NamedPipe.h"
@@ -10,16 +11,17 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <limits>
 
 namespace {
 
 constexpr int32_t hostId = 7;
 constexpr int32_t instanceId = 3;
 
-void sendProcess(OutputStream& stream) {
+void sendProcess(OutputStream& stream, int32_t frames = 16) {
     stream.writeByte(static_cast<uint8_t>(WorkerCommand::process));
     stream.writeNativeInt32(instanceId);
-    stream.writeNativeInt32(16);
+    stream.writeNativeInt32(frames);
     stream.writeByte(true);
     stream.writeByte(true);
     stream.flush();
@@ -62,4 +64,25 @@ TEST(RemoteAudioThreadTest, AWorkerServesUntilItIsToEnd) {
     worker->shutDown();
     EXPECT_THROW(pipe->getInput()->readByte(), EOSException);
     EXPECT_THAT(test.log.all(), testing::ElementsAre("process 16 keepActive realtime"));
+}
+
+TEST(RemoteAudioThreadTest, ABlockIsLimitedToTheFramesThatItsBuffersHold) {
+    std::signal(SIGPIPE, SIG_IGN);
+    TestHost test;
+    test.addInstance(instanceId);
+    const Ref<base::core::NamedServerPipe> server =
+        base::core::NamedServerPipe::create(workerChannelName(hostId, 0), true);
+    Ref<RemoteAudioThread> worker(new RemoteAudioThread(test.host.get(), hostId, 0));
+    worker->start();
+    const Ref<base::core::NamedPipe> pipe = server->open();
+    constexpr int32_t most = std::numeric_limits<int32_t>::max();
+    for (const int32_t frames : {0, 256, 257, most, -1, -most - 1}) {
+        sendProcess(*pipe->getOutput(), frames);
+        EXPECT_EQ(pipe->getInput()->readInt32(), processTail) << frames;
+    }
+    worker->shutDown();
+    EXPECT_THAT(test.log.all(),
+                testing::ElementsAre("process 0 keepActive realtime", "process 256 keepActive realtime",
+                                     "process 256 keepActive realtime", "process 256 keepActive realtime",
+                                     "process 0 keepActive realtime", "process 0 keepActive realtime"));
 }

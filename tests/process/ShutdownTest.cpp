@@ -67,6 +67,16 @@ TEST(HostShutdown, ByRequestEndsEveryStreamForTheClient) {
     EXPECT_TRUE(exitsWith(0, client));
 }
 
+TEST(HostShutdown, LeavesNoThreadOnAPipeBesideTheDestructorsOfThePlugins) {
+    RawClient client({.workers = 2});
+    createInstance(client, 1, TEST_PLUGIN_DIRECTORY "/lists-threads-at-exit.so");
+    client.waitUntilWorkersRest();
+    client.send(bytes("0C"));
+    EXPECT_TRUE(exitsWith(0, client));
+    EXPECT_NE(errorsBesidePriorities(client).find("At the exit: none\n"), std::string::npos)
+        << errorsBesidePriorities(client);
+}
+
 TEST(HostShutdown, FollowsTheLossOfTheMainPipe) {
     RawClient client;
     createInstance(client, 1, echoPath);
