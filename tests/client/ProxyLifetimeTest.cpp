@@ -6,6 +6,7 @@
 
 #include "plugin/PluginException.h"
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
@@ -86,14 +87,25 @@ void makeAndDropAReference(RemotePluginHostProxy& proxy) {
     const Ref<RemotePluginHostProxy> reference(&proxy);
 }
 
+/// The open ends of workers' pipes.
+size_t countWorkerPipes() {
+    const Footprint now = Footprint::now();
+    return static_cast<size_t>(std::ranges::count_if(now.descriptors, [](const std::string& descriptor) {
+        return descriptor.find("/worker0-") != std::string::npos;
+    }));
+}
+
 TEST_F(ProxyLifetimeTest, AManagerMayMakeAndDropAReferenceWhileTheConstructorIsAtWork) {
     const std::string told = std::string("/tmp/") + std::getenv("USER") + "-told";
     // The worker's pipe is opened once the manager has heard of the death.
     const StandIn standIn("open:main open:async-replies close:async-replies exists:" + told +
                           " open:worker0 wait");
+    const pid_t maker = base::core::currentThreadId();
     acting->onDeath = [&](RemotePluginHostProxy& proxy) {
         makeAndDropAReference(proxy);
         std::ofstream(told) << "told";
+        // The constructor has nothing left to do but to wait for the end of this call.
+        EXPECT_TRUE(becomesTrue([&] { return countWorkerPipes() == 2 && base::core::isAsleep(maker); }));
     };
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
     std::filesystem::remove(told);
@@ -103,14 +115,36 @@ TEST_F(ProxyLifetimeTest, AManagerMayMakeAndDropAReferenceWhileTheConstructorIsA
     EXPECT_EQ(lossText([&] { proxy->ping(); }), lostText);
 }
 
+bool areOthersAsleep(pid_t thisThread) {
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
+        const pid_t thread = std::stoi(entry.path().filename());
+        if (thread != thisThread && !base::core::isAsleep(thread))
+            return false;
+    }
+    return true;
+}
+
 TEST_F(ProxyLifetimeTest, TheManagerHearsOfADeathOnceTheProxyHasItsOwner) {
-    acting->onDeath = makeAndDropAReference;
-    const StandIn standIn("connect exit:0");
-    auto* made = new RemotePluginHostProxy(STAND_IN_HOST_EXECUTABLE);
+    const std::string made = std::string("/tmp/") + std::getenv("USER") + "-made";
+    std::atomic<bool> called = false;
+    std::atomic<int32_t> owners = 0;
+    acting->onDeath = [&](RemotePluginHostProxy& dead) {
+        owners = countReferences(&dead);
+        called = true;
+        if (owners != 0)
+            makeAndDropAReference(dead);
+    };
+    const StandIn standIn("connect exists:" + made + " exit:0");
+    const pid_t thisThread = base::core::currentThreadId();
+    auto* unowned = new RemotePluginHostProxy(STAND_IN_HOST_EXECUTABLE);
+    std::ofstream(made) << "made";
     EXPECT_TRUE(becomesTrue([&] { return occurrences(errorText(), diedText) == 1; }));
-    // The thread that has logged the death rests now, and may have been told to end what has no owner.
-    Ref<RemotePluginHostProxy> proxy(made);
+    // The thread that has logged the death waits for an owner now, or calls the manager without one.
+    EXPECT_TRUE(becomesTrue([&] { return called || areOthersAsleep(thisThread); }));
+    Ref<RemotePluginHostProxy> proxy(unowned);
+    std::filesystem::remove(made);
     ASSERT_TRUE(hears(1));
+    EXPECT_GT(owners, 0);
     EXPECT_TRUE(proxy->isClosed());
     const pid_t host = proxy->getChildPid();
     EXPECT_FALSE(isGone(host)) << "the proxy has ended";
@@ -168,10 +202,14 @@ TEST_F(ProxyLifetimeTest, TheLastReferenceMayBeDroppedByAListener) {
     Ref<RemotePluginHostProxy> proxy;
     std::atomic<bool> created = false;
     const Ref<ActingListener> listener(new ActingListener);
+    std::atomic<pid_t> listening = 0;
     listener->action = [&] {
+        listening = base::core::currentThreadId();
         becomesTrue([&] { return created.load(); });
         proxy = nullptr;
     };
+    std::atomic<pid_t> ending = 0;
+    acting->onShutdown = [&](RemotePluginHostProxy&) { ending = base::core::currentThreadId(); };
     proxy = startStandIn();
     const pid_t host = proxy->getChildPid();
     proxy->createPluginInstance("", "", "", false, listener, nullptr);
@@ -180,6 +218,8 @@ TEST_F(ProxyLifetimeTest, TheLastReferenceMayBeDroppedByAListener) {
     EXPECT_TRUE(becomesTrue([&] { return isGone(host); })) << "the proxy stayed";
     EXPECT_EQ(manager->countShutdowns(), 1u);
     EXPECT_EQ(manager->count(), 0u);
+    EXPECT_NE(ending, 0);
+    EXPECT_NE(ending, listening) << "the proxy ended on a thread that it has to wait for";
 }
 
 TEST_F(ProxyLifetimeTest, AReferenceThatTheManagerMakesOfAProxyThatIsGoingAndDropsDoesNotEndItTwice) {

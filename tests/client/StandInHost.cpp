@@ -10,6 +10,7 @@
 //     read:CHANNEL:COUNT       reads so many bytes
 //     write:CHANNEL:HEX        writes these
 //     drained:CHANNEL          waits until the client has read all that was written
+//     shrink:CHANNEL           lets the client write no more than a page ahead
 //     close:CHANNEL            closes both directions
 //     remove:CHANNEL           takes the files of a channel away
 //     exit:STATUS              leaves
@@ -77,6 +78,9 @@ private:
             int left = 1;
             while (ioctl(channels[channel].output, FIONREAD, &left) == 0 && left > 0)
                 usleep(200);
+        } else if (verb == "shrink") {
+            if (fcntl(channels[channel].input, F_SETPIPE_SZ, 1) != sysconf(_SC_PAGESIZE))
+                fail("cannot shrink " + channel);
         } else if (verb == "close") {
             // In this order: whoever sees the end of what it reads can no longer write either.
             close(channels[channel].input);

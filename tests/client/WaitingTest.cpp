@@ -7,11 +7,21 @@
 #include "support/TurnedClock.h"
 
 #include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <semaphore>
 #include <thread>
 
 using base::core::becomesTrue;
 
 namespace {
+
+// A begin of an edit of parameter 7 of instance 1.
+constexpr const char* editFrame = "00000000"
+                                  "03"
+                                  "01000000"
+                                  "07000000"
+                                  "01";
 
 /// Waits end when something wakes them, or when the test turns the clock.
 class WaitingTest : public ClientTest {
@@ -62,9 +72,10 @@ private:
 } // namespace
 
 TEST_F(WaitingTest, TheEndOfAHostWakesTheShutdownThatWaitsForIt) {
-    // The ping is answered once the reply thread has begun a frame: one that comes to its first frame only after
-    // the shutdown has nothing to read, and nobody would wait for it.
-    const StandIn standIn("connect write:async-replies:00 drained:async-replies read:main:1 write:main:01 wait");
+    // The ping is answered once the reply thread has begun a frame: one that comes to its first frame only
+    // after the shutdown has nothing to read, and nobody would wait for it.
+    const StandIn standIn(
+        "connect write:async-replies:00 drained:async-replies read:main:1 write:main:01 wait");
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
     proxy->ping();
     std::atomic<bool> ended = false;
@@ -76,6 +87,39 @@ TEST_F(WaitingTest, TheEndOfAHostWakesTheShutdownThatWaitsForIt) {
     kill(proxy->getChildPid(), SIGKILL);
     EXPECT_TRUE(isWoken([&] { return ended.load(); }));
     shuttingDown.join();
+    EXPECT_EQ(manager->count(), 0u);
+}
+
+/// Shuts the host down from the thread that reads its notifications.
+class ShuttingListener : public RecordingListener {
+public:
+    explicit ShuttingListener(RemotePluginHostProxy& proxy) : proxy(&proxy) {}
+
+    /// Released once no other thread calls the proxy.
+    std::binary_semaphore turn{0};
+    std::atomic<bool> done = false;
+
+protected:
+    void add(const std::string& line) override {
+        turn.acquire();
+        proxy->shutdown();
+        done = true;
+        RecordingListener::add(line);
+    }
+
+private:
+    RemotePluginHostProxy* proxy;
+};
+
+TEST_F(WaitingTest, AShutdownOnTheThreadThatReadsRepliesDoesNotWaitForItself) {
+    const StandIn standIn(std::string("connect read:main:22 write:async-replies:") + editFrame);
+    const Ref<RemotePluginHostProxy> proxy = startStandIn();
+    const Ref<ShuttingListener> listener(new ShuttingListener(*proxy));
+    proxy->createPluginInstance("", "", "", false, listener, nullptr);
+    listener->turn.release();
+    EXPECT_TRUE(isWoken([&] { return listener->done.load(); }));
+    EXPECT_EQ(listener->waitForLines(1), std::vector<std::string>{"1: begin 7"});
+    EXPECT_TRUE(proxy->isClosed());
     EXPECT_EQ(manager->count(), 0u);
 }
 
@@ -154,5 +198,38 @@ TEST_F(WaitingTest, AnErrorThatIsWholeOnlyAfterTheShutdownIsNotDelivered) {
     proxy->ping();
     proxy->shutdown();
     EXPECT_EQ(handler->calls, 0);
+    EXPECT_EQ(manager->count(), 0u);
+}
+
+TEST_F(WaitingTest, ANotificationThatIsWholeOnlyAfterTheShutdownIsNotDelivered) {
+    const std::string base = std::string("/tmp/") + std::getenv("USER");
+    const std::string isClosed = base + "-closed", isRead = base + "-read";
+    // The reply thread is inside of its frame when the ping is answered. The pipe of requests holds a page
+    // and is not read meanwhile, so that the shutdown rests in its write.
+    const StandIn standIn(std::string("connect read:main:22 write:async-replies:00 drained:async-replies"
+                                      " shrink:main read:main:1 write:main:01 exists:") +
+                          isClosed + " write:async-replies:" + (editFrame + 2) + " exists:" + isRead);
+    const Ref<RemotePluginHostProxy> proxy = startStandIn();
+    const Ref<RecordingListener> listener(new RecordingListener);
+    proxy->createPluginInstance("", "", "", false, listener, nullptr);
+    proxy->ping();
+    constexpr size_t page = 4096, frame = 1 + 4 + 4;
+    proxy->setWindowTitle(1, std::string(page - frame, 'x').c_str());
+    std::atomic<pid_t> threadId = 0;
+    std::thread shuttingDown([&] {
+        threadId = base::core::currentThreadId();
+        proxy->shutdown();
+    });
+    EXPECT_TRUE(becomesTrue([&] { return proxy->isClosed() && base::core::isAsleep(threadId); }));
+    EXPECT_TRUE(proxy->findInstance(1));
+    const size_t threads = Footprint::now().threads;
+    std::ofstream(isClosed) << "closed";
+    EXPECT_TRUE(becomesTrue([&] { return Footprint::now().threads < threads; })) << "the frame is not read";
+    EXPECT_TRUE(proxy->findInstance(1)) << "the shutdown did not rest";
+    std::ofstream(isRead) << "read";
+    shuttingDown.join();
+    for (const std::string& file : {isClosed, isRead})
+        std::filesystem::remove(file);
+    EXPECT_EQ(listener->getLines(), std::vector<std::string>{});
     EXPECT_EQ(manager->count(), 0u);
 }
