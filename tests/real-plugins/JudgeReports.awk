@@ -67,6 +67,9 @@ function withoutNumber(text) {
     sub(/.*@/, "", module)
     if (module ~ /\/lib(asan|lsan|tsan|ubsan)\.so/)
         next
+    # A sanitizer that is part of the program: it has names, but no sources.
+    if (index(module, build "/") == 1 && $0 ~ / in .*\(.*\+0x[0-9a-f]+\)/)
+        next
     if (owner == "") {
         if (module == plugin || module == link || (index(module, fetched "/") == 1 && module ~ /\/(vst|vst3)\//))
             owner = "plug-in"

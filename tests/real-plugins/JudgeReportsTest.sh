@@ -56,6 +56,24 @@ Direct leak of 9 byte(s) in 1 object(s) allocated from:
 
 SUMMARY: AddressSanitizer: 35 byte(s) leaked in 6 allocation(s).
 END
+expect "leaks by a sanitizer within the program" plug-in host host <<'END'
+==7==ERROR: LeakSanitizer: detected memory leaks
+
+Direct leak of 4 byte(s) in 1 object(s) allocated from:
+    #0 0x10 in operator new(unsigned int) (/build/plugin-host+0x1a) (BuildId: 0f) @/build/plugin-host
+    #1 0x20  (/link/a.vst3+0xc930) @/link/a.vst3
+    #2 0x30 in Vst3PluginInstance::makeView() ../vst3/Vst3Editor.cpp:56:3 @/build/plugin-host
+
+Direct leak of 4 byte(s) in 1 object(s) allocated from:
+    #0 0x10 in malloc (/build/plugin-host+0x1a) (BuildId: 0f) @/build/plugin-host
+    #1 0x30 in Vst3PluginInstance::makeView() ../vst3/Vst3Editor.cpp:56:3 @/build/plugin-host
+    #2 0x20  (/link/a.vst3+0xc930) @/link/a.vst3
+
+Direct leak of 4 byte(s) in 1 object(s) allocated from:
+    #0 0x10  (/build/plugin-host+0x1a) @/build/plugin-host
+    #1 0x30  (/build/plugin-host+0x2a) @/build/plugin-host
+    #2 0x20  (/link/a.vst3+0xc930) @/link/a.vst3
+END
 
 race() {
     printf '==================\nWARNING: ThreadSanitizer: data race (pid=7)\n  Write of size 8 at 0x7b by main thread:\n'
