@@ -20,16 +20,25 @@ void LastTransport::publish(const TransportBlock& transport) {
 }
 
 TransportBlock LastTransport::read(TransportBlock& block) const {
-    Words copy;
     for (;;) {
-        const uint32_t before = version.load(std::memory_order_acquire);
-        if (before == 0)
-            break;
-        for (size_t i = 0; i < words.size(); ++i)
-            copy[i] = words[i].load(std::memory_order_acquire);
-        if (before % 2 == 0 && version.load(std::memory_order_relaxed) == before)
-            return std::bit_cast<TransportBlock>(copy);
+        if (const std::optional<TransportBlock> found = tryRead(block))
+            return *found;
     }
+}
+
+std::optional<TransportBlock> LastTransport::tryRead(TransportBlock& block) const {
+    const uint32_t before = version.load(std::memory_order_acquire);
+    if (before == 0)
+        return readFirst(block);
+    Words copy;
+    for (size_t i = 0; i < words.size(); ++i)
+        copy[i] = words[i].load(std::memory_order_acquire);
+    if (before % 2 == 0 && version.load(std::memory_order_relaxed) == before)
+        return std::bit_cast<TransportBlock>(copy);
+    return std::nullopt;
+}
+
+TransportBlock LastTransport::readFirst(TransportBlock& block) {
     // The client may be writing it for its first block. By halves of words: where 64 bits need four bytes of
     // alignment only, they aren't one access.
     std::array<uint32_t, sizeof(TransportBlock) / sizeof(uint32_t)> first;

@@ -6,6 +6,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <optional>
 
 /// The transport of the last block, for threads other than the worker's: the audio block itself is the
 /// client's to write between two blocks. One worker at a time writes, without a lock and without waiting; a
@@ -18,8 +19,12 @@ public:
     void publish(const TransportBlock& transport);
     /// The transport of the last block, all of one; that in `block` before the first. Any thread.
     TransportBlock read(TransportBlock& block) const;
+    /// One attempt at the same: nothing if it meets a write. Any thread.
+    std::optional<TransportBlock> tryRead(TransportBlock& block) const;
 
 private:
+    static TransportBlock readFirst(TransportBlock& block);
+
     using Word = uint64_t;
     using Words = std::array<Word, sizeof(TransportBlock) / sizeof(Word)>;
     static_assert(sizeof(TransportBlock) % sizeof(Word) == 0);
