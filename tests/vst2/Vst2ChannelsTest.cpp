@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <malloc.h>
 
 namespace {
 
@@ -97,6 +98,17 @@ TEST_F(Vst2ChannelsOfABlock, WithoutChannelsThereAreNoPointers) {
     };
     processBlock();
     EXPECT_EQ(blocks, 1);
+}
+
+TEST(Vst2Channels, ChannelsBeyondTheBlockAreSilentFromTheStart) {
+    constexpr int32_t frames = 4096;
+    Vst2Channels channels;
+    // The allocator hands out filled memory meanwhile; those of sanitizers do as they please.
+    mallopt(M_PERTURB, 0x55);
+    channels.connect(nullptr, 0, frames);
+    mallopt(M_PERTURB, 0);
+    const float* scratch = channels.reach(1)[0];
+    EXPECT_EQ(std::count(scratch, scratch + frames, 0.0F), frames);
 }
 
 TEST_F(Vst2ChannelsOfABlock, ScratchOutputsOfAnEffectThatAddsAreSilentInEachBlock) {

@@ -4,6 +4,7 @@
 #include "vst2/Vst2Fixture.h"
 
 #include <csignal>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <thread>
 
@@ -91,6 +92,15 @@ TEST_F(Vst2HostCallback, ANegativeOpcodeIsAnsweredWithZeroInAllThreeCases) {
         EXPECT_EQ(askFor(asking, -1), 0);
         EXPECT_EQ(askFor(asking, -0x7FFFFFFF - 1), 0);
     }
+}
+
+TEST_F(Vst2HostCallback, AnOpcodeThatIsNoneIsAnsweredWithoutALookAtTheEffect) {
+    // An effect in memory that can't be read, as one that was freed.
+    void* gone = mmap(nullptr, sizeof(AEffect), PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(gone, MAP_FAILED);
+    for (const VstInt32 opcode : {-0x7FFFFFFF - 1, -1, 45, 0x7FFFFFFF})
+        EXPECT_EQ(askFor(static_cast<AEffect*>(gone), opcode), 0) << "opcode " << opcode;
+    munmap(gone, sizeof(AEffect));
 }
 
 TEST(Vst2HostCallbackDeathTest, ANullEffectThatAsksForTheTimeFaults) {

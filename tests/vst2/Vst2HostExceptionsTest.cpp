@@ -116,6 +116,22 @@ TEST_F(Vst2HostExceptions, AnEffectsOwnExceptionPassesAndTheHostsIsDropped) {
     EXPECT_NO_THROW(instance->idle());
 }
 
+TEST_F(Vst2HostExceptions, AFailureThatTheHostCaughtInsideOfACallbackIsNotThrownAgain) {
+    breakWindow();
+    effect.answer(effGetParamName, [&](const DispatcherCall&, void*) {
+        report(audioMasterSizeWindow);
+        return VstIntPtr{0};
+    });
+    effect.answer(effIdle, [&](const DispatcherCall&, void*) {
+        char name[256] = {};
+        EXPECT_THROW(instance->getParameterName(0, name, sizeof name), std::runtime_error);
+        return VstIntPtr{0};
+    });
+    ask(audioMasterNeedIdle);
+    EXPECT_NO_THROW(instance->idle());
+    EXPECT_EQ(returns, 1);
+}
+
 using Vst2HostExceptionsDeathTest = Vst2HostExceptions;
 
 TEST_F(Vst2HostExceptionsDeathTest, AFailureOnAThreadOfTheEffectsEndsTheProcess) {

@@ -402,6 +402,15 @@ TEST_F(Vst2Questions, APropertiesNameWithoutATerminatorEndsWithItsField) {
     EXPECT_EQ(parameterName(0), std::string(64, 'p'));
 }
 
+TEST_F(Vst2Questions, APropertiesNameThatIsLongerThanTheBufferIsCut) {
+    VstParameterProperties properties{};
+    std::strcpy(properties.label, "Described");
+    answerProperties(properties);
+    std::string buffer(12, '#');
+    instance->getParameterName(0, buffer.data(), 4);
+    EXPECT_EQ(buffer, "Desc########");
+}
+
 TEST_F(Vst2Questions, WithoutPropertiesAParameterHasItsIndexAsId) {
     effect.answer(effCanBeAutomated, 1);
     const ParameterProperties properties = propertiesOf(6);
