@@ -7,6 +7,7 @@
 #include <map>
 #include <pluginterfaces/vst/ivsteditcontroller.h>
 #include <pluginterfaces/vst/ivstnoteexpression.h>
+#include <pluginterfaces/vst/ivstunits.h>
 #include <string>
 #include <utility>
 #include <vector>
@@ -43,6 +44,12 @@ public:
         info.valueDesc.defaultValue = defaultValue;
         info.valueDesc.maximum = maximum;
         noteExpressions.push_back(info);
+    }
+
+    tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override {
+        if (programs != nullptr && isInterface(identifier, Vst::IUnitInfo::iid))
+            return programs->queryInterface(identifier, result);
+        return OwnedByTest::queryInterface(identifier, result);
     }
 
     tresult PLUGIN_API initialize(FUnknown*) override { return kResultOk; }
@@ -125,6 +132,8 @@ public:
 
     /// Shared with the component, so that their order shows.
     Calls& calls;
+    /// What it says of its programs, if anything.
+    Vst::IUnitInfo* programs = nullptr;
     std::vector<Vst::ParameterInfo> parameters;
     tresult parameterAnswer = kResultOk;
     std::map<Vst::ParamID, double> values;

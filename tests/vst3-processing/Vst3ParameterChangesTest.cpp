@@ -260,16 +260,18 @@ TEST(Vst3ParameterChangesTest, AClearedListIsEmptyAndItsQueuesServeTheNextBlock)
     EXPECT_EQ(changes.getParameterData(0)->getParameterId(), 100u);
 }
 
-TEST(Vst3ParameterChangesTest, AListThatEndsGivesItsQueuesBack) {
-    std::set<Vst::IParamValueQueue*> first;
+TEST(Vst3ParameterChangesTest, AListThatEndsGivesItsQueuesBackAndTheNextHasThemInTheirOrder) {
+    std::vector<Vst::IParamValueQueue*> first;
     {
         Vst3ParameterChanges changes;
         for (Vst::ParamID id = 0; id < 5; ++id)
-            first.insert(changes.queueOf(id));
+            first.push_back(changes.queueOf(id));
     }
     Vst3ParameterChanges changes;
+    std::vector<Vst::IParamValueQueue*> second;
     for (Vst::ParamID id = 0; id < 5; ++id)
-        EXPECT_TRUE(first.contains(changes.queueOf(id)));
+        second.push_back(changes.queueOf(id));
+    EXPECT_EQ(second, first);
 }
 
 TEST(Vst3ParameterChangesTest, AListServesItsInterfaceAlone) {

@@ -1,6 +1,7 @@
 // If these fail, a plug-in's knobs have wrong names, values or ranges in the client, or jump out of the
 // user's hand.
 
+#include "vst3-processing/ProgramList.h"
 #include "vst3-processing/Vst3ProcessingTest.h"
 
 #include "plugin/PluginHostNotifications.h"
@@ -367,4 +368,25 @@ TEST_F(Vst3Parameters, SettingAProgramDoesNothing) {
     EXPECT_THAT(controller.changes, IsEmpty());
     EXPECT_THAT(calls, IsEmpty());
     EXPECT_THAT(process().changes, IsEmpty());
+}
+
+TEST_F(Vst3Parameters, AProgramListOfThePluginsIsNotOffered) {
+    ProgramList programs;
+    controller.programs = &programs;
+    Vst::ParameterInfo& info = controller.addParameter(900, u"Program");
+    info.flags = Vst::ParameterInfo::kIsProgramChange;
+    info.stepCount = 9;
+    for (const bool isAutomatable : {false, true}) {
+        controller.parameters[0].flags |= isAutomatable ? Vst::ParameterInfo::kCanAutomate : 0;
+        startProcessing();
+        EXPECT_EQ(instance->getProgramCount(), 0);
+        EXPECT_EQ(textOf(&Vst3PluginInstance::getProgramName), "");
+        instance->setCurrentProgram(5);
+        EXPECT_EQ(instance->getCurrentProgram(), -1);
+        EXPECT_THAT(controller.changes, IsEmpty());
+        EXPECT_THAT(process().changes, IsEmpty());
+        instance->terminate();
+        instance = nullptr;
+    }
+    EXPECT_EQ(programs.references, 0u);
 }

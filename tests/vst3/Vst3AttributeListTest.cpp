@@ -2,6 +2,7 @@
 // it.
 
 #include "vst3/Vst3AttributeList.h"
+#include "support/HeapInUse.h"
 
 #include <gtest/gtest.h>
 
@@ -224,6 +225,29 @@ TEST_F(AttributeList, OffersItselfAndNothingElse) {
     EXPECT_EQ(list->queryInterface(Vst::IMessage::iid.toTUID(), &result), kNoInterface);
     EXPECT_EQ(result, nullptr);
 }
+
+// Sanitizers have an allocator, and a search for leaks, of their own.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+TEST_F(AttributeList, BinaryDataGoesWithItsValueAndWithTheList) {
+    constexpr int rounds = 100;
+    constexpr size_t size = 1000;
+    const std::string bytes(size, 'x');
+    const auto comeAndGo = [&] {
+        setBytes("replaced", bytes);
+        setBytes("taken away", bytes);
+        list->setString("taken away", nullptr);
+        const auto other = Steinberg::owned(new Vst3AttributeList(nullptr));
+        other->setBinary("left", bytes.data(), size);
+    };
+    comeAndGo();
+    const auto before = static_cast<ptrdiff_t>(heapInUse());
+    for (int i = 0; i < rounds; ++i)
+        comeAndGo();
+    EXPECT_LT(static_cast<ptrdiff_t>(heapInUse()) - before, ptrdiff_t{rounds * size});
+}
+
+#endif
 
 TEST_F(AttributeList, CountsItsReferences) {
     EXPECT_EQ(list->addRef(), 2U);

@@ -496,17 +496,16 @@ namespace {
 /// A call of a plug-in's own thread that stays in the controller until the test lets it go.
 class LongCall {
 public:
-    explicit LongCall(ModuleRecord& record) : record(record) {
+    /// An id that isn't there is looked for in the controller, and so is any other the first time.
+    explicit LongCall(ModuleRecord& record, Vst::ParamID id = 31) : record(record) {
         record.onQuestion = [this] {
             if (!isFirst.exchange(false))
                 return;
             hasArrived.count_down();
             mayEnd.wait();
         };
-        thread = std::thread([this, handler = record.handler.load()] {
-            // An id that isn't there is looked for in the controller.
-            answer = handler->performEdit(31, 0.5);
-        });
+        thread = std::thread(
+            [this, id, handler = record.handler.load()] { answer = handler->performEdit(id, 0.5); });
         hasArrived.wait();
     }
 
@@ -529,10 +528,11 @@ private:
 
 } // namespace
 
-TEST_F(Vst3SetUp, TerminateWaitsForACallOfThePlugins) {
+TEST_F(Vst3SetUp, TerminateWaitsForACallOfThePluginsThatGoesNoFurther) {
     Ref<Vst3PluginInstance> instance = create("records-its-calls");
     instance->initialize();
-    LongCall call(*record);
+    constexpr Vst::ParamID gain = 700;
+    LongCall call(*record, gain);
     std::atomic<bool> hasEnded = false;
     std::thread ending([&] {
         // Once nothing reaches the instance any more, the termination is waiting for the call.
