@@ -47,6 +47,19 @@ TEST_F(PluginWindowActionsTest, AnInstanceWithoutAWindowCountsAsWindowZero) {
     EXPECT_THAT(test.log.all(), ElementsAre("closeEditor 5"));
 }
 
+TEST_F(PluginWindowActionsTest, OfSeveralWithoutAWindowTheFirstOfTheTableIsMeant) {
+    const Ref<FakePluginInstance> closed = test.addInstance(5);
+    const Ref<FakePluginInstance> alsoClosed = test.addInstance(6);
+    std::vector<int32_t> order;
+    test.host->instances.forEach([&](PluginInstance& each) {
+        if (each.window == nullptr)
+            order.push_back(each.instanceId);
+    });
+    ASSERT_EQ(order.size(), 2u);
+    close(0);
+    EXPECT_THAT(test.log.all(), ElementsAre("closeEditor " + std::to_string(order[0])));
+}
+
 TEST_F(PluginWindowActionsTest, AMoveIsStoredAndToldWithTheStoredSize) {
     instance->windowWidth = 300;
     instance->windowHeight = 200;
