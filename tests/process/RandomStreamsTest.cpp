@@ -123,7 +123,9 @@ void runGroup(uint32_t group, bool nearlyRight) {
             removeBlocks(run);
         }
     }
-    EXPECT_TRUE(std::filesystem::is_empty(directory.path));
+    // A stream may ask for the one preset that is named in all of them to be saved.
+    for (const auto& entry : std::filesystem::directory_iterator(directory.path))
+        EXPECT_EQ(entry.path().filename(), "bright.fxp") << "nobody asked a host for this file";
 }
 
 class ManyStreams : public testing::TestWithParam<uint32_t> {};
