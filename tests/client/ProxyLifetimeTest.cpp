@@ -153,16 +153,27 @@ TEST_F(ProxyLifetimeTest, TheManagerHearsOfADeathOnceTheProxyHasItsOwner) {
 }
 
 TEST_F(ProxyLifetimeTest, TheLastReferenceMayBeDroppedByTheManagerOnTheThreadThatReadsReplies) {
-    const StandIn standIn("connect read:main:1 exit:0");
+    // The host dies by itself: no call of the proxy is under way then, which would need a reference of its
+    // own.
+    const std::string made = std::string("/tmp/") + std::getenv("USER") + "-made";
+    const StandIn standIn("connect exists:" + made + " exit:0");
+    Ref<RemotePluginHostProxy> proxy;
+    std::atomic<bool> owned = false;
+    acting->onDeath = [&](RemotePluginHostProxy&) {
+        EXPECT_TRUE(owned);
+        proxy = nullptr;
+        owned = false;
+    };
     constexpr size_t rounds = 10;
     for (size_t round = 1; round <= rounds; ++round) {
-        Ref<RemotePluginHostProxy> proxy = startStandIn();
+        proxy = startStandIn();
         const pid_t host = proxy->getChildPid();
-        acting->onDeath = [&](RemotePluginHostProxy&) { proxy = nullptr; };
-        RemotePluginHostProxy& borrowed = *proxy;
-        borrowed.showAllGUIs();
+        owned = true;
+        std::ofstream(made) << "made";
         ASSERT_TRUE(hears(round));
+        std::filesystem::remove(made);
         EXPECT_TRUE(manager->getDeaths().back().onReplyThread);
+        EXPECT_TRUE(becomesTrue([&] { return !owned; }));
         EXPECT_TRUE(becomesTrue([&] { return isGone(host); })) << "the proxy stayed";
     }
 }
