@@ -17,8 +17,8 @@ const std::string root = SANITIZER_REPORT_DIRECTORY;
 /// Of this process.
 std::string directory;
 
-/// Tests ask for sizes that can't be had, and the allocator says so; the search for leaks says so where a thread
-/// has ended under its eyes.
+/// Tests ask for sizes that can't be had, and the allocator says so; the search for leaks says so where a
+/// thread has ended under its eyes.
 bool isFinding(const std::string& line) {
     return !line.empty() && line.find("WARNING: AddressSanitizer failed to allocate ") == std::string::npos &&
            line.find("Unable to get registers from thread ") == std::string::npos;
