@@ -5,11 +5,13 @@
 #include "core/CapturedOutput.h"
 #include "core/ScopedEnvironment.h"
 #include "core/Waiting.h"
+#include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostNotificationListener.h"
 #include "plugin/PluginHostReplies.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -95,6 +97,18 @@ private:
     std::string record;
     base::core::ScopedEnvironment scriptVariable;
     base::core::ScopedEnvironment recordVariable;
+};
+
+/// Counts its ends, and is never answered.
+class MortalHandler : public PluginHostAsyncReplyHandler {
+public:
+    explicit MortalHandler(std::atomic<int>& deaths) : deaths(deaths) {}
+    ~MortalHandler() override { ++deaths; }
+    void onReply(PluginHostReply*) override { ADD_FAILURE() << "a reply"; }
+    void onError(const String&) override { ADD_FAILURE() << "an error"; }
+
+private:
+    std::atomic<int>& deaths;
 };
 
 /// The base of all tests that start hosts: each begins with a manager of its own, may not hang, and has to

@@ -250,18 +250,6 @@ TEST_F(ProxyDeathTest, AShutdownOfAHostThatHasJustGoneFailsAndIsNobodysDeath) {
     EXPECT_EQ(manager->count(), 0u);
 }
 
-/// Says when it is destroyed.
-class MortalHandler : public PluginHostAsyncReplyHandler {
-public:
-    explicit MortalHandler(std::atomic<int>& deaths) : deaths(deaths) {}
-    ~MortalHandler() override { ++deaths; }
-    void onReply(PluginHostReply*) override { ADD_FAILURE() << "a reply"; }
-    void onError(const String&) override { ADD_FAILURE() << "an error"; }
-
-private:
-    std::atomic<int>& deaths;
-};
-
 TEST_F(ProxyDeathTest, AShutdownDropsAllThatIsPendingAndAllInstances) {
     const StandIn standIn("connect");
     const Ref<RemotePluginHostProxy> proxy = startStandIn();

@@ -282,18 +282,6 @@ TEST_F(ProxyLifetimeTest, WhatTheManagerThrowsOfAShutdownIsLogged) {
     EXPECT_EQ(occurrences(errorText(), "Plug-in host manager failed: of its own\n"), 1u) << errorText();
 }
 
-/// Counts its ends.
-class MortalHandler : public PluginHostAsyncReplyHandler {
-public:
-    explicit MortalHandler(std::atomic<int>& deaths) : deaths(deaths) {}
-    ~MortalHandler() override { ++deaths; }
-    void onReply(PluginHostReply*) override { ADD_FAILURE() << "a reply"; }
-    void onError(const String&) override { ADD_FAILURE() << "an error"; }
-
-private:
-    std::atomic<int>& deaths;
-};
-
 TEST_F(ProxyLifetimeTest, AShutdownOfAHostThatHasJustGoneCleansUpAndEndsAllWaits) {
     // The asynchronous channel stays open, so that nobody has noticed yet.
     const StandIn standIn(std::string("connect read:main:31 close:main write:async-replies:") + endOfEdit +

@@ -27,16 +27,24 @@ void sendProcess(OutputStream& stream, int32_t frames = 16) {
     stream.flush();
 }
 
-} // namespace
+/// A worker that waits for the client's end of its pipe.
+class RemoteAudioThreadTest : public testing::Test {
+protected:
+    RemoteAudioThreadTest() {
+        std::signal(SIGPIPE, SIG_IGN);
+        test.addInstance(instanceId);
+        worker->start();
+    }
 
-TEST(RemoteAudioThreadTest, AWorkerWhosePipeOpensAfterItWasToEndServesNothing) {
-    std::signal(SIGPIPE, SIG_IGN);
     TestHost test;
-    test.addInstance(instanceId);
     const Ref<base::core::NamedServerPipe> server =
         base::core::NamedServerPipe::create(workerChannelName(hostId, 0), true);
-    Ref<RemoteAudioThread> worker(new RemoteAudioThread(test.host.get(), hostId, 0));
-    worker->start();
+    Ref<RemoteAudioThread> worker{new RemoteAudioThread(test.host.get(), hostId, 0)};
+};
+
+} // namespace
+
+TEST_F(RemoteAudioThreadTest, AWorkerWhosePipeOpensAfterItWasToEndServesNothing) {
     worker->shutDown(); // the pipe has no other end yet
     Ref<base::core::NamedPipe> pipe = server->open();
     try {
@@ -50,14 +58,7 @@ TEST(RemoteAudioThreadTest, AWorkerWhosePipeOpensAfterItWasToEndServesNothing) {
     EXPECT_THAT(test.log.all(), testing::IsEmpty());
 }
 
-TEST(RemoteAudioThreadTest, AWorkerServesUntilItIsToEnd) {
-    std::signal(SIGPIPE, SIG_IGN);
-    TestHost test;
-    test.addInstance(instanceId);
-    const Ref<base::core::NamedServerPipe> server =
-        base::core::NamedServerPipe::create(workerChannelName(hostId, 0), true);
-    Ref<RemoteAudioThread> worker(new RemoteAudioThread(test.host.get(), hostId, 0));
-    worker->start();
+TEST_F(RemoteAudioThreadTest, AWorkerServesUntilItIsToEnd) {
     const Ref<base::core::NamedPipe> pipe = server->open();
     sendProcess(*pipe->getOutput());
     EXPECT_EQ(pipe->getInput()->readInt32(), processTail);
@@ -66,14 +67,7 @@ TEST(RemoteAudioThreadTest, AWorkerServesUntilItIsToEnd) {
     EXPECT_THAT(test.log.all(), testing::ElementsAre("process 16 keepActive realtime"));
 }
 
-TEST(RemoteAudioThreadTest, ABlockIsLimitedToTheFramesThatItsBuffersHold) {
-    std::signal(SIGPIPE, SIG_IGN);
-    TestHost test;
-    test.addInstance(instanceId);
-    const Ref<base::core::NamedServerPipe> server =
-        base::core::NamedServerPipe::create(workerChannelName(hostId, 0), true);
-    Ref<RemoteAudioThread> worker(new RemoteAudioThread(test.host.get(), hostId, 0));
-    worker->start();
+TEST_F(RemoteAudioThreadTest, ABlockIsLimitedToTheFramesThatItsBuffersHold) {
     const Ref<base::core::NamedPipe> pipe = server->open();
     constexpr int32_t most = std::numeric_limits<int32_t>::max();
     for (const int32_t frames : {0, 256, 257, most, -1, -most - 1}) {
