@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <string>
 #include <unistd.h>
+#include <xcb/sync.h>
 #include <xcb/xcb.h>
 
 template <class Reply>
@@ -120,12 +121,11 @@ public:
     void sync() { ownReply(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr)); }
 
     /// Returns once the server has carried out what others had written to their connections before, without
-    /// any use of those. The server serves clients that have something to say in turns: who was ready before
-    /// this client's first question has had its turn before the last.
+    /// any use of those. Of clients that have something to say the server serves the one of the highest
+    /// priority; turns alone prove nothing, since one that has had the server for long has to wait for them.
     void syncWithOthers() {
-        constexpr int turns = 3;
-        for (int i = 0; i < turns; ++i)
-            sync();
+        xcb_sync_set_priority(connection, XCB_NONE, INT32_MIN);
+        sync();
     }
 
     xcb_connection_t* connection;
