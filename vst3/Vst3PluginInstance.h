@@ -128,6 +128,10 @@ public:
     void parameterEdited(int32_t index, float value) { notifyParameterChanged(index, value); }
     void everythingChanged() { notifyAllParametersChanged(); }
 
+protected:
+    /// Takes the parameter, and the list where there is one, by which the plug-in's program is chosen.
+    void findProgramParameter();
+
 private:
     /// No call of the plug-in's reaches the instance any more; false if one doesn't end.
     bool endCalls();
@@ -138,7 +142,6 @@ private:
     bool makeComponent();
     bool makeController();
     void setController(const IPtr<Vst::IEditController>& newController);
-    void findProgramParameter();
     void connectController();
     void handStateToController();
     void adoptBusArrangements();
@@ -200,8 +203,12 @@ private:
     IPtr<Vst::IEditController> controller;
     IPtr<Vst::IEditController2> controller2;
     IPtr<Vst::IAudioProcessor> processor;
+
+protected:
     /// Never asked for, deliberately: with it the plug-in's programs would show.
     IPtr<Vst::IUnitInfo> unitInfo;
+
+private:
     IPtr<Vst::IUnitData> unitData;
     IPtr<Vst::IProgramListData> programListData;
     IPtr<Vst::INoteExpressionController> noteExpressionController;

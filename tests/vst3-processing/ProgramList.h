@@ -2,19 +2,21 @@
 
 #include "vst3-processing/OwnedByTest.h"
 
+#include <algorithm>
 #include <pluginterfaces/vst/ivstunits.h>
+#include <string>
 
-/// What a plug-in says of its units and programs: one unit, with a list of programs.
+/// What a plug-in says of its units and programs: one unit, with a list of programs, unless it is told otherwise.
 class ProgramList : public OwnedByTest<Vst::IUnitInfo> {
 public:
     static constexpr Vst::ProgramListID listId = 44;
 
-    Steinberg::int32 PLUGIN_API getUnitCount() override { return 1; }
+    Steinberg::int32 PLUGIN_API getUnitCount() override { return unitCount; }
     tresult PLUGIN_API getUnitInfo(Steinberg::int32, Vst::UnitInfo& info) override {
         info = {};
         info.id = Vst::kRootUnitId;
         info.parentUnitId = Vst::kNoParentUnitId;
-        info.programListId = listId;
+        info.programListId = rootList;
         return kResultOk;
     }
     Steinberg::int32 PLUGIN_API getProgramListCount() override { return 1; }
@@ -24,9 +26,12 @@ public:
         info.programCount = 10;
         return kResultOk;
     }
-    tresult PLUGIN_API getProgramName(Vst::ProgramListID, Steinberg::int32, Vst::String128 name) override {
-        name[0] = u'P';
-        name[1] = 0;
+    /// "P", the list and the program: "P44.3".
+    tresult PLUGIN_API getProgramName(Vst::ProgramListID list, Steinberg::int32 index,
+                                      Vst::String128 name) override {
+        const std::string text = "P" + std::to_string(list) + "." + std::to_string(index);
+        std::copy(text.begin(), text.end(), name);
+        name[text.size()] = 0;
         return kResultOk;
     }
     tresult PLUGIN_API getProgramInfo(Vst::ProgramListID, Steinberg::int32, Vst::CString,
@@ -49,4 +54,8 @@ public:
     tresult PLUGIN_API setUnitProgramData(Steinberg::int32, Steinberg::int32, Steinberg::IBStream*) override {
         return kNotImplemented;
     }
+
+    Steinberg::int32 unitCount = 1;
+    /// The list of the root unit.
+    Vst::ProgramListID rootList = listId;
 };

@@ -34,10 +34,11 @@ protected:
     }
 
     /// As far as an instance comes when it is created.
+    template <class Instance = Vst3PluginInstance>
     void create() {
         loadPlugin();
-        instance = new Vst3PluginInstance(host.get(), plugin.get(), instanceId,
-                                          RecordingFactory::componentText, false);
+        instance =
+            new Instance(host.get(), plugin.get(), instanceId, RecordingFactory::componentText, false);
         instance->createComponents();
         instance->initialize();
         controller.changes.clear();
@@ -45,8 +46,9 @@ protected:
     }
 
     /// As far as an instance comes before its first block.
+    template <class Instance = Vst3PluginInstance>
     void startProcessing() {
-        create();
+        create<Instance>();
         context = new LocalAudioContext(blockSize, instance->getInputChannelCount(),
                                         instance->getOutputChannelCount(), instance->getParameterCount());
         instance->setAudioContext(context);
