@@ -58,7 +58,8 @@ void callManager(const Call& call) {
 // A dead host is to show as a failed write. A handler that the client has installed stays.
 void ignoreBrokenPipes() {
     struct sigaction action {};
-    if (sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_DFL) {
+    sigaction(SIGPIPE, nullptr, &action);
+    if (action.sa_handler == SIG_DFL) {
         action.sa_handler = SIG_IGN;
         sigaction(SIGPIPE, &action, nullptr);
     }
@@ -214,7 +215,7 @@ bool RemotePluginHostProxy::prepareForDeletion() {
     }
     // Held while receivers may make references and drop them.
     retain(this);
-    if (replyThread && replyThread->isCurrentThread()) {
+    if (replyThread->isCurrentThread()) {
         // The thread can't wait for its own end.
         base::core::releaseOnNewThread(this);
         return false;
@@ -313,7 +314,7 @@ void RemotePluginHostProxy::connectionLost(const String& message, bool onReplyTh
 
 Ref<RemotePluginHostProxy> RemotePluginHostProxy::holdDuringCall() {
     // The end of this waits for the thread that reads replies, and a reference there would only put it off.
-    return replyThread && replyThread->isCurrentThread() ? nullptr : this;
+    return replyThread->isCurrentThread() ? nullptr : this;
 }
 
 bool RemotePluginHostProxy::beginReport() {
@@ -368,7 +369,7 @@ Ref<PluginHostRequest> RemotePluginHostProxy::takePendingRequest(int32_t request
 }
 
 void RemotePluginHostProxy::joinReplyThread() {
-    if (replyThread == nullptr || replyThread->isCurrentThread())
+    if (replyThread->isCurrentThread())
         return;
     // The host closes its end when it goes. One that doesn't go is not waited for: the closed pipe wakes the
     // thread.

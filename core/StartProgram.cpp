@@ -35,8 +35,10 @@ pid_t forkProgram(char* const* arguments, int32_t output, int32_t failurePipe) {
 // The 4 bytes come at once, or not at all.
 int32_t readFailure(int32_t pipe) {
     int32_t failure = 0;
-    while (read(pipe, &failure, sizeof failure) < 0 && errno == EINTR) {
-    }
+    ssize_t count;
+    do {
+        count = read(pipe, &failure, sizeof failure);
+    } while (count < 0 && errno == EINTR);
     return failure;
 }
 
@@ -66,8 +68,10 @@ StartedProgram startProgram(const std::vector<String>& arguments, int32_t output
 
 int waitForProgram(pid_t pid) {
     int status = 0;
-    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
+    pid_t ended;
+    do {
+        ended = waitpid(pid, &status, 0);
+    } while (ended < 0 && errno == EINTR);
     return status;
 }
 

@@ -116,6 +116,18 @@ TEST_F(ProxyDeathTest, ACallThatIsWritingDuringTheDeathClosesThePipeWhenItIsDone
     std::filesystem::remove(told);
 }
 
+TEST_F(ProxyDeathTest, AHostThatIsNoLongerThereIsNotAbandoned) {
+    // The system reaps it.
+    const auto former = std::signal(SIGCHLD, SIG_IGN);
+    const StandIn standIn("connect read:main:1 exit:0");
+    const Ref<RemotePluginHostProxy> proxy = startStandIn();
+    const std::string process = "/proc/" + std::to_string(proxy->getChildPid());
+    proxy->showAllGUIs();
+    ASSERT_TRUE(becomesTrue([&] { return !std::filesystem::exists(process); }));
+    EXPECT_FALSE(proxy->abandon());
+    std::signal(SIGCHLD, former);
+}
+
 TEST_F(ProxyDeathTest, EveryCallAfterTheDeathFailsWithTheSameWordsAndNobodyIsToldAgain) {
     const StandIn standIn("connect read:main:1 exit:0");
     const Ref<RemotePluginHostProxy> proxy = startStandIn();

@@ -95,6 +95,17 @@ TEST_F(ConsoleDeviceTest, AFlushIsOneWriteOfAllThatWaited) {
     descriptor = -1;
 }
 
+TEST_F(ConsoleDeviceTest, ASingleByteWaitsForTheFlushAsAllOthersDo) {
+    makePipe(O_DIRECT);
+    output.put('a');
+    output << "bc";
+    output.put('d');
+    EXPECT_EQ(device.sputc('\n'), '\n');
+    output.flush();
+    EXPECT_EQ(readOnce(), "abcd\n");
+    close(reader);
+}
+
 TEST_F(ConsoleDeviceTest, WhatCouldNotBeWrittenIsDroppedAndTheNextLineGetsThrough) {
     leadTo(open("/dev/full", O_WRONLY | O_CLOEXEC));
     EXPECT_EQ(failureText<IOException>([&] { stream->printLine("lost"); }), "Error writing data");

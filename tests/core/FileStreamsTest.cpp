@@ -8,6 +8,7 @@
 #include "core/FileSystem.h"
 #include "core/Ref.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -185,6 +186,24 @@ TEST_F(FileStreamsTest, TheDestructorsCloseWhatIsStillOpenAndNeverThrow) {
         const Ref<InputStream> input(new FileInputStream("f", openFaulty(&faults, "r")));
         const Ref<OutputStream> output(new FileOutputStream("f", openFaulty(&faults, "w")));
     }
+    EXPECT_EQ(faults.closes, 2);
+}
+
+TEST_F(FileStreamsTest, AClosedStreamRefusesWhateverIsAskedOfIt) {
+    Faults faults;
+    char byte = 0;
+    const Ref<InputStream> input(new FileInputStream("f", openFaulty(&faults, "r")));
+    input->close();
+    EXPECT_EQ(failureText<IOException>([&] { input->read(&byte, 1); }), "Error reading from file");
+    EXPECT_EQ(failureText<IOException>([&] { input->close(); }), "Could not close file after reading");
+    const Ref<OutputStream> output(new FileOutputStream("f", openFaulty(&faults, "w")));
+    output->close();
+    EXPECT_THAT(failureText<IOException>([&] { output->write(&byte, 1); }),
+                testing::StartsWith("Error writing to file \"f\""));
+    EXPECT_THAT(failureText<IOException>([&] { output->flush(); }),
+                testing::StartsWith("Could not flush file \"f\""));
+    EXPECT_THAT(failureText<IOException>([&] { output->close(); }),
+                testing::StartsWith("Could not close file \"f\""));
     EXPECT_EQ(faults.closes, 2);
 }
 

@@ -157,6 +157,22 @@ TEST(LogTest, ALineThatThereIsNoMemoryForLeavesAnotherInItsPlace) {
     EXPECT_EQ(errors.text(), "A line of the log is lost for want of memory\nfound\n");
 }
 
+TEST(LogTest, SoDoesALineOfProgress) {
+    const CapturedOutput output(STDOUT_FILENO);
+    const std::string text(1000, 'x');
+    {
+        const FailingAllocation noMemory(1001 * sizeof(char32_t));
+        logProgress(text.c_str());
+    }
+    EXPECT_EQ(output.text(), "A line of the log is lost for want of memory\n");
+}
+
+TEST(LogTest, ACharacterIsLoggedAsItself) {
+    const CapturedOutput errors(STDERR_FILENO);
+    logError("the euro: ", U'\u20AC');
+    EXPECT_EQ(errors.text(), "the euro: \xE2\x82\xAC\n");
+}
+
 TEST(LogTest, AFailedAssertionOnAFullDeviceGoesOn) {
     const ScopedAssertionMode mode(AssertionMode::noDialog);
     const LedElsewhere errors(STDERR_FILENO, openFull());

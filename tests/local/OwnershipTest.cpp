@@ -4,12 +4,14 @@
 #include "core/CapturedOutput.h"
 #include "host/PluginHost.h"
 #include "local/LocalPluginHostProxy.h"
+#include "plugin/PluginException.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostNotificationListener.h"
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginHostProxyHandler.h"
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginHostRequests.h"
+#include "tests/plugin/FakePluginInstance.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -41,6 +43,27 @@ int32_t references(const Object& object) {
 class OwnershipTest : public testing::Test {
 protected:
     OwnershipTest() { proxy->start(); }
+
+    /// Runs something while the host's main loop stands.
+    void whileTheHostStands(const std::function<void()>& body) {
+        std::binary_semaphore mayGoOn{0};
+        host->post(new FunctionAction([&] { mayGoOn.acquire(); }));
+        body();
+        mayGoOn.release();
+        proxy->ping();
+    }
+
+    std::string audioBlockFailure(int32_t instanceId) {
+        CallLog log;
+        const Ref<PluginInstance> answering(new FakePluginInstance(host.get(), instanceId, log));
+        const Ref<CreatePluginInstanceReply> reply(new CreatePluginInstanceReply(*answering));
+        try {
+            proxy->createAudioContext(*reply);
+        } catch (const IOException& exception) {
+            return exception.getMessage().toStdString();
+        }
+        return "no failure";
+    }
 
     Ref<PluginHost> host{new PluginHost(44100, 256)};
     Ref<LocalPluginHostProxy> proxy{new LocalPluginHostProxy(host)};
@@ -148,4 +171,59 @@ TEST_F(OwnershipTest, ANotificationSaysWhichProxyItCameThrough) {
     }));
     proxy->ping();
     EXPECT_EQ(listener->sender, proxy.get());
+}
+
+TEST_F(OwnershipTest, AnInstanceThatIsRemovedTakesItsUnansweredRequestsAlong) {
+    const Ref<PluginHostRequest> removed(new UpdateIORequest(1));
+    const Ref<PluginHostRequest> other(new UpdateIORequest(2));
+    whileTheHostStands([&] {
+        proxy->sendRequest(removed, nullptr);
+        proxy->sendRequest(other, nullptr);
+        proxy->removePluginInstance(1);
+    });
+    // Nothing answers either of them.
+    EXPECT_EQ(references(*removed), 1);
+    EXPECT_EQ(references(*other), 2);
+}
+
+TEST_F(OwnershipTest, ARequestThatIsAwaitedAndRefusedFailsWithTheWordsOfTheRefusal) {
+    class Refused : public PingRequest {
+    public:
+        void perform(PluginHost&) override { handler->sendError(*this, "not now"); }
+    };
+    try {
+        proxy->sendRequest(new Refused, nullptr);
+        ADD_FAILURE() << "no failure";
+    } catch (const PluginException& exception) {
+        EXPECT_EQ(exception.getMessage().toStdString(), "not now");
+    }
+}
+
+TEST_F(OwnershipTest, AnInstanceThatDidNotComeUpHasNoAudioBlock) {
+    const int32_t id = proxy->createPluginInstance("/no such file", {}, {}, false, nullptr, nullptr);
+    proxy->ping();
+    EXPECT_EQ(audioBlockFailure(id), "No audio block for plugin instance " + std::to_string(id));
+}
+
+TEST_F(OwnershipTest, AnInstanceThatIsRemovedBeforeItIsUpGetsItsAudioFromTheHostAlone) {
+    int32_t id = 0;
+    whileTheHostStands([&] {
+        id = proxy->createPluginInstance(EXAMPLE_PLUGIN_DIRECTORY "/echo.so", {}, {}, false, nullptr, nullptr);
+        proxy->removePluginInstance(id);
+    });
+    PluginInstance* instance = host->instances.find(id);
+    ASSERT_NE(instance, nullptr);
+    EXPECT_NE(instance->audioContext.get(), nullptr);
+    EXPECT_EQ(audioBlockFailure(id), "No audio block for plugin instance " + std::to_string(id));
+}
+
+TEST_F(OwnershipTest, AnInstanceWithoutAListenerReportsToNobody) {
+    const int32_t id = proxy->createPluginInstance("/no such file", {}, {}, false, nullptr, nullptr);
+    host->post(new FunctionAction([&] {
+        PluginHostProxyHandler* handler = host->handler.get();
+        const Ref<PluginHostNotification> edit(new BeginOrEndEditParameterNotification(id, handler, 3, true));
+        handler->sendNotification(*edit);
+        EXPECT_EQ(edit->sender, handler) << "it was delivered";
+    }));
+    proxy->ping();
 }

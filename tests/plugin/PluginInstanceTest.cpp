@@ -106,6 +106,28 @@ TEST_F(PluginInstanceTest, AnInstanceTakesItsWindowWithIt) {
     EXPECT_THAT(host.log.all(), ElementsAre("~instance 4", "window 11 destroy"));
 }
 
+TEST_F(PluginInstanceTest, WhatAnInstanceReportsAtItsEndHoldsItNoLongerAndIsDropped) {
+    class ReportsAtItsEnd : public FakePluginInstance {
+    public:
+        using FakePluginInstance::FakePluginInstance;
+        ~ReportsAtItsEnd() override {
+            notifyParameterChanged(0, 0.5F);
+            notifyAllParametersChanged();
+        }
+    };
+    Ref<FakePluginInstance> ending(new ReportsAtItsEnd(host.host.get(), 4, host.log));
+    ending->handler = host.handler.get();
+    ending = nullptr;
+    EXPECT_THAT(host.log.all(), ElementsAre("~instance 4"));
+}
+
+TEST_F(PluginInstanceTest, WithoutAClientANewSizeIsStoredAllTheSame) {
+    host.host->handler = nullptr;
+    instance->editorSizeChanged(1, 2, 300, 200);
+    EXPECT_EQ(instance->windowWidth, 300);
+    EXPECT_THAT(host.log.all(), IsEmpty());
+}
+
 TEST_F(PluginInstanceTest, AWindowsPlaceholdersAreScaleOneAndItsOwnId) {
     const FakePluginWindow window(11, host.log);
     EXPECT_EQ(window.getScaleFactor(), 1.0F);

@@ -172,6 +172,12 @@ TEST_F(Vst2HostCallback, AbilitiesAreCaseSensitiveAndWhole) {
     }
 }
 
+TEST_F(Vst2HostCallback, QuestionsWithoutAPlaceForTheAnswerAreHarmless) {
+    EXPECT_EQ(ask(audioMasterCanDo), 0);
+    EXPECT_EQ(ask(audioMasterGetVendorString), 1);
+    EXPECT_EQ(ask(audioMasterGetProductString), 1);
+}
+
 TEST_F(Vst2HostCallback, LatenciesAreThoseOfTheTransport) {
     makeAudio();
     context->transport->inputLatency = 111;

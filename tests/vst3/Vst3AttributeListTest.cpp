@@ -42,6 +42,13 @@ protected:
 
 } // namespace
 
+TEST_F(AttributeList, AListKnowsWhoseItIs) {
+    // A host that nobody asks anything.
+    auto* host = reinterpret_cast<Vst3Host*>(&list);
+    EXPECT_EQ(Steinberg::owned(new Vst3AttributeList(host))->getHost(), host);
+    EXPECT_EQ(list->getHost(), nullptr);
+}
+
 TEST_F(AttributeList, AnIntegerComesBack) {
     EXPECT_EQ(list->setInt("number", -largeNumber), kResultOk);
     Steinberg::int64 value = 0;
