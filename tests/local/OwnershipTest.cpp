@@ -208,7 +208,8 @@ TEST_F(OwnershipTest, AnInstanceThatDidNotComeUpHasNoAudioBlock) {
 TEST_F(OwnershipTest, AnInstanceThatIsRemovedBeforeItIsUpGetsItsAudioFromTheHostAlone) {
     int32_t id = 0;
     whileTheHostStands([&] {
-        id = proxy->createPluginInstance(EXAMPLE_PLUGIN_DIRECTORY "/echo.so", {}, {}, false, nullptr, nullptr);
+        id =
+            proxy->createPluginInstance(EXAMPLE_PLUGIN_DIRECTORY "/echo.so", {}, {}, false, nullptr, nullptr);
         proxy->removePluginInstance(id);
     });
     PluginInstance* instance = host->instances.find(id);

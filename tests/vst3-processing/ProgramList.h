@@ -6,7 +6,8 @@
 #include <pluginterfaces/vst/ivstunits.h>
 #include <string>
 
-/// What a plug-in says of its units and programs: one unit, with a list of programs, unless it is told otherwise.
+/// What a plug-in says of its units and programs: one unit, with a list of programs, unless it is told
+/// otherwise.
 class ProgramList : public OwnedByTest<Vst::IUnitInfo> {
 public:
     static constexpr Vst::ProgramListID listId = 44;

@@ -37,8 +37,7 @@ protected:
     template <class Instance = Vst3PluginInstance>
     void create() {
         loadPlugin();
-        instance =
-            new Instance(host.get(), plugin.get(), instanceId, RecordingFactory::componentText, false);
+        instance = new Instance(host.get(), plugin.get(), instanceId, RecordingFactory::componentText, false);
         instance->createComponents();
         instance->initialize();
         controller.changes.clear();

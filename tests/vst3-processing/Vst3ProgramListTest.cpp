@@ -1,5 +1,5 @@
-// Programs of an instance that knows the units of its plug-in. Instances aren't given them, so no client meets any of
-// this; if these fail, whoever gives them away has the plug-in play wrong programs.
+// Programs of an instance that knows the units of its plug-in. Instances aren't given them, so no client
+// meets any of this; if these fail, whoever gives them away has the plug-in play wrong programs.
 
 #include "vst3-processing/ProgramList.h"
 #include "vst3-processing/Vst3ProcessingTest.h"

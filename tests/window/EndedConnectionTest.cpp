@@ -1,5 +1,5 @@
-// Windows whose server, or whose place on it, has gone. If these fail, an editor that outlives its screen takes the
-// music with it.
+// Windows whose server, or whose place on it, has gone. If these fail, an editor that outlives its screen
+// takes the music with it.
 
 #include "core/CapturedOutput.h"
 #include "tests/plugin/TestHost.h"
