@@ -40,6 +40,20 @@ int32_t references(const Object& object) {
     return count;
 }
 
+/// Remembers by which proxy it was told of the last edit.
+class EditListener : public PluginHostNotificationListener {
+public:
+    void onUpdateParameter(const UpdateParameterNotification&) override {}
+    void onUpdateParameterDisplay(const UpdateParameterDisplayNotification&) override {}
+    void onUpdateAllParameters(const UpdateAllParametersNotification&) override {}
+    void onBeginOrEndEditParameter(const BeginOrEndEditParameterNotification& notification) override {
+        sender = notification.sender;
+    }
+    void onPluginWindowMoved(const PluginWindowMovedNotification&) override {}
+    void onPluginWindowClosed(const PluginWindowClosedNotification&) override {}
+    Object* sender = nullptr;
+};
+
 class OwnershipTest : public testing::Test {
 protected:
     OwnershipTest() { proxy->start(); }
@@ -150,19 +164,7 @@ TEST_F(OwnershipTest, AnAnswerThatIsNotAwaitedIsDropped) {
 }
 
 TEST_F(OwnershipTest, ANotificationSaysWhichProxyItCameThrough) {
-    class Listener : public PluginHostNotificationListener {
-    public:
-        void onUpdateParameter(const UpdateParameterNotification&) override {}
-        void onUpdateParameterDisplay(const UpdateParameterDisplayNotification&) override {}
-        void onUpdateAllParameters(const UpdateAllParametersNotification&) override {}
-        void onBeginOrEndEditParameter(const BeginOrEndEditParameterNotification& notification) override {
-            sender = notification.sender;
-        }
-        void onPluginWindowMoved(const PluginWindowMovedNotification&) override {}
-        void onPluginWindowClosed(const PluginWindowClosedNotification&) override {}
-        Object* sender = nullptr;
-    };
-    const Ref<Listener> listener(new Listener);
+    const Ref<EditListener> listener(new EditListener);
     const int32_t id = proxy->createPluginInstance("/no such file", {}, {}, false, listener, nullptr);
     host->post(new FunctionAction([&] {
         PluginHostProxyHandler* handler = host->handler.get();
@@ -227,4 +229,16 @@ TEST_F(OwnershipTest, AnInstanceWithoutAListenerReportsToNobody) {
         EXPECT_EQ(edit->sender, handler) << "it was delivered";
     }));
     proxy->ping();
+}
+
+TEST_F(OwnershipTest, AHostThatHasEndedByItselfReportsNothingMore) {
+    const Ref<EditListener> listener(new EditListener);
+    const int32_t id = proxy->createPluginInstance("/no such file", {}, {}, false, listener, nullptr);
+    host->post(new FunctionAction([] { throw IOException("it broke"); }));
+    EXPECT_THROW(proxy->ping(), IOException);
+    // As a thread of a plug-in may do that goes on.
+    PluginHostProxyHandler* handler = host->handler.get();
+    const Ref<PluginHostNotification> edit(new BeginOrEndEditParameterNotification(id, handler, 3, true));
+    handler->sendNotification(*edit);
+    EXPECT_EQ(listener->sender, nullptr);
 }
