@@ -1,6 +1,7 @@
 #include "app/CommandLine.h"
 
 #include "app/FixedBlockPool.h"
+#include "app/PluginFormats.h"
 #include "app/PluginList.h"
 #include "app/PluginReport.h"
 #include "app/SelfTest.h"
@@ -106,7 +107,7 @@ int runCommandLine(int argumentCount, const char* const arguments[]) {
     const std::string_view action = arguments[1];
     // Any other count falls through, and ends as an unknown action. Deliberate.
     if (action == "host" && argumentCount == hostArgumentCount)
-        runHostProcess(arguments + 2);
+        runHostProcess(arguments + 2, addPluginFormats);
 
     // The last argument, whatever the action.
     String path;

@@ -1,5 +1,6 @@
 #include "app/PluginReport.h"
 
+#include "app/PluginFormats.h"
 #include "core/ReadableText.h"
 #include "host/PluginHost.h"
 #include "plugin/PluginApi.h"
@@ -93,6 +94,7 @@ ReportStatus printPluginMetaData(const String& path, OutputStream& stream) {
         // On the stack: retained by hand, so that nobody's last release can free it.
         PluginHost host(reportSampleRate, reportBlockSize);
         retain(&host);
+        addPluginFormats(host);
         return reportInstances(path, stream, host);
     } catch (const Exception& exception) {
         stream.printLine(concat("Exception Thrown:", exception.getMessage()));

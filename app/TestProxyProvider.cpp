@@ -1,5 +1,6 @@
 #include "app/TestProxyProvider.h"
 
+#include "app/PluginFormats.h"
 #include "app/TestRemotePluginHostProxyManager.h"
 #include "client/RemotePluginHostProxy.h"
 #include "host/PluginHost.h"
@@ -59,6 +60,7 @@ LocalTestProxyProvider::~LocalTestProxyProvider() = default;
 Ref<PluginHostProxy> LocalTestProxyProvider::createProxy() {
     const Ref<PluginHost> host(
         new PluginHost(RemotePluginHostProxy::defaultSampleRate, RemotePluginHostProxy::defaultBlockSize));
+    addPluginFormats(*host);
     const Ref<LocalPluginHostProxy> proxy(new LocalPluginHostProxy(host));
     proxy->start();
     return proxy;

@@ -7,7 +7,7 @@
 #include <csignal>
 #include <unistd.h>
 
-void runHostProcess(const char* const arguments[4]) {
+void runHostProcess(const char* const arguments[4], void (*addFormats)(PluginHost&)) {
     using base::core::parseInt;
     const int32_t sampleRate = parseInt(arguments[0]);
     const int32_t blockSize = parseInt(arguments[1]);
@@ -20,6 +20,7 @@ void runHostProcess(const char* const arguments[4]) {
     // Host and handler hold each other for the life of the process: other threads are still in them while it
     // exits.
     Ref<PluginHost> host(new PluginHost(sampleRate, blockSize));
+    addFormats(*host);
     const Ref<RemotePluginHostProxyHandler> handler(new RemotePluginHostProxyHandler(host, hostId));
     host->handler = handler;
     handler->openPipes();

@@ -3,19 +3,13 @@
 #include "host/PluginHostRunThread.h"
 #include "plugin/PluginApi.h"
 #include "plugin/PluginException.h"
-#include "vst2/Vst2PluginApi.h"
-#include "vst3/Vst3PluginApi.h"
-#include "window/XDisplayThread.h"
+#include "plugin/PluginWindow.h"
 
-#include <algorithm>
-#include <atomic>
 #include <sys/time.h>
 
 namespace {
 
 constexpr double idleInterval = 0.04; // seconds
-
-std::atomic<PluginHost*> currentHost{nullptr};
 
 uint64_t wallClockMilliseconds() {
     timeval now{};
@@ -26,22 +20,13 @@ uint64_t wallClockMilliseconds() {
 } // namespace
 
 PluginHost::PluginHost(int32_t sampleRate, int32_t blockSize)
-    : sampleRate(sampleRate), blockSize(std::max(blockSize, 0)), mainThread(pthread_self()) {
-    currentHost.store(this, std::memory_order_release);
-}
+    : PluginHostContext(sampleRate, blockSize), windows(this), mainThread(pthread_self()) {}
 
 PluginHost::~PluginHost() {
-    closeWindows();
-    // Still there after a main loop that threw.
-    if (displayThread)
-        joinDisplayThread();
+    windows.closeAll();
+    // Still at work after a main loop that threw.
+    windows.stopListening();
     dropInstances();
-    PluginHost* self = this;
-    currentHost.compare_exchange_strong(self, nullptr);
-}
-
-PluginHost* PluginHost::getCurrent() {
-    return currentHost.load(std::memory_order_acquire);
 }
 
 void PluginHost::startRunThread() {
@@ -62,8 +47,7 @@ bool PluginHost::prepareForDeletion() {
 }
 
 void PluginHost::run() {
-    displayThread = std::make_unique<XDisplayThread>(this);
-    displayThread->start();
+    windows.startListening();
     while (!stopRequested) {
         // Unsigned: a clock that was set back gives a huge interval, and so an idle round at once.
         const double sinceIdle = static_cast<double>(wallClockMilliseconds() - lastIdleTime) * 0.001;
@@ -78,7 +62,7 @@ void PluginHost::run() {
         }
         runIdleRound();
     }
-    joinDisplayThread();
+    windows.stopListening();
 }
 
 void PluginHost::post(const Ref<PluginHostAction>& action) {
@@ -87,11 +71,12 @@ void PluginHost::post(const Ref<PluginHostAction>& action) {
     actionsAvailable.broadcast();
 }
 
-void PluginHost::runOnMainThread(const Ref<PluginHostAction>& action) {
-    if (isMainThread())
-        action->run();
-    else
-        post(action);
+void PluginHost::stop() {
+    stopRequested = true;
+}
+
+void PluginHost::addFormat(PluginApi& format) {
+    formats.push_back(&format);
 }
 
 Ref<Plugin> PluginHost::getPlugin(const String& path) {
@@ -99,14 +84,13 @@ Ref<Plugin> PluginHost::getPlugin(const String& path) {
         if (plugin->getPath() == path)
             return plugin;
     }
-    // The end of the path decides, without a dot and case-sensitively; the content plays no part. Deliberate:
-    // clients choose the format by the name.
-    PluginApi* api = String::endsWith(path, "vst3") ? static_cast<PluginApi*>(&Vst3PluginApi::instance)
-                                                    : static_cast<PluginApi*>(&Vst2PluginApi::instance);
-    Ref<Plugin> plugin = api->createPlugin(this, path);
-    if (plugin)
-        plugins.push_back(plugin);
-    return plugin;
+    for (PluginApi* format : formats) {
+        if (format->loads(path)) {
+            plugins.emplace_back(format->createPlugin(this, path));
+            return plugins.back();
+        }
+    }
+    return nullptr;
 }
 
 Ref<PluginInstance> PluginHost::createPluginInstance(int32_t instanceId, const String& path,
@@ -120,6 +104,14 @@ Ref<PluginInstance> PluginHost::createPluginInstance(int32_t instanceId, const S
     instance->initialize();
     instances.insert(instanceId, instance);
     return instance;
+}
+
+std::unique_ptr<PluginWindow> PluginHost::createWindow(PluginInstance& instance, uint32_t parentWindow) {
+    return windows.create(instance, parentWindow);
+}
+
+void PluginHost::settleWindow(uint32_t windowId, uint32_t serial) {
+    windows.display.sendSettledEvent(windowId, serial);
 }
 
 bool PluginHost::waitForAction(double secondsLeft) {
@@ -144,27 +136,9 @@ void PluginHost::runIdleRound() {
     instances.forEach([](PluginInstance& instance) { instance.idle(); });
 }
 
-void PluginHost::joinDisplayThread() {
-    display.sendShutdownEvent();
-    displayThread->join();
-    // The thread has disconnected; after a broken connection calls on it are harmless.
-    if (displayThread->hasDisconnected())
-        display.connection = nullptr;
-    displayThread = nullptr;
-}
-
 void PluginHost::dropInstances() {
     instances.clear();
     // Actions hold instances, and a plug-in that ends may post another.
     while (const Ref<PluginHostAction> action = takeAction()) {
-    }
-}
-
-void PluginHost::closeWindows() {
-    // A closed window takes its entry out of the map.
-    while (!windows.empty()) {
-        const auto [windowId, instance] = *windows.begin();
-        instance->closeEditor();
-        windows.erase(windowId);
     }
 }

@@ -1,22 +1,19 @@
 #pragma once
 
 #include "core/Mutex.h"
-#include "host/InstanceTable.h"
 #include "plugin/CoreNames.h"
 #include "plugin/Plugin.h"
-#include "plugin/PluginHostAction.h"
-#include "plugin/PluginHostProxyHandler.h"
-#include "window/XConnection.h"
+#include "plugin/PluginHostContext.h"
+#include "window/PluginWindows.h"
 
 #include <cstdint>
 #include <list>
 #include <memory>
 #include <pthread.h>
-#include <unordered_map>
 #include <vector>
 
+class PluginApi;
 class PluginHostRunThread;
-class XDisplayThread;
 
 /// The centre of a host process: owns the plug-ins, their instances, the X connection and the queue of
 /// actions that the main thread works off. All that isn't real-time passes through that queue, so a plug-in
@@ -24,51 +21,41 @@ class XDisplayThread;
 ///
 /// The thread that constructs it is its main thread. In the `host` action it is never destroyed: `exit` runs
 /// while other threads still wait for it.
-class PluginHost : public Object {
+class PluginHost : public PluginHostContext {
 public:
     /// `sampleRate` in Hz, `blockSize` in frames, a negative one counting as 0; both hold for the host's
-    /// life. Without an X server the process exits: see `XConnection`.
+    /// life. Knows no format yet. Without an X server the process exits: see `XConnection`.
     PluginHost(int32_t sampleRate, int32_t blockSize);
     ~PluginHost() override;
 
-    /// The most recently made host, null if it is gone. Any thread.
-    static PluginHost* getCurrent();
-
     /// Runs the main loop on a thread of its own; `isMainThread` stays what it was.
     virtual void startRunThread();
-    virtual bool isMainThread() const;
+    bool isMainThread() const override;
     /// Joins the run thread, which must have been told to stop.
     bool prepareForDeletion() override;
 
     /// The main loop: one action after the other, and every 40 ms `idle` of each instance. Returns once
     /// `stopRequested` is set. Catches nothing.
     void run();
-    /// Appends to the queue. Any thread; allocates.
-    void post(const Ref<PluginHostAction>& action);
-    /// Runs the action at once on the main thread, and posts it on any other.
-    void runOnMainThread(const Ref<PluginHostAction>& action);
+    void post(const Ref<PluginHostAction>& action) override;
+    void stop() override;
 
-    /// The plug-in of a file, loaded the first time that its path is asked for. A path that ends in "vst3" is
-    /// a VST 3 plug-in, any other a VST 2 plug-in. Throws `PluginException`. Main thread.
+    /// Has the host load what a format takes, unless one that was added before takes it. `format` outlives the
+    /// host. Before the first plug-in is loaded.
+    void addFormat(PluginApi& format);
+    /// The plug-in of a file, loaded the first time that its path is asked for, by the first format that takes
+    /// the path; null if none does. Throws `PluginException`. Main thread.
     Ref<Plugin> getPlugin(const String& path);
-    /// Brings up an instance and enters it into `instances`. An id that is in use keeps its instance, and the
-    /// new one belongs to the caller alone. Throws `PluginException` and what the format throws. Main thread.
     Ref<PluginInstance> createPluginInstance(int32_t instanceId, const String& path, const String& identifier,
-                                             bool dpiAware);
+                                             bool dpiAware) override;
+    std::unique_ptr<PluginWindow> createWindow(PluginInstance& instance, uint32_t parentWindow) override;
+    void settleWindow(uint32_t windowId, uint32_t serial) override;
 
-    XConnection display;
-    /// Set by whoever makes the host; null for a report.
-    Ref<PluginHostProxyHandler> handler;
+    PluginWindows windows;
     /// In order of loading; only grows.
     std::vector<Ref<Plugin>> plugins;
-    InstanceTable instances;
-    const int32_t sampleRate;
-    const int32_t blockSize;
     /// Ends `run`. Set by any thread.
     Relaxed<bool> stopRequested = false;
-    base::core::Mutex windowsLock;
-    /// The open editor windows, by X window id.
-    std::unordered_map<uint32_t, Ref<PluginInstance>> windows;
 
 private:
     using Milliseconds = uint64_t;
@@ -77,13 +64,11 @@ private:
     bool waitForAction(double secondsLeft);
     Ref<PluginHostAction> takeAction();
     void runIdleRound();
-    void joinDisplayThread();
-    void closeWindows();
     /// While queue and lock still stand: plug-ins call back as they end.
     void dropInstances();
 
     Ref<PluginHostRunThread> runThread;
-    std::unique_ptr<XDisplayThread> displayThread;
+    std::vector<PluginApi*> formats;
     base::core::Condition actionsAvailable;
     /// Guards `actions`; no other lock is taken while it is held.
     base::core::Mutex actionsLock;

@@ -3,7 +3,7 @@
 #include "core/CloseQuietly.h"
 #include "core/Log.h"
 #include "host/FlushDenormals.h"
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 #include "plugin/Channels.h"
 #include "plugin/PluginInstance.h"
 
@@ -17,7 +17,7 @@ constexpr uint32_t stopRequested = 2;
 
 } // namespace
 
-RemoteAudioThread::RemoteAudioThread(PluginHost* host, int32_t hostId, int32_t index)
+RemoteAudioThread::RemoteAudioThread(PluginHostContext* host, int32_t hostId, int32_t index)
     : Thread("RemoteAudioThread"), host(host), hostId(hostId), index(index) {
     priority = realtimePriority;
 }

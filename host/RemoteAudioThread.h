@@ -8,7 +8,7 @@
 #include <atomic>
 #include <cstdint>
 
-class PluginHost;
+class PluginHostContext;
 class PluginInstance;
 
 /// The real-time side of the host: carries out the commands of one worker's pipe. The client decides which
@@ -17,7 +17,7 @@ class PluginInstance;
 class RemoteAudioThread : public base::core::Thread {
 public:
     /// `index` is the worker's number, from 0.
-    RemoteAudioThread(PluginHost* host, int32_t hostId, int32_t index);
+    RemoteAudioThread(PluginHostContext* host, int32_t hostId, int32_t index);
     ~RemoteAudioThread() override;
 
     /// Asks the thread to end, wakes it and joins it. A thread whose pipe never opened is left alone: nothing
@@ -37,7 +37,7 @@ private:
     PluginInstance* readInstance();
     void closeStreams();
 
-    PluginHost* host;
+    PluginHostContext* host;
     int32_t hostId;
     int32_t index;
     Ref<base::core::NamedPipe> pipe;

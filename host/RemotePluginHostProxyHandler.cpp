@@ -1,6 +1,6 @@
 #include "host/RemotePluginHostProxyHandler.h"
 
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 #include "host/RemotePluginAudioContext.h"
 #include "plugin/Channels.h"
 #include "plugin/PluginHostNotification.h"
@@ -19,7 +19,7 @@ constexpr int32_t notificationMark = 0;
 
 } // namespace
 
-RemotePluginHostProxyHandler::RemotePluginHostProxyHandler(const Ref<PluginHost>& host, int32_t hostId)
+RemotePluginHostProxyHandler::RemotePluginHostProxyHandler(const Ref<PluginHostContext>& host, int32_t hostId)
     : PluginHostProxyHandler(host), hostId(hostId) {}
 
 RemotePluginHostProxyHandler::~RemotePluginHostProxyHandler() = default;
@@ -70,7 +70,7 @@ void RemotePluginHostProxyHandler::sendNotification(PluginHostNotification& noti
 }
 
 void RemotePluginHostProxyHandler::shutdown() {
-    host->stopRequested = true;
+    host->stop();
     thread->shutDown();
     asyncStream->close();
     replyStream->close();

@@ -14,7 +14,7 @@
 /// lock; a window report may be sent on the plug-in's thread.
 class RemotePluginHostProxyHandler : public PluginHostProxyHandler {
 public:
-    RemotePluginHostProxyHandler(const Ref<PluginHost>& host, int32_t hostId);
+    RemotePluginHostProxyHandler(const Ref<PluginHostContext>& host, int32_t hostId);
     ~RemotePluginHostProxyHandler() override;
 
     /// Opens the main and the asynchronous pipe, which waits for the client. Throws `IOException`.

@@ -1,12 +1,12 @@
 #include "host/RemotePluginHostProxyHandlerThread.h"
 
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 #include "host/RemotePluginHostProxyHandler.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostRequests.h"
 
 RemotePluginHostProxyHandlerThread::RemotePluginHostProxyHandlerThread(RemotePluginHostProxyHandler* handler,
-                                                                       PluginHost* host,
+                                                                       PluginHostContext* host,
                                                                        const Ref<InputStream>& input)
     : Thread("RemotePluginHostProxyHandler"), handler(handler), host(host), input(input) {}
 

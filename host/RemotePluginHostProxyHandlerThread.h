@@ -3,7 +3,7 @@
 #include "core/Thread.h"
 #include "plugin/CoreNames.h"
 
-class PluginHost;
+class PluginHostContext;
 class RemotePluginHostProxyHandler;
 
 /// Reads the requests of the main pipe and posts them to the host; nothing else. The loss of the pipe, or a
@@ -11,7 +11,7 @@ class RemotePluginHostProxyHandler;
 /// `shutDown`.
 class RemotePluginHostProxyHandlerThread : public base::core::Thread {
 public:
-    RemotePluginHostProxyHandlerThread(RemotePluginHostProxyHandler* handler, PluginHost* host,
+    RemotePluginHostProxyHandlerThread(RemotePluginHostProxyHandler* handler, PluginHostContext* host,
                                        const Ref<InputStream>& input);
     ~RemotePluginHostProxyHandlerThread() override;
 
@@ -23,7 +23,7 @@ protected:
 
 private:
     RemotePluginHostProxyHandler* handler;
-    PluginHost* host;
+    PluginHostContext* host;
     Ref<InputStream> input;
     Relaxed<bool> stopRequested = false;
 };

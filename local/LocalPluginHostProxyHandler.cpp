@@ -2,7 +2,7 @@
 
 #include "client/CallReceiver.h"
 #include "client/RemotePluginInstance.h"
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 #include "local/LocalPluginAudioContext.h"
 #include "local/LocalPluginHostProxy.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
@@ -10,7 +10,7 @@
 #include "plugin/PluginHostReply.h"
 #include "plugin/PluginHostRequest.h"
 
-LocalPluginHostProxyHandler::LocalPluginHostProxyHandler(const Ref<PluginHost>& host,
+LocalPluginHostProxyHandler::LocalPluginHostProxyHandler(const Ref<PluginHostContext>& host,
                                                          LocalPluginHostProxy* proxy)
     : PluginHostProxyHandler(host), proxy(proxy) {}
 
@@ -48,7 +48,7 @@ void LocalPluginHostProxyHandler::sendNotification(PluginHostNotification& notif
 }
 
 void LocalPluginHostProxyHandler::shutdown() {
-    host->stopRequested = true;
+    host->stop();
 }
 
 void LocalPluginHostProxyHandler::setUpAudio(PluginInstance& instance) {

@@ -9,7 +9,7 @@ class LocalPluginHostProxy;
 class LocalPluginHostProxyHandler : public PluginHostProxyHandler {
 public:
     /// `proxy` is borrowed, and outlives the host's main loop.
-    LocalPluginHostProxyHandler(const Ref<PluginHost>& host, LocalPluginHostProxy* proxy);
+    LocalPluginHostProxyHandler(const Ref<PluginHostContext>& host, LocalPluginHostProxy* proxy);
     ~LocalPluginHostProxyHandler() override;
 
     /// Runs the oldest request of the queue. Main loop.

@@ -1,10 +1,9 @@
 // The part of `Vst2PluginInstance` that opens and closes the editor. The format gives the plug-in the id of a
 // window, and the plug-in makes its own in it.
 
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostNotifications.h"
 #include "vst2/Vst2PluginInstance.h"
-#include "window/XcbPluginWindow.h"
 
 #include <memory>
 
@@ -36,11 +35,8 @@ Vst2PluginInstance::openEditor(uint32_t parentWindow, bool resizable, const Stri
         return;
     beginWindowChange();
     adoptEditorSize();
-    auto made = std::make_unique<XcbPluginWindow>(host, this, parentWindow);
-    if (!made->create())
-        made = nullptr;
     delete window.get();
-    window = made.release();
+    window = host->createWindow(*this, parentWindow).release();
     PluginWindow* open = window;
     // Unguarded, deliberately: a host that can't make its windows ends here.
     const float scale = open->getScaleFactor();

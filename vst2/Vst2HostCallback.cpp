@@ -1,6 +1,6 @@
 #include "vst2/Vst2HostCallback.h"
 
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 #include "vst2/EffectCall.h"
 #include "vst2/Vst2Plugin.h"
 #include "vst2/Vst2PluginInstance.h"
@@ -50,7 +50,7 @@ readLinkUnguarded(AEffect* effect) {
 
 /// What doesn't depend on the effect.
 VstIntPtr answerForAnyEffect(VstInt32 opcode, void* ptr) {
-    const PluginHost* host = PluginHost::getCurrent();
+    const PluginHostContext* host = PluginHostContext::getCurrent();
     switch (opcode) {
     case audioMasterVersion:
         return vstVersion;

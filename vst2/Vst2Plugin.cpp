@@ -20,7 +20,7 @@ VstIntPtr dispatch(AEffect* effect, VstInt32 opcode, void* ptr = nullptr) {
 
 } // namespace
 
-Vst2Plugin::Vst2Plugin(PluginHost* host, const String& path) : Plugin(path), host(host) {}
+Vst2Plugin::Vst2Plugin(PluginHostContext* host, const String& path) : Plugin(path), host(host) {}
 
 Vst2Plugin::~Vst2Plugin() {
     base::core::leaveAllocated(pendingEffect);

@@ -3,7 +3,7 @@
 #include "plugin/Plugin.h"
 #include "vst2/Vst24.h"
 
-class PluginHost;
+class PluginHostContext;
 
 /// One loaded VST 2 file: an entry point, each call of which makes an effect. A shell file makes different
 /// effects by what the host answers to `audioMasterCurrentId` meanwhile, which is a value of the whole
@@ -11,7 +11,7 @@ class PluginHost;
 /// object.
 class Vst2Plugin : public Plugin {
 public:
-    Vst2Plugin(PluginHost* host, const String& path);
+    Vst2Plugin(PluginHostContext* host, const String& path);
     ~Vst2Plugin() override;
 
     /// Opens the file and finds its entry point, "VSTPluginMain" or else "main". Once. Throws
@@ -35,7 +35,7 @@ private:
 
     void* moduleHandle = nullptr;
     VstPluginMain mainFunction = nullptr;
-    PluginHost* host;
+    PluginHostContext* host;
     /// Made by `getPluginIds` for the next `createInstance`.
     AEffect* pendingEffect = nullptr;
 };

@@ -10,7 +10,11 @@ String Vst2PluginApi::getName() const {
     return "VST 2.4";
 }
 
-Plugin* Vst2PluginApi::createPlugin(PluginHost* host, const String& path) {
+bool Vst2PluginApi::loads(const String&) const {
+    return true;
+}
+
+Plugin* Vst2PluginApi::createPlugin(PluginHostContext* host, const String& path) {
     auto plugin = std::make_unique<Vst2Plugin>(host, path);
     plugin->load();
     return plugin.release();

@@ -9,5 +9,7 @@ public:
 
     /// "VST 2.4".
     String getName() const override;
-    Plugin* createPlugin(PluginHost* host, const String& path) override;
+    /// All that no other format takes.
+    bool loads(const String& path) const override;
+    Plugin* createPlugin(PluginHostContext* host, const String& path) override;
 };

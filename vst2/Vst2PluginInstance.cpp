@@ -1,7 +1,7 @@
 #include "vst2/Vst2PluginInstance.h"
 
 #include "core/Log.h"
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostNotifications.h"
 #include "vst2/Vst2PluginApi.h"
 
@@ -40,7 +40,7 @@ const char closedMark = 0;
 
 const VstIntPtr Vst2PluginInstance::closedLink = reinterpret_cast<VstIntPtr>(&closedMark);
 
-Vst2PluginInstance::Vst2PluginInstance(PluginHost* host, int32_t instanceId, bool dpiAware,
+Vst2PluginInstance::Vst2PluginInstance(PluginHostContext* host, int32_t instanceId, bool dpiAware,
                                        Vst2Plugin* plugin, int32_t shellPluginId)
     : PluginInstance(host, instanceId, dpiAware), plugin(plugin), shellPluginId(shellPluginId) {}
 

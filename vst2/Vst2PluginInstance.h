@@ -15,7 +15,7 @@ class Vst2Plugin;
 /// are one call of the effect's dispatcher. See `PluginInstance` for the threads.
 class Vst2PluginInstance : public PluginInstance {
 public:
-    Vst2PluginInstance(PluginHost* host, int32_t instanceId, bool dpiAware, Vst2Plugin* plugin,
+    Vst2PluginInstance(PluginHostContext* host, int32_t instanceId, bool dpiAware, Vst2Plugin* plugin,
                        int32_t shellPluginId);
     /// Closes an effect that was initialised and never terminated.
     ~Vst2PluginInstance() override;

@@ -4,7 +4,7 @@
 #include "vst2/Vst2PluginInstance.h"
 
 #include "core/Log.h"
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,11 +1,10 @@
 // The part of `Vst3PluginInstance` that opens and closes the editor: a view of the plug-in's, attached to a
 // window of the host.
 
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 #include "vst3/Vst3PluginInstance.h"
 #include "vst3/Vst3Result.h"
-#include "window/PluginWindowActions.h"
-#include "window/XcbPluginWindow.h"
+#include "plugin/PluginWindowActions.h"
 
 #include <algorithm>
 #include <limits>
@@ -118,10 +117,9 @@ void Vst3PluginInstance::openGUI(uint32_t parentWindow, bool resizable, const St
     } else {
         adoptViewSize(editor);
     }
-    auto made = std::make_unique<XcbPluginWindow>(PluginInstance::host, this, parentWindow);
-    if (!made->create())
+    PluginWindow* open = PluginInstance::host->createWindow(*this, parentWindow).release();
+    if (open == nullptr)
         return;
-    PluginWindow* open = made.release();
     window = open;
     const ViewSize former{windowWidth, windowHeight};
     // What it answers is nobody's concern: a window of the plug-in's is what counts.

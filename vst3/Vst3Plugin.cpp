@@ -19,7 +19,7 @@ using FactoryFunction = Steinberg::IPluginFactory* (*)();
 
 } // namespace
 
-Vst3Plugin::Vst3Plugin(PluginHost* host, const String& path) : Plugin(path), host(host) {}
+Vst3Plugin::Vst3Plugin(PluginHostContext* host, const String& path) : Plugin(path), host(host) {}
 
 Vst3Plugin::~Vst3Plugin() = default;
 

@@ -7,14 +7,14 @@
 #include <pluginterfaces/base/ipluginbase.h>
 #include <vector>
 
-class PluginHost;
+class PluginHostContext;
 
 /// One loaded VST 3 module: its class factory and the audio classes that the factory offers. A class is named
 /// by its identifier text, see `classIdText`. The module is never closed and its exit never announced, since
 /// instances outlive this object.
 class Vst3Plugin : public Plugin {
 public:
-    Vst3Plugin(PluginHost* host, const String& path);
+    Vst3Plugin(PluginHostContext* host, const String& path);
     ~Vst3Plugin() override;
 
     /// Turns a bundle's path into that of the library in it, opens the library and reads its classes. Once.
@@ -51,5 +51,5 @@ private:
     /// Asked for, never used and never released.
     Steinberg::IPluginFactory3* factory3 = nullptr;
     void* moduleHandle = nullptr;
-    PluginHost* host;
+    PluginHostContext* host;
 };

@@ -10,7 +10,11 @@ String Vst3PluginApi::getName() const {
     return "VST 3";
 }
 
-Plugin* Vst3PluginApi::createPlugin(PluginHost* host, const String& path) {
+bool Vst3PluginApi::loads(const String& path) const {
+    return String::endsWith(path, "vst3");
+}
+
+Plugin* Vst3PluginApi::createPlugin(PluginHostContext* host, const String& path) {
     auto plugin = std::make_unique<Vst3Plugin>(host, path);
     plugin->load();
     return plugin.release();

@@ -1,7 +1,7 @@
 #include "vst3/Vst3PluginInstance.h"
 
 #include "core/Log.h"
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 #include "vst3/Vst3Plugin.h"
 #include "vst3/Vst3PluginApi.h"
 #include "vst3/Vst3Result.h"
@@ -42,7 +42,7 @@ IPtr<Interface> createObject(Steinberg::IPluginFactory& factory, const char* cla
 
 } // namespace
 
-Vst3PluginInstance::Vst3PluginInstance(PluginHost* host, Vst3Plugin* plugin, int32_t instanceId,
+Vst3PluginInstance::Vst3PluginInstance(PluginHostContext* host, Vst3Plugin* plugin, int32_t instanceId,
                                        const String& identifier, bool dpiAware)
     : PluginInstance(host, instanceId, dpiAware), plugin(plugin), host(new Vst3Host(this)),
       classId(parseClassId(identifier)) {}

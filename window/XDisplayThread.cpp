@@ -1,14 +1,16 @@
 #include "window/XDisplayThread.h"
 
 #include "core/Log.h"
-#include "host/PluginHost.h"
-#include "window/PluginWindowActions.h"
+#include "plugin/PluginHostContext.h"
+#include "plugin/PluginWindowActions.h"
+#include "window/XConnection.h"
 
 #include <cstdlib>
 #include <memory>
 #include <xcb/xcb.h>
 
-XDisplayThread::XDisplayThread(PluginHost* host) : Thread("XDisplayThread"), host(host) {}
+XDisplayThread::XDisplayThread(PluginHostContext* host, const XConnection& display)
+    : Thread("XDisplayThread"), host(host), display(display) {}
 
 XDisplayThread::~XDisplayThread() {
     join();
@@ -17,7 +19,7 @@ XDisplayThread::~XDisplayThread() {
 void XDisplayThread::run() {
     // An event that another client sent has the top bit set, and counts as its plain type.
     constexpr uint8_t typeMask = 0x7f;
-    xcb_connection_t* connection = host->display.connection;
+    xcb_connection_t* connection = display.connection;
     while (!stopRequested) {
         xcb_flush(connection);
         const std::unique_ptr<xcb_generic_event_t, void (*)(void*)> event(xcb_wait_for_event(connection),
@@ -45,7 +47,6 @@ void XDisplayThread::run() {
 }
 
 void XDisplayThread::handleClientMessage(const xcb_client_message_event_t& message) {
-    const XConnection& display = host->display;
     if (message.type == display.atomShutdownEvent) {
         stopRequested = true;
     } else if (message.type == display.atomSettledEvent) {
@@ -63,6 +64,6 @@ void XDisplayThread::answerPing(const xcb_client_message_event_t& ping) {
     // this program meets select the one or the other.
     constexpr uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_client_message_event_t answer = ping;
-    answer.window = host->display.screen->root;
-    xcb_send_event(host->display.connection, 0, answer.window, mask, reinterpret_cast<const char*>(&answer));
+    answer.window = display.screen->root;
+    xcb_send_event(display.connection, 0, answer.window, mask, reinterpret_cast<const char*>(&answer));
 }

@@ -4,16 +4,18 @@
 
 #include <cstdint>
 
-class PluginHost;
+class PluginHostContext;
+class XConnection;
 struct xcb_client_message_event_t;
 
 /// Reads the events of the host's X connection and turns them into actions on the host's queue; touches no
 /// plug-in and no window. Pings of the window manager are answered here, so that a window stays alive for it
-/// while a plug-in keeps the main thread. Started and joined by the host's main loop; ends by the message of
+/// while a plug-in keeps the main thread. Started and joined by `PluginWindows`; ends by the message of
 /// `XConnection::sendShutdownEvent`, or when the server goes away.
 class XDisplayThread : public base::core::Thread {
 public:
-    explicit XDisplayThread(PluginHost* host);
+    /// Both are borrowed.
+    XDisplayThread(PluginHostContext* host, const XConnection& display);
     ~XDisplayThread() override;
 
     /// Whether the thread ended by the message and has disconnected. After `join`.
@@ -26,7 +28,8 @@ private:
     void handleClientMessage(const xcb_client_message_event_t& message);
     void answerPing(const xcb_client_message_event_t& ping);
 
-    PluginHost* host;
+    PluginHostContext* host;
+    const XConnection& display;
     bool stopRequested = false;
     bool disconnected = false;
 };

@@ -1,9 +1,10 @@
 #include "window/XcbPluginWindow.h"
 
 #include "core/Log.h"
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginInstance.h"
+#include "window/PluginWindows.h"
 #include "window/WindowPlacement.h"
 
 #include <algorithm>
@@ -12,8 +13,6 @@
 #include <unistd.h>
 #include <xcb/xcb.h>
 #include <xcb/xcb_icccm.h>
-
-using base::core::ScopedLock;
 
 namespace {
 
@@ -71,20 +70,13 @@ void configurePlace(xcb_connection_t* connection, uint32_t window, ScreenPoint p
 
 } // namespace
 
-XcbPluginWindow::XcbPluginWindow(PluginHost* host, PluginInstance* instance, uint32_t parentWindow)
-    : host(host), instance(instance), parentWindow(parentWindow) {}
+XcbPluginWindow::XcbPluginWindow(PluginWindows& windows, PluginInstance* instance, uint32_t parentWindow)
+    : windows(windows), instance(instance), parentWindow(parentWindow) {}
 
 XcbPluginWindow::~XcbPluginWindow() {
     // The last reference to the instance may be this one.
-    Ref<PluginInstance> lastReference;
-    {
-        const ScopedLock lock(host->windowsLock);
-        if (const auto entry = host->windows.find(windowId); entry != host->windows.end()) {
-            lastReference = entry->second;
-            host->windows.erase(entry);
-        }
-    }
-    if (xcb_connection_t* connection = host->display.connection) {
+    const Ref<PluginInstance> lastReference = windows.remove(windowId);
+    if (xcb_connection_t* connection = windows.display.connection) {
         xcb_unmap_window(connection, windowId);
         xcb_destroy_window(connection, windowId);
         xcb_flush(connection);
@@ -93,7 +85,7 @@ XcbPluginWindow::~XcbPluginWindow() {
 }
 
 void XcbPluginWindow::tellClient() const noexcept try {
-    if (PluginHostProxyHandler* handler = host->handler.get()) {
+    if (PluginHostProxyHandler* handler = windows.host->handler.get()) {
         const Ref<PluginHostNotification> notification(
             new PluginWindowClosedNotification(instance->instanceId, handler));
         handler->sendNotification(*notification);
@@ -105,18 +97,18 @@ void XcbPluginWindow::tellClient() const noexcept try {
 }
 
 bool XcbPluginWindow::create() {
-    xcb_connection_t* connection = host->display.connection;
+    xcb_connection_t* connection = windows.display.connection;
     if (connection == nullptr)
         return false;
-    const xcb_screen_t& screen = *host->display.screen;
+    const xcb_screen_t& screen = *windows.display.screen;
     windowId = xcb_generate_id(connection);
     const uint32_t values[] = {screen.black_pixel,
                                XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE};
     const xcb_void_cookie_t made = xcb_create_window_checked(
         connection, XCB_COPY_FROM_PARENT, windowId, screen.root, 0, 0, firstWidth, firstHeight, 0,
         XCB_WINDOW_CLASS_INPUT_OUTPUT, screen.root_visual, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
-    xcb_atom_t protocols[] = {host->display.atomDeleteWindow, host->display.atomNetWmPing};
-    xcb_icccm_set_wm_protocols(connection, windowId, host->display.atomProtocols, 2, protocols);
+    xcb_atom_t protocols[] = {windows.display.atomDeleteWindow, windows.display.atomNetWmPing};
+    xcb_icccm_set_wm_protocols(connection, windowId, windows.display.atomProtocols, 2, protocols);
     if (parentWindow != noWindow)
         xcb_icccm_set_wm_transient_for(connection, windowId, parentWindow);
     if (const Reply<xcb_generic_error_t> error{xcb_request_check(connection, made)}; error != nullptr) {
@@ -124,39 +116,38 @@ bool XcbPluginWindow::create() {
         return false;
     }
     xcb_flush(connection);
-    const ScopedLock lock(host->windowsLock);
-    host->windows.try_emplace(windowId, instance);
+    windows.add(windowId, instance);
     return true;
 }
 
 void XcbPluginWindow::setResizable() {}
 
 void XcbPluginWindow::hide() {
-    if (xcb_connection_t* connection = host->display.connection) {
+    if (xcb_connection_t* connection = windows.display.connection) {
         xcb_unmap_window(connection, windowId);
         xcb_flush(connection);
     }
 }
 
 void XcbPluginWindow::show() {
-    if (xcb_connection_t* connection = host->display.connection) {
+    if (xcb_connection_t* connection = windows.display.connection) {
         xcb_map_window(connection, windowId);
         xcb_flush(connection);
     }
 }
 
 void XcbPluginWindow::setTitle(const String& title) {
-    xcb_connection_t* connection = host->display.connection;
+    xcb_connection_t* connection = windows.display.connection;
     if (connection == nullptr)
         return;
     const std::string text = title.toStdString();
-    xcb_icccm_set_wm_name(connection, windowId, host->display.atomUtf8String, 8,
+    xcb_icccm_set_wm_name(connection, windowId, windows.display.atomUtf8String, 8,
                           static_cast<uint32_t>(text.size()), text.data());
     xcb_flush(connection);
 }
 
 void XcbPluginWindow::resize(uint32_t width, uint32_t height) {
-    xcb_connection_t* connection = host->display.connection;
+    xcb_connection_t* connection = windows.display.connection;
     if (connection == nullptr)
         return;
     const uint32_t values[] = {lengthForServer(width), lengthForServer(height)};
@@ -174,7 +165,7 @@ void XcbPluginWindow::resize(uint32_t width, uint32_t height) {
 }
 
 void XcbPluginWindow::move(int32_t x, int32_t y) {
-    xcb_connection_t* connection = host->display.connection;
+    xcb_connection_t* connection = windows.display.connection;
     if (connection == nullptr)
         return;
     const ScreenPoint place = findPlace(connection, windowId, x, y);
@@ -187,7 +178,7 @@ void XcbPluginWindow::move(int32_t x, int32_t y) {
 }
 
 bool XcbPluginWindow::waitForPluginWindow() {
-    xcb_connection_t* connection = host->display.connection;
+    xcb_connection_t* connection = windows.display.connection;
     for (int round = 0; connection != nullptr && round < rounds; ++round) {
         const Reply<xcb_query_tree_reply_t> tree(
             xcb_query_tree_reply(connection, xcb_query_tree(connection, windowId), nullptr));

@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-class PluginHost;
 class PluginInstance;
+class PluginWindows;
 
 /// The window of an editor on the X server: a top-level window, owned by the client's but no child of it,
 /// into which the plug-in puts a window of its own. Belongs to the instance. It fits the plug-in's window
@@ -15,7 +15,7 @@ class PluginInstance;
 class XcbPluginWindow : public PluginWindow {
 public:
     /// `parentWindow` is the client's X window, 0 for none.
-    XcbPluginWindow(PluginHost* host, PluginInstance* instance, uint32_t parentWindow);
+    XcbPluginWindow(PluginWindows& windows, PluginInstance* instance, uint32_t parentWindow);
     /// Takes the window off the screen and tells the client that the editor has closed. May let go of the
     /// instance, as its very last act.
     ~XcbPluginWindow() override;
@@ -41,7 +41,7 @@ private:
     /// Ends the process if there is nobody to be told.
     void tellClient() const noexcept;
 
-    PluginHost* host;
+    PluginWindows& windows;
     PluginInstance* instance;
     uint32_t parentWindow;
     /// The plug-in's window, 0 until it is found.

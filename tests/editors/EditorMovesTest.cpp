@@ -237,6 +237,7 @@ TEST(EndingHostTest, ClosesItsEditorsWhileTheirInstancesLive) {
     uint32_t window = 0;
     {
         TestHost ending;
+        addFormats(*ending.host);
         const Ref<PluginInstance> instance = ending.host->createPluginInstance(3, path.c_str(), "", false);
         instance->openEditor(0, false, "Title");
         window = instance->window->getWindowId();

@@ -7,6 +7,8 @@
 #include "plugins/editors/EditorRecord.h"
 #include "support/LocalAudioContext.h"
 #include "tests/host/RunningHost.h"
+#include "vst2/Vst2PluginApi.h"
+#include "vst3/Vst3PluginApi.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,6 +18,12 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+/// Has a host load the test plug-ins.
+inline void addFormats(PluginHost& host) {
+    host.addFormat(Vst3PluginApi::instance);
+    host.addFormat(Vst2PluginApi::instance);
+}
 
 /// A window in the corner.
 constexpr WindowRectangle asLarge(int32_t width, int32_t height) {
@@ -104,7 +112,7 @@ protected:
     void settle() {
         const std::string closing = "closeEditor " + std::to_string(witnessId);
         const size_t before = running.log().count(closing);
-        client.sendMessage(host().display.controlWindow, witnessWindow, client.atom("WM_PROTOCOLS"),
+        client.sendMessage(host().windows.display.controlWindow, witnessWindow, client.atom("WM_PROTOCOLS"),
                            client.atom("WM_DELETE_WINDOW"));
         ASSERT_TRUE(eventually([&] { return running.log().count(closing) > before; }))
             << "the host stands still";
@@ -176,6 +184,7 @@ protected:
     EditorRecord* record = nullptr;
     Ref<PluginInstance> instance;
     RunningHost running{[](TestHost& test) {
+        addFormats(*test.host);
         // An instance that is closed to see how far the host has come.
         test.addInstance(witnessId)->window = new FakePluginWindow(witnessWindow, test.log);
     }};

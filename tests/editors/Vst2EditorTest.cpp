@@ -34,6 +34,7 @@ void openWithoutServersLeave() {
     // A fault that is meant, and no report of a sanitizer.
     std::signal(SIGSEGV, SIG_DFL);
     TestHost test;
+    addFormats(*test.host);
     const Ref<PluginInstance> instance =
         test.host->createPluginInstance(3, TEST_PLUGIN_DIRECTORY "/plain-editor.so", "", false);
     test.host->display.screen->root_visual = test.host->display.controlWindow;

@@ -586,10 +586,10 @@ TEST_F(Vst3EditorTest, AWindowThatCannotBeMadeEndsTheOpeningAndTheClientIsTold) 
     const base::core::CapturedOutput errors(STDERR_FILENO);
     onMainThread([&] {
         // A visual that the server doesn't have.
-        const xcb_screen_t valid = *host().display.screen;
-        host().display.screen->root_visual = host().display.controlWindow;
+        const xcb_screen_t valid = *host().windows.display.screen;
+        host().windows.display.screen->root_visual = host().windows.display.controlWindow;
         instance->openEditor(0, false, "Title");
-        *host().display.screen = valid;
+        *host().windows.display.screen = valid;
     });
     EXPECT_EQ(errors.text(), "Could not create window: X11 Error code 8\n");
     EXPECT_THAT(takeCalls(), ElementsAre("view editor", "frame"));

@@ -4,6 +4,8 @@
 #include "plugin/PluginApi.h"
 #include "plugin/PluginException.h"
 #include "tests/plugin/TestHost.h"
+#include "vst2/Vst2PluginApi.h"
+#include "vst3/Vst3PluginApi.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,7 +23,11 @@ const std::filesystem::path echo = std::filesystem::path(EXAMPLE_PLUGIN_DIRECTOR
 
 class GetPluginTest : public testing::Test {
 protected:
-    GetPluginTest() { std::filesystem::create_directory(directory); }
+    GetPluginTest() {
+        test.host->addFormat(Vst3PluginApi::instance);
+        test.host->addFormat(Vst2PluginApi::instance);
+        std::filesystem::create_directory(directory);
+    }
     ~GetPluginTest() override {
         std::error_code ignored;
         std::filesystem::remove_all(directory, ignored);
@@ -94,6 +100,43 @@ TEST_F(GetPluginTest, AFileThatCannotBeLoadedFailsInTheFormatsWordsAndIsNotKept)
 TEST_F(GetPluginTest, ASharedObjectThatIsNoPluginFailsInTheFormatsWordsAndIsNotKept) {
     EXPECT_EQ(failureOf(TEST_PLUGIN_DIRECTORY "/without-entry-point.so"), "Plugin main function not found");
     EXPECT_TRUE(test.host->plugins.empty());
+}
+
+/// Takes all paths with a certain letter, and loads none of them.
+class FakeFormat final : public PluginApi {
+public:
+    FakeFormat(char letter, CallLog& log) : letter(letter), log(log) {}
+
+    String getName() const override { return "fake"; }
+    bool loads(const String& path) const override {
+        return path.toStdString().find(letter) != std::string::npos;
+    }
+    Plugin* createPlugin(PluginHostContext* host, const String& path) override {
+        log.add(letter + (" " + path.toStdString()));
+        return new FakePlugin(path, host, log);
+    }
+
+private:
+    char letter;
+    CallLog& log;
+};
+
+TEST(PluginFormatsTest, TheFirstFormatThatTakesAPathLoadsItAndWithoutOneItCannotBeLoaded) {
+    TestHost test;
+    FakeFormat a('a', test.log);
+    FakeFormat b('b', test.log);
+    test.host->addFormat(b);
+    test.host->addFormat(a);
+    EXPECT_NE(test.host->getPlugin("ab"), nullptr);
+    EXPECT_NE(test.host->getPlugin("a"), nullptr);
+    EXPECT_EQ(test.host->getPlugin("c"), nullptr);
+    EXPECT_THAT(test.log.all(), ElementsAre("b ab", "a a"));
+    try {
+        test.host->createPluginInstance(1, "c", "", false);
+        FAIL() << "no exception";
+    } catch (const PluginException& exception) {
+        EXPECT_EQ(exception.getMessage(), "Couldn't load VST plug-in: c");
+    }
 }
 
 TEST_F(GetPluginTest, CreatingAnInstanceOfAPluginThatIsNotValidFails) {

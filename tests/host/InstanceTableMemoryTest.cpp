@@ -1,7 +1,7 @@
 // What the table of instances holds of removed ones. If this fails, a host that lives long grows with each
 // instance that a client has had, or a worker walks over memory that was given back.
 
-#include "host/InstanceTable.h"
+#include "plugin/InstanceTable.h"
 #include "tests/plugin/FakePluginInstance.h"
 #include "tests/support/HeapInUse.h"
 

@@ -1,7 +1,7 @@
 // A look-up in the table of instances, stopped behind each of its machine instructions. If this fails, a
 // worker that is on its way to an instance in the moment of its removal renders an instance that is gone.
 
-#include "host/InstanceTable.h"
+#include "plugin/InstanceTable.h"
 #include "tests/plugin/FakePluginInstance.h"
 #include "tests/support/Stepping.h"
 

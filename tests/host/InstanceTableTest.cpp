@@ -1,7 +1,7 @@
 // The host's table of instances. If these fail, an audio worker that looks its instance up while the client
 // adds or removes another one crashes, or renders somebody else's instance.
 
-#include "host/InstanceTable.h"
+#include "plugin/InstanceTable.h"
 #include "tests/plugin/Eventually.h"
 #include "tests/plugin/FakePluginInstance.h"
 

@@ -35,7 +35,7 @@ public:
             testHost = &made;
             ready.set_value();
             made.host->run();
-            isDisconnected = made.host->display.connection == nullptr;
+            isDisconnected = made.host->windows.display.connection == nullptr;
             loopEnded = true;
             if (!eventually([this] { return mayGo.load(); }, std::chrono::seconds(20)))
                 std::fputs("nobody took leave of the host within 20 s\n", stderr);

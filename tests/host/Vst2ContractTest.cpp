@@ -2,6 +2,7 @@
 // knob jumps out of the user's hand.
 
 #include "tests/plugin/TestHost.h"
+#include "vst2/Vst2PluginApi.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@ namespace {
 
 class Vst2ContractTest : public testing::Test {
 protected:
+    Vst2ContractTest() { test.host->addFormat(Vst2PluginApi::instance); }
     ~Vst2ContractTest() override {
         if (instance)
             instance->terminate();

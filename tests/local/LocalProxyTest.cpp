@@ -87,12 +87,12 @@ TEST_F(LocalProxyTest, TheHostRunsOnAThreadOfItsOwnThatEndsWithTheProxy) {
 
 TEST_F(LocalProxyTest, TheRunThreadIsNotTheHostsMainThread) {
     const Ref<PluginHostProxy> proxy = makeProxy();
-    PluginHost* host = PluginHost::getCurrent();
+    PluginHostContext* host = PluginHost::getCurrent();
     class Question : public PluginHostAction {
     public:
-        explicit Question(PluginHost* host) : host(host) {}
+        explicit Question(PluginHostContext* host) : host(host) {}
         void run() override { isMainThread = host->isMainThread(); }
-        PluginHost* host;
+        PluginHostContext* host;
         bool isMainThread = true;
     };
     EXPECT_TRUE(host->isMainThread());

@@ -1,6 +1,7 @@
 // What a local host and its client hold of each other. If these fail, a client that keeps a request keeps a
 // whole host, hosts are never freed, or a listener can't tell which host a notification came from.
 
+#include "app/PluginFormats.h"
 #include "core/CapturedOutput.h"
 #include "host/PluginHost.h"
 #include "local/LocalPluginHostProxy.h"
@@ -56,7 +57,10 @@ public:
 
 class OwnershipTest : public testing::Test {
 protected:
-    OwnershipTest() { proxy->start(); }
+    OwnershipTest() {
+        addPluginFormats(*host);
+        proxy->start();
+    }
 
     /// Runs something while the host's main loop stands.
     void whileTheHostStands(const std::function<void()>& body) {
@@ -191,7 +195,7 @@ TEST_F(OwnershipTest, AnInstanceThatIsRemovedTakesItsUnansweredRequestsAlong) {
 TEST_F(OwnershipTest, ARequestThatIsAwaitedAndRefusedFailsWithTheWordsOfTheRefusal) {
     class Refused : public PingRequest {
     public:
-        void perform(PluginHost&) override { handler->sendError(*this, "not now"); }
+        void perform(PluginHostContext&) override { handler->sendError(*this, "not now"); }
     };
     try {
         proxy->sendRequest(new Refused, nullptr);

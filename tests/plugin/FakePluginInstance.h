@@ -81,7 +81,7 @@ public:
         ParameterProperties properties;
     };
 
-    FakePluginInstance(PluginHost* host, int32_t instanceId, CallLog& log, bool dpiAware = false)
+    FakePluginInstance(PluginHostContext* host, int32_t instanceId, CallLog& log, bool dpiAware = false)
         : PluginInstance(host, instanceId, dpiAware), log(log) {}
     ~FakePluginInstance() override { log.add("~instance " + std::to_string(instanceId)); }
 
@@ -212,7 +212,7 @@ private:
 /// A loaded file whose instances are fakes.
 class FakePlugin : public Plugin {
 public:
-    FakePlugin(const String& path, PluginHost* host, CallLog& log) : Plugin(path), host(host), log(log) {}
+    FakePlugin(const String& path, PluginHostContext* host, CallLog& log) : Plugin(path), host(host), log(log) {}
 
     bool isValid() const override { return valid; }
     PluginInstance* createInstance(int32_t instanceId, const String& identifier, bool dpiAware) override {
@@ -238,6 +238,6 @@ public:
     std::function<void(FakePluginInstance&)> onInstance;
 
 private:
-    PluginHost* host;
+    PluginHostContext* host;
     CallLog& log;
 };

@@ -9,6 +9,7 @@
 #include "vst2/RecordingEffect.h"
 #include "vst2/Vst2HostCallback.h"
 #include "vst2/Vst2Plugin.h"
+#include "vst2/Vst2PluginApi.h"
 #include "vst2/Vst2PluginInstance.h"
 
 #include <gtest/gtest.h>
@@ -28,6 +29,7 @@ protected:
     static constexpr int32_t instanceId = 7;
 
     Vst2Test() : host(new PluginHost(sampleRate, blockSize)), handler(new RecordingHandler) {
+        host->addFormat(Vst2PluginApi::instance);
         instance = new Vst2PluginInstance(host.get(), instanceId, false, nullptr, 0);
         instance->attach(&effect.effect);
         effect.calls.clear();

@@ -14,6 +14,8 @@ namespace {
 
 class Vst2Loading : public testing::Test {
 protected:
+    Vst2Loading() { host->addFormat(Vst2PluginApi::instance); }
+
     Ref<Plugin> load(const char* name) { return host->getPlugin(testPlugin(name)); }
 
     Ref<PluginInstance> create(const Ref<Plugin>& plugin, const char* identifier) {

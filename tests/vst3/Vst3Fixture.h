@@ -6,6 +6,7 @@
 #include "plugins/vst3/ModuleRecord.h"
 #include "support/RecordingHandler.h"
 #include "vst3/Vst3Plugin.h"
+#include "vst3/Vst3PluginApi.h"
 #include "vst3/Vst3PluginInstance.h"
 
 #include <gmock/gmock.h>
@@ -41,6 +42,8 @@ std::string failureOf(const Action& action) {
 /// A host whose main thread is the test's, and whose client hears of the instances that are announced.
 class Vst3Test : public testing::Test {
 protected:
+    Vst3Test() { host->addFormat(Vst3PluginApi::instance); }
+
     static constexpr int32_t sampleRate = 48000;
     static constexpr int32_t blockSize = 64;
     static constexpr int32_t instanceId = 7;

@@ -32,24 +32,24 @@ protected:
     TestHost test;
     XClient client;
     Ref<FakePluginInstance> instance = test.addInstance(3);
-    std::optional<XcbPluginWindow> window{std::in_place, test.host.get(), instance.get(), 0};
+    std::optional<XcbPluginWindow> window{std::in_place, test.host->windows, instance.get(), 0};
 };
 
 } // namespace
 
 TEST_F(EndedConnectionTest, NothingIsDoneOnAConnectionThatHasEnded) {
     ASSERT_TRUE(window->create());
-    test.host->display.disconnect();
+    test.host->windows.display.disconnect();
     window->show();
     window->hide();
     window->setTitle("Tone");
     window->resize(123, 45);
     window->move(17, 29);
-    test.host->display.sendSettledEvent(window->getWindowId(), 1);
+    test.host->windows.display.sendSettledEvent(window->getWindowId(), 1);
     const base::core::CapturedOutput errors(STDERR_FILENO);
     EXPECT_FALSE(window->waitForPluginWindow());
     EXPECT_EQ(errors.text(), "VST plugin did not create it's window inside the plugin window\n");
-    EXPECT_FALSE(XcbPluginWindow(test.host.get(), instance.get(), 0).create());
+    EXPECT_FALSE(XcbPluginWindow(test.host->windows, instance.get(), 0).create());
 }
 
 TEST_F(EndedConnectionTest, AWindowThatAnotherClientHasDestroyedIsMovedNowhere) {
@@ -59,14 +59,14 @@ TEST_F(EndedConnectionTest, AWindowThatAnotherClientHasDestroyedIsMovedNowhere) 
     client.sync();
     EXPECT_FALSE(client.windowExists(id));
     window->move(17, 29);
-    EXPECT_EQ(xcb_connection_has_error(test.host->display.connection), 0);
+    EXPECT_EQ(xcb_connection_has_error(test.host->windows.display.connection), 0);
 }
 
 TEST_F(EndedConnectionTest, AWindowWhoseClosingNobodyHearsEndsTheProcessWithoutAWord) {
     const Ref<BrokenHandler> broken(new BrokenHandler(test.host, test.log));
     test.host->handler = broken.get();
     // Nothing of the window goes through the connection that both processes have.
-    test.host->display.disconnect();
+    test.host->windows.display.disconnect();
     EXPECT_EXIT(
         {
             window.reset();

@@ -64,12 +64,12 @@ TEST(LostDisplayTest, AHostWhoseServerIsGoneSaysSoAndGoesOn) {
     EXPECT_TRUE(eventually([&] { return idles > before + 1; })) << "no instance idles any more";
     // Window code that is still at work meets a broken connection and no closed one.
     ASSERT_TRUE(running.call([&] {
-        xcb_connection_t* connection = running.host().display.connection;
+        xcb_connection_t* connection = running.host().windows.display.connection;
         ASSERT_NE(connection, nullptr);
         EXPECT_NE(xcb_connection_has_error(connection), 0);
-        xcb_map_window(connection, running.host().display.controlWindow);
+        xcb_map_window(connection, running.host().windows.display.controlWindow);
         xcb_flush(connection);
-        XcbPluginWindow window(&running.host(), running.test().addInstance(2).get(), 0);
+        XcbPluginWindow window(running.host().windows, running.test().addInstance(2).get(), 0);
         window.move(1, 2);
         window.show();
         running.host().instances.remove(2);

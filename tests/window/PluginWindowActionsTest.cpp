@@ -1,7 +1,7 @@
 // What becomes of a window's events on the main thread. If these fail, a window's cross closes another
 // editor, or windows wander because the host's own moves are taken for the user's.
 
-#include "window/PluginWindowActions.h"
+#include "plugin/PluginWindowActions.h"
 #include "tests/plugin/TestHost.h"
 
 #include <gmock/gmock.h>

@@ -19,15 +19,15 @@ namespace {
 class RealPluginWindow : public FakePluginWindow {
 public:
     RealPluginWindow(PluginHost& host, CallLog& log)
-        : FakePluginWindow(xcb_generate_id(host.display.connection), log), host(host) {
+        : FakePluginWindow(xcb_generate_id(host.windows.display.connection), log), host(host) {
         const uint32_t eventMask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
-        const xcb_screen_t& screen = *host.display.screen;
-        xcb_create_window(host.display.connection, 0, windowId, screen.root, 0, 0, 40, 30, 0,
+        const xcb_screen_t& screen = *host.windows.display.screen;
+        xcb_create_window(host.windows.display.connection, 0, windowId, screen.root, 0, 0, 40, 30, 0,
                           XCB_WINDOW_CLASS_INPUT_OUTPUT, screen.root_visual, XCB_CW_EVENT_MASK, &eventMask);
-        xcb_flush(host.display.connection);
+        xcb_flush(host.windows.display.connection);
     }
     ~RealPluginWindow() override {
-        if (xcb_connection_t* connection = host.display.connection)
+        if (xcb_connection_t* connection = host.windows.display.connection)
             xcb_destroy_window(connection, windowId);
     }
 
@@ -44,7 +44,7 @@ protected:
     }
 
     PluginHost& host() { return running.host(); }
-    uint32_t controlWindow() { return host().display.controlWindow; }
+    uint32_t controlWindow() { return host().windows.display.controlWindow; }
 
     /// Has the window's cross clicked.
     void clickCross(uint32_t clicked) {
@@ -160,8 +160,8 @@ TEST_F(XDisplayThreadTest, EverythingElseIsDropped) {
     client.sendMessage(controlWindow(), window, client.atom("_TEST_MESSAGE"),
                        client.atom("WM_DELETE_WINDOW"));
     // An error comes as an event of type 0.
-    xcb_map_window(host().display.connection, 0x00012345);
-    xcb_flush(host().display.connection);
+    xcb_map_window(host().windows.display.connection, 0x00012345);
+    xcb_flush(host().windows.display.connection);
     ASSERT_TRUE(settle());
     EXPECT_THAT(running.log().all(), ElementsAre("closeEditor 3"));
 }

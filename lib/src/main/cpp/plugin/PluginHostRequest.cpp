@@ -1,6 +1,6 @@
 #include "plugin/PluginHostRequest.h"
 
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostProxyHandler.h"
 #include "plugin/PluginHostReply.h"
@@ -41,7 +41,7 @@ bool PluginHostAsyncReplyHandler::isForInstance(int32_t) {
     return false;
 }
 
-PluginHostProxyHandler::PluginHostProxyHandler(const Ref<PluginHost>& host) : host(host) {}
+PluginHostProxyHandler::PluginHostProxyHandler(const Ref<PluginHostContext>& host) : host(host) {}
 
 PluginHostProxyHandler::~PluginHostProxyHandler() = default;
 

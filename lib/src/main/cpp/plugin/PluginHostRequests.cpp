@@ -2,7 +2,7 @@
 
 #include "core/Assertion.h"
 #include "core/FileSystem.h"
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostProxyHandler.h"
 #include "plugin/PluginHostReplies.h"
@@ -73,7 +73,7 @@ int32_t CreatePluginInstanceRequest::getType() const {
     return static_cast<int32_t>(RequestType::createPluginInstance);
 }
 
-void CreatePluginInstanceRequest::perform(PluginHost& host) {
+void CreatePluginInstanceRequest::perform(PluginHostContext& host) {
     // Held here: an instance whose id is in use isn't in the table.
     Ref<PluginInstance> instance;
     try {
@@ -295,7 +295,7 @@ int32_t ShowAllGUIsRequest::getType() const {
     return static_cast<int32_t>(RequestType::showAllGuis);
 }
 
-void ShowAllGUIsRequest::perform(PluginHost& host) {
+void ShowAllGUIsRequest::perform(PluginHostContext& host) {
     host.instances.forEach([](PluginInstance& instance) {
         PluginWindow* window = instance.window;
         if (window == nullptr || !instance.windowHidden)
@@ -314,7 +314,7 @@ int32_t HideAllGUIsRequest::getType() const {
     return static_cast<int32_t>(RequestType::hideAllGuis);
 }
 
-void HideAllGUIsRequest::perform(PluginHost& host) {
+void HideAllGUIsRequest::perform(PluginHostContext& host) {
     host.instances.forEach([](PluginInstance& instance) {
         PluginWindow* window = instance.window;
         if (window == nullptr || instance.windowHidden)
@@ -330,7 +330,7 @@ int32_t ActivateAppGUIRequest::getType() const {
     return static_cast<int32_t>(RequestType::activateAppGui);
 }
 
-void ActivateAppGUIRequest::perform(PluginHost&) {}
+void ActivateAppGUIRequest::perform(PluginHostContext&) {}
 
 DeactivateAppGUIRequest::~DeactivateAppGUIRequest() = default;
 
@@ -338,7 +338,7 @@ int32_t DeactivateAppGUIRequest::getType() const {
     return static_cast<int32_t>(RequestType::deactivateAppGui);
 }
 
-void DeactivateAppGUIRequest::perform(PluginHost&) {}
+void DeactivateAppGUIRequest::perform(PluginHostContext&) {}
 
 ShutdownRequest::~ShutdownRequest() = default;
 
@@ -346,7 +346,7 @@ int32_t ShutdownRequest::getType() const {
     return static_cast<int32_t>(RequestType::shutdown);
 }
 
-void ShutdownRequest::perform(PluginHost&) {
+void ShutdownRequest::perform(PluginHostContext&) {
     handler->shutdown();
 }
 
@@ -356,7 +356,7 @@ int32_t PingRequest::getType() const {
     return static_cast<int32_t>(RequestType::ping);
 }
 
-void PingRequest::perform(PluginHost&) {
+void PingRequest::perform(PluginHostContext&) {
     handler->sendEmptyReply(*this);
 }
 

@@ -1,7 +1,7 @@
 #include "plugin/PluginInstance.h"
 
 #include "core/TextEncoding.h"
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginHostProxyHandler.h"
 
@@ -29,7 +29,7 @@ String pluginText(const char* buffer, int32_t size) {
     return {buffer, strnlen(buffer, static_cast<size_t>(size)), base::core::UTF8Encoding::instance};
 }
 
-PluginInstance::PluginInstance(PluginHost* host, int32_t instanceId, bool dpiAware)
+PluginInstance::PluginInstance(PluginHostContext* host, int32_t instanceId, bool dpiAware)
     : host(host), instanceId(instanceId), dpiAware(dpiAware) {}
 
 PluginInstance::~PluginInstance() {
@@ -114,7 +114,7 @@ void PluginInstance::beginWindowChange() {
 void PluginInstance::endWindowChange() {
     windowHidden = false;
     if (const PluginWindow* open = window)
-        host->display.sendSettledEvent(open->getWindowId(), windowSerial);
+        host->settleWindow(open->getWindowId(), windowSerial);
 }
 
 void PluginInstance::destroyWindow() {

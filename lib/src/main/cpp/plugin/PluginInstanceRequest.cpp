@@ -1,7 +1,7 @@
 #include "plugin/PluginInstanceRequest.h"
 
 #include "core/Log.h"
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 #include "plugin/PluginInstance.h"
 
 PluginInstanceRequest::PluginInstanceRequest(int32_t instanceId) : instanceId(instanceId) {}
@@ -12,7 +12,7 @@ bool PluginInstanceRequest::isForInstance(int32_t id) const {
     return instanceId == id;
 }
 
-void PluginInstanceRequest::perform(PluginHost& host) {
+void PluginInstanceRequest::perform(PluginHostContext& host) {
     // Destroying drops the table's reference.
     const Ref<PluginInstance> instance = host.instances.find(instanceId);
     if (!instance) {

@@ -2,7 +2,7 @@
 
 #include "plugin/CoreNames.h"
 
-class PluginHost;
+class PluginHostContext;
 class PluginHostNotification;
 class PluginHostReply;
 class PluginHostRequest;
@@ -12,7 +12,7 @@ class PluginInstance;
 /// window reports, which are sent on the thread that they arise on.
 class PluginHostProxyHandler : public Object {
 public:
-    explicit PluginHostProxyHandler(const Ref<PluginHost>& host);
+    explicit PluginHostProxyHandler(const Ref<PluginHostContext>& host);
     ~PluginHostProxyHandler() override;
 
     /// These four throw `IOException` if the client is gone.
@@ -25,5 +25,5 @@ public:
     /// Makes the audio block of an instance and hands it over. Throws `IOException`.
     virtual void setUpAudio(PluginInstance& instance) = 0;
 
-    Ref<PluginHost> host;
+    Ref<PluginHostContext> host;
 };

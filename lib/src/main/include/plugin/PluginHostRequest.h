@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-class PluginHost;
+class PluginHostContext;
 class PluginHostAsyncReplyHandler;
 class PluginHostProxyHandler;
 class PluginHostReply;
@@ -28,7 +28,7 @@ public:
     virtual int32_t getType() const = 0;
     virtual bool isForInstance(int32_t id) const;
     /// Host side, main thread.
-    virtual void perform(PluginHost& host) = 0;
+    virtual void perform(PluginHostContext& host) = 0;
     /// A request without a reply gets nothing back at all.
     virtual bool needsReply() const;
     virtual bool isAsync() const;

@@ -40,7 +40,7 @@ public:
     ~CreatePluginInstanceRequest() override;
 
     int32_t getType() const override;
-    void perform(PluginHost& host) override;
+    void perform(PluginHostContext& host) override;
     bool needsReply() const override;
     void read(InputStream& stream) override;
     void write(OutputStream& stream) const override;
@@ -165,7 +165,7 @@ class ShowAllGUIsRequest : public PluginHostRequest {
 public:
     ~ShowAllGUIsRequest() override;
     int32_t getType() const override;
-    void perform(PluginHost& host) override;
+    void perform(PluginHostContext& host) override;
 };
 
 /// Hides every open editor. No payload, no reply.
@@ -173,7 +173,7 @@ class HideAllGUIsRequest : public PluginHostRequest {
 public:
     ~HideAllGUIsRequest() override;
     int32_t getType() const override;
-    void perform(PluginHost& host) override;
+    void perform(PluginHostContext& host) override;
 };
 
 /// Does nothing. Deliberate: clients may send it. No payload, no reply.
@@ -181,7 +181,7 @@ class ActivateAppGUIRequest : public PluginHostRequest {
 public:
     ~ActivateAppGUIRequest() override;
     int32_t getType() const override;
-    void perform(PluginHost& host) override;
+    void perform(PluginHostContext& host) override;
 };
 
 /// Does nothing, like `ActivateAppGUIRequest`.
@@ -189,7 +189,7 @@ class DeactivateAppGUIRequest : public PluginHostRequest {
 public:
     ~DeactivateAppGUIRequest() override;
     int32_t getType() const override;
-    void perform(PluginHost& host) override;
+    void perform(PluginHostContext& host) override;
 };
 
 /// Ends the host; the process exits inside of it. No payload, no reply.
@@ -197,7 +197,7 @@ class ShutdownRequest : public PluginHostRequest {
 public:
     ~ShutdownRequest() override;
     int32_t getType() const override;
-    void perform(PluginHost& host) override;
+    void perform(PluginHostContext& host) override;
 };
 
 /// Asks whether the main thread answers: the one request whose reply, empty, comes on the main channel. No
@@ -206,7 +206,7 @@ class PingRequest : public PluginHostRequest {
 public:
     ~PingRequest() override;
     int32_t getType() const override;
-    void perform(PluginHost& host) override;
+    void perform(PluginHostContext& host) override;
     bool needsReply() const override;
     bool isAsync() const override;
 };

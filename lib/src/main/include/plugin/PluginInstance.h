@@ -11,7 +11,7 @@
 #include <vector>
 
 class PluginApi;
-class PluginHost;
+class PluginHostContext;
 class PluginHostNotification;
 class PluginHostProxyHandler;
 
@@ -47,7 +47,7 @@ public:
     /// Bytes of the buffer for a name or a display text.
     static constexpr int32_t textSize = 256;
 
-    PluginInstance(PluginHost* host, int32_t instanceId, bool dpiAware);
+    PluginInstance(PluginHostContext* host, int32_t instanceId, bool dpiAware);
     ~PluginInstance() override;
 
     virtual PluginApi* getApi() const = 0;
@@ -172,7 +172,7 @@ public:
 
     /// No notification leaves the instance while this is set: the host itself is driving the plug-in.
     Relaxed<bool> notificationsMuted = false;
-    PluginHost* const host;
+    PluginHostContext* const host;
     const int32_t instanceId;
     /// Null until the instance has been announced to the client; without it there are no notifications.
     PublishedPointer<PluginHostProxyHandler> handler;

@@ -16,7 +16,7 @@ public:
     bool isForInstance(int32_t id) const override;
     /// Looks the instance up and holds it for the run. An unknown id is told on the standard error stream and
     /// gets no reply, not even one that the request needs. Deliberate: clients rely on the silence.
-    void perform(PluginHost& host) override;
+    void perform(PluginHostContext& host) override;
     void read(InputStream& stream) override;
     void write(OutputStream& stream) const override;
     virtual void performOnInstance(PluginInstance& instance) = 0;

@@ -1,4 +1,4 @@
-#include "host/InstanceTable.h"
+#include "plugin/InstanceTable.h"
 
 InstanceTable::InstanceTable() {
     for (Bucket& bucket : buckets)

@@ -1,6 +1,6 @@
-#include "window/PluginWindowActions.h"
+#include "plugin/PluginWindowActions.h"
 
-#include "host/PluginHost.h"
+#include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginInstance.h"
 
@@ -9,7 +9,7 @@ namespace {
 constexpr uint32_t noWindow = 0;
 
 // A null reference if no instance has this id; one without a window counts as id 0.
-Ref<PluginInstance> findByWindow(PluginHost& host, uint32_t windowId) {
+Ref<PluginInstance> findByWindow(PluginHostContext& host, uint32_t windowId) {
     Ref<PluginInstance> found;
     host.instances.forEach([&](PluginInstance& instance) {
         const PluginWindow* window = instance.window;
@@ -22,7 +22,7 @@ Ref<PluginInstance> findByWindow(PluginHost& host, uint32_t windowId) {
 
 } // namespace
 
-PluginWindowClosedAction::PluginWindowClosedAction(PluginHost* host, uint32_t windowId)
+PluginWindowClosedAction::PluginWindowClosedAction(PluginHostContext* host, uint32_t windowId)
     : host(host), windowId(windowId) {}
 
 PluginWindowClosedAction::~PluginWindowClosedAction() = default;
@@ -32,7 +32,7 @@ void PluginWindowClosedAction::run() {
         instance->closeEditor();
 }
 
-PluginWindowMovedAction::PluginWindowMovedAction(PluginHost* host, uint32_t windowId, int32_t x, int32_t y)
+PluginWindowMovedAction::PluginWindowMovedAction(PluginHostContext* host, uint32_t windowId, int32_t x, int32_t y)
     : host(host), windowId(windowId), x(x), y(y) {}
 
 PluginWindowMovedAction::~PluginWindowMovedAction() = default;
@@ -49,7 +49,7 @@ void PluginWindowMovedAction::run() {
     host->handler->sendNotification(*notification);
 }
 
-PluginWindowResizedAction::PluginWindowResizedAction(PluginHost* host, uint32_t windowId, int32_t width,
+PluginWindowResizedAction::PluginWindowResizedAction(PluginHostContext* host, uint32_t windowId, int32_t width,
                                                      int32_t height)
     : host(host), windowId(windowId), width(width), height(height) {}
 
@@ -60,7 +60,7 @@ void PluginWindowResizedAction::run() {
         instance->editorSizeChanged(0, 0, width, height);
 }
 
-PluginWindowSettledAction::PluginWindowSettledAction(PluginHost* host, uint32_t windowId, uint32_t serial)
+PluginWindowSettledAction::PluginWindowSettledAction(PluginHostContext* host, uint32_t windowId, uint32_t serial)
     : host(host), windowId(windowId), serial(serial) {}
 
 PluginWindowSettledAction::~PluginWindowSettledAction() = default;
