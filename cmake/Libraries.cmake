@@ -5,7 +5,6 @@ find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 
 pkg_check_modules(Xcb REQUIRED IMPORTED_TARGET xcb xcb-icccm)
-pkg_check_modules(XcbSync REQUIRED IMPORTED_TARGET xcb-sync)
 pkg_check_modules(Sndfile REQUIRED IMPORTED_TARGET sndfile)
 pkg_check_modules(GTest REQUIRED IMPORTED_TARGET gtest)
 pkg_check_modules(GMock REQUIRED IMPORTED_TARGET gmock)

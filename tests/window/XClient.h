@@ -10,7 +10,6 @@
 #include <stdexcept>
 #include <string>
 #include <unistd.h>
-#include <xcb/sync.h>
 #include <xcb/xcb.h>
 
 template <class Reply>
@@ -119,14 +118,6 @@ public:
 
     /// Returns once the server has carried out all that was sent before.
     void sync() { ownReply(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr)); }
-
-    /// Returns once the server has carried out what others had written to their connections before, without
-    /// any use of those. Of clients that have something to say the server serves the one of the highest
-    /// priority; turns alone prove nothing, since one that has had the server for long has to wait for them.
-    void syncWithOthers() {
-        xcb_sync_set_priority(connection, XCB_NONE, INT32_MIN);
-        sync();
-    }
 
     xcb_connection_t* connection;
     uint32_t root = 0;
