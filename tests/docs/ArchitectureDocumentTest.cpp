@@ -99,11 +99,6 @@ public:
                 folder.mayInclude.insert(row[1]);
             }
         }
-        for (const Row& row :
-             architecture().table("Exceptions", "Header").select({"Header", "By the sources of"})) {
-            for (const std::string& folder : splitList(row[1]))
-                folders[folder].exceptions.insert(row[0]);
-        }
     }
 
     /// What is wrong with an include, or nothing.
@@ -116,17 +111,14 @@ public:
         });
         if (folder == folders.end())
             return file + " lies in a folder that the document doesn't list";
-        if (folder->second.mayInclude.contains(target))
-            return "";
-        if (!folder->second.exceptions.contains(include))
-            return file + " includes \"" + include + "\", which points upwards";
-        return isHeader(file) ? file + " includes \"" + include + "\", which only sources may" : "";
+        return folder->second.mayInclude.contains(target)
+                   ? ""
+                   : file + " includes \"" + include + "\", which points upwards";
     }
 
 private:
     struct Folder {
         std::set<std::string> mayInclude;
-        std::set<std::string> exceptions;
     };
 
     std::map<std::string, Folder> folders;
@@ -223,18 +215,6 @@ TEST(ArchitectureDocument, GivesTheDirectionThatEveryIncludeObeys) {
     EXPECT_GT(seen, 100u) << "The scan hardly saw an include";
 }
 
-TEST(ArchitectureDocument, AllowsTheExceptionsThatAreInUse) {
-    std::set<std::string> included;
-    for (const std::string& root : sourceRoots) {
-        for (const std::string& file : sourcesBelow(root)) {
-            for (const std::string& include : includesOf(readText(inTree(file))))
-                included.insert(include);
-        }
-    }
-    for (const Row& row : architecture().table("Exceptions", "Header").select({"Header"}))
-        EXPECT_TRUE(included.contains(row[0])) << row[0] << " is excepted, and nobody includes it";
-}
-
 TEST(ArchitectureDocument, NamesClassesOperationsAndFilesThatExist) {
     const std::set<std::string> words = wordsOfTheSources();
     size_t checked = 0;
@@ -258,10 +238,9 @@ TEST(IncludeRules, ComplainOfIncludesThatPointUpwardsSidewardsOrNowhere) {
     EXPECT_EQ(rules.complaint("client/PluginHostProxy.cpp", "host/PluginHost.h"),
               "client/PluginHostProxy.cpp includes \"host/PluginHost.h\", which points upwards");
     EXPECT_EQ(rules.complaint("vst2/Vst2Plugin.cpp", "plugin/InstanceTable.h"),
-              "vst2/Vst2Plugin.cpp includes \"host/InstanceTable.h\", which points upwards");
-    EXPECT_EQ(rules.complaint("vst2/Vst2Plugin.h", "host/PluginHost.h"),
-              "vst2/Vst2Plugin.h includes \"host/PluginHost.h\", which only sources may");
-    EXPECT_EQ(rules.complaint("vst2/Vst2Plugin.cpp", "host/PluginHost.h"), "");
+              "");
+    EXPECT_EQ(rules.complaint("vst2/Vst2Plugin.cpp", "host/PluginHost.h"),
+              "vst2/Vst2Plugin.cpp includes \"host/PluginHost.h\", which points upwards");
     EXPECT_EQ(rules.complaint("app/main.cpp", "elsewhere/Thing.h"),
               "app/main.cpp includes \"elsewhere/Thing.h\" of a folder that the document doesn't list");
     EXPECT_EQ(rules.complaint("elsewhere/Thing.cpp", "core/String.h"),

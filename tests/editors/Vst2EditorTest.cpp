@@ -37,7 +37,7 @@ void openWithoutServersLeave() {
     addFormats(*test.host);
     const Ref<PluginInstance> instance =
         test.host->createPluginInstance(3, TEST_PLUGIN_DIRECTORY "/plain-editor.so", "", false);
-    test.host->display.screen->root_visual = test.host->display.controlWindow;
+    test.host->windows.display.screen->root_visual = test.host->windows.display.controlWindow;
     instance->openEditor(0, false, "Title");
 }
 
