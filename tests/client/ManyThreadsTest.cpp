@@ -4,6 +4,7 @@
 #include "ClientTest.h"
 
 #include <atomic>
+#include <barrier>
 #include <thread>
 #include <vector>
 
@@ -25,18 +26,22 @@ using ManyThreadsTest = ClientTest;
 } // namespace
 
 TEST_F(ManyThreadsTest, RequestsAreSentWhileRepliesToEarlierOnesAreRead) {
-    Ref<RemotePluginHostProxy> proxy = startHost();
-    const int32_t id = createInstance(*proxy, examplePlugin("echo"))->instanceId;
-    const Ref<CountingHandler> handler(new CountingHandler);
-    constexpr int requests = 300;
-    constexpr int32_t noInstance = 1000;
-    for (int i = 0; i < requests; ++i) {
-        proxy->updateIO(id, handler);
-        // Looks through what is pending.
-        proxy->removePluginInstance(noInstance);
+    for (const bool looksThrough : {false, true}) {
+        Ref<RemotePluginHostProxy> proxy = startHost();
+        const int32_t id = createInstance(*proxy, examplePlugin("echo"))->instanceId;
+        const Ref<CountingHandler> handler(new CountingHandler);
+        constexpr int requests = 300;
+        constexpr int32_t noInstance = 1000;
+        for (int i = 0; i < requests; ++i) {
+            proxy->updateIO(id, handler);
+            // Looks through what is pending.
+            if (looksThrough)
+                proxy->removePluginInstance(noInstance);
+        }
+        EXPECT_TRUE(becomesTrue([&] { return handler->replies == requests; }))
+            << handler->replies << " replies";
+        end(proxy);
     }
-    EXPECT_TRUE(becomesTrue([&] { return handler->replies == requests; })) << handler->replies << " replies";
-    end(proxy);
 }
 
 TEST_F(ManyThreadsTest, InstancesComeAndGoWhileNotificationsAreRead) {
@@ -58,17 +63,17 @@ TEST_F(ManyThreadsTest, InstancesComeAndGoWhileNotificationsAreRead) {
 
 TEST_F(ManyThreadsTest, WaitersComeAndGoOnSeveralThreads) {
     Ref<RemotePluginHostProxy> proxy = startHost();
-    std::atomic<int> ready = 0;
-    std::vector<std::thread> threads;
     constexpr int threadCount = 2;
+    // Round by round, so that no thread is done before the other begins.
+    std::barrier turn(threadCount);
+    std::vector<std::thread> threads;
     for (int i = 0; i < threadCount; ++i) {
         threads.emplace_back([&] {
-            ++ready;
-            while (ready < threadCount)
-                std::this_thread::yield();
-            constexpr int rounds = 1000;
-            for (int round = 0; round < rounds; ++round)
+            constexpr int rounds = 500;
+            for (int round = 0; round < rounds; ++round) {
+                turn.arrive_and_wait();
                 const Ref<ReplyWaiter> waiter(new ReplyWaiter(*proxy));
+            }
         });
     }
     for (std::thread& thread : threads)

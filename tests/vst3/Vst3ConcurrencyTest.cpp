@@ -7,6 +7,7 @@
 #include "vst3/Vst3AttributeList.h"
 #include "vst3/Vst3Fixture.h"
 
+#include <barrier>
 #include <functional>
 #include <latch>
 #include <map>
@@ -155,12 +156,13 @@ TEST_F(Vst3Concurrency, TwoWorkersPlayTwoInstancesEachWhilePluginsRestart) {
 
 TEST_F(Vst3Concurrency, TwoThreadsOfAPluginReportParametersThatItsHostHasNotMet) {
     Vst::IComponentHandler& plugin = *players[0].handler;
-    std::latch start(2);
+    // Round by round, so that no thread is done before the other begins.
+    std::barrier turn(2);
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 2; ++thread) {
         threads.emplace_back([&, thread] {
-            start.arrive_and_wait();
             for (int32_t round = 0; round < rounds; ++round) {
+                turn.arrive_and_wait();
                 // Unknown ones have the host read them all anew.
                 plugin.performEdit(static_cast<Vst::ParamID>(1000 + 2 * round + thread), 0.5);
                 plugin.performEdit(edited, 0.5);
@@ -192,13 +194,14 @@ TEST(Vst3AttributeListThreads, ThreadsOfAPluginUseOneListAtOnce) {
         },
         [&](const char* id) { list->setString(id, u"text"); },
     };
-    std::latch start(static_cast<ptrdiff_t>(uses.size()));
+    std::barrier turn(static_cast<ptrdiff_t>(uses.size()));
     std::vector<std::thread> threads;
     for (const auto& use : uses) {
         threads.emplace_back([&] {
-            start.arrive_and_wait();
-            for (int32_t round = 0; round < rounds; ++round)
+            for (int32_t round = 0; round < rounds; ++round) {
+                turn.arrive_and_wait();
                 use(std::to_string(round % 10).c_str());
+            }
         });
     }
     for (std::thread& thread : threads)
