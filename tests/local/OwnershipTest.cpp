@@ -253,7 +253,9 @@ TEST_F(OwnershipTest, InstancesComeAndGoWhileTheHostReports) {
             PluginHostProxyHandler* handler = host->handler.get();
             const Ref<PluginHostNotification> edit(
                 new BeginOrEndEditParameterNotification(id, handler, 3, true));
-            handler->sendNotification(*edit);
+            constexpr int reports = 20;
+            for (int report = 0; report < reports; ++report)
+                handler->sendNotification(*edit);
         }));
         proxy->removePluginInstance(
             proxy->createPluginInstance("/no such file", {}, {}, false, nullptr, nullptr));

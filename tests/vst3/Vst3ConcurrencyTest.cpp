@@ -3,11 +3,11 @@
 
 #include "plugin/PluginHostNotifications.h"
 #include "support/LocalAudioContext.h"
+#include "support/Meeting.h"
 #include "support/StopHost.h"
 #include "vst3/Vst3AttributeList.h"
 #include "vst3/Vst3Fixture.h"
 
-#include <barrier>
 #include <functional>
 #include <latch>
 #include <map>
@@ -156,13 +156,12 @@ TEST_F(Vst3Concurrency, TwoWorkersPlayTwoInstancesEachWhilePluginsRestart) {
 
 TEST_F(Vst3Concurrency, TwoThreadsOfAPluginReportParametersThatItsHostHasNotMet) {
     Vst::IComponentHandler& plugin = *players[0].handler;
-    // Round by round, so that no thread is done before the other begins.
-    std::barrier turn(2);
+    Meeting meeting(2);
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 2; ++thread) {
         threads.emplace_back([&, thread] {
             for (int32_t round = 0; round < rounds; ++round) {
-                turn.arrive_and_wait();
+                meeting.arrive();
                 // Unknown ones have the host read them all anew.
                 plugin.performEdit(static_cast<Vst::ParamID>(1000 + 2 * round + thread), 0.5);
                 plugin.performEdit(edited, 0.5);
@@ -194,12 +193,12 @@ TEST(Vst3AttributeListThreads, ThreadsOfAPluginUseOneListAtOnce) {
         },
         [&](const char* id) { list->setString(id, u"text"); },
     };
-    std::barrier turn(static_cast<ptrdiff_t>(uses.size()));
+    Meeting meeting(static_cast<int>(uses.size()));
     std::vector<std::thread> threads;
     for (const auto& use : uses) {
         threads.emplace_back([&] {
             for (int32_t round = 0; round < rounds; ++round) {
-                turn.arrive_and_wait();
+                meeting.arrive();
                 use(std::to_string(round % 10).c_str());
             }
         });
