@@ -5,6 +5,8 @@
 #include "core/Ref.h"
 #include "core/String.h"
 
+#include "support/Meeting.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -205,6 +207,33 @@ TEST(ObjectTest, ReferencesMayBeTakenAndDroppedOnManyThreadsAtOnce) {
     threads.clear();
     EXPECT_EQ(work, threadCount * rounds);
     EXPECT_EQ(destroyed, 1);
+}
+
+TEST(ObjectTest, WhoeverDropsTheLastReferenceEndsItBehindAllThatOthersDidWithIt) {
+    class Plain : public Object {
+    public:
+        int uses = 0;
+        int moreUses = 0;
+    };
+    constexpr size_t objectCount = 500;
+    std::vector<Ref<Plain>> first;
+    for (size_t i = 0; i < objectCount; ++i)
+        first.emplace_back(new Plain);
+    std::vector<Ref<Plain>> second = first;
+    Meeting meeting(2);
+    std::thread other([&] {
+        for (Ref<Plain>& object : second) {
+            meeting.arrive();
+            ++object->moreUses;
+            object = nullptr;
+        }
+    });
+    for (Ref<Plain>& object : first) {
+        meeting.arrive();
+        ++object->uses;
+        object = nullptr;
+    }
+    other.join();
 }
 
 TEST(ObjectTest, ToStringIsTheMangledTypeNameAndTheAddress) {

@@ -246,3 +246,24 @@ TEST_F(OwnershipTest, AHostThatHasEndedByItselfReportsNothingMore) {
     handler->sendNotification(*edit);
     EXPECT_EQ(listener->sender, nullptr);
 }
+
+TEST_F(OwnershipTest, InstancesComeAndGoWhileTheHostReports) {
+    const Ref<EditListener> listener(new EditListener);
+    const int32_t id = proxy->createPluginInstance("/no such file", {}, {}, false, listener, nullptr);
+    proxy->ping();
+    constexpr int rounds = 300;
+    for (int i = 0; i < rounds; ++i) {
+        host->post(new FunctionAction([this, id] {
+            PluginHostProxyHandler* handler = host->handler.get();
+            const Ref<PluginHostNotification> edit(
+                new BeginOrEndEditParameterNotification(id, handler, 3, true));
+            constexpr int reports = 20;
+            for (int report = 0; report < reports; ++report)
+                handler->sendNotification(*edit);
+        }));
+        proxy->removePluginInstance(
+            proxy->createPluginInstance("/no such file", {}, {}, false, nullptr, nullptr));
+    }
+    proxy->ping();
+    EXPECT_EQ(listener->sender, proxy.get());
+}

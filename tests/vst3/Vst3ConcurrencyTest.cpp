@@ -3,12 +3,16 @@
 
 #include "plugin/PluginHostNotifications.h"
 #include "support/LocalAudioContext.h"
+#include "support/Meeting.h"
 #include "support/StopHost.h"
+#include "vst3/Vst3AttributeList.h"
 #include "vst3/Vst3Fixture.h"
 
+#include <functional>
 #include <latch>
 #include <map>
 #include <memory>
+#include <string>
 #include <thread>
 
 namespace {
@@ -148,4 +152,62 @@ TEST_F(Vst3Concurrency, TwoWorkersPlayTwoInstancesEachWhilePluginsRestart) {
         EXPECT_LE(count, rounds / 50) << "instance " << id;
     EXPECT_EQ(countByInstance<UpdateAllParametersNotification>().size(), size_t{instanceCount});
     EXPECT_EQ(countByInstance<UpdateParameterNotification>().size(), size_t{instanceCount});
+}
+
+TEST_F(Vst3Concurrency, TwoThreadsOfAPluginReportParametersThatItsHostHasNotMet) {
+    Vst::IComponentHandler& plugin = *players[0].handler;
+    Meeting meeting(2);
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 2; ++thread) {
+        threads.emplace_back([&, thread] {
+            for (int32_t round = 0; round < rounds; ++round) {
+                meeting.arrive();
+                // Unknown ones have the host read them all anew.
+                plugin.performEdit(static_cast<Vst::ParamID>(1000 + 2 * round + thread), 0.5);
+                plugin.performEdit(edited, 0.5);
+            }
+        });
+    }
+    runBeside(*host, threads);
+    const std::map<int32_t, int32_t> ofBoth{{0, 2 * rounds}};
+    EXPECT_EQ(countByInstance<UpdateParameterNotification>(), ofBoth);
+}
+
+TEST(Vst3AttributeListThreads, ThreadsOfAPluginUseOneListAtOnce) {
+    const IPtr<Vst3AttributeList> list = Steinberg::owned(new Vst3AttributeList(nullptr));
+    const std::vector<std::function<void(const char*)>> uses{
+        [&](const char* id) { list->setInt(id, 1); },
+        [&](const char* id) {
+            Steinberg::int64 value = 0;
+            list->getInt(id, value);
+        },
+        [&](const char* id) { list->setFloat(id, 0.5); },
+        [&](const char* id) {
+            double value = 0;
+            list->getFloat(id, value);
+        },
+        [&](const char* id) { list->setBinary(id, "data", 4); },
+        [&](const char* id) {
+            Vst::TChar text[4];
+            list->getString(id, text, sizeof text);
+        },
+        [&](const char* id) { list->setString(id, u"text"); },
+    };
+    Meeting meeting(static_cast<int>(uses.size()));
+    std::vector<std::thread> threads;
+    for (const auto& use : uses) {
+        threads.emplace_back([&] {
+            for (int32_t round = 0; round < rounds; ++round) {
+                meeting.arrive();
+                use(std::to_string(round % 10).c_str());
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    // Whoever came last, the list is whole.
+    EXPECT_EQ(list->setInt("0", 5), kResultOk);
+    Steinberg::int64 value = 0;
+    EXPECT_EQ(list->getInt("0", value), kResultOk);
+    EXPECT_EQ(value, 5);
 }
