@@ -1,11 +1,9 @@
 #include "client/RemotePluginAudioContextProxy.h"
 
-#include "client/AudioThreadProxy.h"
-#include "client/RemotePluginHostProxy.h"
 #include "plugin/Channels.h"
 #include "plugin/PluginHostReplies.h"
 
-RemotePluginAudioContextProxy::RemotePluginAudioContextProxy(const Ref<RemotePluginHostProxy>& proxy,
+RemotePluginAudioContextProxy::RemotePluginAudioContextProxy(const Ref<RemoteWorkers>& proxy,
                                                              const CreatePluginInstanceReply& reply,
                                                              int32_t workerIndex)
     : PluginAudioContext(proxy->getBlockSize(), reply.inputChannelCount, reply.outputChannelCount,

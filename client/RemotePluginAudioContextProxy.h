@@ -1,13 +1,12 @@
 #pragma once
 
+#include "client/RemoteWorkers.h"
 #include "core/SharedMemory.h"
 #include "plugin/PluginAudioContext.h"
 
 #include <cstdint>
 
-class AudioThreadProxy;
 class CreatePluginInstanceReply;
-class RemotePluginHostProxy;
 
 /// The client's side of an instance's audio block, which the host has made: samples travel in it, and each
 /// call here is a short command on a worker's pipe.
@@ -26,8 +25,8 @@ class RemotePluginAudioContextProxy : public PluginAudioContext {
 public:
     /// From the reply that told of the instance; opens the block. `workerIndex` is the worker that is to
     /// render it. Throws `IOException`.
-    RemotePluginAudioContextProxy(const Ref<RemotePluginHostProxy>& proxy,
-                                  const CreatePluginInstanceReply& reply, int32_t workerIndex = 0);
+    RemotePluginAudioContextProxy(const Ref<RemoteWorkers>& proxy, const CreatePluginInstanceReply& reply,
+                                  int32_t workerIndex = 0);
     ~RemotePluginAudioContextProxy() override;
 
     void* allocate(int32_t size) override;
@@ -39,7 +38,7 @@ public:
 private:
     void sendCommand(WorkerCommand command);
 
-    Ref<RemotePluginHostProxy> proxy;
+    Ref<RemoteWorkers> proxy;
     int32_t instanceId;
     /// Borrowed from `proxy`.
     AudioThreadProxy* worker;

@@ -84,7 +84,7 @@ std::map<std::string, std::string> hostEnvironment(const char* const* environmen
 }
 
 RemotePluginHostProxy::RemotePluginHostProxy(const String& executablePath)
-    : childProcess(new ChildProcess), hostId(nextHostId++) {
+    : RemoteWorkers(nextHostId++, defaultBlockSize), childProcess(new ChildProcess) {
     // Held until the constructor returns: the manager may hear of the host's death meanwhile, and what it
     // makes and drops of references must not end this.
     retain(this);

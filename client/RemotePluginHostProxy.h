@@ -1,10 +1,9 @@
 #pragma once
 
-#include "client/AudioThreadProxy.h"
 #include "client/MakingProcess.h"
-#include "client/PluginHostProxy.h"
 #include "client/RemotePluginHostProxyAsyncReplyThread.h"
 #include "client/RemotePluginInstance.h"
+#include "client/RemoteWorkers.h"
 #include "core/ChildProcess.h"
 #include "core/Mutex.h"
 #include "core/NamedPipe.h"
@@ -28,7 +27,7 @@ class RemotePluginHostProxyManager;
 /// making proxies. Dropping the last reference, on any thread, shuts the host down, or kills it, and leaves
 /// no process, FIFO, audio block, thread or descriptor behind. Where the thread that reads replies drops it,
 /// in a receiver, that happens on another thread, a moment later.
-class RemotePluginHostProxy : public PluginHostProxy {
+class RemotePluginHostProxy : public RemoteWorkers {
 public:
     /// What the host is started with.
     static constexpr int32_t defaultSampleRate = 44100;
@@ -63,12 +62,7 @@ public:
     /// Any thread.
     bool isClosed() const { return closed.load() != 0 || makingProcess.isCopied(); }
     int32_t getSampleRate() const { return sampleRate; }
-    int32_t getBlockSize() const { return blockSize; }
-    int32_t getHostId() const { return hostId; }
     pid_t getChildPid() const { return childProcess->getPid(); }
-    AudioThreadProxy& getAudioThread(int32_t index) const {
-        return *audioThreadProxies.at(static_cast<size_t>(index));
-    }
 
 protected:
     void addPluginInstance(int32_t instanceId, const Ref<PluginHostNotificationListener>& listener) override;
@@ -103,7 +97,6 @@ private:
 
     const MakingProcess makingProcess;
     int32_t sampleRate = defaultSampleRate;
-    int32_t blockSize = defaultBlockSize;
     int32_t workerCount = defaultWorkerCount;
     Ref<base::core::ChildProcess> childProcess;
     /// 0 while the connection stands.
@@ -112,9 +105,6 @@ private:
     bool connected = false;
     Ref<base::core::NamedServerPipe> mainServerPipe;
     Ref<base::core::NamedServerPipe> asyncServerPipe;
-    std::vector<Ref<AudioThreadProxy>> audioThreadProxies;
-    /// The number of this host within the process.
-    int32_t hostId;
     /// Borrowed from the pipes.
     InputStream* mainInput = nullptr;
     InputStream* asyncInput = nullptr;

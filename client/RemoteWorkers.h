@@ -1,0 +1,30 @@
+#pragma once
+
+#include "client/AudioThreadProxy.h"
+#include "client/PluginHostProxy.h"
+
+#include <cstdint>
+#include <vector>
+
+/// A host in a process of its own as its audio contexts see it: its number, its block size and its workers.
+/// `RemotePluginHostProxy` is the one that there is.
+class RemoteWorkers : public PluginHostProxy {
+public:
+    ~RemoteWorkers() override;
+
+    /// In frames.
+    int32_t getBlockSize() const { return blockSize; }
+    int32_t getHostId() const { return hostId; }
+    /// Throws `std::out_of_range`.
+    AudioThreadProxy& getAudioThread(int32_t index) const {
+        return *audioThreadProxies.at(static_cast<size_t>(index));
+    }
+
+protected:
+    RemoteWorkers(int32_t hostId, int32_t blockSize);
+
+    const int32_t blockSize;
+    /// The number of this host within the process.
+    const int32_t hostId;
+    std::vector<Ref<AudioThreadProxy>> audioThreadProxies;
+};
