@@ -69,10 +69,10 @@ TEST(LostDisplayTest, AHostWhoseServerIsGoneSaysSoAndGoesOn) {
         EXPECT_NE(xcb_connection_has_error(connection), 0);
         xcb_map_window(connection, running.host().windows.display.controlWindow);
         xcb_flush(connection);
-        XcbPluginWindow window(running.host().windows, running.test().addInstance(2).get(), 0);
+        const Ref<FakePluginInstance> instance = running.test().addInstance(2);
+        XcbPluginWindow window(running.host().windows, instance.get(), 0);
         window.move(1, 2);
         window.show();
-        running.host().instances.remove(2);
     }));
     running.stop();
     EXPECT_FALSE(running.wasDisconnected());
