@@ -5,8 +5,13 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
-# Programs aren't position independent: i386 pays for each access to a global otherwise. Plug-ins are.
-set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
+# Programs aren't position independent: i386 pays for each access to a global otherwise. Plug-ins are, and what becomes
+# a part of another project's.
+if(PROJECT_IS_TOP_LEVEL)
+    set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
+else()
+    set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+endif()
 # No -rdynamic: plug-ins must not meet the symbols of the program.
 set(CMAKE_ENABLE_EXPORTS OFF)
 set(CMAKE_SHARED_LIBRARY_LINK_CXX_FLAGS "")
@@ -17,7 +22,11 @@ set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g")
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
 
 add_compile_definitions(_GNU_SOURCE)
-add_compile_options(-Wall -Wextra -Werror)
+add_compile_options(-Wall -Wextra)
+if(PROJECT_IS_TOP_LEVEL)
+    # Another project's compiler may warn of what ours pass over.
+    add_compile_options(-Werror)
+endif()
 # GCC's ideas of them; clang, which builds the fuzzers, has others. Shadowing among locals only: a constructor's
 # parameter has the name of the member that it sets.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
@@ -29,12 +38,18 @@ if(PLUGIN_HOST_ARCHITECTURE STREQUAL "i386")
     add_compile_options(-m32 -msse2 -mfpmath=sse)
     add_link_options(-m32)
     add_compile_definitions(_FILE_OFFSET_BITS=64)
-    set(PLUGIN_HOST_PKG_CONFIG_PATH /usr/lib/i386-linux-gnu/pkgconfig:/usr/share/pkgconfig)
-    set(PLUGIN_HOST_LIBRARY_DIRECTORY /usr/lib/i386-linux-gnu)
+    set(library_directories /usr/lib/i386-linux-gnu /usr/lib32 /usr/lib)
 else()
-    set(PLUGIN_HOST_PKG_CONFIG_PATH /usr/lib/x86_64-linux-gnu/pkgconfig:/usr/share/pkgconfig)
-    set(PLUGIN_HOST_LIBRARY_DIRECTORY /usr/lib/x86_64-linux-gnu)
+    set(library_directories /usr/lib/x86_64-linux-gnu /usr/lib64)
 endif()
+# Where distributions have the descriptions of an architecture's libraries; the first that there is.
+set(package_path "")
+foreach(directory ${library_directories})
+    if(NOT package_path AND IS_DIRECTORY ${directory}/pkgconfig)
+        set(package_path ${directory}/pkgconfig:/usr/share/pkgconfig)
+    endif()
+endforeach()
+set(PLUGIN_HOST_PKG_CONFIG_PATH "${package_path}" CACHE STRING "What pkg-config looks through; empty: what it would itself")
 
 if(PLUGIN_HOST_SANITIZERS)
     set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O1 -g1")
@@ -61,7 +76,9 @@ if(PLUGIN_HOST_SANITIZERS)
 else()
     # The compiler's own default is -fPIE.
     add_compile_options($<$<NOT:$<BOOL:$<TARGET_PROPERTY:POSITION_INDEPENDENT_CODE>>>:-fno-pie>)
-    add_link_options(-no-pie)
+    if(PROJECT_IS_TOP_LEVEL)
+        add_link_options(-no-pie)
+    endif()
     # What nobody calls stays out of a host's memory.
     add_compile_options(-ffunction-sections -fdata-sections)
     add_link_options(-Wl,--gc-sections)

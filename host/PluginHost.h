@@ -40,11 +40,11 @@ public:
     void post(const Ref<PluginHostAction>& action) override;
     void stop() override;
 
-    /// Has the host load what a format takes, unless one that was added before takes it. `format` outlives the
-    /// host. Before the first plug-in is loaded.
+    /// Has the host load what a format takes, unless one that was added before takes it. `format` outlives
+    /// the host. Before the first plug-in is loaded.
     void addFormat(PluginApi& format);
-    /// The plug-in of a file, loaded the first time that its path is asked for, by the first format that takes
-    /// the path; null if none does. Throws `PluginException`. Main thread.
+    /// The plug-in of a file, loaded the first time that its path is asked for, by the first format that
+    /// takes the path; null if none does. Throws `PluginException`. Main thread.
     Ref<Plugin> getPlugin(const String& path);
     Ref<PluginInstance> createPluginInstance(int32_t instanceId, const String& path, const String& identifier,
                                              bool dpiAware) override;

@@ -3,8 +3,8 @@
 #include "core/CloseQuietly.h"
 #include "core/Log.h"
 #include "host/FlushDenormals.h"
-#include "plugin/PluginHostContext.h"
 #include "plugin/Channels.h"
+#include "plugin/PluginHostContext.h"
 #include "plugin/PluginInstance.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include "host/RemotePluginHostProxyHandler.h"
 
-#include "plugin/PluginHostContext.h"
 #include "host/RemotePluginAudioContext.h"
 #include "plugin/Channels.h"
+#include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostNotification.h"
 #include "plugin/PluginHostReply.h"
 #include "plugin/PluginHostRequest.h"

@@ -1,8 +1,8 @@
 #include "host/RemotePluginHostProxyHandlerThread.h"
 
-#include "plugin/PluginHostContext.h"
 #include "host/RemotePluginHostProxyHandler.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
+#include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostRequests.h"
 
 RemotePluginHostProxyHandlerThread::RemotePluginHostProxyHandlerThread(RemotePluginHostProxyHandler* handler,

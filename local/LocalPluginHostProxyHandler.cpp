@@ -2,10 +2,10 @@
 
 #include "client/CallReceiver.h"
 #include "client/RemotePluginInstance.h"
-#include "plugin/PluginHostContext.h"
 #include "local/LocalPluginAudioContext.h"
 #include "local/LocalPluginHostProxy.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
+#include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostNotification.h"
 #include "plugin/PluginHostReply.h"
 #include "plugin/PluginHostRequest.h"

@@ -21,13 +21,13 @@ set(sdk_sources
 )
 list(TRANSFORM sdk_sources PREPEND ${PLUGIN_HOST_VST3_SDK}/)
 
-add_library(vst3-sdk STATIC ${sdk_sources} SdkUnknown.cpp ViewIdentifiers.cpp)
-target_include_directories(vst3-sdk SYSTEM PUBLIC ${PLUGIN_HOST_VST3_SDK})
+add_library(plugin-host-vst3-sdk STATIC ${sdk_sources} SdkUnknown.cpp ViewIdentifiers.cpp)
+target_include_directories(plugin-host-vst3-sdk SYSTEM PUBLIC ${PLUGIN_HOST_VST3_SDK})
 # The SDK insists on one of RELEASE and DEVELOPMENT; its records must be the same in every build.
-target_compile_definitions(vst3-sdk PUBLIC RELEASE=1)
+target_compile_definitions(plugin-host-vst3-sdk PUBLIC RELEASE=1)
 # Not ours to mend.
-target_compile_options(vst3-sdk PRIVATE -w -Wno-error)
+target_compile_options(plugin-host-vst3-sdk PRIVATE -w -Wno-error)
 if(PLUGIN_HOST_SANITIZERS MATCHES "undefined")
-    target_compile_options(vst3-sdk PRIVATE -fno-sanitize=undefined)
+    target_compile_options(plugin-host-vst3-sdk PRIVATE -fno-sanitize=undefined)
 endif()
-set_target_properties(vst3-sdk PROPERTIES POSITION_INDEPENDENT_CODE ON)
+set_target_properties(plugin-host-vst3-sdk PROPERTIES POSITION_INDEPENDENT_CODE ON)

@@ -2,9 +2,9 @@
 // window of the host.
 
 #include "plugin/PluginHostContext.h"
+#include "plugin/PluginWindowActions.h"
 #include "vst3/Vst3PluginInstance.h"
 #include "vst3/Vst3Result.h"
-#include "plugin/PluginWindowActions.h"
 
 #include <algorithm>
 #include <limits>

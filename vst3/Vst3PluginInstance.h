@@ -27,8 +27,8 @@ class Vst3Plugin;
 class Vst3PluginInstance : public PluginInstance {
 public:
     /// `identifier` is a class's identifier text; any other text gives an instance that is never open.
-    Vst3PluginInstance(PluginHostContext* host, Vst3Plugin* plugin, int32_t instanceId, const String& identifier,
-                       bool dpiAware);
+    Vst3PluginInstance(PluginHostContext* host, Vst3Plugin* plugin, int32_t instanceId,
+                       const String& identifier, bool dpiAware);
     ~Vst3PluginInstance() override;
 
     PluginApi* getApi() const override;

@@ -2,8 +2,8 @@
 // context, and what comes back is turned into the context's flat records. It locks and prints nothing, and
 // allocates only while its lists grow.
 
-#include "plugin/PluginHostContext.h"
 #include "plugin/PluginAudioContext.h"
+#include "plugin/PluginHostContext.h"
 #include "vst3/Vst3PluginInstance.h"
 
 #include <algorithm>

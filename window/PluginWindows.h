@@ -12,8 +12,8 @@ class PluginHostContext;
 class PluginWindow;
 class XDisplayThread;
 
-/// The editor windows of a host: the connection that they stand on, the thread that reads its events, and whose
-/// window each one is. Main thread, but for what `XcbPluginWindow` allows.
+/// The editor windows of a host: the connection that they stand on, the thread that reads its events, and
+/// whose window each one is. Main thread, but for what `XcbPluginWindow` allows.
 class PluginWindows : public NonCopyable, public NonMovable {
 public:
     /// Connects to the X server; without one the process exits: see `XConnection`. `host` is borrowed.
@@ -23,8 +23,8 @@ public:
 
     /// Starts the thread that turns the server's events into actions of the host.
     void startListening();
-    /// Ends that thread and the connection; one that the server broke stays, and calls on it are harmless. Does
-    /// nothing where nobody listens.
+    /// Ends that thread and the connection; one that the server broke stays, and calls on it are harmless.
+    /// Does nothing where nobody listens.
     void stopListening();
 
     /// Null, with a line on the standard error stream, if the server refuses.

@@ -237,8 +237,7 @@ TEST(IncludeRules, ComplainOfIncludesThatPointUpwardsSidewardsOrNowhere) {
               "core/String.cpp includes \"plugin/Plugin.h\", which points upwards");
     EXPECT_EQ(rules.complaint("client/PluginHostProxy.cpp", "host/PluginHost.h"),
               "client/PluginHostProxy.cpp includes \"host/PluginHost.h\", which points upwards");
-    EXPECT_EQ(rules.complaint("vst2/Vst2Plugin.cpp", "plugin/InstanceTable.h"),
-              "");
+    EXPECT_EQ(rules.complaint("vst2/Vst2Plugin.cpp", "plugin/InstanceTable.h"), "");
     EXPECT_EQ(rules.complaint("vst2/Vst2Plugin.cpp", "host/PluginHost.h"),
               "vst2/Vst2Plugin.cpp includes \"host/PluginHost.h\", which points upwards");
     EXPECT_EQ(rules.complaint("app/main.cpp", "elsewhere/Thing.h"),

@@ -212,7 +212,8 @@ private:
 /// A loaded file whose instances are fakes.
 class FakePlugin : public Plugin {
 public:
-    FakePlugin(const String& path, PluginHostContext* host, CallLog& log) : Plugin(path), host(host), log(log) {}
+    FakePlugin(const String& path, PluginHostContext* host, CallLog& log)
+        : Plugin(path), host(host), log(log) {}
 
     bool isValid() const override { return valid; }
     PluginInstance* createInstance(int32_t instanceId, const String& identifier, bool dpiAware) override {

@@ -1,7 +1,7 @@
 #include "plugin/PluginHostRequest.h"
 
-#include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
+#include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostProxyHandler.h"
 #include "plugin/PluginHostReply.h"
 

@@ -2,8 +2,8 @@
 
 #include "core/Assertion.h"
 #include "core/FileSystem.h"
-#include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
+#include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostProxyHandler.h"
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginInstance.h"

@@ -32,7 +32,8 @@ void PluginWindowClosedAction::run() {
         instance->closeEditor();
 }
 
-PluginWindowMovedAction::PluginWindowMovedAction(PluginHostContext* host, uint32_t windowId, int32_t x, int32_t y)
+PluginWindowMovedAction::PluginWindowMovedAction(PluginHostContext* host, uint32_t windowId, int32_t x,
+                                                 int32_t y)
     : host(host), windowId(windowId), x(x), y(y) {}
 
 PluginWindowMovedAction::~PluginWindowMovedAction() = default;
@@ -49,8 +50,8 @@ void PluginWindowMovedAction::run() {
     host->handler->sendNotification(*notification);
 }
 
-PluginWindowResizedAction::PluginWindowResizedAction(PluginHostContext* host, uint32_t windowId, int32_t width,
-                                                     int32_t height)
+PluginWindowResizedAction::PluginWindowResizedAction(PluginHostContext* host, uint32_t windowId,
+                                                     int32_t width, int32_t height)
     : host(host), windowId(windowId), width(width), height(height) {}
 
 PluginWindowResizedAction::~PluginWindowResizedAction() = default;
@@ -60,7 +61,8 @@ void PluginWindowResizedAction::run() {
         instance->editorSizeChanged(0, 0, width, height);
 }
 
-PluginWindowSettledAction::PluginWindowSettledAction(PluginHostContext* host, uint32_t windowId, uint32_t serial)
+PluginWindowSettledAction::PluginWindowSettledAction(PluginHostContext* host, uint32_t windowId,
+                                                     uint32_t serial)
     : host(host), windowId(windowId), serial(serial) {}
 
 PluginWindowSettledAction::~PluginWindowSettledAction() = default;

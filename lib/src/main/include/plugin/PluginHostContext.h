@@ -10,11 +10,12 @@
 
 class PluginWindow;
 
-/// The host as requests, plug-in formats and windows see it: its parameters, its queue, its instances and its way
-/// to the client. `PluginHost` implements it; nothing below `host` needs more.
+/// The host as requests, plug-in formats and windows see it: its parameters, its queue, its instances and its
+/// way to the client. `PluginHost` implements it; nothing below `host` needs more.
 class PluginHostContext : public Object {
 public:
-    /// `sampleRate` in Hz, `blockSize` in frames, a negative one counting as 0; both hold for the host's life.
+    /// `sampleRate` in Hz, `blockSize` in frames, a negative one counting as 0; both hold for the host's
+    /// life.
     PluginHostContext(int32_t sampleRate, int32_t blockSize);
     ~PluginHostContext() override;
 
@@ -35,8 +36,8 @@ public:
     /// throws. Main thread.
     virtual Ref<PluginInstance> createPluginInstance(int32_t instanceId, const String& path,
                                                      const String& identifier, bool dpiAware) = 0;
-    /// Makes the window for an instance's editor, unmapped; `parentWindow` is the client's X window, 0 for none.
-    /// Null if there can't be one. Main thread.
+    /// Makes the window for an instance's editor, unmapped; `parentWindow` is the client's X window, 0 for
+    /// none. Null if there can't be one. Main thread.
     virtual std::unique_ptr<PluginWindow> createWindow(PluginInstance& instance, uint32_t parentWindow) = 0;
     /// Has a `PluginWindowSettledAction` posted behind the actions of all that was done to a window so far.
     /// `serial` is the instance's `windowSerial`. Main thread.
