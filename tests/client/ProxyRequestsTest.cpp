@@ -58,6 +58,8 @@ TEST_P(TextRequestTest, ACharacterAboveTheSixteenBitsOfTheWireIsRefusedBeforeAny
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
     EXPECT_EQ(lossText([&] { GetParam().call(*proxy); }),
               "Text can't be sent to plug-in host: it has the character U+1F600, which is above U+FFFF");
+    EXPECT_EQ(lossText([&] { proxy->loadPreset(5, "\U00010000", nullptr); }),
+              "Text can't be sent to plug-in host: it has the character U+10000, which is above U+FFFF");
     EXPECT_FALSE(proxy->isClosed());
     EXPECT_FALSE(proxy->findInstance(1)) << "the refused instance is kept";
     // The highest that can be sent. The refused request has taken no number and waits for no reply.

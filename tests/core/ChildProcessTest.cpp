@@ -409,7 +409,7 @@ TEST(ChildProcessTest, AnotherProcessThatGetsTheNumberOfAReapedChildIsLeftAlone)
     ASSERT_EQ(waitpid(number, nullptr, 0), number);
     const pid_t bystander = startProcessWithNumber(number);
     if (bystander < 0) {
-        std::printf("Left out: a process number can't be chosen here\n");
+        std::printf("not run: a process number can't be chosen here\n");
         return;
     }
     ASSERT_EQ(bystander, number);

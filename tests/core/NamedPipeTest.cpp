@@ -104,7 +104,7 @@ constexpr uid_t stranger = 65534;
 bool haveASecondUser() {
     const bool root = geteuid() == 0;
     if (!root)
-        std::printf("Left out: not root here, so there is no second user\n");
+        std::printf("not run: not root here, so there is no second user\n");
     return root;
 }
 

@@ -64,7 +64,7 @@ public:
         constexpr uid_t nobody = 65534;
         const bool changed = fchown(descriptor, nobody, nobody) == 0;
         if (!changed)
-            std::printf("Left out: not root here, so there is no second user\n");
+            std::printf("not run: not root here, so there is no second user\n");
         return changed;
     }
 
@@ -219,7 +219,7 @@ TEST(SharedMemoryTest, AnObjectOfAnotherUserIsNotOpened) {
 
 TEST(SharedMemoryTest, AnObjectOfAnotherUserIsNotOpenedByAUserWithoutPrivileges) {
     if (geteuid() != 0) {
-        std::printf("Left out: not root here, so there is no second user\n");
+        std::printf("not run: not root here, so there is no second user\n");
         return;
     }
     // Root's, and open to all.

@@ -403,16 +403,24 @@ TEST(ThreadTest, AForkedCopyOfTheStarterDoesNotWaitForTheThread) {
 TEST(ThreadTest, AReferenceThatIsReleasedOnANewThreadEndsItsObjectThere) {
     class Ending : public Object {
     public:
-        explicit Ending(std::atomic<pid_t>& endedOn) : endedOn(endedOn) {}
-        ~Ending() override { endedOn = currentThreadId(); }
+        Ending(std::atomic<pid_t>& endedOn, std::atomic<bool>& hidden) : endedOn(endedOn), hidden(hidden) {}
+        ~Ending() override {
+            sigset_t blocked;
+            pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+            hidden = sigismember(&blocked, SIGTERM) == 1;
+            endedOn = currentThreadId();
+        }
         std::atomic<pid_t>& endedOn;
+        std::atomic<bool>& hidden;
     };
     std::atomic<pid_t> endedOn = 0;
-    auto* object = new Ending(endedOn);
+    std::atomic<bool> hidden = false;
+    auto* object = new Ending(endedOn, hidden);
     retain(object);
     releaseOnNewThread(object);
     EXPECT_TRUE(becomesTrue([&] { return endedOn != 0; }));
     EXPECT_NE(endedOn, currentThreadId());
+    EXPECT_TRUE(hidden) << "a handler of the application may run there";
 }
 
 TEST(ThreadTest, AReferenceStaysWhereNoThreadCanBeMadeForItsRelease) {

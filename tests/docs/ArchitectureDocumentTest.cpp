@@ -144,10 +144,10 @@ std::set<std::string> wordsOfTheSources() {
     return words;
 }
 
-/// What the document has between backquotes, outside of fenced blocks.
-std::set<std::string> quotedNames() {
+/// What a document has between backquotes, outside of fenced blocks.
+std::set<std::string> quotedNames(const MarkdownDocument& document) {
     std::set<std::string> quoted;
-    std::istringstream parts(architecture().getText());
+    std::istringstream parts(document.getText());
     bool inside = false;
     for (std::string part; std::getline(parts, part, '`'); inside = !inside) {
         if (inside)
@@ -215,20 +215,23 @@ TEST(ArchitectureDocument, GivesTheDirectionThatEveryIncludeObeys) {
     EXPECT_GT(seen, 100u) << "The scan hardly saw an include";
 }
 
-TEST(ArchitectureDocument, NamesClassesOperationsAndFilesThatExist) {
+TEST(ArchitectureDocument, NamesClassesOperationsAndFilesThatExistAsTheOneForBeginnersDoes) {
     const std::set<std::string> words = wordsOfTheSources();
-    size_t checked = 0;
-    for (const std::string& quoted : quotedNames()) {
-        if (isPath(quoted)) {
-            EXPECT_TRUE(fs::exists(inTree(quoted))) << "The tree doesn't have " << quoted;
-            ++checked;
-        } else if (isName(quoted) && !fs::exists(inTree(quoted))) {
-            for (const std::string& part : unknownParts(quoted, words))
-                ADD_FAILURE() << "The document speaks of " << quoted << ", and no source has " << part;
-            ++checked;
+    for (const char* name : {"docs/architecture.md", "docs/developing.md"}) {
+        size_t checked = 0;
+        for (const std::string& quoted : quotedNames(MarkdownDocument(name))) {
+            const bool isBuilt = quoted.starts_with("build/");
+            if (isPath(quoted) && !isBuilt) {
+                EXPECT_TRUE(fs::exists(inTree(quoted))) << "The tree doesn't have " << quoted;
+                ++checked;
+            } else if (isName(quoted) && !fs::exists(inTree(quoted))) {
+                for (const std::string& part : unknownParts(quoted, words))
+                    ADD_FAILURE() << name << " speaks of " << quoted << ", and no source has " << part;
+                ++checked;
+            }
         }
+        EXPECT_GT(checked, 30u) << "The scan hardly saw a name";
     }
-    EXPECT_GT(checked, 50u) << "The scan hardly saw a name";
 }
 
 TEST(IncludeRules, ComplainOfIncludesThatPointUpwardsSidewardsOrNowhere) {

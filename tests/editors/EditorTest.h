@@ -69,15 +69,12 @@ protected:
         });
     }
 
-    /// Runs something on the main thread. At the return the server has carried out what the host has asked it
-    /// for: another client can't tell, since the server serves its clients in an order of its own.
+    /// Runs something on the main thread. At the return the server has carried out what the host has sent it,
+    /// and not what the host has forgotten in a buffer.
     void onMainThread(const std::function<void()>& body) {
-        const auto bodyAndSync = [&] {
-            body();
-            if (xcb_connection_t* connection = host().windows.display.connection)
-                ownReply(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
-        };
-        ASSERT_TRUE(running.call(bodyAndSync)) << "the main thread stands still";
+        ASSERT_TRUE(running.call(body)) << "the main thread stands still";
+        xcb_connection_t* connection = host().windows.display.connection;
+        ASSERT_TRUE(connection == nullptr || client.syncWith(connection)) << "the server stands still";
     }
 
     /// Has the host carry out a request of its client's.

@@ -267,3 +267,30 @@ TEST_F(OwnershipTest, InstancesComeAndGoWhileTheHostReports) {
     proxy->ping();
     EXPECT_EQ(listener->sender, proxy.get());
 }
+
+TEST_F(OwnershipTest, WhatReceiversThrowAtAnEmptyReplyOrAtTheEndOfTheirHostIsLogged) {
+    class Throwing : public PluginHostAsyncReplyHandler {
+    public:
+        void onReply(PluginHostReply*) override { throw std::runtime_error("at a reply"); }
+        void onError(const String&) override { throw std::runtime_error("at an error"); }
+    };
+    class Emptily : public UpdateIORequest {
+    public:
+        using UpdateIORequest::UpdateIORequest;
+        void perform(PluginHostContext&) override { handler->sendEmptyReply(*this); }
+    };
+    const base::core::CapturedOutput errors(STDERR_FILENO);
+    const Ref<Throwing> receiver(new Throwing);
+    proxy->sendRequest(new Emptily(1), receiver);
+    proxy->ping();
+    EXPECT_EQ(errors.text(), "Plug-in reply handler failed: at a reply\n");
+    // Both wait as the host breaks.
+    proxy->sendRequest(new UpdateIORequest(1), receiver);
+    proxy->sendRequest(new UpdateIORequest(2), receiver);
+    host->post(new FunctionAction([] { throw IOException("it broke"); }));
+    EXPECT_THROW(proxy->ping(), IOException);
+    proxy->shutdown();
+    EXPECT_THAT(errors.text(), testing::EndsWith("Plugin host died: it broke\n"
+                                                 "Plug-in reply handler failed: at an error\n"
+                                                 "Plug-in reply handler failed: at an error\n"));
+}

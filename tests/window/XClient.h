@@ -5,10 +5,13 @@
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
+#include <linux/sockios.h>
 #include <memory>
 #include <poll.h>
 #include <stdexcept>
 #include <string>
+#include <sys/ioctl.h>
+#include <thread>
 #include <unistd.h>
 #include <xcb/xcb.h>
 
@@ -118,6 +121,25 @@ public:
 
     /// Returns once the server has carried out all that was sent before.
     void sync() { ownReply(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr)); }
+
+    /// Returns once the server has carried out what another connection of this process had written before, by
+    /// no use of that one but a look at its socket: what it has forgotten in a buffer stays there. False if
+    /// the server reads nothing for 5 s. Turns of this client alone would prove nothing, since the server
+    /// serves its clients in an order of its own.
+    bool syncWith(xcb_connection_t* other) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        int unread = 0;
+        while (ioctl(xcb_get_file_descriptor(other), SIOCOUTQ, &unread) == 0 && unread > 0) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            std::this_thread::yield();
+        }
+        // What was read may be under way.
+        constexpr int turns = 3;
+        for (int i = 0; i < turns; ++i)
+            sync();
+        return true;
+    }
 
     xcb_connection_t* connection;
     uint32_t root = 0;
