@@ -294,3 +294,36 @@ TEST_F(OwnershipTest, WhatReceiversThrowAtAnEmptyReplyOrAtTheEndOfTheirHostIsLog
                                                  "Plug-in reply handler failed: at an error\n"
                                                  "Plug-in reply handler failed: at an error\n"));
 }
+
+/// Does what a test wants as it ends.
+class EndingHandler : public PluginHostAsyncReplyHandler {
+public:
+    explicit EndingHandler(std::function<void()> action) : action(std::move(action)) {}
+    ~EndingHandler() override { action(); }
+    void onReply(PluginHostReply*) override {}
+    void onError(const String&) override {}
+
+private:
+    std::function<void()> action;
+};
+
+TEST_F(OwnershipTest, AReferenceThatAReceiverMakesOfAProxyThatIsGoingKeepsItAlive) {
+    Ref<LocalPluginHostProxy> kept;
+    LocalPluginHostProxy* going = proxy.get();
+    // Nothing answers it: it ends with the shutdown.
+    proxy->sendRequest(new UpdateIORequest(1), new EndingHandler([&] { kept = going; }));
+    proxy = nullptr;
+    ASSERT_EQ(kept.get(), going);
+    EXPECT_EQ(references(*kept), 1);
+    EXPECT_TRUE(kept->isClosed());
+    kept = nullptr;
+}
+
+TEST_F(OwnershipTest, AReceiverThatEndsInAShutdownMayDropTheLastReference) {
+    LocalPluginHostProxy* going = proxy.get();
+    proxy->sendRequest(new UpdateIORequest(1), new EndingHandler([&] { proxy = nullptr; }));
+    going->shutdown();
+    EXPECT_FALSE(proxy);
+    // The proxy has joined its thread and let go of the host.
+    EXPECT_EQ(references(*host), 1);
+}
