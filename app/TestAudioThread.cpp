@@ -74,9 +74,8 @@ void TestAudioThread::prepareBlock() {
     const int32_t outputSamples = context->outputChannelCount * context->paddedBlockSize;
     std::fill_n(context->inputAudio, inputSamples, 0.0F);
     std::fill_n(context->outputAudio, outputSamples, 0.0F);
-    *context->inputEventCount = 0;
+    context->beginBlock();
     *context->outputEventCount = 0;
-    *context->parameterChangeCount = 0;
 }
 
 void TestAudioThread::renderBlocks() {

@@ -11,8 +11,8 @@ class CreatePluginInstanceReply;
 /// The client's side of an instance's audio block, which the host has made: samples travel in it, and each
 /// call here is a short command on a worker's pipe.
 ///
-/// Whoever fills the block writes `inputEventCount` and `parameterChangeCount` each time, 0 for none: nobody
-/// resets them. One thread drives a context. `process` allocates nothing and costs one write and one read. A
+/// Whoever fills the block calls `beginBlock` each time: nobody else forgets the events and changes of the
+/// block before. One thread drives a context. `process` allocates nothing and costs one write and one read. A
 /// host that is gone shows as `IOException`, `EOSException` in `process`.
 ///
 /// After a call that threw, of whatever reason (a signal handler of the client may interrupt one), each

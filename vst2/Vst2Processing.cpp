@@ -25,14 +25,14 @@ VstMidiEvent* writeMidiEvent(uint8_t* target, const EventRecord& record) {
     return event;
 }
 
-VstMidiSysexEvent* writeSysexEvent(uint8_t* target, EventRecord& record) {
+VstMidiSysexEvent* writeSysexEvent(uint8_t* target, const EventRecord& record) {
     auto* event = new (target) VstMidiSysexEvent{};
     event->type = kVstSysExType;
     event->byteSize = eventByteSize;
     event->deltaFrames = record.sampleOffset;
     event->dumpBytes = std::min<VstInt32>(record.systemExclusiveSize, sizeof record.systemExclusive);
-    // Into the audio block itself, so that nothing is copied.
-    event->sysexDump = reinterpret_cast<char*>(record.systemExclusive);
+    // Into the audio block itself, so that nothing is copied. The published type has no const.
+    event->sysexDump = const_cast<char*>(reinterpret_cast<const char*>(record.systemExclusive));
     return event;
 }
 
@@ -125,8 +125,8 @@ void Vst2PluginInstance::applyParameterChanges(const PluginAudioContext& context
 void Vst2PluginInstance::sendEvents(const PluginAudioContext& context) {
     eventList->numEvents = 0;
     eventList->reserved = 0;
-    const int32_t records = std::min(*context.inputEventCount, context.inputEventCapacity);
-    if (records <= 0)
+    const std::span<const EventRecord> records = context.getInputEvents();
+    if (records.empty())
         return;
     uint8_t* next = eventBuffer;
     const uint8_t* end = eventBuffer + eventBufferSize;
@@ -134,8 +134,7 @@ void Vst2PluginInstance::sendEvents(const PluginAudioContext& context) {
     // The array is longer than its type says.
     VstEvent** const list = eventList->events;
     int32_t count = 0;
-    for (int32_t i = 0; i < records; ++i) {
-        EventRecord& record = context.inputEvents[i];
+    for (const EventRecord& record : records) {
         const bool isMidi = record.kind == EventKind::midi;
         if (!isMidi && !(record.kind == EventKind::systemExclusive && receivesSysex))
             continue;
@@ -237,16 +236,14 @@ VstIntPtr Vst2PluginInstance::receiveEvents(const VstEvents* events) {
         const VstEvent* event = list[i];
         if (event->type != kVstMidiType)
             continue;
-        const int32_t index = *context->outputEventCount;
-        if (index < 0 || index >= context->outputEventCapacity)
+        EventRecord* record = context->appendOutputEvent();
+        if (record == nullptr)
             return 1;
-        EventRecord& record = context->outputEvents[index];
-        *context->outputEventCount = index + 1;
-        record.kind = EventKind::midi;
+        record->kind = EventKind::midi;
         // The block's size is the limit, and not the frames of this call.
-        record.sampleOffset =
+        record->sampleOffset =
             static_cast<uint16_t>(std::clamp(event->deltaFrames, 0, std::max(host->blockSize - 1, 0)));
-        std::memcpy(record.midi, reinterpret_cast<const VstMidiEvent*>(event)->midiData, 3);
+        std::memcpy(record->midi, reinterpret_cast<const VstMidiEvent*>(event)->midiData, 3);
     }
     return 1;
 }

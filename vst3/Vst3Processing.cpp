@@ -141,9 +141,7 @@ void Vst3PluginInstance::renderBlock(PluginAudioContext& context, int32_t frames
 }
 
 void Vst3PluginInstance::applyParameterChanges(const PluginAudioContext& context) {
-    const int32_t count = std::min(*context.parameterChangeCount, context.parameterChangeCapacity);
-    for (int32_t i = 0; i < count; ++i) {
-        const ParameterChange& change = context.parameterChanges[i];
+    for (const ParameterChange& change : context.getParameterChanges()) {
         if (Vst::ParameterInfo info; readParameter(change.parameterIndex, info)) {
             if (Vst3ParamValueQueue* queue = inputParameterChanges.queueOf(info.id))
                 queue->append(change.sampleOffset, change.value);
@@ -201,9 +199,7 @@ void Vst3PluginInstance::fillProcessContext(Vst::ProcessContext& processContext)
 }
 
 void Vst3PluginInstance::readEvents(const PluginAudioContext& context) {
-    const int32_t count = std::min(*context.inputEventCount, context.inputEventCapacity);
-    for (int32_t i = 0; i < count; ++i) {
-        const EventRecord& record = context.inputEvents[i];
+    for (const EventRecord& record : context.getInputEvents()) {
         Vst::Event event;
         std::memset(&event, 0, sizeof event);
         event.sampleOffset = record.sampleOffset;
@@ -346,12 +342,11 @@ void Vst3PluginInstance::writeEvents(PluginAudioContext& context) const {
         const uint8_t status = statusOf(event);
         if (status == 0)
             continue;
-        const int32_t index = *context.outputEventCount;
-        if (index < 0 || index >= context.outputEventCapacity)
+        EventRecord* appended = context.appendOutputEvent();
+        if (appended == nullptr)
             return;
-        *context.outputEventCount = index + 1;
         const NoteData note = noteDataOf(event);
-        EventRecord& record = context.outputEvents[index];
+        EventRecord& record = *appended;
         record.kind = EventKind::midi;
         // The block's size is the limit, and not the frames of this call.
         record.sampleOffset = static_cast<uint16_t>(std::clamp(event.sampleOffset, 0, lastFrame));

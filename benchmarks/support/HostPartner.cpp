@@ -21,8 +21,7 @@ HostPartner::HostPartner() : proxy(launchHost()) {
     instanceId = proxy->createPluginInstance(DOES_NOTHING_PLUGIN, {}, {}, false, nullptr, created);
     const auto plugin = created->waitFor<CreatePluginInstanceReply>(patience);
     context = new RemotePluginAudioContextProxy(proxy, *plugin);
-    *context->inputEventCount = 0;
-    *context->parameterChangeCount = 0;
+    context->beginBlock();
     context->startProcessing();
 }
 

@@ -14,13 +14,7 @@ constexpr uint8_t phrase[] = {60, 64, 67, 72, 76, 72, 67, 64, 60};
 constexpr double fullCircle = 6.283185307179586;
 
 void addNote(PluginAudioContext& context, uint8_t status, uint8_t note, int64_t offset) {
-    EventRecord record{};
-    record.kind = EventKind::midi;
-    record.sampleOffset = static_cast<uint16_t>(offset);
-    record.midi[0] = status;
-    record.midi[1] = note;
-    record.midi[2] = velocity;
-    context.inputEvents[(*context.inputEventCount)++] = record;
+    context.addMidiEvent(static_cast<uint16_t>(offset), status, note, velocity);
 }
 
 } // namespace

@@ -147,11 +147,10 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void playBlock() {
-        *context.inputEventCount = 0;
-        const std::vector<ParameterChange> changes = editor.takeChanges();
-        *context.parameterChangeCount =
-            std::min(static_cast<int32_t>(changes.size()), context.parameterChangeCapacity);
-        std::copy_n(changes.begin(), *context.parameterChangeCount, context.parameterChanges);
+        context.beginBlock();
+        // A block has room for more than anybody turns in its time.
+        for (const ParameterChange& change : editor.takeChanges())
+            context.addParameterChange(change.parameterIndex, change.value, change.sampleOffset);
         const bool playing = left > 0;
         left = source.fill(context);
         setTransport(*context.transport, sampleRate, position);

@@ -23,14 +23,14 @@ int main(int count, char** arguments) try {
     float peak = 0;
     audio->startProcessing();
     for (int time = 0; time < 10 * audio->blockSize; time += audio->blockSize) {
+        audio->beginBlock();
         for (int channel = 0; channel < audio->inputChannelCount; ++channel)
             for (int frame = 0; frame < audio->blockSize; ++frame)
-                audio->inputChannel(channel)[frame] = std::sin(0.0627F * float(time + frame)); // 440 Hz
-        *audio->inputEventCount = *audio->parameterChangeCount = 0;
+                audio->getInput(channel)[frame] = std::sin(0.0627F * float(time + frame)); // 440 Hz
         audio->process(audio->blockSize, true, false);
         for (int channel = 0; channel < audio->outputChannelCount; ++channel)
-            for (int frame = 0; frame < audio->blockSize; ++frame)
-                peak = std::max(peak, std::abs(audio->outputChannel(channel)[frame]));
+            for (const float sample : audio->getOutput(channel))
+                peak = std::max(peak, std::abs(sample));
     }
     audio->stopProcessing();
     audio->drain(); // the plug-in rests: now it may go

@@ -21,18 +21,16 @@ void PlayingInstance::play(const Ref<RemotePluginHostProxy>& host,
 
 int32_t PlayingInstance::render(bool keepActive) {
     const int32_t result = context->process(context->blockSize, keepActive, false);
-    *context->inputEventCount = 0;
-    *context->parameterChangeCount = 0;
+    context->beginBlock();
     return result;
 }
 
 void PlayingInstance::change(uint16_t parameter, float value) {
-    context->parameterChanges[(*context->parameterChangeCount)++] = {
-        .value = value, .parameterIndex = parameter, .sampleOffset = 0};
+    context->addParameterChange(parameter, value);
 }
 
 void PlayingInstance::add(const EventRecord& event) {
-    context->inputEvents[(*context->inputEventCount)++] = event;
+    context->addEvent(event);
 }
 
 void PlayingInstance::midi(uint8_t status, uint8_t data1, uint8_t data2, uint16_t offset) {

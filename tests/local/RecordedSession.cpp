@@ -92,24 +92,16 @@ int32_t RecordedSession::render(bool keepActive) {
     const auto events = static_cast<size_t>(*context->outputEventCount);
     blocks.push_back(std::to_string(result) + ": " + hexOf(context->outputAudio, samples * sizeof(float)) +
                      "events " + hexOf(context->outputEvents, events * sizeof(EventRecord)));
-    *context->inputEventCount = 0;
-    *context->parameterChangeCount = 0;
+    context->beginBlock();
     return result;
 }
 
 void RecordedSession::change(uint16_t parameter, float value) {
-    context->parameterChanges[(*context->parameterChangeCount)++] = {
-        .value = value, .parameterIndex = parameter, .sampleOffset = 0};
+    context->addParameterChange(parameter, value);
 }
 
 void RecordedSession::note(uint8_t status, uint8_t key, uint8_t velocity, uint16_t offset) {
-    EventRecord& event = context->inputEvents[(*context->inputEventCount)++];
-    event = {};
-    event.kind = EventKind::midi;
-    event.sampleOffset = offset;
-    event.midi[0] = status;
-    event.midi[1] = key;
-    event.midi[2] = velocity;
+    context->addMidiEvent(offset, status, key, velocity);
 }
 
 void RecordedSession::fillInputs(uint32_t block) {

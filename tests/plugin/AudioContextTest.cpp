@@ -304,3 +304,81 @@ TEST(AudioContextTest, ParametersOutsideOfTheCountHaveNoFlags) {
     }
     EXPECT_TRUE(block.context.areGuardsIntact());
 }
+
+TEST(AudioContextTest, ABlockBeginsWithoutTheEventsAndChangesOfTheLast) {
+    Block block(64, 1, 1, 4);
+    FakeAudioContext& context = block.context;
+    EXPECT_TRUE(context.addMidiEvent(3, 0x90, 60, 100));
+    EXPECT_TRUE(context.addParameterChange(2, 0.5F, 7));
+    context.beginBlock();
+    EXPECT_TRUE(context.getInputEvents().empty());
+    EXPECT_TRUE(context.getParameterChanges().empty());
+}
+
+TEST(AudioContextTest, WhatIsAddedIsFoundInItsOrder) {
+    Block block(64, 1, 1, 4);
+    FakeAudioContext& context = block.context;
+    context.beginBlock();
+    EXPECT_TRUE(context.addMidiEvent(3, 0x90, 60, 100));
+    EventRecord exclusive{};
+    exclusive.kind = EventKind::systemExclusive;
+    exclusive.systemExclusiveSize = 2;
+    EXPECT_TRUE(context.addEvent(exclusive));
+    EXPECT_TRUE(context.addParameterChange(2, 0.5F, 7));
+    const std::span<const EventRecord> events = context.getInputEvents();
+    ASSERT_EQ(events.size(), 2U);
+    EXPECT_EQ(events[0].kind, EventKind::midi);
+    EXPECT_EQ(uint16_t{events[0].sampleOffset}, 3);
+    EXPECT_EQ(hexOf(reinterpret_cast<const char*>(events[0].midi), 4), golden("90 3C 64 00"));
+    EXPECT_EQ(events[1].kind, EventKind::systemExclusive);
+    const std::span<const ParameterChange> changes = context.getParameterChanges();
+    ASSERT_EQ(changes.size(), 1U);
+    EXPECT_EQ(changes[0].parameterIndex, 2);
+    EXPECT_EQ(changes[0].value, 0.5F);
+    EXPECT_EQ(changes[0].sampleOffset, 7);
+}
+
+TEST(AudioContextTest, AFullBlockTakesNoMoreAndNothingBehindItIsTouched) {
+    Block block(64, 1, 1, 4);
+    FakeAudioContext& context = block.context;
+    context.fillGuards();
+    context.beginBlock();
+    for (int32_t i = 0; i < context.inputEventCapacity; ++i)
+        EXPECT_TRUE(context.addMidiEvent(0, 0x90, 60, 100));
+    EXPECT_FALSE(context.addMidiEvent(0, 0x90, 60, 100));
+    for (int32_t i = 0; i < context.parameterChangeCapacity; ++i)
+        EXPECT_TRUE(context.addParameterChange(0, 0.5F));
+    EXPECT_FALSE(context.addParameterChange(0, 0.5F));
+    *context.outputEventCount = 0;
+    for (int32_t i = 0; i < context.outputEventCapacity; ++i)
+        EXPECT_NE(context.appendOutputEvent(), nullptr);
+    EXPECT_EQ(context.appendOutputEvent(), nullptr);
+    EXPECT_TRUE(context.areGuardsIntact());
+    EXPECT_EQ(context.getInputEvents().size(), static_cast<size_t>(context.inputEventCapacity));
+    EXPECT_EQ(context.getOutputEvents().size(), static_cast<size_t>(context.outputEventCapacity));
+}
+
+TEST(AudioContextTest, CountsThatNobodyCouldHaveWrittenAreHeldAtWhatThereIs) {
+    Block block(64, 1, 1, 4);
+    FakeAudioContext& context = block.context;
+    *context.inputEventCount = 257;
+    *context.parameterChangeCount = 2000000000;
+    *context.outputEventCount = -1;
+    EXPECT_EQ(context.getInputEvents().size(), 256U);
+    EXPECT_EQ(context.getParameterChanges().size(), 4096U);
+    EXPECT_TRUE(context.getOutputEvents().empty());
+    EXPECT_EQ(context.appendOutputEvent(), nullptr);
+    *context.parameterChangeCount = -1;
+    EXPECT_TRUE(context.getParameterChanges().empty());
+    EXPECT_FALSE(context.addParameterChange(0, 0.5F));
+}
+
+TEST(AudioContextTest, AChannelHasTheFramesOfABlockAndNotItsPadding) {
+    Block block(250, 2, 1, 0);
+    FakeAudioContext& context = block.context;
+    EXPECT_EQ(context.getInput(1).data(), context.inputAudio + 252);
+    EXPECT_EQ(context.getInput(1).size(), 250U);
+    EXPECT_EQ(context.getOutput(0).data(), context.outputAudio);
+    EXPECT_EQ(context.getOutput(0).size(), 250U);
+    EXPECT_EQ(&context.getTransport(), context.transport);
+}

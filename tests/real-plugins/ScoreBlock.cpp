@@ -7,17 +7,9 @@ void writeBlock(PluginAudioContext& context, int32_t block) {
         for (int32_t frame = 0; frame < context.blockSize; ++frame)
             context.inputChannel(channel)[frame] = score::inputAt(block, frame);
     }
-    *context.parameterChangeCount = 0;
-    *context.inputEventCount = 0;
-    if (const auto note = score::noteAt(block)) {
-        EventRecord record{};
-        record.kind = EventKind::midi;
-        record.midi[0] = note->status;
-        record.midi[1] = note->key;
-        record.midi[2] = note->velocity;
-        context.inputEvents[0] = record;
-        *context.inputEventCount = 1;
-    }
+    context.beginBlock();
+    if (const auto note = score::noteAt(block))
+        context.addMidiEvent(0, note->status, note->key, note->velocity);
     const score::Transport now = score::transportAt(block);
     TransportBlock& transport = *context.transport;
     transport = {};
@@ -37,12 +29,10 @@ void writeBlock(PluginAudioContext& context, int32_t block) {
 void writeSilence(PluginAudioContext& context) {
     for (int32_t channel = 0; channel < context.inputChannelCount; ++channel)
         std::fill_n(context.inputChannel(channel), context.blockSize, 0.0F);
-    *context.parameterChangeCount = 0;
-    *context.inputEventCount = 0;
+    context.beginBlock();
     context.transport->flags = 0;
 }
 
 void addChange(PluginAudioContext& context, int32_t parameter, float value) {
-    context.parameterChanges[(*context.parameterChangeCount)++] = {value, static_cast<uint16_t>(parameter),
-                                                                   0};
+    context.addParameterChange(static_cast<uint16_t>(parameter), value);
 }

@@ -29,13 +29,10 @@ public:
     void stopProcessing() override {}
 
     void addParameterChange(int32_t index, float value) {
-        parameterChanges[(*parameterChangeCount)++] = {value, static_cast<uint16_t>(index), 0};
+        PluginAudioContext::addParameterChange(static_cast<uint16_t>(index), value);
     }
     void addNote(int32_t sampleOffset, uint8_t status, uint8_t data1, uint8_t data2) {
-        EventRecord& record = addEvent(EventKind::midi, sampleOffset);
-        record.midi[0] = status;
-        record.midi[1] = data1;
-        record.midi[2] = data2;
+        addMidiEvent(static_cast<uint16_t>(sampleOffset), status, data1, data2);
     }
     void addSystemExclusive(int32_t sampleOffset, const std::vector<uint8_t>& bytes) {
         EventRecord& record = addEvent(EventKind::systemExclusive, sampleOffset);

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 /// The layout of an instance's audio block: input and output audio, events, parameter changes, transport and
 /// parameter flags in one piece of memory that client and host share. Both compute the same layout from the
@@ -69,6 +70,32 @@ public:
     float* outputChannel(int32_t index) const {
         return outputAudio + static_cast<ptrdiff_t>(index) * paddedBlockSize;
     }
+
+    // What the client puts into a block and takes out of it, between two calls of `process`.
+
+    /// Forgets the events and changes of the block before, which nobody else does: first in each block.
+    void beginBlock();
+    /// The frames of a channel: `blockSize` of them, silent or what the block before left.
+    std::span<float> getInput(int32_t channel) const;
+    std::span<const float> getOutput(int32_t channel) const;
+    /// Appends an event; plug-ins get them in this order. False if the block is full, and nothing is
+    /// appended.
+    bool addEvent(const EventRecord& event);
+    /// The same for a MIDI message of up to three bytes; `sampleOffset` in frames.
+    bool addMidiEvent(uint16_t sampleOffset, uint8_t status, uint8_t data1, uint8_t data2);
+    /// Appends a parameter's new value, normalised. False if the block is full, and nothing is appended.
+    bool addParameterChange(uint16_t parameterIndex, float value, uint16_t sampleOffset = 0);
+    /// What the plug-in has sent in the last block.
+    std::span<const EventRecord> getOutputEvents() const;
+    TransportBlock& getTransport() const { return *transport; }
+
+    // What the host reads of a block, and adds to it. The counts are the client's, so they are read once, and
+    // held at what the block has room for.
+
+    std::span<const EventRecord> getInputEvents() const;
+    std::span<const ParameterChange> getParameterChanges() const;
+    /// The record behind the last, whose content is of some block before; null if the block is full.
+    EventRecord* appendOutputEvent();
 
     /// The flag byte of a parameter; any thread. Parameters outside of `parameterCount` have no flags: their
     /// bits read as clear, and changing them does nothing.
