@@ -34,13 +34,7 @@ void PlayingInstance::add(const EventRecord& event) {
 }
 
 void PlayingInstance::midi(uint8_t status, uint8_t data1, uint8_t data2, uint16_t offset) {
-    EventRecord event{};
-    event.kind = EventKind::midi;
-    event.sampleOffset = offset;
-    event.midi[0] = status;
-    event.midi[1] = data1;
-    event.midi[2] = data2;
-    add(event);
+    context->addMidiEvent(offset, status, data1, data2);
 }
 
 void PlayingInstance::letGo(RemotePluginHostProxy& host) {
