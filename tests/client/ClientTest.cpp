@@ -206,6 +206,8 @@ void ClientTest::SetUp() {
     constexpr rlimit noCore{0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
     startAndEndAThread();
+    // Of a program of tests that had this process's number and was killed.
+    forEachAudioBlock([](const std::string& name) { shm_unlink(name.c_str()); });
     before = Footprint::now();
     manager = new RecordingManager;
     RemotePluginHostProxy::setManager(manager);

@@ -15,6 +15,9 @@
 int main(int argc, char** argv) {
     const std::string user = "plugin-host-test-" + std::to_string(getpid());
     setenv("USER", user.c_str(), 1);
+    // A program that had this number and was killed may have left some.
+    std::error_code ignored;
+    std::filesystem::remove_all("/tmp/pipes-" + user, ignored);
     testing::InitGoogleTest(&argc, argv);
     SanitizerReports::collect();
     int result = RUN_ALL_TESTS();
@@ -22,7 +25,6 @@ int main(int argc, char** argv) {
         std::cerr << "A child has reported behind the last test:\n" << reports;
         result = EXIT_FAILURE;
     }
-    std::error_code ignored;
     std::filesystem::remove_all("/tmp/pipes-" + user, ignored);
     return result;
 }
