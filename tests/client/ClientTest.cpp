@@ -180,9 +180,16 @@ void PrintTo(const Footprint& footprint, std::ostream* stream) {
 
 StandIn::StandIn(const std::string& script)
     : record(std::string("/tmp/") + std::getenv("USER") + "-received"),
-      scriptVariable("STAND_IN_SCRIPT", script.c_str()), recordVariable("STAND_IN_RECORD", record.c_str()) {}
+      scriptVariable("STAND_IN_SCRIPT", script.c_str()), recordVariable("STAND_IN_RECORD", record.c_str()) {
+    // A stand-in that outlived its test may have gone on writing.
+    removeRecords();
+}
 
 StandIn::~StandIn() {
+    removeRecords();
+}
+
+void StandIn::removeRecords() const {
     for (const char* channel : {"-main", "-worker0"}) {
         std::error_code ignored;
         std::filesystem::remove(record + channel, ignored);

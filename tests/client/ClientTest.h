@@ -94,6 +94,8 @@ public:
     std::string received(const std::string& channel) const;
 
 private:
+    void removeRecords() const;
+
     std::string record;
     base::core::ScopedEnvironment scriptVariable;
     base::core::ScopedEnvironment recordVariable;

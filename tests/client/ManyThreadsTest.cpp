@@ -64,6 +64,7 @@ TEST_F(ManyThreadsTest, InstancesComeAndGoWhileNotificationsAreRead) {
     for (int i = 0; i < instances; ++i)
         proxy->removePluginInstance(proxy->createPluginInstance("", "", "", false, nullptr, nullptr));
     EXPECT_EQ(listener->waitForLines(notifications).size(), notifications);
+    shutDown(*proxy);
 }
 
 TEST_F(ManyThreadsTest, WaitersComeAndGoOnSeveralThreads) {
