@@ -77,12 +77,6 @@ RegionWalk walkRegions(PluginAudioContext& context, void* block) {
     return walk;
 }
 
-// Of what lies in memory that another process writes.
-size_t readCount(int32_t& count, int32_t capacity) {
-    const int32_t read = std::atomic_ref(count).load(std::memory_order_relaxed);
-    return static_cast<size_t>(std::clamp(read, 0, capacity));
-}
-
 template <class Record>
 bool append(Record* records, int32_t& count, int32_t capacity, const Record& record) {
     if (count < 0 || count >= capacity)
@@ -112,14 +106,6 @@ void PluginAudioContext::beginBlock() {
     *parameterChangeCount = 0;
 }
 
-std::span<float> PluginAudioContext::getInput(int32_t channel) const {
-    return {inputChannel(channel), static_cast<size_t>(blockSize)};
-}
-
-std::span<const float> PluginAudioContext::getOutput(int32_t channel) const {
-    return {outputChannel(channel), static_cast<size_t>(blockSize)};
-}
-
 bool PluginAudioContext::addEvent(const EventRecord& event) {
     return append(inputEvents, *inputEventCount, inputEventCapacity, event);
 }
@@ -137,26 +123,6 @@ bool PluginAudioContext::addMidiEvent(uint16_t sampleOffset, uint8_t status, uin
 bool PluginAudioContext::addParameterChange(uint16_t parameterIndex, float value, uint16_t sampleOffset) {
     return append(parameterChanges, *parameterChangeCount, parameterChangeCapacity,
                   {value, parameterIndex, sampleOffset});
-}
-
-std::span<const EventRecord> PluginAudioContext::getOutputEvents() const {
-    return {outputEvents, readCount(*outputEventCount, outputEventCapacity)};
-}
-
-std::span<const EventRecord> PluginAudioContext::getInputEvents() const {
-    return {inputEvents, readCount(*inputEventCount, inputEventCapacity)};
-}
-
-std::span<const ParameterChange> PluginAudioContext::getParameterChanges() const {
-    return {parameterChanges, readCount(*parameterChangeCount, parameterChangeCapacity)};
-}
-
-EventRecord* PluginAudioContext::appendOutputEvent() {
-    const int32_t index = *outputEventCount;
-    if (index < 0 || index >= outputEventCapacity)
-        return nullptr;
-    *outputEventCount = index + 1;
-    return &outputEvents[index];
 }
 
 void PluginAudioContext::layOut() {

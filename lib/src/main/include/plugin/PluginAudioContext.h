@@ -3,6 +3,8 @@
 #include "plugin/AudioBlock.h"
 #include "plugin/CoreNames.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -76,8 +78,12 @@ public:
     /// Forgets the events and changes of the block before, which nobody else does: first in each block.
     void beginBlock();
     /// The frames of a channel: `blockSize` of them, silent or what the block before left.
-    std::span<float> getInput(int32_t channel) const;
-    std::span<const float> getOutput(int32_t channel) const;
+    std::span<float> getInput(int32_t channel) const {
+        return {inputChannel(channel), static_cast<size_t>(blockSize)};
+    }
+    std::span<const float> getOutput(int32_t channel) const {
+        return {outputChannel(channel), static_cast<size_t>(blockSize)};
+    }
     /// Appends an event; plug-ins get them in this order. False if the block is full, and nothing is
     /// appended.
     bool addEvent(const EventRecord& event);
@@ -86,16 +92,28 @@ public:
     /// Appends a parameter's new value, normalised. False if the block is full, and nothing is appended.
     bool addParameterChange(uint16_t parameterIndex, float value, uint16_t sampleOffset = 0);
     /// What the plug-in has sent in the last block.
-    std::span<const EventRecord> getOutputEvents() const;
+    std::span<const EventRecord> getOutputEvents() const {
+        return {outputEvents, readCount(*outputEventCount, outputEventCapacity)};
+    }
     TransportBlock& getTransport() const { return *transport; }
 
     // What the host reads of a block, and adds to it. The counts are the client's, so they are read once, and
     // held at what the block has room for.
 
-    std::span<const EventRecord> getInputEvents() const;
-    std::span<const ParameterChange> getParameterChanges() const;
+    std::span<const EventRecord> getInputEvents() const {
+        return {inputEvents, readCount(*inputEventCount, inputEventCapacity)};
+    }
+    std::span<const ParameterChange> getParameterChanges() const {
+        return {parameterChanges, readCount(*parameterChangeCount, parameterChangeCapacity)};
+    }
     /// The record behind the last, whose content is of some block before; null if the block is full.
-    EventRecord* appendOutputEvent();
+    EventRecord* appendOutputEvent() {
+        const int32_t index = *outputEventCount;
+        if (index < 0 || index >= outputEventCapacity)
+            return nullptr;
+        *outputEventCount = index + 1;
+        return &outputEvents[index];
+    }
 
     /// The flag byte of a parameter; any thread. Parameters outside of `parameterCount` have no flags: their
     /// bits read as clear, and changing them does nothing.
@@ -125,4 +143,10 @@ public:
     int32_t parameterCount;
     uint8_t* parameterFlags = nullptr;
     uint8_t* guards[guardCount] = {};
+
+private:
+    static size_t readCount(int32_t& count, int32_t capacity) {
+        const int32_t read = std::atomic_ref(count).load(std::memory_order_relaxed);
+        return static_cast<size_t>(std::clamp(read, 0, capacity));
+    }
 };
