@@ -26,9 +26,8 @@ void RemotePluginAudioContextProxy::startProcessing() {
 int32_t RemotePluginAudioContextProxy::process(int32_t frames, bool keepActive, bool realtime) {
     AudioThreadProxy::Exchange exchange(*worker);
     *outputEventCount = 0;
-    OutputStream& stream = *worker->getOutput();
-    writeNative(stream, ProcessCommand{WorkerCommand::process, instanceId, frames, keepActive, realtime});
-    stream.flush();
+    writeCommand(*worker->getOutput(), WorkerCommand::process,
+                 ProcessCommand{instanceId, frames, keepActive, realtime});
     const int32_t result = worker->getInput()->readInt32();
     exchange.complete();
     return result;
@@ -40,9 +39,6 @@ void RemotePluginAudioContextProxy::stopProcessing() {
 
 void RemotePluginAudioContextProxy::sendCommand(WorkerCommand command) {
     AudioThreadProxy::Exchange exchange(*worker);
-    OutputStream& stream = *worker->getOutput();
-    stream.writeByte(static_cast<uint8_t>(command));
-    stream.writeNativeInt32(instanceId);
-    stream.flush();
+    writeCommand(*worker->getOutput(), command, InstanceCommand{instanceId});
     exchange.complete();
 }

@@ -3,6 +3,7 @@
 #include "client/RemoteWorkers.h"
 #include "core/SharedMemory.h"
 #include "plugin/PluginAudioContext.h"
+#include "plugin/WorkerCommands.h"
 
 #include <cstdint>
 

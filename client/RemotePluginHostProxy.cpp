@@ -7,6 +7,7 @@
 #include "core/Log.h"
 #include "core/SharedMemory.h"
 #include "plugin/Channels.h"
+#include "plugin/Frames.h"
 #include "plugin/PluginException.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostProxyHandler.h"
@@ -274,11 +275,7 @@ void RemotePluginHostProxy::writeRequest(PluginHostRequest& request) {
     };
 
     const Turn turn(*this);
-    mainOutput->writeByte(static_cast<uint8_t>(request.getType()));
-    if (request.hasRequestId())
-        mainOutput->writeNativeInt32(request.requestId);
-    request.write(*mainOutput);
-    mainOutput->flush();
+    ::writeRequest(*mainOutput, request);
 }
 
 void RemotePluginHostProxy::closeMainOutput() {
@@ -289,9 +286,10 @@ void RemotePluginHostProxy::closeMainOutput() {
 }
 
 Ref<PluginHostReply> RemotePluginHostProxy::awaitReply(PluginHostRequest& request) {
-    if (mainInput->readBool())
-        return request.readReply(*mainInput);
-    throw PluginException(mainInput->readString());
+    const RequestOutcome outcome = readOutcome(*mainInput, request);
+    if (!outcome.hasSucceeded)
+        throw PluginException(outcome.message);
+    return outcome.reply;
 }
 
 void RemotePluginHostProxy::connectionLost(const String& message, bool onReplyThread) {

@@ -4,18 +4,12 @@
 #include "client/RemotePluginHostProxy.h"
 #include "core/Assertion.h"
 #include "core/Log.h"
+#include "plugin/Frames.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginHostReply.h"
 
 using base::core::ScopedLock;
-
-namespace {
-
-// The first word of a notification, where a reply has its requestId.
-constexpr int32_t notificationMark = 0;
-
-} // namespace
 
 RemotePluginHostProxyAsyncReplyThread::RemotePluginHostProxyAsyncReplyThread(RemotePluginHostProxy* proxy)
     : Thread("Plugin async reply"), proxy(proxy) {}
@@ -77,13 +71,13 @@ void RemotePluginHostProxyAsyncReplyThread::readNotificationFrame() {
 void RemotePluginHostProxyAsyncReplyThread::readReplyFrame(int32_t requestId) {
     const Ref<PluginHostRequest> request = proxy->takePendingRequest(requestId);
     const Ref<PluginHostAsyncReplyHandler> handler = request->replyHandler;
-    if (proxy->asyncInput->readBool()) {
-        const Ref<PluginHostReply> reply = request->readReply(*proxy->asyncInput);
-        if (handler && !proxy->isClosed())
-            callReceiver(replyHandlerName, [&] { handler->onReply(reply.get()); });
-    } else {
-        const String message = proxy->asyncInput->readString();
-        if (handler && !proxy->isClosed())
-            callReceiver(replyHandlerName, [&] { handler->onError(message); });
-    }
+    const RequestOutcome outcome = readOutcome(*proxy->asyncInput, *request);
+    if (!handler || proxy->isClosed())
+        return;
+    callReceiver(replyHandlerName, [&] {
+        if (outcome.hasSucceeded)
+            handler->onReply(outcome.reply.get());
+        else
+            handler->onError(outcome.message);
+    });
 }

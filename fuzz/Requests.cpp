@@ -5,6 +5,7 @@
 
 #include "core/MemoryInputStream.h"
 #include "core/StdStreams.h"
+#include "plugin/Frames.h"
 #include "plugin/PluginHostProxyHandler.h"
 #include "plugin/PluginHostRequests.h"
 

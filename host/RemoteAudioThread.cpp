@@ -61,6 +61,13 @@ void RemoteAudioThread::serve() {
         runCommand(static_cast<WorkerCommand>(input->readByte()));
 }
 
+template <class Fields>
+Fields RemoteAudioThread::read() {
+    Fields fields;
+    wire::read(*input, fields);
+    return fields;
+}
+
 // The call through null for an unknown id must fault under the sanitizers too, and not end in a report.
 #if defined(__SANITIZE_ADDRESS__)
 __attribute__((no_sanitize("null", "vptr")))
@@ -68,24 +75,23 @@ __attribute__((no_sanitize("null", "vptr")))
 void RemoteAudioThread::runCommand(WorkerCommand command) {
     switch (command) {
     case WorkerCommand::startProcessing: {
-        PluginInstance* instance = readInstance();
+        PluginInstance* instance = find(read<InstanceCommand>().instanceId);
         instance->startProcessing();
         instance->endWorkerTurn();
         break;
     }
     case WorkerCommand::stopProcessing: {
-        PluginInstance* instance = readInstance();
+        PluginInstance* instance = find(read<InstanceCommand>().instanceId);
         instance->stopProcessing();
         instance->endWorkerTurn();
         break;
     }
     case WorkerCommand::process: {
-        PluginInstance* instance = readInstance();
+        const ProcessCommand block = read<ProcessCommand>();
+        PluginInstance* instance = find(block.instanceId);
         // The buffers hold a block and no more.
-        const int32_t frames = std::clamp(input->readNativeInt32(), 0, host->blockSize);
-        const bool keepActive = input->readBool();
-        const bool realtime = input->readBool();
-        const int32_t result = instance->process(frames, keepActive, realtime);
+        const int32_t frames = std::clamp(block.frames, 0, host->blockSize);
+        const int32_t result = instance->process(frames, block.keepActive, block.realtime);
         instance->endWorkerTurn();
         output->writeInt32(result);
         output->flush();
@@ -97,10 +103,10 @@ void RemoteAudioThread::runCommand(WorkerCommand command) {
     }
 }
 
-PluginInstance* RemoteAudioThread::readInstance() {
+PluginInstance* RemoteAudioThread::find(int32_t instanceId) const {
     // An unknown id gives null, and the worker calls through it. Deliberate: a client that sends one has lost
     // its order of commands, and must see the host go.
-    return host->instances.find(input->readNativeInt32());
+    return host->instances.find(instanceId);
 }
 
 void RemoteAudioThread::closeStreams() {

@@ -2,8 +2,7 @@
 
 #include "core/NamedPipe.h"
 #include "core/Thread.h"
-#include "plugin/AudioBlock.h"
-#include "plugin/CoreNames.h"
+#include "plugin/WorkerCommands.h"
 
 #include <atomic>
 #include <cstdint>
@@ -34,7 +33,10 @@ private:
     bool openPipe();
     void serve();
     void runCommand(WorkerCommand command);
-    PluginInstance* readInstance();
+    /// The fields of a command.
+    template <class Fields>
+    Fields read();
+    PluginInstance* find(int32_t instanceId) const;
     void closeStreams();
 
     PluginHostContext* host;

@@ -2,8 +2,8 @@
 
 #include "host/RemotePluginAudioContext.h"
 #include "plugin/Channels.h"
+#include "plugin/Frames.h"
 #include "plugin/PluginHostContext.h"
-#include "plugin/PluginHostNotification.h"
 #include "plugin/PluginHostReply.h"
 #include "plugin/PluginHostRequest.h"
 
@@ -11,13 +11,6 @@
 #include <sys/prctl.h>
 
 using base::core::NamedPipe;
-
-namespace {
-
-// The first word of a notification, where a reply has its requestId.
-constexpr int32_t notificationMark = 0;
-
-} // namespace
 
 RemotePluginHostProxyHandler::RemotePluginHostProxyHandler(const Ref<PluginHostContext>& host, int32_t hostId)
     : PluginHostProxyHandler(host), hostId(hostId) {}
@@ -44,29 +37,19 @@ void RemotePluginHostProxyHandler::startRequestThread() {
 }
 
 void RemotePluginHostProxyHandler::sendReply(PluginHostRequest& request, PluginHostReply& reply) {
-    OutputStream& stream = beginReply(request);
-    stream.writeByte(true);
-    reply.write(stream);
-    stream.flush();
+    writeReply(channelOf(request), request, &reply);
 }
 
 void RemotePluginHostProxyHandler::sendEmptyReply(PluginHostRequest& request) {
-    OutputStream& stream = beginReply(request);
-    stream.writeByte(true);
-    stream.flush();
+    writeReply(channelOf(request), request, nullptr);
 }
 
 void RemotePluginHostProxyHandler::sendError(PluginHostRequest& request, const String& message) {
-    OutputStream& stream = beginReply(request);
-    stream.writeByte(false);
-    stream.writeString(message);
-    stream.flush();
+    writeFailure(channelOf(request), request, message);
 }
 
 void RemotePluginHostProxyHandler::sendNotification(PluginHostNotification& notification) {
-    asyncStream->writeNativeInt32(notificationMark);
-    notification.write(*asyncStream);
-    asyncStream->flush();
+    writeNotification(*asyncStream, notification);
 }
 
 void RemotePluginHostProxyHandler::shutdown() {
@@ -89,9 +72,6 @@ void RemotePluginHostProxyHandler::setUpAudio(PluginInstance& instance) {
     prctl(PR_SET_NAME, instance.getName().toStdString().c_str(), 0, 0, 0);
 }
 
-OutputStream& RemotePluginHostProxyHandler::beginReply(const PluginHostRequest& request) {
-    if (!request.isAsync())
-        return *replyStream;
-    asyncStream->writeNativeInt32(request.requestId);
-    return *asyncStream;
+OutputStream& RemotePluginHostProxyHandler::channelOf(const PluginHostRequest& request) const {
+    return request.isAsync() ? *asyncStream : *replyStream;
 }

@@ -34,8 +34,8 @@ public:
     void setUpAudio(PluginInstance& instance) override;
 
 private:
-    /// Where the reply goes, with its requestId written if it has one.
-    OutputStream& beginReply(const PluginHostRequest& request);
+    /// Where the reply goes.
+    OutputStream& channelOf(const PluginHostRequest& request) const;
 
     int32_t hostId;
     Ref<base::core::NamedPipe> mainPipe;

@@ -1,6 +1,7 @@
 #include "host/RemotePluginHostProxyHandlerThread.h"
 
 #include "host/RemotePluginHostProxyHandler.h"
+#include "plugin/Frames.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostRequests.h"

@@ -9,6 +9,7 @@
 #include "client/RemotePluginHostProxy.h"
 #include "core/CapturedOutput.h"
 #include "core/Waiting.h"
+#include "plugin/Frames.h"
 #include "plugin/PluginException.h"
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginHostReplies.h"

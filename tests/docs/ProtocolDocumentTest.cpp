@@ -4,13 +4,14 @@
 #include "MarkdownDocument.h"
 #include "WireFields.h"
 
-#include "plugin/AudioBlock.h"
+#include "plugin/Frames.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginHostProxyHandler.h"
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginHostRequests.h"
 #include "plugin/PluginInstance.h"
+#include "plugin/WorkerCommands.h"
 
 #include <gtest/gtest.h>
 #include <map>
@@ -27,107 +28,115 @@ const MarkdownDocument& protocol() {
     return document;
 }
 
-/// A frame of the document: its heading, what stands before the payload, and the payload's fields.
+/// A frame of the document: its heading, the rows of its table as the code lists the fields, and the bytes of
+/// its example, written by hand.
 struct DocumentedFrame {
     std::string heading;
+    std::vector<Row> rows;
+    /// What stands before the payload.
     std::string head;
-    WireFields fields;
+    std::string payload;
 };
+
+/// The rows of a record's table.
+template <class Record>
+std::vector<Row> fieldRows() {
+    std::vector<Row> rows;
+    wire::describe<Record>([&](const char* name, const char* primitive, const char*) {
+        rows.push_back({name, primitive});
+    });
+    return rows;
+}
+
+/// The same, with the times of each.
+template <class Record>
+std::vector<Row> timedRows() {
+    std::vector<Row> rows;
+    wire::describe<Record>([&](const char* name, const char* primitive, const char* times) {
+        rows.push_back({name, primitive, times});
+    });
+    return rows;
+}
+
+template <class Message>
+DocumentedFrame frame(const std::string& head, const std::string& payload = {}) {
+    return {typeName(typeid(Message)), fieldRows<Message>(), head, payload};
+}
 
 const std::string smallestState = "\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0"s
                                   "\0"s
                                   "\x40\0\0\0"s
                                   "\0\0\0"s;
 
+const std::string one = "\1\0\0\0"s;
+const std::string two = "\2\0\0\0"s;
+const std::string three = "\3\0\0\0"s;
+const std::string place = int32bBytes(10) + int32bBytes(20) + int32bBytes(300) + int32bBytes(200);
+
 std::vector<DocumentedFrame> documentedRequests() {
-    const WireField instance = int32n("instanceId", 1);
-    const std::string wideTitle = "\x80\0\0\4\0\xC9\0\x63\0\x68\0\x6F"s;
     return {
-        {"CreatePluginInstanceRequest",
-         "\0\1\0\0\0"s,
-         {instance, ascii("path", "/p/echo.so"), ascii("identifier", "42"), ascii("presetPath", "/p/a.fxp"),
-          boolean("dpiAware", false)}},
-        {"DestroyPluginInstanceRequest", "\1"s, {instance}},
-        {"OpenGUIRequest",
-         "\2"s,
-         {instance, int64n("parentWindow", 0x0400001E), boolean("openEditorFlag", true),
-          ascii("title", "Echo")}},
-        {"CloseGUIRequest", "\3"s, {instance}},
-        {"UpdateIORequest", "\4\2\0\0\0"s, {instance}},
-        {"LoadPresetRequest", "\5\3\0\0\0"s, {instance, ascii("path", "/p/a.fxp")}},
-        {"SavePresetRequest", "\6\4\0\0\0"s, {instance, ascii("path", "/p/b.fxp")}},
-        {"SetCurrentProgramRequest", "\7"s, {instance, int32n("program", 5)}},
-        {"ShowAllGUIsRequest", "\x08"s, {}},
-        {"HideAllGUIsRequest", "\x09"s, {}},
-        {"ActivateAppGUIRequest", "\x0A"s, {}},
-        {"DeactivateAppGUIRequest", "\x0B"s, {}},
-        {"ShutdownRequest", "\x0C"s, {}},
-        {"PingRequest", "\x0D"s, {}},
-        {"SetWindowTitleRequest", "\x0E"s, {instance, {"title", "string", wideTitle}}},
-        {"SetWindowPositionRequest",
-         "\x0F"s,
-         {instance, int32b("x", 10), int32b("y", 20), int32b("width", 300), int32b("height", 200)}},
+        frame<CreatePluginInstanceRequest>("\0\1\0\0\0"s, one + asciiBytes("/p/echo.so") + asciiBytes("42") +
+                                                              asciiBytes("/p/a.fxp") + boolByte(false)),
+        frame<DestroyPluginInstanceRequest>("\1"s, one),
+        frame<OpenGUIRequest>("\2"s, one + int64nBytes(0x0400001E) + boolByte(true) + asciiBytes("Echo")),
+        frame<CloseGUIRequest>("\3"s, one),
+        frame<UpdateIORequest>("\4\2\0\0\0"s, one),
+        frame<LoadPresetRequest>("\5\3\0\0\0"s, one + asciiBytes("/p/a.fxp")),
+        frame<SavePresetRequest>("\6\4\0\0\0"s, one + asciiBytes("/p/b.fxp")),
+        frame<SetCurrentProgramRequest>("\7"s, one + int32nBytes(5)),
+        frame<ShowAllGUIsRequest>("\x08"s),
+        frame<HideAllGUIsRequest>("\x09"s),
+        frame<ActivateAppGUIRequest>("\x0A"s),
+        frame<DeactivateAppGUIRequest>("\x0B"s),
+        frame<ShutdownRequest>("\x0C"s),
+        frame<PingRequest>("\x0D"s),
+        frame<SetWindowTitleRequest>("\x0E"s, one + "\x80\0\0\4\0\xC9\0\x63\0\x68\0\x6F"s),
+        frame<SetWindowPositionRequest>("\x0F"s, one + place),
     };
 }
 
 std::vector<DocumentedFrame> documentedReplies() {
-    const WireField instance = int32n("instanceId", 1);
-    const WireField inputs = int32n("inputChannelCount", 2);
-    const WireField outputs = int32n("outputChannelCount", 2);
-    const WireField latency = int32n("latency", 64);
-    const WireField state = {"state", "record", smallestState};
+    const std::string channelsAndLatency = int32nBytes(2) + int32nBytes(2) + int32nBytes(64);
     return {
-        {"CreatePluginInstanceReply",
-         "\1\0\0\0\1"s,
-         {instance, inputs, outputs, latency, boolean("hasEditor", false), state}},
-        {"DefineIoReply", "\2\0\0\0\1"s, {instance, inputs, outputs, latency, state}},
-        {"LoadPresetReply", "\3\0\0\0\1"s, {}},
-        {"SavePresetReply", "\4\0\0\0\1"s, {}},
+        frame<CreatePluginInstanceReply>("\1\0\0\0\1"s,
+                                         one + channelsAndLatency + boolByte(false) + smallestState),
+        frame<DefineIoReply>("\2\0\0\0\1"s, one + channelsAndLatency + smallestState),
+        frame<LoadPresetReply>("\3\0\0\0\1"s),
+        frame<SavePresetReply>("\4\0\0\0\1"s),
     };
 }
 
 std::vector<DocumentedFrame> documentedNotifications() {
-    const WireField instance = int32n("instanceId", 2);
-    const WireField parameter = int32n("parameterIndex", 3);
     return {
-        {"UpdateParameterNotification", "\0\0\0\0\0"s, {instance, parameter, number("value", 0.5F)}},
-        {"UpdateParameterDisplayNotification",
-         "\0\0\0\0\1"s,
-         {instance, parameter, ascii("name", "Gain"), ascii("display", "6 dB")}},
-        {"UpdateAllParametersNotification", "\0\0\0\0\2"s, {instance, {"state", "record", smallestState}}},
-        {"BeginOrEndEditParameterNotification",
-         "\0\0\0\0\3"s,
-         {instance, parameter, boolean("isBegin", true)}},
-        {"PluginWindowClosedNotification", "\0\0\0\0\4"s, {int32n("instanceId", 5)}},
-        {"PluginWindowMovedNotification",
-         "\0\0\0\0\5"s,
-         {int32n("instanceId", 1), int32b("x", 10), int32b("y", 20), int32b("width", 300),
-          int32b("height", 200)}},
+        frame<UpdateParameterNotification>("\0\0\0\0\0"s, two + three + floatBytes(0.5F)),
+        frame<UpdateParameterDisplayNotification>("\0\0\0\0\1"s,
+                                                  two + three + asciiBytes("Gain") + asciiBytes("6 dB")),
+        frame<UpdateAllParametersNotification>("\0\0\0\0\2"s, two + smallestState),
+        frame<BeginOrEndEditParameterNotification>("\0\0\0\0\3"s, two + three + boolByte(true)),
+        frame<PluginWindowClosedNotification>("\0\0\0\0\4"s, int32nBytes(5)),
+        frame<PluginWindowMovedNotification>("\0\0\0\0\5"s, one + place),
     };
 }
 
 std::vector<DocumentedFrame> documentedCommands() {
-    const WireField instance = int32n("instanceId", 1);
+    const auto command = [](const char* name, auto fields, const std::string& head,
+                            const std::string& payload) {
+        return DocumentedFrame{name, fieldRows<decltype(fields)>(), head, payload};
+    };
     return {
-        {"startProcessing", "\0"s, {instance}},
-        {"stopProcessing", "\1"s, {instance}},
-        {"process",
-         "\2"s,
-         {instance, int32n("frames", 256), boolean("keepActive", true), boolean("realtime", true)}},
+        command("startProcessing", InstanceCommand{}, "\0"s, one),
+        command("stopProcessing", InstanceCommand{}, "\1"s, one),
+        command("process", ProcessCommand{}, "\2"s, one + int32nBytes(256) + boolByte(true) + boolByte(true)),
     };
 }
 
 void expectFieldsAndDump(const DocumentedFrame& frame) {
     SCOPED_TRACE(frame.heading);
-    if (frame.fields.empty()) {
+    if (frame.rows.empty())
         EXPECT_FALSE(protocol().hasTable(frame.heading, "Field")) << "It has no payload, yet a table of one";
-    } else {
-        std::vector<Row> rows;
-        for (const WireField& field : frame.fields)
-            rows.push_back({field.name, field.primitive});
-        expectRows(protocol().table(frame.heading, "Field"), {"Field", "Primitive"}, rows);
-    }
-    EXPECT_EQ(toHex(protocol().dump(frame.heading)), toHex(frame.head + bytesOf(frame.fields)));
+    else
+        expectRows(protocol().table(frame.heading, "Field"), {"Field", "Primitive"}, frame.rows);
+    EXPECT_EQ(toHex(protocol().dump(frame.heading)), toHex(frame.head + frame.payload));
 }
 
 /// A request of this type, from zeros; null if there is none.
@@ -303,7 +312,7 @@ TEST(ProtocolDocument, GivesRequestsThatTheHostReadsToTheLastByte) {
         EXPECT_EQ(className(*request), frame.heading);
         EXPECT_EQ(stream->available(), 0u) << "The host leaves bytes of the example unread";
         EXPECT_EQ(toHex(written([&](OutputStream& target) { request->write(target); })),
-                  toHex(bytesOf(frame.fields)));
+                  toHex(frame.payload));
     }
 }
 
@@ -341,37 +350,10 @@ TEST(ProtocolDocument, GivesAStateRecordThatTheCodeWrites) {
 }
 
 TEST(ProtocolDocument, GivesTheFieldsOfTheStateRecord) {
-    expectRows(protocol().table("State fields", "Field"), {"Field", "Primitive", "Times"},
-               {{"inputBusCount", "int32n", ""},
-                {"inputBus", "bus", "inputBusCount"},
-                {"outputBusCount", "int32n", ""},
-                {"outputBus", "bus", "outputBusCount"},
-                {"parameterCount", "int32n", ""},
-                {"parameter", "parameter", "parameterCount"},
-                {"programCount", "int32n", ""},
-                {"programName", "string", "programCount"},
-                {"hasNoteNames", "bool", ""},
-                {"noteName", "string", "128 if hasNoteNames"},
-                {"latency", "int32n", ""},
-                {"supportsMpe", "bool", ""},
-                {"hasMidiControllerMapping", "bool", ""},
-                {"hasNoteOutput", "bool", ""}});
-    expectRows(
-        protocol().table("Bus fields", "Field"), {"Field", "Primitive", "Times"},
-        {{"name", "string", ""}, {"channelCount", "int32b", ""}, {"channel", "int32b", "channelCount"}});
-    expectRows(protocol().table("Parameter fields", "Field"), {"Field", "Primitive", "Times"},
-               {{"name", "string", ""},
-                {"shortName", "string", ""},
-                {"display", "string", ""},
-                {"label", "string", ""},
-                {"category", "string", ""},
-                {"value", "float", ""},
-                {"id", "int32n", ""},
-                {"canBeAutomated", "bool", ""},
-                {"isSwitch", "bool", ""},
-                {"usesIntegerRange", "bool", ""},
-                {"minInteger", "int32n", ""},
-                {"maxInteger", "int32n", ""}});
+    const std::vector<std::string> columns = {"Field", "Primitive", "Times"};
+    expectRows(protocol().table("State fields", "Field"), columns, timedRows<PluginInstanceState>());
+    expectRows(protocol().table("Bus fields", "Field"), columns, timedRows<PluginAudioBus>());
+    expectRows(protocol().table("Parameter fields", "Field"), columns, timedRows<ParameterInfo>());
 }
 
 TEST(ProtocolDocument, DescribesAStateRecordThatTheCodeReadsToTheLastByte) {

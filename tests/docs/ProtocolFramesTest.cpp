@@ -212,20 +212,19 @@ TEST(ProtocolDocument, ShowsTheNotificationsThatAHostSends) {
         const std::string dump = protocol().dump(name);
         EXPECT_EQ(toHex(pipes.readAsync(dump.size())), toHex(dump)) << name;
     };
-    const std::string zeros(64, '\0');
-    const Ref<UpdateParameterNotification> value(
-        new UpdateParameterNotification(*streamOver(zeros), 2, nullptr));
+    const std::string two = int32nBytes(2) + std::string(64, '\0');
+    const Ref<UpdateParameterNotification> value(new UpdateParameterNotification(*streamOver(two), nullptr));
     value->parameterIndex = 3;
     value->value = 0.5F;
     expectSent(value);
     const Ref<UpdateParameterDisplayNotification> display(
-        new UpdateParameterDisplayNotification(*streamOver(zeros), 2, nullptr));
+        new UpdateParameterDisplayNotification(*streamOver(two), nullptr));
     display->parameterIndex = 3;
     display->name = "Gain";
     display->display = "6 dB";
     expectSent(display);
     const Ref<UpdateAllParametersNotification> all(
-        new UpdateAllParametersNotification(*streamOver(zeros), 2, nullptr));
+        new UpdateAllParametersNotification(*streamOver(two), nullptr));
     all->state->latency = 64;
     expectSent(all);
     expectSent(new BeginOrEndEditParameterNotification(2, nullptr, 3, true));

@@ -12,16 +12,6 @@
 #include <memory>
 #include <string>
 #include <typeinfo>
-#include <vector>
-
-/// A field of a message: its name and primitive as the document gives them, and its bytes.
-struct WireField {
-    std::string name;
-    std::string primitive;
-    std::string bytes;
-};
-
-using WireFields = std::vector<WireField>;
 
 inline std::string integerBytes(uint64_t value, size_t size, bool bigEndian) {
     std::string bytes(size, '\0');
@@ -48,35 +38,12 @@ inline std::string asciiBytes(const std::string& text) {
     return int32bBytes(static_cast<int32_t>(text.size())) + text;
 }
 
-inline WireField int32n(const std::string& name, int32_t value) {
-    return {name, "int32n", int32nBytes(value)};
+inline std::string int64nBytes(int64_t value) {
+    return integerBytes(static_cast<uint64_t>(value), 8, false);
 }
 
-inline WireField int32b(const std::string& name, int32_t value) {
-    return {name, "int32b", int32bBytes(value)};
-}
-
-inline WireField int64n(const std::string& name, int64_t value) {
-    return {name, "int64n", integerBytes(static_cast<uint64_t>(value), 8, false)};
-}
-
-inline WireField boolean(const std::string& name, bool value) {
-    return {name, "bool", std::string(1, value ? '\1' : '\0')};
-}
-
-inline WireField number(const std::string& name, float value) {
-    return {name, "float", floatBytes(value)};
-}
-
-inline WireField ascii(const std::string& name, const std::string& text) {
-    return {name, "string", asciiBytes(text)};
-}
-
-inline std::string bytesOf(const WireFields& fields) {
-    std::string bytes;
-    for (const WireField& field : fields)
-        bytes += field.bytes;
-    return bytes;
+inline std::string boolByte(bool value) {
+    return std::string(1, value ? '\1' : '\0');
 }
 
 /// A stream over bytes that outlive it.
@@ -93,10 +60,15 @@ std::string written(const Write& write) {
     return bytes;
 }
 
-/// The class of an object, as the source spells it.
+/// The name of a type, as the source spells it.
+inline std::string typeName(const std::type_info& type) {
+    const std::unique_ptr<char, void (*)(void*)> text(
+        abi::__cxa_demangle(type.name(), nullptr, nullptr, nullptr), std::free);
+    return text != nullptr ? text.get() : type.name();
+}
+
+/// The class of an object.
 template <class T>
 std::string className(const T& object) {
-    const std::unique_ptr<char, void (*)(void*)> text(
-        abi::__cxa_demangle(typeid(object).name(), nullptr, nullptr, nullptr), std::free);
-    return text != nullptr ? text.get() : typeid(object).name();
+    return typeName(typeid(object));
 }

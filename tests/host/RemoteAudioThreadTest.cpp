@@ -5,6 +5,7 @@
 #include "host/RemoteAudioThread.h"
 #include "core/NamedPipe.h"
 #include "plugin/Channels.h"
+#include "plugin/WorkerCommands.h"
 #include "tests/plugin/TestHost.h"
 
 #include <gmock/gmock.h>

@@ -1,6 +1,7 @@
 // What a host tells its client unasked. If these fail, knobs in the client's window stand still, jump to
 // wrong values, or the client loses step with its host.
 
+#include "plugin/Frames.h"
 #include "plugin/PluginHostNotificationListener.h"
 #include "plugin/PluginHostNotifications.h"
 #include "tests/plugin/RichInstance.h"

@@ -2,6 +2,7 @@
 // build, sends requests that this host takes for something else.
 
 #include "tests/plugin/RequestFrames.h"
+#include "plugin/Frames.h"
 #include "plugin/PluginHostProxyHandler.h"
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginHostRequests.h"

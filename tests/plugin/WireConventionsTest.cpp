@@ -1,6 +1,7 @@
 // The primitives of the wire and what all requests share. If these fail, a client and a host that were built
 // apart from each other read past one another from the first frame on.
 
+#include "plugin/Frames.h"
 #include "plugin/PluginHostRequests.h"
 #include "tests/plugin/RequestFrames.h"
 #include "tests/plugin/TestHost.h"

@@ -7,31 +7,10 @@
 
 namespace {
 
-template <class Notification>
-Ref<PluginHostNotification> readAs(InputStream& stream, Object* sender) {
-    const int32_t instanceId = stream.readNativeInt32();
-    return new Notification(stream, instanceId, sender);
-}
+// Until it has been read.
+constexpr int32_t noInstanceId = 0;
 
 } // namespace
-
-Ref<PluginHostNotification> readNotification(InputStream& stream, Object* sender) {
-    switch (static_cast<NotificationType>(stream.readByte())) {
-    case NotificationType::updateParameter:
-        return readAs<UpdateParameterNotification>(stream, sender);
-    case NotificationType::updateParameterDisplay:
-        return readAs<UpdateParameterDisplayNotification>(stream, sender);
-    case NotificationType::updateAllParameters:
-        return readAs<UpdateAllParametersNotification>(stream, sender);
-    case NotificationType::beginOrEndEditParameter:
-        return readAs<BeginOrEndEditParameterNotification>(stream, sender);
-    case NotificationType::pluginWindowClosed:
-        return new PluginWindowClosedNotification(stream.readNativeInt32(), sender);
-    case NotificationType::pluginWindowMoved:
-        return readAs<PluginWindowMovedNotification>(stream, sender);
-    }
-    return nullptr;
-}
 
 PluginHostNotificationListener::~PluginHostNotificationListener() = default;
 
@@ -46,35 +25,25 @@ void PluginHostNotification::run() {
 
 void PluginHostNotification::write(OutputStream& stream) const {
     stream.writeByte(static_cast<uint8_t>(getType()));
-    stream.writeNativeInt32(instanceId);
+    wire::write(stream, *this);
 }
 
 UpdateParameterNotification::UpdateParameterNotification(PluginInstance& instance,
                                                          PluginHostProxyHandler* sender,
                                                          int32_t parameterIndex, float value)
-    : PluginHostNotification(instance.instanceId, sender), instance(&instance),
-      parameterIndex(parameterIndex), value(value) {}
+    : WireNotification(instance.instanceId, sender), instance(&instance), parameterIndex(parameterIndex),
+      value(value) {}
 
-UpdateParameterNotification::UpdateParameterNotification(InputStream& stream, int32_t instanceId,
-                                                         Object* sender)
-    : PluginHostNotification(instanceId, sender), parameterIndex(stream.readNativeInt32()),
-      value(readNative<float>(stream)) {}
+UpdateParameterNotification::UpdateParameterNotification(InputStream& stream, Object* sender)
+    : WireNotification(noInstanceId, sender) {
+    wire::read(stream, *this);
+}
 
 UpdateParameterNotification::~UpdateParameterNotification() = default;
 
 void UpdateParameterNotification::run() {
     if (instance)
         PluginHostNotification::run();
-}
-
-int32_t UpdateParameterNotification::getType() const {
-    return static_cast<int32_t>(NotificationType::updateParameter);
-}
-
-void UpdateParameterNotification::write(OutputStream& stream) const {
-    PluginHostNotification::write(stream);
-    stream.writeNativeInt32(parameterIndex);
-    writeNative(stream, value);
 }
 
 void UpdateParameterNotification::deliver(PluginHostNotificationListener& listener) {
@@ -86,13 +55,13 @@ UpdateParameterDisplayNotification::UpdateParameterDisplayNotification(PluginIns
                                                                        int32_t parameterIndex,
                                                                        const String& name,
                                                                        const String& display)
-    : PluginHostNotification(instance.instanceId, sender), instance(&instance),
-      parameterIndex(parameterIndex), name(name), display(display) {}
+    : WireNotification(instance.instanceId, sender), instance(&instance), parameterIndex(parameterIndex),
+      name(name), display(display) {}
 
-UpdateParameterDisplayNotification::UpdateParameterDisplayNotification(InputStream& stream,
-                                                                       int32_t instanceId, Object* sender)
-    : PluginHostNotification(instanceId, sender), parameterIndex(stream.readNativeInt32()),
-      name(stream.readString()), display(stream.readString()) {}
+UpdateParameterDisplayNotification::UpdateParameterDisplayNotification(InputStream& stream, Object* sender)
+    : WireNotification(noInstanceId, sender) {
+    wire::read(stream, *this);
+}
 
 UpdateParameterDisplayNotification::~UpdateParameterDisplayNotification() = default;
 
@@ -101,28 +70,18 @@ void UpdateParameterDisplayNotification::run() {
         PluginHostNotification::run();
 }
 
-int32_t UpdateParameterDisplayNotification::getType() const {
-    return static_cast<int32_t>(NotificationType::updateParameterDisplay);
-}
-
-void UpdateParameterDisplayNotification::write(OutputStream& stream) const {
-    PluginHostNotification::write(stream);
-    stream.writeNativeInt32(parameterIndex);
-    stream.writeString(name);
-    stream.writeString(display);
-}
-
 void UpdateParameterDisplayNotification::deliver(PluginHostNotificationListener& listener) {
     listener.onUpdateParameterDisplay(*this);
 }
 
 UpdateAllParametersNotification::UpdateAllParametersNotification(PluginInstance& instance,
                                                                  PluginHostProxyHandler* sender)
-    : PluginHostNotification(instance.instanceId, sender), instance(&instance) {}
+    : WireNotification(instance.instanceId, sender), instance(&instance) {}
 
-UpdateAllParametersNotification::UpdateAllParametersNotification(InputStream& stream, int32_t instanceId,
-                                                                 Object* sender)
-    : PluginHostNotification(instanceId, sender), state(new PluginInstanceState(stream)) {}
+UpdateAllParametersNotification::UpdateAllParametersNotification(InputStream& stream, Object* sender)
+    : WireNotification(noInstanceId, sender) {
+    wire::read(stream, *this);
+}
 
 UpdateAllParametersNotification::~UpdateAllParametersNotification() = default;
 
@@ -140,15 +99,6 @@ void UpdateAllParametersNotification::run() {
     PluginHostNotification::run();
 }
 
-int32_t UpdateAllParametersNotification::getType() const {
-    return static_cast<int32_t>(NotificationType::updateAllParameters);
-}
-
-void UpdateAllParametersNotification::write(OutputStream& stream) const {
-    PluginHostNotification::write(stream);
-    state->write(stream);
-}
-
 void UpdateAllParametersNotification::deliver(PluginHostNotificationListener& listener) {
     listener.onUpdateAllParameters(*this);
 }
@@ -156,37 +106,28 @@ void UpdateAllParametersNotification::deliver(PluginHostNotificationListener& li
 BeginOrEndEditParameterNotification::BeginOrEndEditParameterNotification(int32_t instanceId,
                                                                          PluginHostProxyHandler* sender,
                                                                          int32_t parameterIndex, bool isBegin)
-    : PluginHostNotification(instanceId, sender), parameterIndex(parameterIndex), isBegin(isBegin) {}
+    : WireNotification(instanceId, sender), parameterIndex(parameterIndex), isBegin(isBegin) {}
 
-BeginOrEndEditParameterNotification::BeginOrEndEditParameterNotification(InputStream& stream,
-                                                                         int32_t instanceId, Object* sender)
-    : PluginHostNotification(instanceId, sender), parameterIndex(stream.readNativeInt32()),
-      isBegin(stream.readBool()) {}
+BeginOrEndEditParameterNotification::BeginOrEndEditParameterNotification(InputStream& stream, Object* sender)
+    : WireNotification(noInstanceId, sender) {
+    wire::read(stream, *this);
+}
 
 BeginOrEndEditParameterNotification::~BeginOrEndEditParameterNotification() = default;
-
-int32_t BeginOrEndEditParameterNotification::getType() const {
-    return static_cast<int32_t>(NotificationType::beginOrEndEditParameter);
-}
-
-void BeginOrEndEditParameterNotification::write(OutputStream& stream) const {
-    PluginHostNotification::write(stream);
-    stream.writeNativeInt32(parameterIndex);
-    stream.writeByte(isBegin);
-}
 
 void BeginOrEndEditParameterNotification::deliver(PluginHostNotificationListener& listener) {
     listener.onBeginOrEndEditParameter(*this);
 }
 
 PluginWindowClosedNotification::PluginWindowClosedNotification(int32_t instanceId, Object* sender)
-    : PluginHostNotification(instanceId, sender) {}
+    : WireNotification(instanceId, sender) {}
+
+PluginWindowClosedNotification::PluginWindowClosedNotification(InputStream& stream, Object* sender)
+    : WireNotification(noInstanceId, sender) {
+    wire::read(stream, *this);
+}
 
 PluginWindowClosedNotification::~PluginWindowClosedNotification() = default;
-
-int32_t PluginWindowClosedNotification::getType() const {
-    return static_cast<int32_t>(NotificationType::pluginWindowClosed);
-}
 
 void PluginWindowClosedNotification::deliver(PluginHostNotificationListener& listener) {
     listener.onPluginWindowClosed(*this);
@@ -195,26 +136,14 @@ void PluginWindowClosedNotification::deliver(PluginHostNotificationListener& lis
 PluginWindowMovedNotification::PluginWindowMovedNotification(int32_t instanceId,
                                                              PluginHostProxyHandler* sender, int32_t x,
                                                              int32_t y, int32_t width, int32_t height)
-    : PluginHostNotification(instanceId, sender), x(x), y(y), width(width), height(height) {}
+    : WireNotification(instanceId, sender), x(x), y(y), width(width), height(height) {}
 
-PluginWindowMovedNotification::PluginWindowMovedNotification(InputStream& stream, int32_t instanceId,
-                                                             Object* sender)
-    : PluginHostNotification(instanceId, sender), x(stream.readInt32()), y(stream.readInt32()),
-      width(stream.readInt32()), height(stream.readInt32()) {}
+PluginWindowMovedNotification::PluginWindowMovedNotification(InputStream& stream, Object* sender)
+    : WireNotification(noInstanceId, sender) {
+    wire::read(stream, *this);
+}
 
 PluginWindowMovedNotification::~PluginWindowMovedNotification() = default;
-
-int32_t PluginWindowMovedNotification::getType() const {
-    return static_cast<int32_t>(NotificationType::pluginWindowMoved);
-}
-
-void PluginWindowMovedNotification::write(OutputStream& stream) const {
-    PluginHostNotification::write(stream);
-    stream.writeInt32(x);
-    stream.writeInt32(y);
-    stream.writeInt32(width);
-    stream.writeInt32(height);
-}
 
 void PluginWindowMovedNotification::deliver(PluginHostNotificationListener& listener) {
     listener.onPluginWindowMoved(*this);

@@ -8,70 +8,13 @@
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginInstance.h"
 
-namespace {
-
-Ref<PluginHostRequest> makeRequest(uint8_t type) {
-    switch (static_cast<RequestType>(type)) {
-    case RequestType::createPluginInstance:
-        return new CreatePluginInstanceRequest;
-    case RequestType::destroyPluginInstance:
-        return new DestroyPluginInstanceRequest;
-    case RequestType::openGui:
-        return new OpenGUIRequest;
-    case RequestType::closeGui:
-        return new CloseGUIRequest;
-    case RequestType::updateIo:
-        return new UpdateIORequest;
-    case RequestType::loadPreset:
-        return new LoadPresetRequest;
-    case RequestType::savePreset:
-        return new SavePresetRequest;
-    case RequestType::setCurrentProgram:
-        return new SetCurrentProgramRequest;
-    case RequestType::showAllGuis:
-        return new ShowAllGUIsRequest;
-    case RequestType::hideAllGuis:
-        return new HideAllGUIsRequest;
-    case RequestType::activateAppGui:
-        return new ActivateAppGUIRequest;
-    case RequestType::deactivateAppGui:
-        return new DeactivateAppGUIRequest;
-    case RequestType::shutdown:
-        return new ShutdownRequest;
-    case RequestType::ping:
-        return new PingRequest;
-    case RequestType::setWindowTitle:
-        return new SetWindowTitleRequest;
-    case RequestType::setWindowPosition:
-        return new SetWindowPositionRequest;
-    }
-    throw IOException(concat("Unknown request type ", static_cast<int32_t>(type)));
-}
-
-} // namespace
-
-Ref<PluginHostRequest> readRequest(const Ref<PluginHostProxyHandler>& handler, InputStream& stream) {
-    Ref<PluginHostRequest> request = makeRequest(stream.readByte());
-    request->handler = handler;
-    if (request->hasRequestId())
-        request->requestId = stream.readNativeInt32();
-    request->read(stream);
-    return request;
-}
-
 CreatePluginInstanceRequest::CreatePluginInstanceRequest() = default;
 
 CreatePluginInstanceRequest::CreatePluginInstanceRequest(int32_t instanceId, const String& path,
                                                          const String& presetPath, const String& identifier,
                                                          bool dpiAware)
-    : PluginInstanceRequest(instanceId), path(path), presetPath(presetPath), identifier(identifier),
+    : WireRequest(instanceId), path(path), presetPath(presetPath), identifier(identifier),
       dpiAware(dpiAware) {}
-
-CreatePluginInstanceRequest::~CreatePluginInstanceRequest() = default;
-
-int32_t CreatePluginInstanceRequest::getType() const {
-    return static_cast<int32_t>(RequestType::createPluginInstance);
-}
 
 void CreatePluginInstanceRequest::perform(PluginHostContext& host) {
     // Held here: an instance whose id is in use isn't in the table.
@@ -104,34 +47,12 @@ bool CreatePluginInstanceRequest::needsReply() const {
     return true;
 }
 
-void CreatePluginInstanceRequest::read(InputStream& stream) {
-    PluginInstanceRequest::read(stream);
-    path = stream.readString();
-    identifier = stream.readString();
-    presetPath = stream.readString();
-    dpiAware = stream.readBool();
-}
-
-void CreatePluginInstanceRequest::write(OutputStream& stream) const {
-    PluginInstanceRequest::write(stream);
-    stream.writeString(path);
-    stream.writeString(identifier);
-    stream.writeString(presetPath);
-    stream.writeByte(dpiAware);
-}
-
 Ref<PluginHostReply> CreatePluginInstanceRequest::readReply(InputStream& stream) {
     return new CreatePluginInstanceReply(stream);
 }
 
 void CreatePluginInstanceRequest::performOnInstance(PluginInstance&) {
     BASE_FAIL(concat("Illegal state: ", "Should not be called"));
-}
-
-DestroyPluginInstanceRequest::~DestroyPluginInstanceRequest() = default;
-
-int32_t DestroyPluginInstanceRequest::getType() const {
-    return static_cast<int32_t>(RequestType::destroyPluginInstance);
 }
 
 void DestroyPluginInstanceRequest::performOnInstance(PluginInstance& instance) {
@@ -143,47 +64,14 @@ OpenGUIRequest::OpenGUIRequest() = default;
 
 OpenGUIRequest::OpenGUIRequest(int32_t instanceId, int64_t parentWindow, bool openEditorFlag,
                                const String& title)
-    : PluginInstanceRequest(instanceId), parentWindow(parentWindow), openEditorFlag(openEditorFlag),
-      title(title) {}
-
-OpenGUIRequest::~OpenGUIRequest() = default;
-
-int32_t OpenGUIRequest::getType() const {
-    return static_cast<int32_t>(RequestType::openGui);
-}
-
-void OpenGUIRequest::read(InputStream& stream) {
-    PluginInstanceRequest::read(stream);
-    parentWindow = readNative<int64_t>(stream);
-    openEditorFlag = stream.readBool();
-    title = stream.readString();
-}
-
-void OpenGUIRequest::write(OutputStream& stream) const {
-    PluginInstanceRequest::write(stream);
-    writeNative(stream, parentWindow);
-    stream.writeByte(openEditorFlag);
-    stream.writeString(title);
-}
+    : WireRequest(instanceId), parentWindow(parentWindow), openEditorFlag(openEditorFlag), title(title) {}
 
 void OpenGUIRequest::performOnInstance(PluginInstance& instance) {
     instance.openEditor(static_cast<uint32_t>(parentWindow), openEditorFlag, title);
 }
 
-CloseGUIRequest::~CloseGUIRequest() = default;
-
-int32_t CloseGUIRequest::getType() const {
-    return static_cast<int32_t>(RequestType::closeGui);
-}
-
 void CloseGUIRequest::performOnInstance(PluginInstance& instance) {
     instance.closeEditor();
-}
-
-UpdateIORequest::~UpdateIORequest() = default;
-
-int32_t UpdateIORequest::getType() const {
-    return static_cast<int32_t>(RequestType::updateIo);
 }
 
 bool UpdateIORequest::needsReply() const {
@@ -210,22 +98,6 @@ bool PresetRequest::needsReply() const {
     return true;
 }
 
-void PresetRequest::read(InputStream& stream) {
-    PluginInstanceRequest::read(stream);
-    path = stream.readString();
-}
-
-void PresetRequest::write(OutputStream& stream) const {
-    PluginInstanceRequest::write(stream);
-    stream.writeString(path);
-}
-
-LoadPresetRequest::~LoadPresetRequest() = default;
-
-int32_t LoadPresetRequest::getType() const {
-    return static_cast<int32_t>(RequestType::loadPreset);
-}
-
 Ref<PluginHostReply> LoadPresetRequest::readReply(InputStream&) {
     return new LoadPresetReply(instanceId, path);
 }
@@ -239,12 +111,6 @@ void LoadPresetRequest::performOnInstance(PluginInstance& instance) {
     }
     const Ref<LoadPresetReply> reply(new LoadPresetReply(instanceId, path));
     handler->sendReply(*this, *reply);
-}
-
-SavePresetRequest::~SavePresetRequest() = default;
-
-int32_t SavePresetRequest::getType() const {
-    return static_cast<int32_t>(RequestType::savePreset);
 }
 
 Ref<PluginHostReply> SavePresetRequest::readReply(InputStream&) {
@@ -267,32 +133,10 @@ void SavePresetRequest::performOnInstance(PluginInstance& instance) {
 SetCurrentProgramRequest::SetCurrentProgramRequest() = default;
 
 SetCurrentProgramRequest::SetCurrentProgramRequest(int32_t instanceId, int32_t program)
-    : PluginInstanceRequest(instanceId), program(program) {}
-
-SetCurrentProgramRequest::~SetCurrentProgramRequest() = default;
-
-int32_t SetCurrentProgramRequest::getType() const {
-    return static_cast<int32_t>(RequestType::setCurrentProgram);
-}
-
-void SetCurrentProgramRequest::read(InputStream& stream) {
-    PluginInstanceRequest::read(stream);
-    program = stream.readNativeInt32();
-}
-
-void SetCurrentProgramRequest::write(OutputStream& stream) const {
-    PluginInstanceRequest::write(stream);
-    stream.writeNativeInt32(program);
-}
+    : WireRequest(instanceId), program(program) {}
 
 void SetCurrentProgramRequest::performOnInstance(PluginInstance& instance) {
     instance.setCurrentProgram(program);
-}
-
-ShowAllGUIsRequest::~ShowAllGUIsRequest() = default;
-
-int32_t ShowAllGUIsRequest::getType() const {
-    return static_cast<int32_t>(RequestType::showAllGuis);
 }
 
 void ShowAllGUIsRequest::perform(PluginHostContext& host) {
@@ -308,12 +152,6 @@ void ShowAllGUIsRequest::perform(PluginHostContext& host) {
     });
 }
 
-HideAllGUIsRequest::~HideAllGUIsRequest() = default;
-
-int32_t HideAllGUIsRequest::getType() const {
-    return static_cast<int32_t>(RequestType::hideAllGuis);
-}
-
 void HideAllGUIsRequest::perform(PluginHostContext& host) {
     host.instances.forEach([](PluginInstance& instance) {
         PluginWindow* window = instance.window;
@@ -324,36 +162,12 @@ void HideAllGUIsRequest::perform(PluginHostContext& host) {
     });
 }
 
-ActivateAppGUIRequest::~ActivateAppGUIRequest() = default;
-
-int32_t ActivateAppGUIRequest::getType() const {
-    return static_cast<int32_t>(RequestType::activateAppGui);
-}
-
 void ActivateAppGUIRequest::perform(PluginHostContext&) {}
-
-DeactivateAppGUIRequest::~DeactivateAppGUIRequest() = default;
-
-int32_t DeactivateAppGUIRequest::getType() const {
-    return static_cast<int32_t>(RequestType::deactivateAppGui);
-}
 
 void DeactivateAppGUIRequest::perform(PluginHostContext&) {}
 
-ShutdownRequest::~ShutdownRequest() = default;
-
-int32_t ShutdownRequest::getType() const {
-    return static_cast<int32_t>(RequestType::shutdown);
-}
-
 void ShutdownRequest::perform(PluginHostContext&) {
     handler->shutdown();
-}
-
-PingRequest::~PingRequest() = default;
-
-int32_t PingRequest::getType() const {
-    return static_cast<int32_t>(RequestType::ping);
 }
 
 void PingRequest::perform(PluginHostContext&) {
@@ -371,23 +185,7 @@ bool PingRequest::isAsync() const {
 SetWindowTitleRequest::SetWindowTitleRequest() = default;
 
 SetWindowTitleRequest::SetWindowTitleRequest(int32_t instanceId, const String& title)
-    : PluginInstanceRequest(instanceId), title(title) {}
-
-SetWindowTitleRequest::~SetWindowTitleRequest() = default;
-
-int32_t SetWindowTitleRequest::getType() const {
-    return static_cast<int32_t>(RequestType::setWindowTitle);
-}
-
-void SetWindowTitleRequest::read(InputStream& stream) {
-    PluginInstanceRequest::read(stream);
-    title = stream.readString();
-}
-
-void SetWindowTitleRequest::write(OutputStream& stream) const {
-    PluginInstanceRequest::write(stream);
-    stream.writeString(title);
-}
+    : WireRequest(instanceId), title(title) {}
 
 void SetWindowTitleRequest::performOnInstance(PluginInstance& instance) {
     instance.setWindowTitle(title);
@@ -397,29 +195,7 @@ SetWindowPositionRequest::SetWindowPositionRequest() = default;
 
 SetWindowPositionRequest::SetWindowPositionRequest(int32_t instanceId, int32_t x, int32_t y, int32_t width,
                                                    int32_t height)
-    : PluginInstanceRequest(instanceId), x(x), y(y), width(width), height(height) {}
-
-SetWindowPositionRequest::~SetWindowPositionRequest() = default;
-
-int32_t SetWindowPositionRequest::getType() const {
-    return static_cast<int32_t>(RequestType::setWindowPosition);
-}
-
-void SetWindowPositionRequest::read(InputStream& stream) {
-    PluginInstanceRequest::read(stream);
-    x = stream.readInt32();
-    y = stream.readInt32();
-    width = stream.readInt32();
-    height = stream.readInt32();
-}
-
-void SetWindowPositionRequest::write(OutputStream& stream) const {
-    PluginInstanceRequest::write(stream);
-    stream.writeInt32(x);
-    stream.writeInt32(y);
-    stream.writeInt32(width);
-    stream.writeInt32(height);
-}
+    : WireRequest(instanceId), x(x), y(y), width(width), height(height) {}
 
 void SetWindowPositionRequest::performOnInstance(PluginInstance& instance) {
     instance.windowX = x;

@@ -8,6 +8,8 @@ Program::Program(const String& name) : name(name) {}
 
 Program::~Program() = default;
 
+PluginAudioBus::PluginAudioBus() = default;
+
 PluginAudioBus::PluginAudioBus(const String& name, const std::vector<int32_t>& channels)
     : name(name), channels(channels) {}
 

@@ -24,9 +24,9 @@ void PluginInstanceRequest::perform(PluginHostContext& host) {
 }
 
 void PluginInstanceRequest::read(InputStream& stream) {
-    instanceId = stream.readNativeInt32();
+    wire::read(stream, *this);
 }
 
 void PluginInstanceRequest::write(OutputStream& stream) const {
-    stream.writeNativeInt32(instanceId);
+    wire::write(stream, *this);
 }

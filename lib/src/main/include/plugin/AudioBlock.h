@@ -90,28 +90,3 @@ enum ParameterFlag : uint8_t {
     /// Set by the host: the text may have changed.
     parameterDisplayDirty = 1u << 1,
 };
-
-/// The first byte of a command on a worker's pipe.
-enum class WorkerCommand : uint8_t {
-    /// `int32n` instanceId. No answer.
-    startProcessing = 0,
-    /// `int32n` instanceId. No answer.
-    stopProcessing = 1,
-    /// The rest of a `ProcessCommand`. Answered by an `int32b`, a `ProcessResult`.
-    process = 2,
-};
-
-#pragma pack(push, 1)
-
-/// The command of each block, 11 bytes.
-struct ProcessCommand {
-    WorkerCommand command; // 0, `process`
-    int32_t instanceId;    // 1
-    int32_t frames;        // 5
-    bool keepActive;       // 9
-    bool realtime;         // 10
-};
-
-#pragma pack(pop)
-
-static_assert(sizeof(ProcessCommand) == 11);

@@ -1,12 +1,14 @@
 #pragma once
 
-#include "plugin/CoreNames.h"
+#include "plugin/WireRecord.h"
 
 #include <cstdint>
 
 /// What the client knows of one parameter.
 class ParameterInfo : public Object {
 public:
+    static constexpr const char* wireName = "parameter";
+
     ~ParameterInfo() override;
 
     String name;
@@ -29,6 +31,18 @@ public:
     String category;
     /// VST 3 only.
     String shortName;
+
+    static constexpr auto fields() {
+        using Info = ParameterInfo;
+        return wire::fields(
+            wire::string("name", &Info::name), wire::string("shortName", &Info::shortName),
+            wire::string("display", &Info::display), wire::string("label", &Info::label),
+            wire::string("category", &Info::category), wire::number("value", &Info::value),
+            wire::int32n("id", &Info::id), wire::boolean("canBeAutomated", &Info::canBeAutomated),
+            wire::boolean("isSwitch", &Info::isSwitch),
+            wire::boolean("usesIntegerRange", &Info::usesIntegerRange),
+            wire::int32n("minInteger", &Info::minInteger), wire::int32n("maxInteger", &Info::maxInteger));
+    }
 };
 
 /// The part of `ParameterInfo` that an instance answers in one go.

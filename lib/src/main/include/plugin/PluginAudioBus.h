@@ -1,6 +1,6 @@
 #pragma once
 
-#include "plugin/CoreNames.h"
+#include "plugin/WireRecord.h"
 
 #include <cstdint>
 #include <vector>
@@ -9,10 +9,20 @@
 /// stand in several buses.
 class PluginAudioBus : public Object {
 public:
+    static constexpr const char* wireName = "bus";
+
+    /// Empty, to be read into.
+    PluginAudioBus();
     PluginAudioBus(const String& name, const std::vector<int32_t>& channels);
     ~PluginAudioBus() override;
 
     String name;
     /// Indices into the instance's flat list of channels; a plug-in may name one that it doesn't have.
     std::vector<int32_t> channels;
+
+    static constexpr auto fields() {
+        return wire::fields(
+            wire::string("name", &PluginAudioBus::name),
+            wire::list<wire::Int32b, wire::Int32b>("channelCount", "channel", &PluginAudioBus::channels));
+    }
 };

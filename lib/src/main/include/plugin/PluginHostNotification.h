@@ -1,13 +1,13 @@
 #pragma once
 
 #include "plugin/PluginHostAction.h"
+#include "plugin/WireRecord.h"
 
 #include <cstdint>
 
 class PluginHostNotificationListener;
 
-/// What a host tells its client unasked. On the wire, behind the `int32n` 0 that marks a notification: `byte`
-/// type, `int32n` instanceId, then the fields of its kind.
+/// What a host tells its client unasked.
 class PluginHostNotification : public PluginHostAction {
 public:
     PluginHostNotification(int32_t instanceId, Object* sender);
@@ -16,7 +16,7 @@ public:
     /// Host side: hands itself to the handler for sending.
     void run() override;
     virtual int32_t getType() const = 0;
-    /// Type and instanceId; subclasses call it first, then add their own.
+    /// The type byte, then the fields of its kind, of which instanceId is the first.
     virtual void write(OutputStream& stream) const;
     /// Client side: calls the listener's operation of its kind.
     virtual void deliver(PluginHostNotificationListener& listener) = 0;
@@ -25,4 +25,8 @@ public:
     /// Borrowed. On the host the `PluginHostProxyHandler` that sends it, on the client the proxy that it
     /// arrived through.
     Object* sender;
+
+    static constexpr auto fields() {
+        return wire::fields(wire::int32n("instanceId", &PluginHostNotification::instanceId));
+    }
 };

@@ -2,127 +2,170 @@
 
 #include "plugin/PluginHostNotification.h"
 #include "plugin/PluginInstanceState.h"
+#include "plugin/WireMessage.h"
 
 class PluginHostProxyHandler;
 class PluginInstance;
 
-/// The type bytes of notifications.
-enum class NotificationType : uint8_t {
-    updateParameter = 0,
-    updateParameterDisplay = 1,
-    updateAllParameters = 2,
-    beginOrEndEditParameter = 3,
-    pluginWindowClosed = 4,
-    pluginWindowMoved = 5,
+/// What a notification gets from its class: the type byte from `Notification::type`, its payload from the
+/// list `Notification::fields()`. `PluginHostNotificationKinds`, at the end of this file, names all classes.
+template <class Notification>
+class WireNotification : public PluginHostNotification {
+public:
+    using PluginHostNotification::PluginHostNotification;
+
+    int32_t getType() const override { return Notification::type; }
+    void write(OutputStream& stream) const override {
+        stream.writeByte(Notification::type);
+        wire::write(stream, static_cast<const Notification&>(*this));
+    }
 };
 
-/// Client side: reads a notification from its type byte on. Null for a type that doesn't exist, of which only
-/// the byte has then been read. Throws `IOException`.
-Ref<PluginHostNotification> readNotification(InputStream& stream, Object* sender);
-
-/// The plug-in changed a value itself. Further payload: `int32n` parameterIndex, `float` value.
-class UpdateParameterNotification : public PluginHostNotification {
+/// The plug-in changed a value itself.
+class UpdateParameterNotification : public WireNotification<UpdateParameterNotification> {
 public:
+    static constexpr uint8_t type = 0;
+
     UpdateParameterNotification(PluginInstance& instance, PluginHostProxyHandler* sender,
                                 int32_t parameterIndex, float value);
-    UpdateParameterNotification(InputStream& stream, int32_t instanceId, Object* sender);
+    UpdateParameterNotification(InputStream& stream, Object* sender);
     ~UpdateParameterNotification() override;
 
     void run() override;
-    int32_t getType() const override;
-    void write(OutputStream& stream) const override;
     void deliver(PluginHostNotificationListener& listener) override;
 
     /// Null on the client.
     Ref<PluginInstance> instance;
-    int32_t parameterIndex;
+    int32_t parameterIndex = 0;
     /// Normalised.
-    float value;
+    float value = 0;
+
+    static constexpr auto fields() {
+        return wire::extend(PluginHostNotification::fields(),
+                            wire::int32n("parameterIndex", &UpdateParameterNotification::parameterIndex),
+                            wire::number("value", &UpdateParameterNotification::value));
+    }
 };
 
-/// A parameter's texts are new. Further payload: `int32n` parameterIndex, `string` name, `string` display.
-class UpdateParameterDisplayNotification : public PluginHostNotification {
+/// A parameter's texts are new.
+class UpdateParameterDisplayNotification : public WireNotification<UpdateParameterDisplayNotification> {
 public:
+    static constexpr uint8_t type = 1;
+
     UpdateParameterDisplayNotification(PluginInstance& instance, PluginHostProxyHandler* sender,
                                        int32_t parameterIndex, const String& name, const String& display);
-    UpdateParameterDisplayNotification(InputStream& stream, int32_t instanceId, Object* sender);
+    UpdateParameterDisplayNotification(InputStream& stream, Object* sender);
     ~UpdateParameterDisplayNotification() override;
 
     void run() override;
-    int32_t getType() const override;
-    void write(OutputStream& stream) const override;
     void deliver(PluginHostNotificationListener& listener) override;
 
     /// Null on the client.
     Ref<PluginInstance> instance;
-    int32_t parameterIndex;
+    int32_t parameterIndex = 0;
     String name;
     String display;
+
+    static constexpr auto fields() {
+        return wire::extend(
+            PluginHostNotification::fields(),
+            wire::int32n("parameterIndex", &UpdateParameterDisplayNotification::parameterIndex),
+            wire::string("name", &UpdateParameterDisplayNotification::name),
+            wire::string("display", &UpdateParameterDisplayNotification::display));
+    }
 };
 
-/// Much has changed. Further payload: the `PluginInstanceState`, which is taken when the notification runs,
-/// so that it shows the plug-in as it is when it is sent.
-class UpdateAllParametersNotification : public PluginHostNotification {
+/// Much has changed. The state is taken when the notification runs, so that it shows the plug-in as it is
+/// when it is sent.
+class UpdateAllParametersNotification : public WireNotification<UpdateAllParametersNotification> {
 public:
+    static constexpr uint8_t type = 2;
+
     UpdateAllParametersNotification(PluginInstance& instance, PluginHostProxyHandler* sender);
-    UpdateAllParametersNotification(InputStream& stream, int32_t instanceId, Object* sender);
+    UpdateAllParametersNotification(InputStream& stream, Object* sender);
     ~UpdateAllParametersNotification() override;
 
     /// Dropped if the instance has been terminated meanwhile, and with a line in the log if a text of the
     /// plug-in can't be read.
     void run() override;
-    int32_t getType() const override;
-    void write(OutputStream& stream) const override;
     void deliver(PluginHostNotificationListener& listener) override;
 
     /// Null on the client.
     Ref<PluginInstance> instance;
     /// Null on the host until it runs.
     Ref<PluginInstanceState> state;
+
+    static constexpr auto fields() {
+        return wire::extend(PluginHostNotification::fields(),
+                            wire::record("state", &UpdateAllParametersNotification::state));
+    }
 };
 
-/// The user took hold of a control in the editor, or let go of it. Further payload: `int32n` parameterIndex,
-/// `bool` isBegin.
-class BeginOrEndEditParameterNotification : public PluginHostNotification {
+/// The user took hold of a control in the editor, or let go of it.
+class BeginOrEndEditParameterNotification : public WireNotification<BeginOrEndEditParameterNotification> {
 public:
+    static constexpr uint8_t type = 3;
+
     BeginOrEndEditParameterNotification(int32_t instanceId, PluginHostProxyHandler* sender,
                                         int32_t parameterIndex, bool isBegin);
-    BeginOrEndEditParameterNotification(InputStream& stream, int32_t instanceId, Object* sender);
+    BeginOrEndEditParameterNotification(InputStream& stream, Object* sender);
     ~BeginOrEndEditParameterNotification() override;
 
-    int32_t getType() const override;
-    void write(OutputStream& stream) const override;
     void deliver(PluginHostNotificationListener& listener) override;
 
-    int32_t parameterIndex;
-    bool isBegin;
+    int32_t parameterIndex = 0;
+    bool isBegin = false;
+
+    static constexpr auto fields() {
+        return wire::extend(
+            PluginHostNotification::fields(),
+            wire::int32n("parameterIndex", &BeginOrEndEditParameterNotification::parameterIndex),
+            wire::boolean("isBegin", &BeginOrEndEditParameterNotification::isBegin));
+    }
 };
 
-/// The editor's window is gone. No further payload.
-class PluginWindowClosedNotification : public PluginHostNotification {
+/// The editor's window is gone.
+class PluginWindowClosedNotification : public WireNotification<PluginWindowClosedNotification> {
 public:
+    static constexpr uint8_t type = 4;
+
     PluginWindowClosedNotification(int32_t instanceId, Object* sender);
+    PluginWindowClosedNotification(InputStream& stream, Object* sender);
     ~PluginWindowClosedNotification() override;
 
-    int32_t getType() const override;
     void deliver(PluginHostNotificationListener& listener) override;
 };
 
-/// The editor's window has a new place or size, in pixels of the screen. Further payload: `int32b` x, y,
-/// width and height.
-class PluginWindowMovedNotification : public PluginHostNotification {
+/// The editor's window has a new place or size, in pixels of the screen; big-endian, unlike everything else.
+class PluginWindowMovedNotification : public WireNotification<PluginWindowMovedNotification> {
 public:
+    static constexpr uint8_t type = 5;
+
     PluginWindowMovedNotification(int32_t instanceId, PluginHostProxyHandler* sender, int32_t x, int32_t y,
                                   int32_t width, int32_t height);
-    PluginWindowMovedNotification(InputStream& stream, int32_t instanceId, Object* sender);
+    PluginWindowMovedNotification(InputStream& stream, Object* sender);
     ~PluginWindowMovedNotification() override;
 
-    int32_t getType() const override;
-    void write(OutputStream& stream) const override;
     void deliver(PluginHostNotificationListener& listener) override;
 
-    int32_t x;
-    int32_t y;
-    int32_t width;
-    int32_t height;
+    int32_t x = 0;
+    int32_t y = 0;
+    int32_t width = 0;
+    int32_t height = 0;
+
+    static constexpr auto fields() {
+        return wire::extend(PluginHostNotification::fields(),
+                            wire::int32b("x", &PluginWindowMovedNotification::x),
+                            wire::int32b("y", &PluginWindowMovedNotification::y),
+                            wire::int32b("width", &PluginWindowMovedNotification::width),
+                            wire::int32b("height", &PluginWindowMovedNotification::height));
+    }
 };
+
+/// All notifications, in the order of their types.
+using PluginHostNotificationKinds =
+    WireFamily<UpdateParameterNotification, UpdateParameterDisplayNotification,
+               UpdateAllParametersNotification, BeginOrEndEditParameterNotification,
+               PluginWindowClosedNotification, PluginWindowMovedNotification>;
+
+static_assert(PluginHostNotificationKinds::isInOrder());

@@ -2,23 +2,20 @@
 
 #include "plugin/PluginHostReply.h"
 #include "plugin/PluginInstanceState.h"
+#include "plugin/WireMessage.h"
 
 class PluginInstance;
 
-enum class ReplyType : int32_t { createPluginInstance = 0, savePreset = 1, loadPreset = 2, defineIo = 3 };
-
-/// An instance is up. On the wire: `int32n` instanceId, inputChannelCount, outputChannelCount and latency,
-/// `bool` hasEditor, then the `PluginInstanceState`.
-class CreatePluginInstanceReply : public PluginHostReply {
+/// An instance is up.
+class CreatePluginInstanceReply : public WireMessage<CreatePluginInstanceReply, PluginHostReply> {
 public:
+    static constexpr int32_t type = 0;
+
     /// Host side: questions the instance.
     explicit CreatePluginInstanceReply(PluginInstance& instance);
     /// Client side. Throws `IOException`.
     explicit CreatePluginInstanceReply(InputStream& stream);
     ~CreatePluginInstanceReply() override;
-
-    int32_t getType() const override;
-    void write(OutputStream& stream) const override;
 
     bool hasEditor = false;
     int32_t instanceId = -1;
@@ -27,18 +24,26 @@ public:
     /// In samples.
     int32_t latency = -1;
     Ref<PluginInstanceState> state;
+
+    static constexpr auto fields() {
+        return wire::fields(
+            wire::int32n("instanceId", &CreatePluginInstanceReply::instanceId),
+            wire::int32n("inputChannelCount", &CreatePluginInstanceReply::inputChannelCount),
+            wire::int32n("outputChannelCount", &CreatePluginInstanceReply::outputChannelCount),
+            wire::int32n("latency", &CreatePluginInstanceReply::latency),
+            wire::boolean("hasEditor", &CreatePluginInstanceReply::hasEditor),
+            wire::record("state", &CreatePluginInstanceReply::state));
+    }
 };
 
-/// The channels, latency and state of an instance as they are now. On the wire: `int32n` instanceId,
-/// inputChannelCount, outputChannelCount and latency, then the `PluginInstanceState`.
-class DefineIoReply : public PluginHostReply {
+/// The channels, latency and state of an instance as they are now.
+class DefineIoReply : public WireMessage<DefineIoReply, PluginHostReply> {
 public:
+    static constexpr int32_t type = 3;
+
     explicit DefineIoReply(PluginInstance& instance);
     explicit DefineIoReply(InputStream& stream);
     ~DefineIoReply() override;
-
-    int32_t getType() const override;
-    void write(OutputStream& stream) const override;
 
     int32_t instanceId = -1;
     int32_t inputChannelCount = -1;
@@ -46,6 +51,14 @@ public:
     /// In samples.
     int32_t latency = -1;
     Ref<PluginInstanceState> state;
+
+    static constexpr auto fields() {
+        return wire::fields(wire::int32n("instanceId", &DefineIoReply::instanceId),
+                            wire::int32n("inputChannelCount", &DefineIoReply::inputChannelCount),
+                            wire::int32n("outputChannelCount", &DefineIoReply::outputChannelCount),
+                            wire::int32n("latency", &DefineIoReply::latency),
+                            wire::record("state", &DefineIoReply::state));
+    }
 };
 
 /// A preset was loaded or saved. Nothing on the wire: each side fills it from the request.
@@ -54,22 +67,24 @@ public:
     PresetReply(int32_t instanceId, const String& path);
     ~PresetReply() override;
 
-    void write(OutputStream& stream) const override;
-
     String path;
     int32_t instanceId;
+
+    static constexpr auto fields() { return wire::fields(); }
 };
 
-class SavePresetReply : public PresetReply {
+class SavePresetReply : public WireMessage<SavePresetReply, PresetReply> {
 public:
-    using PresetReply::PresetReply;
+    static constexpr int32_t type = 1;
+
+    using WireMessage::WireMessage;
     ~SavePresetReply() override;
-    int32_t getType() const override;
 };
 
-class LoadPresetReply : public PresetReply {
+class LoadPresetReply : public WireMessage<LoadPresetReply, PresetReply> {
 public:
-    using PresetReply::PresetReply;
+    static constexpr int32_t type = 2;
+
+    using WireMessage::WireMessage;
     ~LoadPresetReply() override;
-    int32_t getType() const override;
 };

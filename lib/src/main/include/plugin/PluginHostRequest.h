@@ -1,6 +1,7 @@
 #pragma once
 
 #include "plugin/PluginHostAction.h"
+#include "plugin/WireRecord.h"
 
 #include <cstdint>
 
@@ -10,10 +11,7 @@ class PluginHostProxyHandler;
 class PluginHostReply;
 
 /// What a client asks of a host. The client builds one and writes it; the host reads it into an object of the
-/// same class and runs it on its main thread.
-///
-/// A frame on the wire: `byte` type, then `int32n` requestId if both `needsReply` and `isAsync` are true,
-/// then the payload.
+/// same class and runs it on its main thread. Its frame is in plugin/Frames.h.
 class PluginHostRequest : public PluginHostAction {
 public:
     /// Before a request has been sent.
@@ -50,4 +48,7 @@ public:
     /// Client side: who gets the reply; may be null. Null on the host.
     Ref<PluginHostAsyncReplyHandler> replyHandler;
     int32_t requestId = noRequestId;
+
+    /// Of the payload: none.
+    static constexpr auto fields() { return wire::fields(); }
 };

@@ -1,49 +1,33 @@
 #pragma once
 
 #include "plugin/PluginInstanceRequest.h"
+#include "plugin/WireMessage.h"
 
-/// The type bytes of requests.
-enum class RequestType : uint8_t {
-    createPluginInstance = 0,
-    destroyPluginInstance = 1,
-    openGui = 2,
-    closeGui = 3,
-    updateIo = 4,
-    loadPreset = 5,
-    savePreset = 6,
-    setCurrentProgram = 7,
-    showAllGuis = 8,
-    hideAllGuis = 9,
-    activateAppGui = 10,
-    deactivateAppGui = 11,
-    shutdown = 12,
-    ping = 13,
-    setWindowTitle = 14,
-    setWindowPosition = 15,
+/// What a request gets from its class: the type byte from `Request::type`, reading and writing from the list
+/// `Request::fields()`. `PluginHostRequests`, at the end of this file, names all classes.
+template <class Request, class Base = PluginInstanceRequest>
+class WireRequest : public WireMessage<Request, Base> {
+public:
+    using WireMessage<Request, Base>::WireMessage;
+
+    void read(InputStream& stream) override { wire::read(stream, static_cast<Request&>(*this)); }
 };
 
-/// Host side: reads a request that came through `handler`. An unknown type throws `IOException`, and the
-/// stream is then out of step for good.
-Ref<PluginHostRequest> readRequest(const Ref<PluginHostProxyHandler>& handler, InputStream& stream);
-
-/// Brings up a plug-in. On the wire: `int32n` instanceId, `string` path, `string` identifier, `string`
-/// presetPath, `bool` dpiAware. Answered by a `CreatePluginInstanceReply`, or by the words of an `Exception`
-/// from loading the plug-in or its preset; an instance whose preset failed stays in the host's table, which
-/// is deliberate.
-class CreatePluginInstanceRequest : public PluginInstanceRequest {
+/// Brings up a plug-in. Answered by a `CreatePluginInstanceReply`, or by the words of an `Exception` from
+/// loading the plug-in or its preset; an instance whose preset failed stays in the host's table, which is
+/// deliberate.
+class CreatePluginInstanceRequest : public WireRequest<CreatePluginInstanceRequest> {
 public:
+    static constexpr uint8_t type = 0;
+
     CreatePluginInstanceRequest();
     /// `instanceId` is the client's choice and never used again. `identifier` names the plug-in within its
     /// file, `presetPath` may be empty.
     CreatePluginInstanceRequest(int32_t instanceId, const String& path, const String& presetPath,
                                 const String& identifier, bool dpiAware);
-    ~CreatePluginInstanceRequest() override;
 
-    int32_t getType() const override;
     void perform(PluginHostContext& host) override;
     bool needsReply() const override;
-    void read(InputStream& stream) override;
-    void write(OutputStream& stream) const override;
     Ref<PluginHostReply> readReply(InputStream& stream) override;
     /// Never runs: there is no instance yet.
     void performOnInstance(PluginInstance& instance) override;
@@ -54,61 +38,72 @@ public:
     bool dpiAware = false;
     /// Client side: kept for the length of the call.
     Ref<Object> callContext;
+
+    static constexpr auto fields() {
+        return wire::extend(PluginInstanceRequest::fields(),
+                            wire::string("path", &CreatePluginInstanceRequest::path),
+                            wire::string("identifier", &CreatePluginInstanceRequest::identifier),
+                            wire::string("presetPath", &CreatePluginInstanceRequest::presetPath),
+                            wire::boolean("dpiAware", &CreatePluginInstanceRequest::dpiAware));
+    }
 };
 
-/// Terminates an instance and drops it. Payload: instanceId. No reply.
-class DestroyPluginInstanceRequest : public PluginInstanceRequest {
+/// Terminates an instance and drops it. No reply.
+class DestroyPluginInstanceRequest : public WireRequest<DestroyPluginInstanceRequest> {
 public:
-    using PluginInstanceRequest::PluginInstanceRequest;
-    ~DestroyPluginInstanceRequest() override;
+    static constexpr uint8_t type = 1;
 
-    int32_t getType() const override;
+    using WireRequest::WireRequest;
+
     void performOnInstance(PluginInstance& instance) override;
 };
 
-/// Opens the editor. On the wire: `int32n` instanceId, `int64n` parentWindow, `bool` openEditorFlag, `string`
-/// title. No reply.
-class OpenGUIRequest : public PluginInstanceRequest {
+/// Opens the editor. No reply.
+class OpenGUIRequest : public WireRequest<OpenGUIRequest> {
 public:
+    static constexpr uint8_t type = 2;
+
     OpenGUIRequest();
     OpenGUIRequest(int32_t instanceId, int64_t parentWindow, bool openEditorFlag, const String& title);
-    ~OpenGUIRequest() override;
 
-    int32_t getType() const override;
-    void read(InputStream& stream) override;
-    void write(OutputStream& stream) const override;
     void performOnInstance(PluginInstance& instance) override;
 
     /// The client's X window; its low 32 bits count.
     int64_t parentWindow = 0;
     bool openEditorFlag = false;
     String title;
+
+    static constexpr auto fields() {
+        return wire::extend(PluginInstanceRequest::fields(),
+                            wire::int64n("parentWindow", &OpenGUIRequest::parentWindow),
+                            wire::boolean("openEditorFlag", &OpenGUIRequest::openEditorFlag),
+                            wire::string("title", &OpenGUIRequest::title));
+    }
 };
 
-/// Closes the editor. Payload: instanceId. No reply.
-class CloseGUIRequest : public PluginInstanceRequest {
+/// Closes the editor. No reply.
+class CloseGUIRequest : public WireRequest<CloseGUIRequest> {
 public:
-    using PluginInstanceRequest::PluginInstanceRequest;
-    ~CloseGUIRequest() override;
+    static constexpr uint8_t type = 3;
 
-    int32_t getType() const override;
+    using WireRequest::WireRequest;
+
     void performOnInstance(PluginInstance& instance) override;
 };
 
-/// Asks for channels, latency and state; changes nothing, for all its name. Payload: instanceId. Answered by
-/// a `DefineIoReply`.
-class UpdateIORequest : public PluginInstanceRequest {
+/// Asks for channels, latency and state; changes nothing, for all its name. Answered by a `DefineIoReply`.
+class UpdateIORequest : public WireRequest<UpdateIORequest> {
 public:
-    using PluginInstanceRequest::PluginInstanceRequest;
-    ~UpdateIORequest() override;
+    static constexpr uint8_t type = 4;
 
-    int32_t getType() const override;
+    using WireRequest::WireRequest;
+
     bool needsReply() const override;
     Ref<PluginHostReply> readReply(InputStream& stream) override;
     void performOnInstance(PluginInstance& instance) override;
 };
 
-/// The requests about a preset file. On the wire: `int32n` instanceId, `string` path.
+/// The requests about a preset file.
 class PresetRequest : public PluginInstanceRequest {
 public:
     PresetRequest();
@@ -116,132 +111,153 @@ public:
     ~PresetRequest() override;
 
     bool needsReply() const override;
-    void read(InputStream& stream) override;
-    void write(OutputStream& stream) const override;
 
     String path;
+
+    static constexpr auto fields() {
+        return wire::extend(PluginInstanceRequest::fields(), wire::string("path", &PresetRequest::path));
+    }
 };
 
 /// Loads a preset. Answered by a `LoadPresetReply`, or by the words of an `IOException`.
-class LoadPresetRequest : public PresetRequest {
+class LoadPresetRequest : public WireRequest<LoadPresetRequest, PresetRequest> {
 public:
-    using PresetRequest::PresetRequest;
-    ~LoadPresetRequest() override;
+    static constexpr uint8_t type = 5;
 
-    int32_t getType() const override;
+    using WireRequest::WireRequest;
+
     Ref<PluginHostReply> readReply(InputStream& stream) override;
     void performOnInstance(PluginInstance& instance) override;
 };
 
 /// Saves a preset, making the directories above it. Answered by a `SavePresetReply`, or by the words of an
 /// `IOException`.
-class SavePresetRequest : public PresetRequest {
+class SavePresetRequest : public WireRequest<SavePresetRequest, PresetRequest> {
 public:
-    using PresetRequest::PresetRequest;
-    ~SavePresetRequest() override;
+    static constexpr uint8_t type = 6;
 
-    int32_t getType() const override;
+    using WireRequest::WireRequest;
+
     Ref<PluginHostReply> readReply(InputStream& stream) override;
     void performOnInstance(PluginInstance& instance) override;
 };
 
-/// Chooses a program. On the wire: `int32n` instanceId, `int32n` program. No reply.
-class SetCurrentProgramRequest : public PluginInstanceRequest {
+/// Chooses a program. No reply.
+class SetCurrentProgramRequest : public WireRequest<SetCurrentProgramRequest> {
 public:
+    static constexpr uint8_t type = 7;
+
     SetCurrentProgramRequest();
     SetCurrentProgramRequest(int32_t instanceId, int32_t program);
-    ~SetCurrentProgramRequest() override;
 
-    int32_t getType() const override;
-    void read(InputStream& stream) override;
-    void write(OutputStream& stream) const override;
     void performOnInstance(PluginInstance& instance) override;
 
     int32_t program = 0;
+
+    static constexpr auto fields() {
+        return wire::extend(PluginInstanceRequest::fields(),
+                            wire::int32n("program", &SetCurrentProgramRequest::program));
+    }
 };
 
-/// Shows every editor that is hidden, at its last place. No payload, no reply.
-class ShowAllGUIsRequest : public PluginHostRequest {
+/// Shows every editor that is hidden, at its last place. No reply.
+class ShowAllGUIsRequest : public WireRequest<ShowAllGUIsRequest, PluginHostRequest> {
 public:
-    ~ShowAllGUIsRequest() override;
-    int32_t getType() const override;
+    static constexpr uint8_t type = 8;
+
     void perform(PluginHostContext& host) override;
 };
 
-/// Hides every open editor. No payload, no reply.
-class HideAllGUIsRequest : public PluginHostRequest {
+/// Hides every open editor. No reply.
+class HideAllGUIsRequest : public WireRequest<HideAllGUIsRequest, PluginHostRequest> {
 public:
-    ~HideAllGUIsRequest() override;
-    int32_t getType() const override;
+    static constexpr uint8_t type = 9;
+
     void perform(PluginHostContext& host) override;
 };
 
-/// Does nothing. Deliberate: clients may send it. No payload, no reply.
-class ActivateAppGUIRequest : public PluginHostRequest {
+/// Does nothing. Deliberate: clients may send it. No reply.
+class ActivateAppGUIRequest : public WireRequest<ActivateAppGUIRequest, PluginHostRequest> {
 public:
-    ~ActivateAppGUIRequest() override;
-    int32_t getType() const override;
+    static constexpr uint8_t type = 10;
+
     void perform(PluginHostContext& host) override;
 };
 
 /// Does nothing, like `ActivateAppGUIRequest`.
-class DeactivateAppGUIRequest : public PluginHostRequest {
+class DeactivateAppGUIRequest : public WireRequest<DeactivateAppGUIRequest, PluginHostRequest> {
 public:
-    ~DeactivateAppGUIRequest() override;
-    int32_t getType() const override;
+    static constexpr uint8_t type = 11;
+
     void perform(PluginHostContext& host) override;
 };
 
-/// Ends the host; the process exits inside of it. No payload, no reply.
-class ShutdownRequest : public PluginHostRequest {
+/// Ends the host; the process exits inside of it. No reply.
+class ShutdownRequest : public WireRequest<ShutdownRequest, PluginHostRequest> {
 public:
-    ~ShutdownRequest() override;
-    int32_t getType() const override;
+    static constexpr uint8_t type = 12;
+
     void perform(PluginHostContext& host) override;
 };
 
-/// Asks whether the main thread answers: the one request whose reply, empty, comes on the main channel. No
-/// payload.
-class PingRequest : public PluginHostRequest {
+/// Asks whether the main thread answers: the one request whose reply, empty, comes on the main channel.
+class PingRequest : public WireRequest<PingRequest, PluginHostRequest> {
 public:
-    ~PingRequest() override;
-    int32_t getType() const override;
+    static constexpr uint8_t type = 13;
+
     void perform(PluginHostContext& host) override;
     bool needsReply() const override;
     bool isAsync() const override;
 };
 
-/// Titles the editor window. On the wire: `int32n` instanceId, `string` title. No reply.
-class SetWindowTitleRequest : public PluginInstanceRequest {
+/// Titles the editor window. No reply.
+class SetWindowTitleRequest : public WireRequest<SetWindowTitleRequest> {
 public:
+    static constexpr uint8_t type = 14;
+
     SetWindowTitleRequest();
     SetWindowTitleRequest(int32_t instanceId, const String& title);
-    ~SetWindowTitleRequest() override;
 
-    int32_t getType() const override;
-    void read(InputStream& stream) override;
-    void write(OutputStream& stream) const override;
     void performOnInstance(PluginInstance& instance) override;
 
     String title;
+
+    static constexpr auto fields() {
+        return wire::extend(PluginInstanceRequest::fields(),
+                            wire::string("title", &SetWindowTitleRequest::title));
+    }
 };
 
-/// Stores where the editor is to stand when it is opened or shown; moves nothing now. On the wire: `int32n`
-/// instanceId, then `int32b` x, y, width and height, big-endian unlike everything else. No reply.
-class SetWindowPositionRequest : public PluginInstanceRequest {
+/// Stores where the editor is to stand when it is opened or shown; moves nothing now. Its place and size are
+/// big-endian, unlike everything else. No reply.
+class SetWindowPositionRequest : public WireRequest<SetWindowPositionRequest> {
 public:
+    static constexpr uint8_t type = 15;
+
     SetWindowPositionRequest();
     /// In pixels of the screen.
     SetWindowPositionRequest(int32_t instanceId, int32_t x, int32_t y, int32_t width, int32_t height);
-    ~SetWindowPositionRequest() override;
 
-    int32_t getType() const override;
-    void read(InputStream& stream) override;
-    void write(OutputStream& stream) const override;
     void performOnInstance(PluginInstance& instance) override;
 
     int32_t x = -1;
     int32_t y = -1;
     int32_t width = -1;
     int32_t height = -1;
+
+    static constexpr auto fields() {
+        return wire::extend(PluginInstanceRequest::fields(), wire::int32b("x", &SetWindowPositionRequest::x),
+                            wire::int32b("y", &SetWindowPositionRequest::y),
+                            wire::int32b("width", &SetWindowPositionRequest::width),
+                            wire::int32b("height", &SetWindowPositionRequest::height));
+    }
 };
+
+/// All requests, in the order of their types.
+using PluginHostRequests =
+    WireFamily<CreatePluginInstanceRequest, DestroyPluginInstanceRequest, OpenGUIRequest, CloseGUIRequest,
+               UpdateIORequest, LoadPresetRequest, SavePresetRequest, SetCurrentProgramRequest,
+               ShowAllGUIsRequest, HideAllGUIsRequest, ActivateAppGUIRequest, DeactivateAppGUIRequest,
+               ShutdownRequest, PingRequest, SetWindowTitleRequest, SetWindowPositionRequest>;
+
+static_assert(PluginHostRequests::isInOrder());

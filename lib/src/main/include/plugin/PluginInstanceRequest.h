@@ -1,6 +1,7 @@
 #pragma once
 
 #include "plugin/PluginHostRequest.h"
+#include "plugin/WireRecord.h"
 
 class PluginInstance;
 
@@ -22,4 +23,8 @@ public:
     virtual void performOnInstance(PluginInstance& instance) = 0;
 
     int32_t instanceId;
+
+    static constexpr auto fields() {
+        return wire::fields(wire::int32n("instanceId", &PluginInstanceRequest::instanceId));
+    }
 };

@@ -4,6 +4,7 @@
 #include "plugin/ParameterInfo.h"
 #include "plugin/PluginAudioBus.h"
 #include "plugin/Program.h"
+#include "plugin/WireRecord.h"
 
 #include <array>
 #include <cstdint>
@@ -12,21 +13,13 @@
 class PluginInstance;
 
 /// Everything that the client keeps about an instance. Doesn't change once it is made.
-///
-/// On the wire, with "count" a little-endian int32 and "int" a big-endian one:
-///
-///     count input buses, each: string name, int channels, int per channel
-///     count output buses, likewise
-///     count parameters, each: string name, string shortName, string display, string label, string category,
-///         float value, count id, bool canBeAutomated, bool isSwitch, bool usesIntegerRange,
-///         count minInteger, count maxInteger
-///     count programs, each: string name
-///     bool hasNoteNames, and 128 strings if it is set
-///     count latency, bool supportsMpe, bool hasMidiControllerMapping, bool hasNoteOutput
 class PluginInstanceState : public Object {
 public:
     static constexpr size_t noteCount = 128;
+    static constexpr const char* wireName = "record";
 
+    /// Empty, to be read into.
+    PluginInstanceState();
     /// Questions the plug-in. Main thread. Mutes the instance's notifications for that time and unmutes them
     /// at the end, whatever they were before. Deliberate: a snapshot ends the muting of a start-up.
     explicit PluginInstanceState(PluginInstance& instance);
@@ -47,4 +40,30 @@ public:
     bool supportsMpe = false;
     bool hasMidiControllerMapping = false;
     bool hasNoteOutput = false;
+
+    static constexpr auto fields() {
+        using State = PluginInstanceState;
+        using wire::Int32n;
+        using wire::Nested;
+        return wire::fields(
+            wire::list<Int32n, Nested<PluginAudioBus>>("inputBusCount", "inputBus", &State::inputBuses),
+            wire::list<Int32n, Nested<PluginAudioBus>>("outputBusCount", "outputBus", &State::outputBuses),
+            wire::list<Int32n, Nested<ParameterInfo>>("parameterCount", "parameter", &State::parameters),
+            wire::list<Int32n, ProgramName>("programCount", "programName", &State::programs),
+            wire::optionalArray<wire::Text>("hasNoteNames", &State::hasNoteNames, "noteName",
+                                            &State::noteNames, "128 if hasNoteNames"),
+            wire::int32n("latency", &State::latency), wire::boolean("supportsMpe", &State::supportsMpe),
+            wire::boolean("hasMidiControllerMapping", &State::hasMidiControllerMapping),
+            wire::boolean("hasNoteOutput", &State::hasNoteOutput));
+    }
+
+private:
+    /// A program is its name on the wire.
+    struct ProgramName {
+        static constexpr const char* name = wire::Text::name;
+        static Ref<Program> read(InputStream& stream) { return new Program(wire::Text::read(stream)); }
+        static void write(OutputStream& stream, const Ref<Program>& program) {
+            wire::Text::write(stream, program->name);
+        }
+    };
 };
