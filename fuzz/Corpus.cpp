@@ -4,13 +4,15 @@
 
 #include "support/FileBytes.h"
 #include "support/PresetBytes.h"
+#include "support/RequestFrames.h"
 #include "support/Vst2PresetBytes.h"
-#include "tests/plugin/RequestFrames.h"
 
 #include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
+
+using namespace test_support;
 
 namespace {
 

@@ -6,12 +6,14 @@
 // scripts/fuzz sets find memory that is taken because a file says so.
 
 #include "fuzz/Require.h"
-#include "vst2/RecordingEffect.h"
+#include "support/RecordingEffect.h"
 #include "vst2/Vst2PresetReader.h"
 
 #include <cstring>
 #include <numeric>
 #include <vector>
+
+using namespace test_support;
 
 namespace {
 

@@ -3,13 +3,15 @@
 
 #include "fuzz/Require.h"
 #include "support/PresetBytes.h"
-#include "vst3-processing/RecordingComponent.h"
-#include "vst3-processing/RecordingController.h"
+#include "support/RecordingComponent.h"
+#include "support/RecordingController.h"
 
 #include <public.sdk/source/vst/vstpresetfile.h>
 #include <string>
 #include <sys/mman.h>
 #include <unistd.h>
+
+using namespace test_support;
 
 namespace {
 

@@ -1,10 +1,12 @@
 // If these fail, the application that starts the program gets another answer than the one it knows, or a
 // typing mistake does something instead of explaining itself.
 
-#include "app/ChildProgram.h"
+#include "support/ChildProgram.h"
 
 #include <algorithm>
 #include <fstream>
+
+using namespace test_support;
 
 namespace {
 

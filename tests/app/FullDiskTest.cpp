@@ -1,16 +1,18 @@
 // If these fail, the application takes half a list or half a report for the whole, since nothing says that
 // the disk is full, or sees the program crash where it could have read one line.
 
-#include "app/ChildProgram.h"
 #include "app/CommandLine.h"
 #include "app/PluginReport.h"
 #include "app/ReportText.h"
 #include "core/Exception.h"
 #include "core/StdStreams.h"
+#include "support/ChildProgram.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
+
+using namespace test_support;
 
 namespace {
 

@@ -1,10 +1,12 @@
 // If these fail, the application doesn't find the plug-ins that are there, or offers files that are none.
 
-#include "app/ChildProgram.h"
+#include "support/ChildProgram.h"
 
 #include <algorithm>
 #include <fstream>
 #include <sstream>
+
+using namespace test_support;
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include "core/StdStreams.h"
 #include "host/PluginHost.h"
 #include "plugin/PluginException.h"
-#include "vst2/RecordingEffect.h"
+#include "support/RecordingEffect.h"
 #include "vst2/Vst2PluginApi.h"
 #include "vst2/Vst2PluginInstance.h"
 
@@ -14,6 +14,8 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+
+using namespace test_support;
 
 namespace {
 

@@ -1,11 +1,13 @@
 // If these fail, the application reads a report wrongly and shows plug-ins under wrong names, in wrong places
 // or not at all.
 
-#include "app/ChildProgram.h"
 #include "app/ReportText.h"
+#include "support/ChildProgram.h"
 
 #include <algorithm>
 #include <fstream>
+
+using namespace test_support;
 
 namespace {
 

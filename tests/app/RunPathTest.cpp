@@ -1,11 +1,11 @@
 // Where the programs look for libraries. An empty entry is the directory that a program is started in:
 // whoever leaves a library there would have it run.
 
-#include "core/CapturedOutput.h"
 #include "core/ChildProcess.h"
 #include "core/Ref.h"
-#include "core/ScopedEnvironment.h"
 #include "core/String.h"
+#include "support/CapturedOutput.h"
+#include "support/ScopedEnvironment.h"
 #include "support/TestDirectory.h"
 
 #include <gtest/gtest.h>
@@ -14,9 +14,10 @@
 #include <unistd.h>
 #include <vector>
 
+using namespace test_support;
+
 namespace {
 
-using base::core::CapturedOutput;
 using base::core::ChildProcess;
 using base::core::Ref;
 using base::core::String;
@@ -32,7 +33,7 @@ std::string outputOf(const std::vector<String>& arguments) {
 
 /// The entries of the run path of a file, by "readelf".
 std::vector<std::string> runPathOf(const std::string& file) {
-    const base::core::ScopedEnvironment language("LC_ALL", "C");
+    const ScopedEnvironment language("LC_ALL", "C");
     const std::string section = outputOf({"readelf", "-d", file.c_str()});
     EXPECT_NE(section.find("(NEEDED)"), std::string::npos) << "Not a program: " << file;
     std::vector<std::string> entries;

@@ -2,6 +2,7 @@
 // another reason than its own.
 
 #include "app/SelfTestRun.h"
+#include "support/CapturedOutput.h"
 #include "support/FileBytes.h"
 #include "support/RealDeaths.h"
 
@@ -12,6 +13,8 @@
 #include <sys/un.h>
 #include <thread>
 #include <unistd.h>
+
+using namespace test_support;
 
 namespace {
 

@@ -7,16 +7,17 @@
 #include "app/TestReplyHandler.h"
 #include "app/TestingNotificationListener.h"
 #include "client/RemotePluginHostProxy.h"
-#include "core/CapturedOutput.h"
-#include "core/Waiting.h"
 #include "plugin/Frames.h"
 #include "plugin/PluginException.h"
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginHostReplies.h"
-#include "plugin/StateBytes.h"
-#include "plugin/WireBytes.h"
+#include "support/CapturedOutput.h"
+#include "support/Eventually.h"
 #include "support/FileBytes.h"
+#include "support/SleepingThread.h"
+#include "support/StateBytes.h"
 #include "support/TestDirectory.h"
+#include "support/WireBytes.h"
 
 #include <gtest/gtest.h>
 
@@ -28,8 +29,7 @@
 #include <unistd.h>
 #include <utility>
 
-using base::core::becomesTrue;
-using base::core::CapturedOutput;
+using namespace test_support;
 
 namespace {
 
@@ -71,10 +71,10 @@ TEST(TestReplyHandler, WaitsForAnOutcomeThatComesOnAnotherThread) {
     const Ref<TestReplyHandler> handler(new TestReplyHandler);
     std::atomic<pid_t> waiter = 0;
     std::thread other([&] {
-        EXPECT_TRUE(becomesTrue([&] { return waiter != 0 && base::core::isAsleep(waiter); }));
+        EXPECT_TRUE(eventually([&] { return waiter != 0 && isAsleep(waiter); }));
         handler->onError("late");
     });
-    waiter = base::core::currentThreadId();
+    waiter = currentThreadId();
     EXPECT_EQ(outcomeOf(*handler), "late");
     other.join();
 }
@@ -277,7 +277,7 @@ TEST(StepWatchdog, CallsAgainWhileTheStepIsOverdueByItsClock) {
     watchdog->beginStep("a turn");
     EXPECT_FALSE(watchdog->wasOverdue());
     clock.now = 10;
-    EXPECT_TRUE(becomesTrue([&] { return calls >= 2; }));
+    EXPECT_TRUE(eventually([&] { return calls >= 2; }));
     EXPECT_FALSE(calledEarly);
     EXPECT_TRUE(watchdog->wasOverdue());
 }
@@ -289,20 +289,20 @@ TEST(StepWatchdog, AStepWakesTheThreadThatRests) {
     const Ref<StepWatchdog> watchdog(new StepWatchdog(
         10,
         [&] {
-            thread = base::core::currentThreadId();
+            thread = currentThreadId();
             ++calls;
         },
         clock.asClock()));
     watchdog->start();
     watchdog->beginStep("a turn");
     clock.now = 10;
-    ASSERT_TRUE(becomesTrue([&] { return calls >= 1; }));
+    ASSERT_TRUE(eventually([&] { return calls >= 1; }));
     watchdog->endStep();
     const int callsBefore = calls;
-    ASSERT_TRUE(becomesTrue([&] { return base::core::isAsleep(thread); }));
+    ASSERT_TRUE(eventually([&] { return isAsleep(thread); }));
     watchdog->beginStep("another turn");
     clock.now = 20;
-    EXPECT_TRUE(becomesTrue([&] { return calls > callsBefore; }));
+    EXPECT_TRUE(eventually([&] { return calls > callsBefore; }));
 }
 
 TEST(StepWatchdog, TheClockIsToldWhatTheStepWaitsFor) {
@@ -315,7 +315,7 @@ TEST(StepWatchdog, TheClockIsToldWhatTheStepWaitsFor) {
         }));
     watchdog->start();
     watchdog->beginStep("the host");
-    EXPECT_TRUE(becomesTrue([&] { return calls >= 1; }));
+    EXPECT_TRUE(eventually([&] { return calls >= 1; }));
 }
 
 TEST(StepWatchdog, EndsWhileItRests) {
@@ -327,20 +327,20 @@ TEST(StepWatchdog, EndsWhileItRests) {
     protected:
         void onThreadStart() override {
             StepWatchdog::onThreadStart();
-            thread = base::core::currentThreadId();
+            thread = currentThreadId();
         }
     };
     TurnedClock clock;
     const Ref<WatchedWatchdog> watchdog(new WatchedWatchdog(
         10, [] { ADD_FAILURE() << "There is no step"; }, clock.asClock()));
     watchdog->start();
-    ASSERT_TRUE(becomesTrue([&] { return watchdog->thread != 0 && base::core::isAsleep(watchdog->thread); }));
+    ASSERT_TRUE(eventually([&] { return watchdog->thread != 0 && isAsleep(watchdog->thread); }));
     std::atomic<bool> ended = false;
     std::thread owner([&] {
         watchdog->prepareForDeletion();
         ended = true;
     });
-    EXPECT_TRUE(becomesTrue([&] { return ended.load(); })) << "it sleeps on";
+    EXPECT_TRUE(eventually([&] { return ended.load(); })) << "it sleeps on";
     watchdog->beginStep("a turn"); // wakes one that sleeps on
     owner.join();
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/ChildProgram.h"
+#include "support/ChildProgram.h"
 
 #include <string>
 #include <utility>
@@ -31,7 +31,7 @@ private:
         return path;
     }
 
-    TestDirectory directory;
+    test_support::TestDirectory directory;
 };
 
 constexpr const char* ownProcess = "local";
@@ -47,24 +47,24 @@ public:
     const std::string& path() const { return directory.path; }
 
 private:
-    TestDirectory directory;
+    test_support::TestDirectory directory;
 };
 
 /// The self-test over several plug-ins, with hosts of the program or in the tester's own process. What hangs
 /// does so until the step that waits for `hangingSubject` is overdue.
-inline ProgramResult runSelfTest(const std::vector<std::string>& files,
-                                 const std::string& host = PLUGIN_HOST_EXECUTABLE,
-                                 const std::string& hangingSubject = "nothing",
-                                 ChildProgram::Environment environment = {}) {
+inline test_support::ProgramResult runSelfTest(const std::vector<std::string>& files,
+                                               const std::string& host = PLUGIN_HOST_EXECUTABLE,
+                                               const std::string& hangingSubject = "nothing",
+                                               test_support::ChildProgram::Environment environment = {}) {
     const StepClock clock;
     std::vector<std::string> arguments{clock.path(), host};
     arguments.insert(arguments.end(), files.begin(), files.end());
     environment[StepClock::variable] = clock.turning(hangingSubject);
-    return runProgram(arguments, environment, "/", SELF_TEST_PROGRAM);
+    return test_support::runProgram(arguments, environment, "/", SELF_TEST_PROGRAM);
 }
 
 /// The end of the output, from "Passed plugins:" on.
-inline std::string verdictOf(const ProgramResult& result) {
+inline std::string verdictOf(const test_support::ProgramResult& result) {
     const size_t start = result.output.find("Passed plugins:\n");
     return start != std::string::npos ? result.output.substr(start) : "None in: " + result.output;
 }

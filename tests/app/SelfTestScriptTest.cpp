@@ -2,13 +2,13 @@
 // uses them in, or with other arguments.
 
 #include "app/SelfTest.h"
-#include "core/CapturedOutput.h"
-#include "core/Waiting.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostReplies.h"
-#include "plugin/StateBytes.h"
-#include "plugin/WireBytes.h"
+#include "support/CapturedOutput.h"
+#include "support/Eventually.h"
 #include "support/LocalAudioContext.h"
+#include "support/StateBytes.h"
+#include "support/WireBytes.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@
 #include <unistd.h>
 #include <utility>
 
-using base::core::CapturedOutput;
+using namespace test_support;
 
 namespace {
 
@@ -141,7 +141,7 @@ public:
         : LocalAudioContext(65536, 1, 2, 2), abandoned(abandoned) {}
 
     int32_t process(int32_t, bool, bool) override {
-        EXPECT_TRUE(base::core::becomesTrue([&] { return abandoned.load(); }));
+        EXPECT_TRUE(eventually([&] { return abandoned.load(); }));
         return 0;
     }
 

@@ -6,6 +6,8 @@
 
 #include <sstream>
 
+using namespace test_support;
+
 namespace {
 
 constexpr const char* engineLine = "Running test audio engine\n";

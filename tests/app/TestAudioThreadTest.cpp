@@ -2,8 +2,8 @@
 // that no application sends, writes outside of its buffers unseen, or isn't stopped when something breaks.
 
 #include "app/TestAudioThread.h"
-#include "core/CapturedOutput.h"
 #include "plugin/PluginException.h"
+#include "support/CapturedOutput.h"
 #include "support/LocalAudioContext.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-using base::core::CapturedOutput;
+using namespace test_support;
 
 namespace {
 

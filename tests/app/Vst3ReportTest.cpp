@@ -1,10 +1,12 @@
 // If these fail, the application doesn't see VST 3 plug-ins where its users have them: in bundles, and in
 // files that are a module as they stand.
 
-#include "app/ChildProgram.h"
 #include "app/ReportText.h"
+#include "support/ChildProgram.h"
 
 #include <gmock/gmock.h>
+
+using namespace test_support;
 
 namespace fs = std::filesystem;
 

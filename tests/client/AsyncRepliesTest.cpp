@@ -5,14 +5,14 @@
 
 #include "plugin/PluginException.h"
 #include "plugin/PluginHostRequests.h"
+#include "support/Eventually.h"
 
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <utility>
 
-using base::core::becomesTrue;
-using base::core::CapturedOutput;
+using namespace test_support;
 
 namespace {
 
@@ -240,7 +240,7 @@ TEST_F(AsyncRepliesTest, AReplyForARequestWithoutAHandlerIsReadAndDropped) {
     proxy->updateIO(1, nullptr);
     proxy->updateIO(1, nullptr);
     proxy->updateIO(1, handler);
-    EXPECT_TRUE(becomesTrue([&] { return !handler->getLines().empty(); }));
+    EXPECT_TRUE(eventually([&] { return !handler->getLines().empty(); }));
     EXPECT_EQ(handler->getLines(), std::vector<std::string>{"error nope"});
     EXPECT_EQ(manager->count(), 0u);
 }
@@ -275,7 +275,7 @@ TEST_F(AsyncRepliesTest, RemovingAnInstanceLeavesTheRequestsOfOthersAlone) {
     proxy->updateIO(2, nullptr);
     proxy->removePluginInstance(2);
     proxy->showAllGUIs();
-    EXPECT_TRUE(becomesTrue([&] { return !handler->getLines().empty(); }));
+    EXPECT_TRUE(eventually([&] { return !handler->getLines().empty(); }));
     EXPECT_EQ(handler->getLines(), std::vector<std::string>{"error no"});
 }
 
@@ -350,7 +350,7 @@ TEST_F(AsyncRepliesTest, WhatAReplyHandlerThrowsIsLoggedAndReadingGoesOn) {
     proxy->updateIO(1, failing(std::runtime_error("strange")));
     proxy->updateIO(1, failing(7));
     proxy->updateIO(1, handler);
-    EXPECT_TRUE(becomesTrue([&] { return !handler->getLines().empty(); }));
+    EXPECT_TRUE(eventually([&] { return !handler->getLines().empty(); }));
     EXPECT_EQ(handler->getLines(), std::vector<std::string>{"error no"});
     EXPECT_EQ(errorText(), "Plug-in reply handler failed: of its own\n"
                            "Plug-in reply handler failed: of a file\n"
@@ -401,7 +401,7 @@ TEST_F(AsyncRepliesTest, AReplyThatCannotBeReadEndsTheThreadWithOneLineOnTheStan
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
     proxy->sendRequest(new UnreadableRequest<PluginException>(PluginException("of its own")), handler);
     const std::string expected = "Plugin host async reply reader thread crashedof its own\n";
-    EXPECT_TRUE(becomesTrue([&] { return occurrences(output.text(), expected) == 1; })) << output.text();
+    EXPECT_TRUE(eventually([&] { return occurrences(output.text(), expected) == 1; })) << output.text();
     EXPECT_EQ(manager->count(), 0u);
 }
 
@@ -411,14 +411,14 @@ TEST_F(AsyncRepliesTest, AReplyThatCannotBeReadForAnotherReasonEndsTheThreadWith
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
     proxy->sendRequest(new UnreadableRequest<std::runtime_error>(std::runtime_error("strange")), handler);
     const std::string expected = "Plugin host async reply reader thread crashed with unknown exception\n";
-    EXPECT_TRUE(becomesTrue([&] { return occurrences(output.text(), expected) == 1; })) << output.text();
+    EXPECT_TRUE(eventually([&] { return occurrences(output.text(), expected) == 1; })) << output.text();
     EXPECT_EQ(manager->count(), 0u);
 }
 
 TEST_F(AsyncRepliesTest, TheThreadThatReadsRepliesHasAName) {
     const StandIn standIn("connect");
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
-    EXPECT_TRUE(becomesTrue([] {
+    EXPECT_TRUE(eventually([] {
         for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
             std::ifstream file(task.path() / "comm");
             std::string name;

@@ -7,6 +7,8 @@
 #include "client/RemotePluginAudioContextProxy.h"
 #include "core/SharedMemory.h"
 #include "plugin/Channels.h"
+#include "support/Eventually.h"
+#include "support/SleepingThread.h"
 
 #include <atomic>
 #include <csignal>
@@ -14,7 +16,7 @@
 #include <pthread.h>
 #include <thread>
 
-using base::core::becomesTrue;
+using namespace test_support;
 using base::core::SharedMemory;
 
 namespace {
@@ -188,12 +190,11 @@ TEST_F(AudioProxyTest, AContextTakesNoFurtherCommandAfterACallThatASignalInterru
     std::atomic<pid_t> threadId = 0;
     std::string text;
     std::thread driver([&] {
-        threadId = base::core::currentThreadId();
+        threadId = currentThreadId();
         text = lossText([&] { context->process(256, true, false); });
     });
-    EXPECT_TRUE(becomesTrue([&] {
-        return threadId != 0 && base::core::isAsleep(threadId) && standIn->received("worker0").size() == 22;
-    }));
+    EXPECT_TRUE(eventually(
+        [&] { return threadId != 0 && isAsleep(threadId) && standIn->received("worker0").size() == 22; }));
     pthread_kill(driver.native_handle(), SIGUSR1);
     driver.join();
     sigaction(SIGUSR1, &former, nullptr);

@@ -3,6 +3,8 @@
 #include "core/SharedMemory.h"
 #include "plugin/Channels.h"
 #include "plugin/PluginHostNotifications.h"
+#include "support/Eventually.h"
+#include "support/SleepingThread.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -17,6 +19,8 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
+
+using namespace test_support;
 
 namespace {
 
@@ -54,9 +58,9 @@ char stateOf(pid_t process) {
 // A sanitizer adds a thread of its own to the first one of a program, and keeps it.
 void startAndEndAThread() {
     pid_t thread = 0;
-    std::thread([&] { thread = base::core::currentThreadId(); }).join();
+    std::thread([&] { thread = currentThreadId(); }).join();
     const std::string entry = "/proc/self/task/" + std::to_string(thread);
-    base::core::becomesTrue([&] { return !std::filesystem::exists(entry); });
+    eventually([&] { return !std::filesystem::exists(entry); });
 }
 
 template <class... Parts>
@@ -126,7 +130,7 @@ std::vector<std::string> RecordingListener::getLines() const {
 }
 
 std::vector<std::string> RecordingListener::waitForLines(size_t count) const {
-    EXPECT_TRUE(base::core::becomesTrue([&] { return getLines().size() >= count; }))
+    EXPECT_TRUE(eventually([&] { return getLines().size() >= count; }))
         << "fewer than " << count << " notifications have come";
     return getLines();
 }
@@ -223,7 +227,7 @@ void ClientTest::SetUp() {
 void ClientTest::TearDown() {
     RemotePluginHostProxy::setManager(nullptr);
     // A thread that has been joined is in the list of the system for a moment longer.
-    base::core::becomesTrue([&] { return Footprint::now() == before; });
+    eventually([&] { return Footprint::now() == before; });
     EXPECT_EQ(Footprint::now(), before) << "something was left behind";
     forEachAudioBlock([](const std::string& name) { shm_unlink(name.c_str()); });
     alarm(0);
@@ -246,7 +250,7 @@ ClientTest::createInstance(RemotePluginHostProxy& proxy, const std::string& path
 
 void ClientTest::shutDown(RemotePluginHostProxy& proxy) {
     proxy.shutdown();
-    EXPECT_TRUE(base::core::becomesTrue([&] { return isZombie(proxy.getChildPid()); })) << "the host runs on";
+    EXPECT_TRUE(eventually([&] { return isZombie(proxy.getChildPid()); })) << "the host runs on";
 }
 
 void ClientTest::end(Ref<RemotePluginHostProxy>& proxy) {
@@ -256,7 +260,7 @@ void ClientTest::end(Ref<RemotePluginHostProxy>& proxy) {
 }
 
 testing::AssertionResult ClientTest::hears(size_t deaths) const {
-    if (!base::core::becomesTrue([&] { return manager->count() >= deaths; }))
+    if (!eventually([&] { return manager->count() >= deaths; }))
         return testing::AssertionFailure() << "the manager has heard of " << manager->count() << " deaths";
     return testing::AssertionSuccess();
 }

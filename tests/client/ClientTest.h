@@ -2,12 +2,11 @@
 
 #include "client/RemotePluginHostProxy.h"
 #include "client/ReplyWaiter.h"
-#include "core/CapturedOutput.h"
-#include "core/ScopedEnvironment.h"
-#include "core/Waiting.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostNotificationListener.h"
 #include "plugin/PluginHostReplies.h"
+#include "support/CapturedOutput.h"
+#include "support/ScopedEnvironment.h"
 
 #include <gtest/gtest.h>
 
@@ -97,8 +96,8 @@ private:
     void removeRecords() const;
 
     std::string record;
-    base::core::ScopedEnvironment scriptVariable;
-    base::core::ScopedEnvironment recordVariable;
+    test_support::ScopedEnvironment scriptVariable;
+    test_support::ScopedEnvironment recordVariable;
 };
 
 /// Counts its ends, and is never answered.
@@ -143,7 +142,7 @@ protected:
     Ref<RecordingManager> manager;
 
 private:
-    std::optional<base::core::CapturedOutput> errors{STDERR_FILENO};
+    std::optional<test_support::CapturedOutput> errors{STDERR_FILENO};
     Footprint before;
 };
 
@@ -161,8 +160,6 @@ std::string lossText(const Action& action) {
     }
     return "no failure";
 }
-
-using base::core::occurrences;
 
 /// Whether a process is no more, not even as a zombie.
 bool isGone(pid_t process);

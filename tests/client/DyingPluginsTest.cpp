@@ -6,7 +6,9 @@
 #include "client/RemotePluginAudioContextProxy.h"
 #include "core/SharedMemory.h"
 #include "plugin/Channels.h"
+#include "support/Eventually.h"
 #include "support/RealDeaths.h"
+#include "support/SleepingThread.h"
 #include "support/TurnedClock.h"
 
 #include <array>
@@ -24,8 +26,7 @@
 #include <unistd.h>
 
 using namespace std::chrono_literals;
-using base::core::becomesTrue;
-using base::core::ScopedEnvironment;
+using namespace test_support;
 
 namespace {
 
@@ -40,7 +41,7 @@ protected:
         EXPECT_EQ(manager->getDeaths().front().proxy, &proxy);
         EXPECT_EQ(occurrences(errorText(), "Plugin host died: "), 1u) << errorText();
         EXPECT_EQ(lossText([&] { proxy.ping(); }), lostText);
-        EXPECT_TRUE(becomesTrue([&] { return isZombie(proxy.getChildPid()); })) << "the host runs on";
+        EXPECT_TRUE(eventually([&] { return isZombie(proxy.getChildPid()); })) << "the host runs on";
     }
 
     /// The proxy goes, and with it all that it had; `TearDown` looks for the rest.
@@ -115,7 +116,7 @@ public:
 
 protected:
     void add(const std::string& line) override {
-        thread = base::core::currentThreadId();
+        thread = currentThreadId();
         RecordingListener::add(line);
     }
 };
@@ -132,7 +133,7 @@ TEST_F(HostLifeTest, APluginThatHangsInIdleIsKilledWithItsHostAfterTwoSeconds) {
     createInstance(*proxy, testPlugin("hangs-in-idle"), "", listener);
     listener->waitForLines(1);
     // A reply thread that isn't in a read yet would see for itself that it is over.
-    ASSERT_TRUE(becomesTrue([&] { return base::core::isAsleep(listener->thread); }));
+    ASSERT_TRUE(eventually([&] { return isAsleep(listener->thread); }));
     TurnedClock clock;
     std::atomic<bool> isDropped = false;
     std::thread dropping([&] {
@@ -145,7 +146,7 @@ TEST_F(HostLifeTest, APluginThatHangsInIdleIsKilledWithItsHostAfterTwoSeconds) {
     EXPECT_FALSE(isGone(host) || isZombie(host));
     EXPECT_FALSE(isDropped);
     clock.turn(1ms);
-    EXPECT_TRUE(becomesTrue([&] { return isDropped.load(); })) << "the host is waited for";
+    EXPECT_TRUE(eventually([&] { return isDropped.load(); })) << "the host is waited for";
     if (!isDropped)
         kill(host, SIGKILL);
     dropping.join();
@@ -229,7 +230,7 @@ public:
     pid_t getHost() const { return hostProcess; }
     /// Whether the host has ended within the bound.
     bool reapHost() const {
-        return becomesTrue([&] { return waitpid(hostProcess, nullptr, WNOHANG) != 0; });
+        return eventually([&] { return waitpid(hostProcess, nullptr, WNOHANG) != 0; });
     }
 
 private:

@@ -4,9 +4,12 @@
 #include "ClientTest.h"
 
 #include "client/RemotePluginAudioContextProxy.h"
+#include "support/SleepingThread.h"
 
 #include <cstddef>
 #include <fstream>
+
+using namespace test_support;
 
 // The counts are of the plain program: a sanitizer has its own allocator and its own calls.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
@@ -56,7 +59,7 @@ constexpr int blocks = 100;
 struct SystemCalls {
     static SystemCalls now() {
         SystemCalls counts;
-        std::ifstream file("/proc/self/task/" + std::to_string(base::core::currentThreadId()) + "/io");
+        std::ifstream file("/proc/self/task/" + std::to_string(currentThreadId()) + "/io");
         std::string name;
         long long value = 0;
         while (file >> name >> value) {

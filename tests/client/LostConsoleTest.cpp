@@ -1,12 +1,13 @@
 // If these fail, an application whose terminal is gone or whose disk is full dies with its plug-ins' host.
 
 #include "ClientTest.h"
+#include "support/Eventually.h"
 
 #include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
 
-using base::core::becomesTrue;
+using namespace test_support;
 
 namespace {
 
@@ -44,7 +45,7 @@ protected:
         const pid_t host = proxy->getChildPid();
         proxy->showAllGUIs();
         ASSERT_TRUE(hears(2));
-        ASSERT_TRUE(becomesTrue([&] { return isZombie(host); }));
+        ASSERT_TRUE(eventually([&] { return isZombie(host); }));
         proxy = nullptr;
         EXPECT_TRUE(isGone(host));
     }

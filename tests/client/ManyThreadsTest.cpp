@@ -2,13 +2,14 @@
 // replies, or crashes by the order in which its host answers.
 
 #include "ClientTest.h"
+#include "support/Eventually.h"
 #include "support/Meeting.h"
 
 #include <atomic>
 #include <thread>
 #include <vector>
 
-using base::core::becomesTrue;
+using namespace test_support;
 
 namespace {
 
@@ -43,7 +44,7 @@ TEST_F(ManyThreadsTest, RequestsAreSentWhileRepliesToEarlierOnesAreRead) {
             if (looksThrough)
                 proxy->removePluginInstance(noInstance);
         }
-        EXPECT_TRUE(becomesTrue([&] { return handler->replies == requests; }))
+        EXPECT_TRUE(eventually([&] { return handler->replies == requests; }))
             << handler->replies << " replies";
         end(proxy);
     }

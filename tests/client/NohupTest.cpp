@@ -3,9 +3,9 @@
 
 #include "plugin/Channels.h"
 
-#include "core/ScopedEnvironment.h"
 #include "core/SharedMemory.h"
-#include "core/Waiting.h"
+#include "support/Eventually.h"
+#include "support/ScopedEnvironment.h"
 
 #include <gtest/gtest.h>
 
@@ -21,10 +21,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace {
+using namespace test_support;
 
-using base::core::becomesTrue;
-using base::core::ScopedEnvironment;
+namespace {
 
 /// A client in a process of its own that nohup has started and that blocks SIGHUP too, with a host whose
 /// plug-in hangs.
@@ -86,7 +85,7 @@ public:
     /// The status of the host once it has ended, within the bound.
     int awaitHost() {
         int status = 0;
-        hostEnded = becomesTrue([&] { return waitpid(host, &status, WNOHANG) != 0; });
+        hostEnded = eventually([&] { return waitpid(host, &status, WNOHANG) != 0; });
         return status;
     }
 

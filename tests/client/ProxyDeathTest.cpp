@@ -5,6 +5,8 @@
 
 #include "core/NamedPipe.h"
 #include "plugin/Channels.h"
+#include "support/Eventually.h"
+#include "support/SleepingThread.h"
 
 #include <atomic>
 #include <csignal>
@@ -14,7 +16,7 @@
 #include <sys/wait.h>
 #include <thread>
 
-using base::core::becomesTrue;
+using namespace test_support;
 
 namespace {
 
@@ -112,7 +114,7 @@ TEST_F(ProxyDeathTest, ACallThatIsWritingDuringTheDeathClosesThePipeWhenItIsDone
     std::ofstream(told) << "told";
     writing.join();
     EXPECT_EQ(text, "no failure");
-    EXPECT_TRUE(becomesTrue([&] { return isZombie(proxy->getChildPid()); })) << "the pipe stays open";
+    EXPECT_TRUE(eventually([&] { return isZombie(proxy->getChildPid()); })) << "the pipe stays open";
     std::filesystem::remove(told);
 }
 
@@ -123,7 +125,7 @@ TEST_F(ProxyDeathTest, AHostThatIsNoLongerThereIsNotAbandoned) {
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
     const std::string process = "/proc/" + std::to_string(proxy->getChildPid());
     proxy->showAllGUIs();
-    ASSERT_TRUE(becomesTrue([&] { return !std::filesystem::exists(process); }));
+    ASSERT_TRUE(eventually([&] { return !std::filesystem::exists(process); }));
     EXPECT_FALSE(proxy->abandon());
     std::signal(SIGCHLD, former);
 }
@@ -148,7 +150,7 @@ TEST_F(ProxyDeathTest, WithoutAManagerADeathIsStillToldOnTheStandardErrorStream)
     const StandIn standIn("connect read:main:1 exit:0");
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
     EXPECT_EQ(lossText([&] { proxy->ping(); }), lostText);
-    EXPECT_TRUE(becomesTrue([&] { return occurrences(errorText(), diedText) == 1; })) << errorText();
+    EXPECT_TRUE(eventually([&] { return occurrences(errorText(), diedText) == 1; })) << errorText();
 }
 
 TEST_F(ProxyDeathTest, TheDeathFailsEveryoneWhoWaitsForAReply) {
@@ -175,13 +177,13 @@ TEST_F(ProxyDeathTest, AShutdownFailsEveryoneWhoWaitsForAReply) {
     std::string text;
     std::atomic<bool> isOver = false;
     std::thread waiting([&] {
-        threadId = base::core::currentThreadId();
+        threadId = currentThreadId();
         text = lossText([&] { waiter->wait(2 * patience); });
         isOver = true;
     });
-    EXPECT_TRUE(becomesTrue([&] { return threadId != 0 && base::core::isAsleep(threadId); }));
+    EXPECT_TRUE(eventually([&] { return threadId != 0 && isAsleep(threadId); }));
     proxy->shutdown();
-    EXPECT_TRUE(becomesTrue([&] { return isOver.load(); })) << "the waiter sleeps on";
+    EXPECT_TRUE(eventually([&] { return isOver.load(); })) << "the waiter sleeps on";
     waiting.join();
     EXPECT_EQ(text, lostText);
 }
@@ -212,7 +214,7 @@ TEST_F(ProxyDeathTest, AHostThatIsAskedToEndDoesSoByItselfWithStatusZero) {
     Ref<RemotePluginHostProxy> proxy = startHost();
     const pid_t host = proxy->getChildPid();
     proxy->shutdown();
-    EXPECT_TRUE(becomesTrue([&] { return isZombie(host); })) << "the host runs on";
+    EXPECT_TRUE(eventually([&] { return isZombie(host); })) << "the host runs on";
     proxy = nullptr;
     EXPECT_TRUE(isGone(host));
     EXPECT_EQ(occurrences(errorText(), "exited with error code"), 0u) << errorText();
@@ -241,7 +243,7 @@ TEST_F(ProxyDeathTest, AHostThatLeftWithAStatusHasItToldWhenTheProxyGoes) {
     const pid_t host = proxy->getChildPid();
     proxy->showAllGUIs();
     ASSERT_TRUE(hears(1));
-    ASSERT_TRUE(becomesTrue([&] { return isZombie(host); }));
+    ASSERT_TRUE(eventually([&] { return isZombie(host); }));
     proxy = nullptr;
     EXPECT_EQ(occurrences(errorText(),
                           "Child process with PID " + std::to_string(host) + " exited with error code: 7\n"),
@@ -279,7 +281,7 @@ TEST_F(ProxyDeathTest, TheHostEndsWithTheThreadThatMadeItsProxy) {
     Ref<RemotePluginHostProxy> proxy;
     std::thread([&] { proxy = startHost(); }).join();
     EXPECT_TRUE(hears(1));
-    EXPECT_TRUE(becomesTrue([&] { return isZombie(proxy->getChildPid()); }));
+    EXPECT_TRUE(eventually([&] { return isZombie(proxy->getChildPid()); }));
 }
 
 TEST_F(ProxyDeathTest, APipeThatCannotBeMadeIsAFailureOfTheConstructorThatLeavesNothing) {
@@ -287,7 +289,7 @@ TEST_F(ProxyDeathTest, APipeThatCannotBeMadeIsAFailureOfTheConstructorThatLeaves
     const std::string inTheWay = "/tmp/pipes-" + user;
     std::ofstream(inTheWay) << "no directory";
     {
-        const base::core::ScopedEnvironment other("USER", user.c_str());
+        const ScopedEnvironment other("USER", user.c_str());
         const std::string text = lossText([] { startHost(); });
         EXPECT_EQ(text.rfind("Could not create directory structure for named pipe: ", 0), 0u) << text;
     }
@@ -313,7 +315,7 @@ public:
     HungStart(const HungStart&) = delete;
     HungStart& operator=(const HungStart&) = delete;
 
-    bool isWaiting() const { return !returned && threadId != 0 && base::core::isAsleep(threadId); }
+    bool isWaiting() const { return !returned && threadId != 0 && isAsleep(threadId); }
 
     /// Opens the host's ends of the pipes until the constructor returns, and closes them again.
     Ref<RemotePluginHostProxy> rescue() {
@@ -323,7 +325,7 @@ public:
             if (const int end = open(path.c_str(), direction | O_NONBLOCK | O_CLOEXEC); end >= 0)
                 ends.push_back(end);
         };
-        const bool opened = becomesTrue([&] {
+        const bool opened = eventually([&] {
             for (const String& channel :
                  {mainChannelName(hostId), asyncChannelName(hostId), workerChannelName(hostId, 0)}) {
                 openEnd(channel, true, O_RDONLY);
@@ -339,7 +341,7 @@ public:
 
 private:
     void begin(const char* executable) {
-        threadId = base::core::currentThreadId();
+        threadId = currentThreadId();
         proxy = new RemotePluginHostProxy(executable);
         returned = true;
     }
@@ -359,8 +361,8 @@ bool hasDeadChild() {
 
 TEST_F(ProxyDeathTest, AProgramThatDoesNotExistIsNotNoticedByTheConstructor) {
     HungStart start(nextHostId(), "/no/such/program");
-    ASSERT_TRUE(becomesTrue(hasDeadChild));
-    EXPECT_TRUE(becomesTrue([&] { return start.isWaiting(); }));
+    ASSERT_TRUE(eventually(hasDeadChild));
+    EXPECT_TRUE(eventually([&] { return start.isWaiting(); }));
     Ref<RemotePluginHostProxy> proxy = start.rescue();
     ASSERT_TRUE(proxy);
     EXPECT_TRUE(hears(1));
@@ -370,8 +372,8 @@ TEST_F(ProxyDeathTest, AProgramThatDoesNotExistIsNotNoticedByTheConstructor) {
 TEST_F(ProxyDeathTest, AHostThatLeavesBeforeItHasOpenedAllPipesIsNotNoticedByTheConstructor) {
     const StandIn standIn("open:main exit:0");
     HungStart start(nextHostId(), STAND_IN_HOST_EXECUTABLE);
-    ASSERT_TRUE(becomesTrue(hasDeadChild));
-    EXPECT_TRUE(becomesTrue([&] { return start.isWaiting(); }));
+    ASSERT_TRUE(eventually(hasDeadChild));
+    EXPECT_TRUE(eventually([&] { return start.isWaiting(); }));
     EXPECT_TRUE(start.rescue());
     EXPECT_TRUE(hears(1));
 }

@@ -5,6 +5,8 @@
 #include "ClientTest.h"
 
 #include "plugin/PluginException.h"
+#include "support/Eventually.h"
+#include "support/SleepingThread.h"
 
 #include <algorithm>
 #include <atomic>
@@ -19,7 +21,7 @@
 #include <thread>
 #include <unistd.h>
 
-using base::core::becomesTrue;
+using namespace test_support;
 
 namespace {
 
@@ -100,12 +102,12 @@ TEST_F(ProxyLifetimeTest, AManagerMayMakeAndDropAReferenceWhileTheConstructorIsA
     // The worker's pipe is opened once the manager has heard of the death.
     const StandIn standIn("open:main open:async-replies close:async-replies exists:" + told +
                           " open:worker0 wait");
-    const pid_t maker = base::core::currentThreadId();
+    const pid_t maker = currentThreadId();
     acting->onDeath = [&](RemotePluginHostProxy& proxy) {
         makeAndDropAReference(proxy);
         std::ofstream(told) << "told";
         // The constructor has nothing left to do but to wait for the end of this call.
-        EXPECT_TRUE(becomesTrue([&] { return countWorkerPipes() == 2 && base::core::isAsleep(maker); }));
+        EXPECT_TRUE(eventually([&] { return countWorkerPipes() == 2 && isAsleep(maker); }));
     };
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
     std::filesystem::remove(told);
@@ -118,7 +120,7 @@ TEST_F(ProxyLifetimeTest, AManagerMayMakeAndDropAReferenceWhileTheConstructorIsA
 bool areOthersAsleep(pid_t thisThread) {
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
         const pid_t thread = std::stoi(entry.path().filename());
-        if (thread != thisThread && !base::core::isAsleep(thread))
+        if (thread != thisThread && !isAsleep(thread))
             return false;
     }
     return true;
@@ -135,12 +137,12 @@ TEST_F(ProxyLifetimeTest, TheManagerHearsOfADeathOnceTheProxyHasItsOwner) {
             makeAndDropAReference(dead);
     };
     const StandIn standIn("connect exists:" + made + " exit:0");
-    const pid_t thisThread = base::core::currentThreadId();
+    const pid_t thisThread = currentThreadId();
     auto* unowned = new RemotePluginHostProxy(STAND_IN_HOST_EXECUTABLE);
     std::ofstream(made) << "made";
-    EXPECT_TRUE(becomesTrue([&] { return occurrences(errorText(), diedText) == 1; }));
+    EXPECT_TRUE(eventually([&] { return occurrences(errorText(), diedText) == 1; }));
     // The thread that has logged the death waits for an owner now, or calls the manager without one.
-    EXPECT_TRUE(becomesTrue([&] { return called || areOthersAsleep(thisThread); }));
+    EXPECT_TRUE(eventually([&] { return called || areOthersAsleep(thisThread); }));
     Ref<RemotePluginHostProxy> proxy(unowned);
     std::filesystem::remove(made);
     ASSERT_TRUE(hears(1));
@@ -173,8 +175,8 @@ TEST_F(ProxyLifetimeTest, TheLastReferenceMayBeDroppedByTheManagerOnTheThreadTha
         ASSERT_TRUE(hears(round));
         std::filesystem::remove(made);
         EXPECT_TRUE(manager->getDeaths().back().onReplyThread);
-        EXPECT_TRUE(becomesTrue([&] { return !owned; }));
-        EXPECT_TRUE(becomesTrue([&] { return isGone(host); })) << "the proxy stayed";
+        EXPECT_TRUE(eventually([&] { return !owned; }));
+        EXPECT_TRUE(eventually([&] { return isGone(host); })) << "the proxy stayed";
     }
 }
 
@@ -191,18 +193,17 @@ TEST_F(ProxyLifetimeTest, TheLastReferenceMayBeDroppedByTheManagerOnTheThreadOfA
 
 TEST_F(ProxyLifetimeTest, AnOwnerThatLetsGoWhileTheManagerIsCalledFindsAllGone) {
     const StandIn standIn("connect read:main:1 exit:0");
-    const pid_t owner = base::core::currentThreadId();
+    const pid_t owner = currentThreadId();
     std::atomic<bool> called = false;
     acting->onDeath = [&](RemotePluginHostProxy& proxy) {
         called = true;
-        EXPECT_TRUE(becomesTrue([&] { return base::core::isAsleep(owner) && proxy.getChildPid() != 0; }));
+        EXPECT_TRUE(eventually([&] { return isAsleep(owner) && proxy.getChildPid() != 0; }));
         makeAndDropAReference(proxy);
     };
     Ref<RemotePluginHostProxy> proxy = startStandIn();
     const pid_t host = proxy->getChildPid();
     proxy->showAllGUIs();
-    while (!called)
-        std::this_thread::yield();
+    EXPECT_TRUE(eventually([&] { return called.load(); }));
     proxy = nullptr;
     EXPECT_TRUE(isGone(host)) << "the end is still to come";
     EXPECT_EQ(manager->count(), 1u);
@@ -215,18 +216,18 @@ TEST_F(ProxyLifetimeTest, TheLastReferenceMayBeDroppedByAListener) {
     const Ref<ActingListener> listener(new ActingListener);
     std::atomic<pid_t> listening = 0;
     listener->action = [&] {
-        listening = base::core::currentThreadId();
-        becomesTrue([&] { return created.load(); });
+        listening = currentThreadId();
+        eventually([&] { return created.load(); });
         proxy = nullptr;
     };
     std::atomic<pid_t> ending = 0;
-    acting->onShutdown = [&](RemotePluginHostProxy&) { ending = base::core::currentThreadId(); };
+    acting->onShutdown = [&](RemotePluginHostProxy&) { ending = currentThreadId(); };
     proxy = startStandIn();
     const pid_t host = proxy->getChildPid();
     proxy->createPluginInstance("", "", "", false, listener, nullptr);
     created = true;
     listener->waitForLines(1);
-    EXPECT_TRUE(becomesTrue([&] { return isGone(host); })) << "the proxy stayed";
+    EXPECT_TRUE(eventually([&] { return isGone(host); })) << "the proxy stayed";
     EXPECT_EQ(manager->countShutdowns(), 1u);
     EXPECT_EQ(manager->count(), 0u);
     EXPECT_NE(ending, 0);
@@ -269,7 +270,7 @@ TEST_F(ProxyLifetimeTest, WhatTheManagerThrowsOfADeathIsLoggedAndTheProxyIsLostA
         const Ref<RemotePluginHostProxy> proxy = startStandIn();
         proxy->showAllGUIs();
         const std::string line = "Plug-in host manager failed: " + words + "\n";
-        EXPECT_TRUE(becomesTrue([&] { return occurrences(errorText(), line) == 1; })) << errorText();
+        EXPECT_TRUE(eventually([&] { return occurrences(errorText(), line) == 1; })) << errorText();
         EXPECT_EQ(lossText([&] { proxy->ping(); }), lostText);
     }
 }

@@ -10,8 +10,7 @@
 #include <fstream>
 #include <functional>
 
-using base::core::becomesTrue;
-using base::core::ScopedEnvironment;
+using namespace test_support;
 
 namespace {
 

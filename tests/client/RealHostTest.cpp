@@ -10,6 +10,8 @@
 #include <cmath>
 #include <cstdio>
 
+using namespace test_support;
+
 namespace {
 
 class RealHostTest : public RealHost, protected PlayingInstance {

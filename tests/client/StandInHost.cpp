@@ -1,6 +1,7 @@
 // Stands in for the host: opens the pipes as a host does, and plays a script of raw bytes on them. So the
-// client meets hosts that no real one would be, and what it sends is recorded as it came. Shares no code with
-// what it tests.
+// client meets hosts that no real one would be, and what it sends is recorded as it came. It shares no
+// code with what it tests, nor with the kit of the tests, so that a mistake on the wire is not made on both
+// sides.
 //
 //     stand-in-host host SAMPLE-RATE BLOCK-SIZE HOST-ID WORKERS
 //

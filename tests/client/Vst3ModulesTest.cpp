@@ -8,6 +8,8 @@
 #include "support/PresetBytes.h"
 #include "support/TestDirectory.h"
 
+using namespace test_support;
+
 namespace {
 
 class Vst3ModulesTest : public ClientTest, protected PlayingInstance {

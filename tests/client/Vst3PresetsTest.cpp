@@ -10,6 +10,8 @@
 
 #include <bit>
 
+using namespace test_support;
+
 namespace {
 
 class Vst3PresetsTest : public RealHost, protected PlayingInstance {

@@ -4,6 +4,8 @@
 #include "ClientTest.h"
 
 #include "plugin/PluginException.h"
+#include "support/Eventually.h"
+#include "support/SleepingThread.h"
 #include "support/TurnedClock.h"
 
 #include <csignal>
@@ -12,7 +14,7 @@
 #include <semaphore>
 #include <thread>
 
-using base::core::becomesTrue;
+using namespace test_support;
 
 namespace {
 
@@ -29,7 +31,7 @@ protected:
     /// Whether a thread comes to its end although no time passes.
     template <class Condition>
     bool isWoken(const Condition& hasEnded) {
-        const bool woken = becomesTrue(hasEnded);
+        const bool woken = eventually(hasEnded);
         if (!woken)
             clock.turn(std::chrono::minutes(1));
         return woken;
@@ -217,14 +219,14 @@ TEST_F(WaitingTest, ANotificationThatIsWholeOnlyAfterTheShutdownIsNotDelivered) 
     proxy->setWindowTitle(1, std::string(page - frame, 'x').c_str());
     std::atomic<pid_t> threadId = 0;
     std::thread shuttingDown([&] {
-        threadId = base::core::currentThreadId();
+        threadId = currentThreadId();
         proxy->shutdown();
     });
-    EXPECT_TRUE(becomesTrue([&] { return proxy->isClosed() && base::core::isAsleep(threadId); }));
+    EXPECT_TRUE(eventually([&] { return proxy->isClosed() && isAsleep(threadId); }));
     EXPECT_TRUE(proxy->findInstance(1));
     const size_t threads = Footprint::now().threads;
     std::ofstream(isClosed) << "closed";
-    EXPECT_TRUE(becomesTrue([&] { return Footprint::now().threads < threads; })) << "the frame is not read";
+    EXPECT_TRUE(eventually([&] { return Footprint::now().threads < threads; })) << "the frame is not read";
     EXPECT_TRUE(proxy->findInstance(1)) << "the shutdown did not rest";
     std::ofstream(isRead) << "read";
     shuttingDown.join();

@@ -3,17 +3,17 @@
 
 #include "core/Assertion.h"
 
-#include "CapturedOutput.h"
 #include "FailingCalls.h"
-#include "FailureText.h"
 #include "StandInDialog.h"
-#include "Waiting.h"
+#include "support/CapturedOutput.h"
+#include "support/FailureText.h"
 
 #include "core/AssertionMode.h"
 #include "core/ChildProcess.h"
 #include "core/Debugger.h"
 #include "core/Ref.h"
 #include "core/StdStreams.h"
+#include "support/Eventually.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,6 +28,8 @@
 #include <vector>
 
 using namespace base::core;
+using namespace core_tests;
+using namespace test_support;
 
 namespace {
 
@@ -187,7 +189,7 @@ TEST_F(AssertionDialogTest, LaunchDebuggerRunsTheScriptForThisProcessAndWaitsFor
     int launchedFor = 0;
     int argumentCount = 0;
     int parent = -1;
-    EXPECT_TRUE(becomesTrue([&] {
+    EXPECT_TRUE(eventually([&] {
         std::ifstream file(dialog.directory / "launched");
         return static_cast<bool>(file >> launchedFor >> argumentCount >> parent);
     }));
@@ -253,7 +255,7 @@ TEST_F(AssertionDialogTest, ADialogBlocksOnlyTheThreadOfTheFailedAssertion) {
             thrown = true;
         }
     });
-    EXPECT_TRUE(becomesTrue([&] { return std::filesystem::exists(dialog.directory / "open"); }));
+    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(dialog.directory / "open"); }));
     {
         // All that another thread may want of the same site and its dialogs meanwhile.
         const CapturedOutput captured(STDERR_FILENO);

@@ -2,8 +2,8 @@
 
 #include "core/Assertion.h"
 
-#include "CapturedOutput.h"
-#include "ScopedEnvironment.h"
+#include "support/CapturedOutput.h"
+#include "support/ScopedEnvironment.h"
 
 #include <gtest/gtest.h>
 
@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 using namespace base::core;
+using namespace test_support;
 
 namespace {
 

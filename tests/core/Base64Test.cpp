@@ -2,8 +2,8 @@
 
 #include "core/Base64.h"
 
-#include "CapturedOutput.h"
 #include "FailingCalls.h"
+#include "support/CapturedOutput.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +11,8 @@
 #include <unistd.h>
 
 using namespace base::core;
+using namespace core_tests;
+using namespace test_support;
 
 namespace {
 

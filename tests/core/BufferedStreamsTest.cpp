@@ -3,8 +3,8 @@
 
 #include "core/BufferedStreams.h"
 
-#include "FailureText.h"
 #include "RecordingStreams.h"
+#include "support/FailureText.h"
 
 #include "core/Exception.h"
 
@@ -15,6 +15,8 @@
 #include <vector>
 
 using namespace base::core;
+using namespace core_tests;
+using namespace test_support;
 
 namespace {
 

@@ -3,14 +3,15 @@
 
 #include "core/ChildProcess.h"
 
-#include "CapturedOutput.h"
 #include "FailingCalls.h"
-#include "FailureText.h"
-#include "ScopedEnvironment.h"
-#include "Waiting.h"
+#include "support/CapturedOutput.h"
+#include "support/FailureText.h"
+#include "support/ScopedEnvironment.h"
 
 #include "core/Exception.h"
 #include "core/Ref.h"
+#include "support/Eventually.h"
+#include "support/SleepingThread.h"
 
 #include <gtest/gtest.h>
 
@@ -32,6 +33,8 @@
 #include <vector>
 
 using namespace base::core;
+using namespace core_tests;
+using namespace test_support;
 
 namespace {
 
@@ -94,11 +97,11 @@ int statusAfterTheParentsDeath(const Preparation& preparation) {
     pid_t child = 0;
     EXPECT_EQ(read(ends[0], &child, sizeof child), static_cast<ssize_t>(sizeof child));
     close(ends[0]);
-    EXPECT_TRUE(becomesTrue([&] { return runs(child, "sleep"); }));
+    EXPECT_TRUE(eventually([&] { return runs(child, "sleep"); }));
     kill(parent, SIGKILL);
     EXPECT_EQ(waitpid(parent, nullptr, 0), parent);
     int status = 0;
-    if (!becomesTrue([&] { return waitpid(child, &status, WNOHANG) == child; })) {
+    if (!eventually([&] { return waitpid(child, &status, WNOHANG) == child; })) {
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
     }
@@ -269,9 +272,9 @@ TEST(ChildProcessTest, AWaitThatASignalInterruptsGoesOn) {
         waitingId = currentThreadId();
         status = child->waitForExit();
     });
-    EXPECT_TRUE(becomesTrue([&] { return waitingId != 0 && isAsleep(waitingId); }));
+    EXPECT_TRUE(eventually([&] { return waitingId != 0 && isAsleep(waitingId); }));
     pthread_kill(waiting.native_handle(), SIGUSR1);
-    EXPECT_TRUE(becomesTrue([&] { return CountingHandler::calls > 0; }));
+    EXPECT_TRUE(eventually([&] { return CountingHandler::calls > 0; }));
     // The thread either sleeps again or has given up.
     EXPECT_TRUE(child->kill(SIGTERM));
     waiting.join();
@@ -385,7 +388,7 @@ TEST(ChildProcessTest, AChildThatTheApplicationHasReapedIsGoneWithoutADescriptor
 TEST(ChildProcessTest, AChildOfAnApplicationThatLetsTheSystemReapIsGoneWithoutALine) {
     const sighandler_t former = signal(SIGCHLD, SIG_IGN);
     const Ref<ChildProcess> child = launch({"sh", "-c", "exit 3"});
-    EXPECT_TRUE(becomesTrue([&] { return isGone(child->getPid()); }));
+    EXPECT_TRUE(eventually([&] { return isGone(child->getPid()); }));
     expectNothingToEnd(*child);
     signal(SIGCHLD, former);
 }

@@ -3,8 +3,8 @@
 
 #include "core/ChildSignals.h"
 
-#include "CapturedOutput.h"
 #include "FailingCalls.h"
+#include "support/CapturedOutput.h"
 
 #include "core/ChildProcess.h"
 #include "core/Ref.h"
@@ -21,6 +21,8 @@
 #include <vector>
 
 using namespace base::core;
+using namespace core_tests;
+using namespace test_support;
 
 namespace {
 

@@ -3,11 +3,12 @@
 
 #include "core/ConsoleDevice.h"
 
-#include "FailureText.h"
-#include "Waiting.h"
+#include "support/FailureText.h"
 
 #include "core/Ref.h"
 #include "core/StdStreams.h"
+#include "support/Eventually.h"
+#include "support/SleepingThread.h"
 
 #include <gtest/gtest.h>
 
@@ -26,6 +27,7 @@
 #include <unistd.h>
 
 using namespace base::core;
+using namespace test_support;
 
 namespace {
 
@@ -144,7 +146,7 @@ TEST_F(ConsoleDeviceTest, ALineWaitsForRoomAlsoWhereAnotherProcessMadeTheTermina
         threadId = currentThreadId();
         EXPECT_NO_THROW(stream->printLine("in the end"));
     });
-    EXPECT_TRUE(becomesTrue([&] { return threadId != 0 && isAsleep(threadId); }));
+    EXPECT_TRUE(eventually([&] { return threadId != 0 && isAsleep(threadId); }));
     EXPECT_EQ(lineBehind(filled), "in the end\n");
     writer.join();
     close(reader);
@@ -163,9 +165,9 @@ TEST_F(ConsoleDeviceTest, ASignalDoesNotLoseALine) {
         threadId = currentThreadId();
         EXPECT_NO_THROW(stream->printLine("in the end"));
     });
-    EXPECT_TRUE(becomesTrue([&] { return threadId != 0 && isAsleep(threadId); }));
+    EXPECT_TRUE(eventually([&] { return threadId != 0 && isAsleep(threadId); }));
     pthread_kill(writer.native_handle(), SIGUSR1);
-    EXPECT_TRUE(becomesTrue([&] { return interruptions > 0 && isAsleep(threadId); }));
+    EXPECT_TRUE(eventually([&] { return interruptions > 0 && isAsleep(threadId); }));
     EXPECT_EQ(lineBehind(filled), "in the end\n");
     writer.join();
     close(reader);
@@ -202,9 +204,9 @@ TEST_F(ConsoleDeviceTest, ASignalDoesNotEndARead) {
         threadId = currentThreadId();
         EXPECT_NO_THROW(line = inputStream->readLine().toStdString());
     });
-    EXPECT_TRUE(becomesTrue([&] { return threadId != 0 && isAsleep(threadId); }));
+    EXPECT_TRUE(eventually([&] { return threadId != 0 && isAsleep(threadId); }));
     pthread_kill(reading.native_handle(), SIGUSR1);
-    EXPECT_TRUE(becomesTrue([&] { return interruptions > 0; }));
+    EXPECT_TRUE(eventually([&] { return interruptions > 0; }));
     EXPECT_EQ(write(descriptor, "yes\n", 4), 4);
     reading.join();
     EXPECT_EQ(line, "yes");

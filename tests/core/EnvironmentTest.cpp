@@ -2,14 +2,15 @@
 
 #include "core/Environment.h"
 
-#include "FailureText.h"
-#include "ScopedEnvironment.h"
+#include "support/FailureText.h"
+#include "support/ScopedEnvironment.h"
 
 #include "core/Exception.h"
 
 #include <gtest/gtest.h>
 
 using namespace base::core;
+using namespace test_support;
 
 namespace {
 

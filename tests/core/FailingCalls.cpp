@@ -13,7 +13,9 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-namespace base::core {
+using namespace core_tests;
+
+namespace core_tests {
 namespace {
 
 thread_local uint32_t failingCalls = 0;
@@ -73,9 +75,10 @@ FailingAllocation::~FailingAllocation() {
     failingSize = 0;
 }
 
-} // namespace base::core
+} // namespace core_tests
 
-using namespace base::core;
+using base::core::String;
+using namespace core_tests;
 
 extern "C" {
 

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace base::core {
+namespace core_tests {
 
 /// Calls of the library that this program can make fail for the thread that asks for it. The linker leads the
 /// calls of the code under test here (`--wrap`).
@@ -69,4 +69,4 @@ public:
     FailingAllocation& operator=(const FailingAllocation&) = delete;
 };
 
-} // namespace base::core
+} // namespace core_tests

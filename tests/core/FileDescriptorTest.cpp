@@ -3,7 +3,8 @@
 #include "core/FileDescriptor.h"
 
 #include "FailingCalls.h"
-#include "Waiting.h"
+#include "support/Eventually.h"
+#include "support/SleepingThread.h"
 
 #include <gtest/gtest.h>
 
@@ -21,6 +22,8 @@
 #include <vector>
 
 using namespace base::core;
+using namespace core_tests;
+using namespace test_support;
 
 namespace {
 
@@ -160,13 +163,13 @@ TEST(FileDescriptorTest, ACloseWakesItsReadersWithoutAFreeDescriptor) {
                 shortageOver.wait();
             });
         for (auto& threadId : threadIds) {
-            EXPECT_TRUE(becomesTrue([&] { return threadId != 0 && isAsleep(threadId); }));
+            EXPECT_TRUE(eventually([&] { return threadId != 0 && isAsleep(threadId); }));
         }
         {
             const NoFreeDescriptor shortage;
             ASSERT_LT(newDescriptor(), 0);
             EXPECT_TRUE(descriptor.closeAndWakeReader());
-            const bool all = becomesTrue([&] { return woken == readers; });
+            const bool all = eventually([&] { return woken == readers; });
             close(ends[1]); // ends the reads of those that were not woken
             EXPECT_TRUE(all) << woken << " of " << readers << " in round " << round;
         }
@@ -199,13 +202,13 @@ void closeUnderAReaderWithoutAFreeDescriptor() {
         woken = read(use.get(), &byte, 1) == 1;
         shortageOver.wait();
     });
-    EXPECT_TRUE(becomesTrue([&] { return threadId != 0 && isAsleep(threadId); }));
+    EXPECT_TRUE(eventually([&] { return threadId != 0 && isAsleep(threadId); }));
     {
         const NoFreeDescriptor shortage;
         EXPECT_TRUE(descriptor.closeAndWakeReader());
     }
     shortageOver.count_down();
-    becomesTrue([&] { return woken.load(); });
+    eventually([&] { return woken.load(); });
     close(ends[1]);
     reader.join();
     EXPECT_TRUE(woken);

@@ -2,7 +2,7 @@
 
 #include "core/FileStreams.h"
 
-#include "FailureText.h"
+#include "support/FailureText.h"
 
 #include "core/Exception.h"
 #include "core/FileSystem.h"
@@ -21,6 +21,7 @@
 #include <unistd.h>
 
 using namespace base::core;
+using namespace test_support;
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "core/FileSystem.h"
 
-#include "FailureText.h"
+#include "support/FailureText.h"
 
 #include "core/Exception.h"
 
@@ -22,6 +22,7 @@
 #include <vector>
 
 using namespace base::core;
+using namespace test_support;
 
 namespace {
 

@@ -2,9 +2,9 @@
 
 #include "core/Log.h"
 
-#include "CapturedOutput.h"
 #include "FailingCalls.h"
-#include "FailureText.h"
+#include "support/CapturedOutput.h"
+#include "support/FailureText.h"
 
 #include "core/Assertion.h"
 #include "core/AssertionMode.h"
@@ -24,6 +24,8 @@
 #include <vector>
 
 using namespace base::core;
+using namespace core_tests;
+using namespace test_support;
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include "core/MessageDialog.h"
 
 #include "FailingCalls.h"
-#include "FailureText.h"
 #include "StandInDialog.h"
+#include "support/FailureText.h"
 
 #include <gtest/gtest.h>
 
@@ -18,6 +18,8 @@
 #include <vector>
 
 using namespace base::core;
+using namespace core_tests;
+using namespace test_support;
 
 namespace {
 

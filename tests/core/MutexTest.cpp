@@ -2,11 +2,11 @@
 
 #include "core/Mutex.h"
 
-#include "CapturedOutput.h"
 #include "FailingCalls.h"
-#include "Waiting.h"
+#include "support/CapturedOutput.h"
 
 #include "core/StdStreams.h"
+#include "support/Eventually.h"
 
 #include <gtest/gtest.h>
 
@@ -19,6 +19,8 @@
 #include <vector>
 
 using namespace base::core;
+using namespace core_tests;
+using namespace test_support;
 
 namespace {
 
@@ -184,7 +186,7 @@ TEST(ConditionTest, ABroadcastWakesEveryWaiter) {
                 condition.wait(mutex);
         });
     // A waiter gives the mutex back only by waiting.
-    EXPECT_TRUE(becomesTrue([&] {
+    EXPECT_TRUE(eventually([&] {
         const ScopedLock lock(mutex);
         return waiting == waiterCount;
     }));

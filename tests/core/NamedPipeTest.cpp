@@ -3,14 +3,15 @@
 
 #include "core/NamedPipe.h"
 
-#include "FailureText.h"
 #include "RecordingStreams.h"
-#include "ScopedEnvironment.h"
-#include "Waiting.h"
+#include "support/FailureText.h"
+#include "support/ScopedEnvironment.h"
 
 #include "core/BufferedStreams.h"
 #include "core/Exception.h"
 #include "core/FileSystem.h"
+#include "support/Eventually.h"
+#include "support/SleepingThread.h"
 
 #include <gtest/gtest.h>
 
@@ -29,6 +30,7 @@
 #include <vector>
 
 using namespace base::core;
+using namespace test_support;
 
 namespace {
 
@@ -256,7 +258,7 @@ TEST_F(NamedPipeTest, BothSidesOpenTheDirectionToTheClientFirst) {
     // This open returns only because the creator opens the same direction.
     const int toClient = open(path("x-to-client").c_str(), O_RDONLY | O_CLOEXEC);
     EXPECT_GE(toClient, 0);
-    EXPECT_TRUE(becomesTrue([&] { return isAsleep(creatorId); }));
+    EXPECT_TRUE(eventually([&] { return isAsleep(creatorId); }));
     EXPECT_FALSE(opened);
     const int fromClient = open(path("x-from-client").c_str(), O_WRONLY | O_CLOEXEC);
     EXPECT_GE(fromClient, 0);
@@ -370,9 +372,9 @@ TEST_F(NamedPipeTest, AWriteThatASignalCutsShortGoesOnWhereItWasCut) {
         ends.opener->getOutput()->close();
     });
     // The pipe is full then, and the write has taken a part.
-    EXPECT_TRUE(becomesTrue([&] { return threadId != 0 && isAsleep(threadId); }));
+    EXPECT_TRUE(eventually([&] { return threadId != 0 && isAsleep(threadId); }));
     pthread_kill(writer.native_handle(), SIGUSR1);
-    EXPECT_TRUE(becomesTrue([&] { return interruptions > 0; }));
+    EXPECT_TRUE(eventually([&] { return interruptions > 0; }));
     std::string read;
     for (std::string piece; !(piece = readOnce(*ends.creator->getInput(), 4096)).empty();)
         read += piece;
@@ -536,10 +538,10 @@ TEST_F(NamedPipeTest, ClosingFromAnotherThreadWakesABlockedReadEachTime) {
         BlockedReader reader(stream);
         // Every other time the close meets the reader wherever it is.
         if (round % 2 == 0) {
-            EXPECT_TRUE(becomesTrue([&] { return reader.isInsideTheRead(); }));
+            EXPECT_TRUE(eventually([&] { return reader.isInsideTheRead(); }));
         }
         stream->close();
-        const bool ended = becomesTrue([&] { return reader.hasEnded(); });
+        const bool ended = eventually([&] { return reader.hasEnded(); });
         close(writing); // ends the read of a reader that was not woken
         ASSERT_TRUE(ended) << "the reader sleeps on, round " << round;
         woken += reader.join() == "Error reading from named pipe: Bad file descriptor" ? 1 : 0;
@@ -551,9 +553,9 @@ TEST_F(NamedPipeTest, ClosingFromAnotherThreadWakesABlockedReadEachTime) {
 TEST_F(NamedPipeTest, ClosingTheBufferedStreamWakesABlockedReadWhileThePeerKeepsThePipeOpen) {
     const Ends ends = connect("x", true);
     BlockedReader reader(ends.opener->getInput());
-    EXPECT_TRUE(becomesTrue([&] { return reader.isInsideTheRead(); }));
+    EXPECT_TRUE(eventually([&] { return reader.isInsideTheRead(); }));
     ends.opener->getInput()->close();
-    const bool ended = becomesTrue([&] { return reader.hasEnded(); });
+    const bool ended = eventually([&] { return reader.hasEnded(); });
     ends.creator->getOutput()->close(); // ends the read of a reader that was not woken
     ASSERT_TRUE(ended) << "the reader sleeps on";
     EXPECT_EQ(reader.join(), "Error reading from named pipe: Bad file descriptor");
@@ -562,9 +564,9 @@ TEST_F(NamedPipeTest, ClosingTheBufferedStreamWakesABlockedReadWhileThePeerKeeps
 TEST_F(NamedPipeTest, ACloseThatWakesAReaderLeavesNoDescriptor) {
     const Ends ends = connect("x", true);
     BlockedReader reader(ends.opener->getInput());
-    EXPECT_TRUE(becomesTrue([&] { return reader.isInsideTheRead(); }));
+    EXPECT_TRUE(eventually([&] { return reader.isInsideTheRead(); }));
     ends.opener->getInput()->close();
-    const bool ended = becomesTrue([&] { return reader.hasEnded(); });
+    const bool ended = eventually([&] { return reader.hasEnded(); });
     ends.creator->getOutput()->close(); // ends the read of a reader that was not woken
     ASSERT_TRUE(ended) << "the reader sleeps on";
     reader.join();
@@ -603,10 +605,9 @@ TEST_F(NamedPipeTest, AReadThatASignalInterruptsIsNotRestarted) {
         result = failureText<IOException>([&] { readOnce(*stream, 1); });
         ended = true;
         // Stays until the sender has seen it.
-        while (handle != 0)
-            std::this_thread::yield();
+        eventually([&] { return handle == 0; }, longBound);
     });
-    EXPECT_TRUE(becomesTrue([&] {
+    EXPECT_TRUE(eventually([&] {
         if (handle != 0 && !ended)
             pthread_kill(handle, SIGUSR1);
         return ended.load();
@@ -768,7 +769,7 @@ TEST_F(NamedPipeTest, APipeUsesAndRemovesWhatItMadeWhateverTheUserIsLater) {
     Ref<NamedPipe> opened;
     {
         std::thread opener([&] { opened = NamedPipe::open("x", true); });
-        EXPECT_TRUE(becomesTrue([&] { return !descriptorsOn(path("x-to-client")).empty(); }));
+        EXPECT_TRUE(eventually([&] { return !descriptorsOn(path("x-to-client")).empty(); }));
         const ScopedEnvironment other("USER", "somebody-else");
         pipe->open();
         opener.join();

@@ -2,7 +2,7 @@
 
 #include "core/Number.h"
 
-#include "FailureText.h"
+#include "support/FailureText.h"
 
 #include "core/Exception.h"
 #include "core/String.h"
@@ -13,6 +13,7 @@
 #include <initializer_list>
 
 using namespace base::core;
+using namespace test_support;
 
 namespace {
 

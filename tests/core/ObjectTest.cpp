@@ -18,6 +18,8 @@
 #include <type_traits>
 #include <vector>
 
+using namespace test_support;
+
 /// In the global namespace, so that its mangled name is known.
 class Named : public base::core::Object {};
 

@@ -7,8 +7,8 @@
 #include "core/Ref.h"
 #include "core/String.h"
 #include "core/Thread.h"
-#include "tests/core/Waiting.h"
-#include "tests/support/TurnedClock.h"
+#include "support/Eventually.h"
+#include "support/TurnedClock.h"
 
 #include <gtest/gtest.h>
 
@@ -20,6 +20,8 @@
 #include <pthread.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
+
+using namespace test_support;
 
 namespace {
 
@@ -41,7 +43,7 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, v
     pthread_t created = 0;
     const int result = __real_pthread_create(&created, attributes, entry, argument);
     if (result == 0 && condition != nullptr)
-        base::core::becomesTrue([&] { return condition->load(); });
+        eventually([&] { return condition->load(); });
     *thread = created;
     return result;
 }
@@ -57,8 +59,7 @@ int __wrap_prctl(int option, ...) {
     if (option == PR_SET_PDEATHSIG && parentDiesFirst) {
         const pid_t parent = getppid();
         kill(parent, SIGKILL);
-        while (getppid() == parent)
-            usleep(100);
+        eventually([&] { return getppid() != parent; });
     }
     return __real_prctl(option, arguments[0], arguments[1], arguments[2], arguments[3]);
 }

@@ -2,9 +2,9 @@
 
 #include "core/OutputStream.h"
 
-#include "CapturedOutput.h"
-#include "FailureText.h"
 #include "RecordingStreams.h"
+#include "support/CapturedOutput.h"
+#include "support/FailureText.h"
 
 #include "core/BufferedStreams.h"
 #include "core/NamedPipe.h"
@@ -18,6 +18,8 @@
 #include <vector>
 
 using namespace base::core;
+using namespace core_tests;
+using namespace test_support;
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include "core/RIFFInputStream.h"
 
-#include "FailureText.h"
 #include "RecordingStreams.h"
+#include "support/FailureText.h"
 
 #include "core/Exception.h"
 #include "core/MemoryInputStream.h"
@@ -13,6 +13,8 @@
 #include <string>
 
 using namespace base::core;
+using namespace core_tests;
+using namespace test_support;
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace base::core {
+namespace core_tests {
 
 /// Bytes written out by hand.
 inline std::string bytes(std::initializer_list<int> values) {
@@ -21,13 +21,13 @@ inline std::string bytes(std::initializer_list<int> values) {
 }
 
 /// Keeps each `write` as a text of its own, counts the other calls, and fails where it is told to.
-class RecordingOutputStream : public OutputStream {
+class RecordingOutputStream : public base::core::OutputStream {
 public:
     using OutputStream::OutputStream;
 
     void write(const void* buffer, size_t size) override {
         if (failsToWrite)
-            throw IOException("The device is full");
+            throw base::core::IOException("The device is full");
         writes.emplace_back(static_cast<const char*>(buffer), size);
     }
     bool hasDevice() override { return device; }
@@ -38,7 +38,7 @@ public:
     void close() override {
         ++closes;
         if (failsToClose)
-            throw IOException("The device is stuck");
+            throw base::core::IOException("The device is stuck");
     }
 
     /// Everything that was written.
@@ -60,10 +60,11 @@ public:
 
 /// Delivers one piece, or the rest of one, with each `read`, and keeps the sizes that were asked for and the
 /// places to which they were to go.
-class PiecewiseInputStream : public InputStream {
+class PiecewiseInputStream : public base::core::InputStream {
 public:
-    explicit PiecewiseInputStream(const std::vector<std::string>& pieces,
-                                  const TextEncoding& encoding = UTF8Encoding::instance)
+    explicit PiecewiseInputStream(
+        const std::vector<std::string>& pieces,
+        const base::core::TextEncoding& encoding = base::core::UTF8Encoding::instance)
         : InputStream(encoding), pieces(pieces) {}
 
     size_t read(void* buffer, size_t size) override {
@@ -90,4 +91,4 @@ public:
     bool device = true;
 };
 
-} // namespace base::core
+} // namespace core_tests

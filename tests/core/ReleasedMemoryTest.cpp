@@ -1,9 +1,11 @@
 // What texts give back. If these fail, a process grows with each line that it writes.
 
 #include "core/String.h"
-#include "tests/support/HeapInUse.h"
+#include "support/HeapInUse.h"
 
 #include <gtest/gtest.h>
+
+using namespace test_support;
 
 // Sanitizers have an allocator, and a search for leaks, of their own.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

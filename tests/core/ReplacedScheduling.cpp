@@ -2,7 +2,9 @@
 
 #include <pthread.h>
 
-namespace base::core {
+using namespace core_tests;
+
+namespace core_tests {
 namespace {
 
 std::atomic<ReplacedScheduling*> inForce{nullptr};
@@ -39,9 +41,9 @@ int ReplacedScheduling::setPolicy(int policy, int realtimePriority) {
     return policyAnswer;
 }
 
-} // namespace base::core
+} // namespace core_tests
 
-using base::core::ReplacedScheduling;
+using core_tests::ReplacedScheduling;
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <sys/types.h>
 #include <vector>
 
-namespace base::core {
+namespace core_tests {
 
 /// Stands between the code under test and the scheduler for a scope: the process has the limits that it is
 /// given, and what is asked for is recorded and answered by the knobs. The linker leads the calls here
@@ -51,4 +51,4 @@ private:
     std::mutex mutex;
 };
 
-} // namespace base::core
+} // namespace core_tests

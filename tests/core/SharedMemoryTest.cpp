@@ -3,10 +3,10 @@
 
 #include "core/SharedMemory.h"
 
-#include "CapturedOutput.h"
 #include "FailingCalls.h"
-#include "FailureText.h"
-#include "ScopedEnvironment.h"
+#include "support/CapturedOutput.h"
+#include "support/FailureText.h"
+#include "support/ScopedEnvironment.h"
 
 #include "core/Exception.h"
 
@@ -22,6 +22,8 @@
 #include <unistd.h>
 
 using namespace base::core;
+using namespace core_tests;
+using namespace test_support;
 
 namespace {
 

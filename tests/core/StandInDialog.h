@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/ScopedEnvironment.h"
+#include "support/ScopedEnvironment.h"
 #include "support/TestDirectory.h"
 
 #include <filesystem>
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace base::core {
+namespace core_tests {
 
 /// Writes a shell script that can be executed.
 inline void writeScript(const std::string& path, const std::string& body) {
@@ -49,12 +49,12 @@ public:
         return count;
     }
 
-    const TestDirectory directory;
+    const test_support::TestDirectory directory;
 
 private:
-    const ScopedEnvironment command{"MESSAGE_DIALOG_COMMAND", (directory / "dialog").c_str()};
+    const test_support::ScopedEnvironment command{"MESSAGE_DIALOG_COMMAND", (directory / "dialog").c_str()};
     // Otherwise a terminal that the tests are started from is asked.
-    const ScopedEnvironment display{"DISPLAY", ":0"};
+    const test_support::ScopedEnvironment display{"DISPLAY", ":0"};
 };
 
-} // namespace base::core
+} // namespace core_tests

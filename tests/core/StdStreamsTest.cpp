@@ -2,12 +2,13 @@
 
 #include "core/StdStreams.h"
 
-#include "CapturedOutput.h"
-#include "FailureText.h"
 #include "RecordingStreams.h"
+#include "support/CapturedOutput.h"
+#include "support/FailureText.h"
 
 #include "core/Exception.h"
 #include "core/Ref.h"
+#include "support/Eventually.h"
 
 #include <gtest/gtest.h>
 
@@ -27,6 +28,8 @@
 #include <vector>
 
 using namespace base::core;
+using namespace core_tests;
+using namespace test_support;
 
 namespace {
 
@@ -108,7 +111,7 @@ TEST(StdOutputStreamTest, ABrokenDeviceIsAFailureThatReleasesTheMutex) {
         EXPECT_THROW(stream->write("a", 1), IOException);
         written.set_value();
     });
-    if (written.get_future().wait_for(std::chrono::seconds(4)) != std::future_status::ready) {
+    if (written.get_future().wait_for(usualBound) != std::future_status::ready) {
         ADD_FAILURE() << "another thread waits for the mutex";
         _exit(EXIT_FAILURE);
     }

@@ -2,7 +2,7 @@
 
 #include "core/String.h"
 
-#include "FailureText.h"
+#include "support/FailureText.h"
 
 #include "core/Exception.h"
 #include "core/TextEncoding.h"
@@ -16,6 +16,7 @@
 #include <vector>
 
 using namespace base::core;
+using namespace test_support;
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include "core/TextEncoding.h"
 
-#include "FailureText.h"
 #include "RecordingStreams.h"
+#include "support/FailureText.h"
 
 #include "core/Exception.h"
 #include "core/MemoryInputStream.h"
@@ -17,6 +17,8 @@
 #include <vector>
 
 using namespace base::core;
+using namespace core_tests;
+using namespace test_support;
 
 namespace {
 

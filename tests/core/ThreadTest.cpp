@@ -2,12 +2,13 @@
 
 #include "core/Thread.h"
 
-#include "CapturedOutput.h"
 #include "FailingCalls.h"
 #include "ReplacedScheduling.h"
-#include "Waiting.h"
+#include "support/CapturedOutput.h"
 
 #include "core/Ref.h"
+#include "support/Eventually.h"
+#include "support/SleepingThread.h"
 
 #include <gtest/gtest.h>
 
@@ -24,6 +25,8 @@
 #include <unistd.h>
 
 using namespace base::core;
+using namespace core_tests;
+using namespace test_support;
 
 namespace {
 
@@ -307,7 +310,7 @@ TEST(ThreadTest, TheStateTellsWhatWasAskedFor) {
     thread.body = [&] { ended = true; };
     thread.start();
     EXPECT_EQ(thread.getState(), 1);
-    EXPECT_TRUE(becomesTrue([&] { return ended.load(); }));
+    EXPECT_TRUE(eventually([&] { return ended.load(); }));
     EXPECT_EQ(thread.getState(), 1);
     thread.join();
     EXPECT_EQ(thread.getState(), 3);
@@ -391,7 +394,7 @@ TEST(ThreadTest, AForkedCopyOfTheStarterDoesNotWaitForTheThread) {
     if (copy == 0)
         _exit(thread.join() == 0 && thread.getState() == Thread::finished ? 0 : 1);
     int status = -1;
-    EXPECT_TRUE(becomesTrue([&] { return waitpid(copy, &status, WNOHANG) == copy; })) << "the copy waits";
+    EXPECT_TRUE(eventually([&] { return waitpid(copy, &status, WNOHANG) == copy; })) << "the copy waits";
     if (status == -1) {
         kill(copy, SIGKILL);
         waitpid(copy, nullptr, 0);
@@ -418,7 +421,7 @@ TEST(ThreadTest, AReferenceThatIsReleasedOnANewThreadEndsItsObjectThere) {
     auto* object = new Ending(endedOn, hidden);
     retain(object);
     releaseOnNewThread(object);
-    EXPECT_TRUE(becomesTrue([&] { return endedOn != 0; }));
+    EXPECT_TRUE(eventually([&] { return endedOn != 0; }));
     EXPECT_NE(endedOn, currentThreadId());
     EXPECT_TRUE(hidden) << "a handler of the application may run there";
 }

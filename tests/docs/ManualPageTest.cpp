@@ -2,10 +2,10 @@
 // a variable or an exit status, or tells of one that the program doesn't have.
 
 #include "app/PluginReport.h"
-#include "core/CapturedOutput.h"
 #include "core/ChildProcess.h"
 #include "core/NamedPipe.h"
 #include "plugin/Channels.h"
+#include "support/CapturedOutput.h"
 #include "support/TestDirectory.h"
 
 #include <filesystem>
@@ -19,10 +19,11 @@
 #include <sys/wait.h>
 #include <vector>
 
+using namespace test_support;
+
 namespace {
 
 namespace fs = std::filesystem;
-using base::core::CapturedOutput;
 using base::core::ChildProcess;
 
 const fs::path tree = SOURCE_DIRECTORY;

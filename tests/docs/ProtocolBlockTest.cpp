@@ -5,18 +5,19 @@
 #include "WireFields.h"
 
 #include "core/NamedPipe.h"
-#include "core/ScopedEnvironment.h"
 #include "core/SharedMemory.h"
 #include "plugin/AudioBlock.h"
 #include "plugin/Channels.h"
 #include "plugin/PluginAudioContext.h"
 #include "plugin/PluginInstance.h"
+#include "support/ScopedEnvironment.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <memory>
 
+using namespace test_support;
 using Row = DocumentTable::Row;
 using base::core::namedPipePath;
 
@@ -73,7 +74,7 @@ std::string recordBytes(const Record& record) {
 } // namespace
 
 TEST(ProtocolDocument, NamesTheFifosThatBothSidesOpen) {
-    const base::core::ScopedEnvironment user("USER", "alice");
+    const ScopedEnvironment user("USER", "alice");
     const auto path = [](const String& name, bool toClient) {
         return namedPipePath(name, toClient).toStdString();
     };
@@ -88,7 +89,7 @@ TEST(ProtocolDocument, NamesTheFifosThatBothSidesOpen) {
 }
 
 TEST(ProtocolDocument, NamesTheSharedMemoryThatBothSidesMap) {
-    const base::core::ScopedEnvironment user("USER", "alice");
+    const ScopedEnvironment user("USER", "alice");
     std::vector<Row> rows;
     for (const int32_t instanceId : {1, 3}) {
         const String name = audioBlockName(7, instanceId);

@@ -8,7 +8,6 @@
 #include "client/RemotePluginHostProxy.h"
 #include "core/NamedPipe.h"
 #include "core/SharedMemory.h"
-#include "core/Waiting.h"
 #include "host/PluginHost.h"
 #include "host/RemotePluginHostProxyHandler.h"
 #include "plugin/Channels.h"
@@ -17,6 +16,7 @@
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginHostRequests.h"
+#include "support/Eventually.h"
 #include "support/LocalAudioContext.h"
 
 #include <filesystem>
@@ -26,6 +26,7 @@
 #include <thread>
 #include <unistd.h>
 
+using namespace test_support;
 using base::core::NamedServerPipe;
 
 namespace {
@@ -166,9 +167,8 @@ TEST(ProtocolDocument, ShowsTheFramesThatAClientSends) {
     EXPECT_EQ(toHex(readFile(recorder.path + ".main")), toHex(requests));
     const std::string commands =
         protocol().dump("startProcessing") + protocol().dump("process") + protocol().dump("stopProcessing");
-    EXPECT_TRUE(base::core::becomesTrue([&] {
-        return readFile(recorder.path + ".worker").size() >= commands.size();
-    })) << "The worker's commands never came";
+    EXPECT_TRUE(eventually([&] { return readFile(recorder.path + ".worker").size() >= commands.size(); }))
+        << "The worker's commands never came";
     EXPECT_EQ(toHex(readFile(recorder.path + ".worker")), toHex(commands));
 }
 

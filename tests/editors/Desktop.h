@@ -1,7 +1,7 @@
 #pragma once
 
-#include "editors/WindowReader.h"
-#include "tests/window/OwnXServer.h"
+#include "support/OwnXServer.h"
+#include "support/WindowReader.h"
 
 #include <cstdlib>
 #include <stdexcept>
@@ -14,9 +14,9 @@ public:
         if (!server.isUp)
             throw std::runtime_error("no X server within 10 s");
         manager.emplace(std::vector<std::string>{"openbox", "--sm-disable"});
-        WindowReader reader;
+        test_support::WindowReader reader;
         const uint32_t probe = reader.makeWindow();
-        if (!eventually([&] { return isManaged(reader, probe); }))
+        if (!test_support::eventually([&] { return isManaged(reader, probe); }))
             throw std::runtime_error("no window manager within 10 s");
     }
 
@@ -26,12 +26,12 @@ public:
     }
 
 protected:
-    OwnXServer server{{"1280x800x24"}};
-    std::optional<OwnProgram> manager;
+    test_support::OwnXServer server{{"1280x800x24"}};
+    std::optional<test_support::OwnProgram> manager;
 
 private:
     /// Whether the manager answers questions. It takes the screen long before.
-    static bool isManaged(WindowReader& reader, uint32_t probe) {
+    static bool isManaged(test_support::WindowReader& reader, uint32_t probe) {
         xcb_client_message_event_t question{};
         question.response_type = XCB_CLIENT_MESSAGE;
         question.format = 32;

@@ -6,6 +6,7 @@
 
 #include <future>
 
+using namespace test_support;
 using testing::ElementsAre;
 
 namespace {

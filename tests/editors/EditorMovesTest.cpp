@@ -3,6 +3,7 @@
 
 #include "editors/EditorTest.h"
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

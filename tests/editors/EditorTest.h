@@ -1,12 +1,12 @@
 #pragma once
 
-#include "core/CapturedOutput.h"
 #include "editors/HostPauses.h"
-#include "editors/WindowReader.h"
 #include "plugin/PluginHostRequests.h"
 #include "plugins/editors/EditorRecord.h"
+#include "support/CapturedOutput.h"
 #include "support/LocalAudioContext.h"
-#include "tests/host/RunningHost.h"
+#include "support/RunningHost.h"
+#include "support/WindowReader.h"
 #include "vst2/Vst2PluginApi.h"
 #include "vst3/Vst3PluginApi.h"
 
@@ -26,7 +26,7 @@ inline void addFormats(PluginHost& host) {
 }
 
 /// A window in the corner.
-constexpr WindowRectangle asLarge(int32_t width, int32_t height) {
+constexpr test_support::WindowRectangle asLarge(int32_t width, int32_t height) {
     return {0, 0, width, height};
 }
 
@@ -115,7 +115,7 @@ protected:
         const size_t before = running.log().count(closing);
         client.sendMessage(host().windows.display.controlWindow, witnessWindow, client.atom("WM_PROTOCOLS"),
                            client.atom("WM_DELETE_WINDOW"));
-        ASSERT_TRUE(eventually([&] { return running.log().count(closing) > before; }))
+        ASSERT_TRUE(test_support::eventually([&] { return running.log().count(closing) > before; }))
             << "the host stands still";
         onMainThread([] {});
     }
@@ -150,7 +150,7 @@ protected:
             if (tooLate && count == looks)
                 makeLateWindow();
         });
-        const base::core::CapturedOutput errors(STDERR_FILENO);
+        const test_support::CapturedOutput errors(STDERR_FILENO);
         open();
         // A second in all.
         EXPECT_EQ(pauses.lengths, std::vector<useconds_t>(looks, 50000));
@@ -169,27 +169,27 @@ protected:
     /// As an instance is at work, without its worker.
     void startAudio() {
         onMainThread([&] {
-            instance->setAudioContext(new LocalAudioContext(host().blockSize, 2, 2, 0, 16));
+            instance->setAudioContext(new test_support::LocalAudioContext(host().blockSize, 2, 2, 0, 16));
             instance->startProcessing();
         });
     }
 
-    WindowRectangle windowSize() { return client.rectangle(window()); }
-    WindowRectangle pluginWindowSize() { return client.rectangle(pluginWindow()); }
+    test_support::WindowRectangle windowSize() { return client.rectangle(window()); }
+    test_support::WindowRectangle pluginWindowSize() { return client.rectangle(pluginWindow()); }
 
     PluginHost& host() { return running.host(); }
 
     /// What the client hears when the editor's window has gone.
-    const std::string closed = golden("04 03 00 00 00");
+    const std::string closed = test_support::golden("04 03 00 00 00");
 
     EditorRecord* record = nullptr;
     Ref<PluginInstance> instance;
-    RunningHost running{[](TestHost& test) {
+    test_support::RunningHost running{[](test_support::TestHost& test) {
         addFormats(*test.host);
         // An instance that is closed to see how far the host has come.
-        test.addInstance(witnessId)->window = new FakePluginWindow(witnessWindow, test.log);
+        test.addInstance(witnessId)->window = new test_support::FakePluginWindow(witnessWindow, test.log);
     }};
-    WindowReader client;
+    test_support::WindowReader client;
 
 private:
     static constexpr int32_t witnessId = 900;

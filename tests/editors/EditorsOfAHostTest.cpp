@@ -2,9 +2,9 @@
 // descriptors or memory, a client waits for closings that were never told, or the music stops with the
 // screen.
 
-#include "editors/WindowReader.h"
 #include "process/ProcessTest.h"
-#include "tests/window/OwnXServer.h"
+#include "support/OwnXServer.h"
+#include "support/WindowReader.h"
 
 #include <gmock/gmock.h>
 
@@ -13,6 +13,7 @@
 #include <fstream>
 #include <map>
 
+using namespace test_support;
 using testing::AllOf;
 using testing::Each;
 using testing::Pair;

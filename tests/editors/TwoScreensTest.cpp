@@ -2,7 +2,9 @@
 // corner. If these fail, an editor that the user keeps on the second screen comes back on the first.
 
 #include "editors/EditorTest.h"
-#include "tests/window/OwnXServer.h"
+#include "support/OwnXServer.h"
+
+using namespace test_support;
 
 namespace {
 

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <sys/resource.h>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -6,6 +6,7 @@
 
 #include <thread>
 
+using namespace test_support;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -40,7 +41,7 @@ protected:
 
     /// An opening that prints that the view has no size.
     void openWithoutASize() {
-        const base::core::CapturedOutput errors(STDERR_FILENO);
+        const CapturedOutput errors(STDERR_FILENO);
         open();
     }
 };
@@ -217,7 +218,7 @@ TEST_F(Vst3EditorTest, AWindowThatComesAfterASecondIsTooLate) {
 
 TEST_F(Vst3EditorTest, AViewWithoutASizeIsOfNoneAtItsFirstOpening) {
     load("view-without-a-size.vst3");
-    const base::core::CapturedOutput errors(STDERR_FILENO);
+    const CapturedOutput errors(STDERR_FILENO);
     open();
     const std::string line =
         "Unexpected result in location \"Vst3PluginInstance::openGUI#getSize\"kNotImplemented\n";
@@ -232,7 +233,7 @@ TEST_F(Vst3EditorTest, AViewWithoutASizeIsOfNoneAtItsFirstOpening) {
 TEST_F(Vst3EditorTest, AViewWithoutASizeKeepsItsLast) {
     load("view-without-a-size.vst3");
     place(70, 80, 320, 240);
-    const base::core::CapturedOutput errors(STDERR_FILENO);
+    const CapturedOutput errors(STDERR_FILENO);
     open();
     // Asked once: the last size was given to it.
     EXPECT_EQ(errors.text(),
@@ -583,7 +584,7 @@ TEST_F(Vst3EditorTest, WheelAndFocusGoToTheView) {
 
 TEST_F(Vst3EditorTest, AWindowThatCannotBeMadeEndsTheOpeningAndTheClientIsTold) {
     load("plain-view.vst3");
-    const base::core::CapturedOutput errors(STDERR_FILENO);
+    const CapturedOutput errors(STDERR_FILENO);
     onMainThread([&] {
         // A visual that the server doesn't have.
         const xcb_screen_t valid = *host().windows.display.screen;

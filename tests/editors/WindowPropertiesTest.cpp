@@ -9,6 +9,7 @@
 #include <memory>
 #include <poll.h>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -53,12 +54,10 @@ protected:
     /// Waits until others see a window as it should be. Nothing but the host's own calls sends anything:
     /// there is no display thread here.
     testing::AssertionResult isSeen(uint32_t seen, const WindowRectangle& expected) {
-        if (eventually([&] { return client.rectangle(seen) == expected; }, bound))
+        if (eventually([&] { return client.rectangle(seen) == expected; }))
             return testing::AssertionSuccess();
         return testing::AssertionFailure() << "others see " << client.rectangle(seen);
     }
-
-    static constexpr std::chrono::seconds bound{4};
 
     // A window in the host's, as a plug-in makes one.
     uint32_t addChild(int16_t x, int16_t y, uint16_t width, uint16_t height) {
@@ -259,15 +258,15 @@ TEST_F(BareWindowTest, AWindowThatTheUserCouldResizeIsNoneOfItsKind) {
 
 TEST_F(BareWindowTest, EachChangeIsSeenByOthersAtOnce) {
     window.show();
-    EXPECT_TRUE(eventually([&] { return client.isMapped(id()); }, bound)) << "it isn't shown";
+    EXPECT_TRUE(eventually([&] { return client.isMapped(id()); })) << "it isn't shown";
     window.setTitle("Seen");
-    EXPECT_TRUE(eventually([&] { return client.property(id(), "WM_NAME").bytes == "Seen"; }, bound));
+    EXPECT_TRUE(eventually([&] { return client.property(id(), "WM_NAME").bytes == "Seen"; }));
     window.resize(320, 240);
     EXPECT_TRUE(isSeen(id(), {0, 0, 320, 240}));
     window.move(50, 60);
     EXPECT_TRUE(isSeen(id(), {50, 60, 320, 240}));
     window.hide();
-    EXPECT_TRUE(eventually([&] { return !client.isMapped(id()); }, bound)) << "it isn't hidden";
+    EXPECT_TRUE(eventually([&] { return !client.isMapped(id()); })) << "it isn't hidden";
 }
 
 TEST_F(BareWindowTest, AWindowThatEndsIsGoneAtOnce) {
@@ -278,7 +277,7 @@ TEST_F(BareWindowTest, AWindowThatEndsIsGoneAtOnce) {
         ended = brief.getWindowId();
         ASSERT_TRUE(client.windowExists(ended));
     }
-    EXPECT_TRUE(eventually([&] { return !client.windowExists(ended); }, bound)) << "others still see it";
+    EXPECT_TRUE(eventually([&] { return !client.windowExists(ended); })) << "others still see it";
 }
 
 TEST_F(BareWindowTest, TheMessageOfASettledOpeningIsSentAtOnce) {
@@ -300,7 +299,7 @@ TEST_F(BareWindowTest, AWindowThatTheServerRefusesIsOneLineAndNoEditor) {
     XcbPluginWindow refused(test.host->windows, instance.get(), 0);
     const xcb_screen_t valid = *test.host->windows.display.screen;
     test.host->windows.display.screen->root_visual = taken;
-    base::core::CapturedOutput errors(STDERR_FILENO);
+    CapturedOutput errors(STDERR_FILENO);
     EXPECT_FALSE(refused.create());
     *test.host->windows.display.screen = valid;
     EXPECT_EQ(errors.text(), "Could not create window: X11 Error code 8\n");

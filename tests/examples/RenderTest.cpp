@@ -1,7 +1,7 @@
 // The renderer among the examples. If these fail, a user who renders loses the file that he renders from or
 // an earlier rendering, or takes a file that was cut short or plays at the wrong pitch for a good one.
 
-#include "app/ChildProgram.h"
+#include "support/ChildProgram.h"
 #include "support/RealDeaths.h"
 
 #include <gmock/gmock.h>
@@ -14,6 +14,7 @@
 #include <memory>
 #include <sndfile.h>
 
+using namespace test_support;
 using testing::ContainsRegex;
 using testing::EndsWith;
 using testing::HasSubstr;

@@ -5,7 +5,7 @@
 #include "core/SharedMemory.h"
 #include "host/RemotePluginAudioContext.h"
 #include "host/RemotePluginHostProxyHandler.h"
-#include "tests/plugin/TestHost.h"
+#include "support/TestHost.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,6 +16,7 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
+using namespace test_support;
 using base::core::SharedMemory;
 using testing::ElementsAre;
 

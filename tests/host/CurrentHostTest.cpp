@@ -1,7 +1,7 @@
 // Which host answers plug-ins that call before they are known. If this fails, a plug-in that is made after
 // another host of the process has ended asks for the sample rate and gets none.
 
-#include "tests/plugin/TestHost.h"
+#include "support/TestHost.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 
 #include "plugin/PluginApi.h"
 #include "plugin/PluginException.h"
-#include "tests/plugin/TestHost.h"
+#include "support/TestHost.h"
 #include "vst2/Vst2PluginApi.h"
 #include "vst3/Vst3PluginApi.h"
 
@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <unistd.h>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;

@@ -5,8 +5,8 @@
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginHostRequests.h"
-#include "tests/plugin/StateBytes.h"
-#include "tests/plugin/TestHost.h"
+#include "support/StateBytes.h"
+#include "support/TestHost.h"
 
 #include <gtest/gtest.h>
 
@@ -19,6 +19,8 @@
 #include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
+
+using namespace test_support;
 
 namespace {
 

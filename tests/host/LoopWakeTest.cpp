@@ -2,19 +2,18 @@
 // 40 ms late, editors stand still while much is asked for, or a host grows with each instance that a client
 // has had.
 
-#include "tests/host/RunningHost.h"
-#include "tests/support/HeapInUse.h"
-#include "tests/support/TurnedClock.h"
+#include "support/HeapInUse.h"
+#include "support/RunningHost.h"
+#include "support/TurnedClock.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using namespace test_support;
 using std::chrono::milliseconds;
 using testing::ElementsAre;
 
 namespace {
-
-constexpr milliseconds bound = std::chrono::seconds(5);
 
 /// A running host that rests until it is woken. An instance notes each idle round but the first.
 class LoopWakeTest : public testing::Test {
@@ -33,7 +32,7 @@ protected:
     }
 
     bool hasNoted(const std::string& name) {
-        return eventually([&] { return running.log().count(name) > 0; }, bound);
+        return eventually([&] { return running.log().count(name) > 0; });
     }
 
     TurnedClock clock;

@@ -2,8 +2,8 @@
 // plug-in's thread, or requests are lost or run out of order.
 
 #include "plugin/PluginHostNotifications.h"
+#include "support/RunningHost.h"
 #include "support/TurnedClock.h"
-#include "tests/host/RunningHost.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 using namespace std::chrono_literals;
+using namespace test_support;
 using testing::ElementsAre;
 
 namespace {

@@ -6,13 +6,15 @@
 #include "core/NamedPipe.h"
 #include "plugin/Channels.h"
 #include "plugin/WorkerCommands.h"
-#include "tests/plugin/TestHost.h"
+#include "support/TestHost.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
 #include <limits>
+
+using namespace test_support;
 
 namespace {
 

@@ -1,13 +1,15 @@
 // The thread that reads requests, when its pipe is lost. If this fails, a host whose client has gone while a
 // plug-in keeps the main thread fills the memory with requests to end.
 
-#include "core/Waiting.h"
 #include "host/RemotePluginHostProxyHandler.h"
-#include "tests/host/RunningHost.h"
+#include "support/Eventually.h"
+#include "support/RunningHost.h"
 
 #include <gtest/gtest.h>
 
 #include <semaphore>
+
+using namespace test_support;
 
 namespace {
 
@@ -58,7 +60,7 @@ TEST(RequestThreadTest, TheLossOfThePipeEndsTheThreadAndAsksForOneShutdown) {
     const Ref<LostStream> stream(new LostStream);
     NotedThread thread(handler.get(), &running.host(), stream);
     thread.start();
-    EXPECT_TRUE(base::core::becomesTrue([&] { return thread.hasEnded || stream->reads > 1; }));
+    EXPECT_TRUE(eventually([&] { return thread.hasEnded || stream->reads > 1; }));
     EXPECT_EQ(stream->reads, 1) << "the thread reads on";
     thread.shutDown();
     EXPECT_TRUE(running.call([] {})) << "the main loop has ended";

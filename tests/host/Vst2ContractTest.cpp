@@ -1,12 +1,13 @@
 // The contract as a real plug-in meets it. If these fail, a client is offered no way to use a plug-in, or a
 // knob jumps out of the user's hand.
 
-#include "tests/plugin/TestHost.h"
+#include "support/TestHost.h"
 #include "vst2/Vst2PluginApi.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -2,12 +2,14 @@
 // block begins with what was in memory, with the events of the one before, or renders denormals at a crawl.
 
 #include "local/LocalPluginAudioContext.h"
-#include "tests/plugin/FakePluginInstance.h"
+#include "support/FakePluginInstance.h"
 
 #include <gtest/gtest.h>
 
 #include <malloc.h>
 #include <xmmintrin.h>
+
+using namespace test_support;
 
 namespace {
 

@@ -2,14 +2,14 @@
 // leaves whoever looks into it waiting for ever, or its host doesn't go.
 
 #include "app/TestProxyProvider.h"
-#include "core/CapturedOutput.h"
 #include "host/PluginHost.h"
 #include "local/LocalPluginHostProxy.h"
 #include "local/RecordedSession.h"
-#include "plugin/Eventually.h"
 #include "plugin/PluginException.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostNotifications.h"
+#include "support/CapturedOutput.h"
+#include "support/Eventually.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -25,7 +25,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-using base::core::CapturedOutput;
+using namespace test_support;
 
 namespace {
 

@@ -2,7 +2,6 @@
 // whole host, hosts are never freed, or a listener can't tell which host a notification came from.
 
 #include "app/PluginFormats.h"
-#include "core/CapturedOutput.h"
 #include "host/PluginHost.h"
 #include "local/LocalPluginHostProxy.h"
 #include "plugin/PluginException.h"
@@ -12,7 +11,8 @@
 #include "plugin/PluginHostProxyHandler.h"
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginHostRequests.h"
-#include "tests/plugin/FakePluginInstance.h"
+#include "support/CapturedOutput.h"
+#include "support/FakePluginInstance.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,6 +23,8 @@
 #include <string>
 #include <unistd.h>
 #include <utility>
+
+using namespace test_support;
 
 namespace {
 
@@ -133,7 +135,7 @@ TEST_F(OwnershipTest, AHostThatEndsByItselfDropsWhatIsInItsQueue) {
 
 TEST_F(OwnershipTest, AHostThatEndsByItselfSaysByWhat) {
     const auto words = [](const std::function<void()>& failure) {
-        const base::core::CapturedOutput errors(STDERR_FILENO);
+        const CapturedOutput errors(STDERR_FILENO);
         const Ref<PluginHost> failing(new PluginHost(44100, 256));
         const Ref<LocalPluginHostProxy> its(new LocalPluginHostProxy(failing));
         failing->post(new FunctionAction(failure));
@@ -279,7 +281,7 @@ TEST_F(OwnershipTest, WhatReceiversThrowAtAnEmptyReplyOrAtTheEndOfTheirHostIsLog
         using UpdateIORequest::UpdateIORequest;
         void perform(PluginHostContext&) override { handler->sendEmptyReply(*this); }
     };
-    const base::core::CapturedOutput errors(STDERR_FILENO);
+    const CapturedOutput errors(STDERR_FILENO);
     const Ref<Throwing> receiver(new Throwing);
     proxy->sendRequest(new Emptily(1), receiver);
     proxy->ping();

@@ -3,13 +3,13 @@
 
 #include "app/TestProxyProvider.h"
 #include "client/RemotePluginHostProxy.h"
-#include "core/CapturedOutput.h"
-#include "editors/WindowReader.h"
 #include "local/RecordedSession.h"
-#include "plugin/Eventually.h"
 #include "plugin/PluginException.h"
-#include "plugin/WireBytes.h"
+#include "support/CapturedOutput.h"
+#include "support/Eventually.h"
 #include "support/TestDirectory.h"
+#include "support/WindowReader.h"
+#include "support/WireBytes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-using base::core::CapturedOutput;
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -1,11 +1,13 @@
 #include "local/RecordedSession.h"
 
-#include "plugin/Eventually.h"
 #include "plugin/PluginException.h"
 #include "plugin/PluginHostNotifications.h"
-#include "plugin/WireBytes.h"
+#include "support/Eventually.h"
+#include "support/WireBytes.h"
 
 #include <gtest/gtest.h>
+
+using namespace test_support;
 
 void RecordingListener::onUpdateParameter(const UpdateParameterNotification& notification) {
     add(notification);

@@ -2,8 +2,8 @@
 // other's samples at different places, or take a plug-in's stray write for an intact block.
 
 #include "plugin/PluginAudioContext.h"
-#include "tests/plugin/FakePluginInstance.h"
-#include "tests/plugin/WireBytes.h"
+#include "support/FakePluginInstance.h"
+#include "support/WireBytes.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +11,8 @@
 #include <cstring>
 #include <limits>
 #include <string_view>
+
+using namespace test_support;
 
 namespace {
 

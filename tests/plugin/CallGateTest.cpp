@@ -1,6 +1,7 @@
 // If these fail, a plug-in that calls its host while its instance goes reaches memory that is free already.
 
 #include "plugin/CallGate.h"
+#include "support/Eventually.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +9,8 @@
 #include <memory>
 #include <thread>
 #include <vector>
+
+using namespace test_support;
 
 namespace {
 
@@ -64,8 +67,7 @@ TEST(CallGateTest, AWaitEndsWithTheLastCall) {
         inside = true;
         leftBehind = 1;
     });
-    while (!inside)
-        std::this_thread::yield();
+    EXPECT_TRUE(eventually([&] { return inside.load(); }));
     gate.close();
     EXPECT_TRUE(gate.waitForCalls(generous));
     EXPECT_EQ(leftBehind, 1);
@@ -89,8 +91,7 @@ TEST(CallGateTest, NoCallTouchesWhatIsTakenAwayBehindAClosedGate) {
                 }
             });
         }
-        while (touches == before)
-            std::this_thread::yield();
+        EXPECT_TRUE(eventually([&] { return touches != before; }));
         gate.close();
         ASSERT_TRUE(gate.waitForCalls(generous));
         touched->freedBy = 1; // seen as a race if a call were still inside
@@ -120,8 +121,7 @@ TEST(CallGateTest, NoCallFindsAPointerThatWasTakenOutBeforeTheWait) {
         auto touched = std::make_unique<Touched>();
         const int32_t before = touches;
         pointer.store(touched.get(), std::memory_order_release);
-        while (touches == before)
-            std::this_thread::yield();
+        EXPECT_TRUE(eventually([&] { return touches != before; }));
         pointer.store(nullptr, std::memory_order_relaxed);
         if (!gate.waitForCalls(generous)) {
             ADD_FAILURE() << "a call never left";

@@ -1,14 +1,15 @@
 // How a change in a plug-in becomes a message. If these fail, the client's knobs and texts go stale, or the
 // host floods its client.
 
-#include "tests/plugin/Eventually.h"
-#include "tests/plugin/TestHost.h"
+#include "support/Eventually.h"
+#include "support/TestHost.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <thread>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

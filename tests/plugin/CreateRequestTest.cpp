@@ -3,15 +3,16 @@
 
 #include "plugin/PluginException.h"
 #include "plugin/PluginHostRequests.h"
+#include "support/StateBytes.h"
+#include "support/TestHost.h"
 #include "tests/plugin/RichInstance.h"
-#include "tests/plugin/StateBytes.h"
-#include "tests/plugin/TestHost.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::HasSubstr;
 

@@ -2,10 +2,12 @@
 // instance that a client has had, or a worker walks over memory that was given back.
 
 #include "plugin/InstanceTable.h"
-#include "tests/plugin/FakePluginInstance.h"
-#include "tests/support/HeapInUse.h"
+#include "support/FakePluginInstance.h"
+#include "support/HeapInUse.h"
 
 #include <gtest/gtest.h>
+
+using namespace test_support;
 
 // Sanitizers have an allocator, and a search for leaks, of their own.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

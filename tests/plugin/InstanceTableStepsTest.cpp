@@ -2,11 +2,13 @@
 // worker that is on its way to an instance in the moment of its removal renders an instance that is gone.
 
 #include "plugin/InstanceTable.h"
-#include "tests/plugin/FakePluginInstance.h"
-#include "tests/support/Stepping.h"
+#include "support/FakePluginInstance.h"
+#include "support/Stepping.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+using namespace test_support;
 
 #if !defined(__SANITIZE_THREAD__)
 

@@ -2,8 +2,8 @@
 // adds or removes another one crashes, or renders somebody else's instance.
 
 #include "plugin/InstanceTable.h"
-#include "tests/plugin/Eventually.h"
-#include "tests/plugin/FakePluginInstance.h"
+#include "support/Eventually.h"
+#include "support/FakePluginInstance.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,6 +12,7 @@
 #include <limits>
 #include <thread>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::UnorderedElementsAre;
 

@@ -4,13 +4,14 @@
 #include "plugin/Frames.h"
 #include "plugin/PluginHostNotificationListener.h"
 #include "plugin/PluginHostNotifications.h"
+#include "support/StateBytes.h"
+#include "support/TestHost.h"
 #include "tests/plugin/RichInstance.h"
-#include "tests/plugin/StateBytes.h"
-#include "tests/plugin/TestHost.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -32,7 +33,7 @@ std::string sent(std::string_view frame) {
 class NotificationsTest : public testing::Test {
 protected:
     TestHost host;
-    RecordingHandler* handler = host.handler.get();
+    LoggingHandler* handler = host.handler.get();
     Ref<FakePluginInstance> instance = host.addInstance(2);
 };
 

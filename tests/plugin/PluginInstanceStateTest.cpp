@@ -2,13 +2,14 @@
 // with its host as soon as a plug-in has something unusual to tell.
 
 #include "plugin/PluginInstanceState.h"
+#include "support/StateBytes.h"
+#include "support/TestHost.h"
 #include "tests/plugin/RichInstance.h"
-#include "tests/plugin/StateBytes.h"
-#include "tests/plugin/TestHost.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using namespace test_support;
 using testing::IsEmpty;
 
 namespace {

@@ -1,12 +1,13 @@
 // What every instance does whatever its format. If these fail, editors move by themselves in the client,
 // channels point outside of the audio block, or an instance leaves its window behind.
 
-#include "tests/plugin/TestHost.h"
-#include "tests/support/HeapInUse.h"
+#include "support/HeapInUse.h"
+#include "support/TestHost.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

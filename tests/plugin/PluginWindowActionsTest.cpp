@@ -2,11 +2,12 @@
 // editor, or windows wander because the host's own moves are taken for the user's.
 
 #include "plugin/PluginWindowActions.h"
-#include "tests/plugin/TestHost.h"
+#include "support/TestHost.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -3,11 +3,13 @@
 
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginHostRequests.h"
+#include "support/StateBytes.h"
+#include "support/TestHost.h"
 #include "tests/plugin/RichInstance.h"
-#include "tests/plugin/StateBytes.h"
-#include "tests/plugin/TestHost.h"
 
 #include <gtest/gtest.h>
+
+using namespace test_support;
 
 namespace {
 

@@ -1,14 +1,16 @@
 // The frame of every request, byte by byte. If these fail, a client in another language, or of another
 // build, sends requests that this host takes for something else.
 
-#include "tests/plugin/RequestFrames.h"
+#include "support/RequestFrames.h"
 #include "plugin/Frames.h"
 #include "plugin/PluginHostProxyHandler.h"
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginHostRequests.h"
-#include "tests/plugin/WireBytes.h"
+#include "support/WireBytes.h"
 
 #include <gtest/gtest.h>
+
+using namespace test_support;
 
 namespace {
 

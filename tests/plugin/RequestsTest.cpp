@@ -4,9 +4,9 @@
 
 #include "plugin/PluginException.h"
 #include "plugin/PluginHostRequests.h"
+#include "support/StateBytes.h"
+#include "support/TestHost.h"
 #include "tests/plugin/RichInstance.h"
-#include "tests/plugin/StateBytes.h"
-#include "tests/plugin/TestHost.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,6 +15,7 @@
 #include <fstream>
 #include <unistd.h>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -1,14 +1,14 @@
 #pragma once
 
-#include "tests/plugin/FakePluginInstance.h"
+#include "support/FakePluginInstance.h"
 
 /// Gives an instance what the golden bytes of `richState` tell.
-inline void makeRich(FakePluginInstance& instance) {
+inline void makeRich(test_support::FakePluginInstance& instance) {
     instance.inputBuses = {new PluginAudioBus("In", {0, 1})};
     instance.outputBuses = {new PluginAudioBus("Main", {0, 1}), new PluginAudioBus("é!", {258})};
-    FakePluginInstance::Parameter gain{"Gain", "dB", "-6.0", 0.5F, {}};
+    test_support::FakePluginInstance::Parameter gain{"Gain", "dB", "-6.0", 0.5F, {}};
     gain.properties = {true, 258, true, true, -1, 7, "€", "Gn"};
-    FakePluginInstance::Parameter plain;
+    test_support::FakePluginInstance::Parameter plain;
     plain.value = 1;
     instance.parameters = {gain, plain};
     instance.programs = {"Init", ""};

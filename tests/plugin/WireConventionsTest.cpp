@@ -3,14 +3,15 @@
 
 #include "plugin/Frames.h"
 #include "plugin/PluginHostRequests.h"
-#include "tests/plugin/RequestFrames.h"
-#include "tests/plugin/TestHost.h"
+#include "support/RequestFrames.h"
+#include "support/TestHost.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <vector>
 
+using namespace test_support;
 using testing::HasSubstr;
 
 namespace {

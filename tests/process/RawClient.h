@@ -40,10 +40,11 @@ struct HostOptions {
     bool ends = true;
 };
 
-/// The other end of a host's pipes, written for these tests alone: makes the FIFOs, starts the host, and
-/// moves raw bytes. Every wait has a bound and throws `std::runtime_error` with words when it is over. The
-/// host and the FIFOs are gone when this is: a host that still runs loses its pipes and comes to its own end,
-/// at which sanitizers report; one that doesn't is a failure of the test.
+/// The other end of a host's pipes. It shares no code with the product, nor with the kit of the tests, so
+/// that a mistake on the wire is not made on both sides: makes the FIFOs, starts the host, and moves raw
+/// bytes. Every wait has a bound and throws `std::runtime_error` with words when it is over. The host and the
+/// FIFOs are gone when this is: a host that still runs loses its pipes and comes to its own end, at which
+/// sanitizers report; one that doesn't is a failure of the test.
 class RawClient {
 public:
     explicit RawClient(HostOptions options = {});

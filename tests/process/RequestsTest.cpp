@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <fstream>
 
+using namespace test_support;
+
 namespace {
 
 TEST(HostRequests, APingIsTheByte0DAndItsAnswerTheByte01) {

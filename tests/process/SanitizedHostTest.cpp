@@ -11,6 +11,8 @@
 #include <string>
 #include <sys/wait.h>
 
+using namespace test_support;
+
 namespace {
 
 enum Error { none = 0, leak = 1, race = 2, overflow = 3, useAfterFree = 4 };

@@ -42,6 +42,8 @@
 #include <string>
 #include <vector>
 
+using namespace test_support;
+
 namespace {
 
 constexpr float tolerance = 1e-6F; // of the whole range

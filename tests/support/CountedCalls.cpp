@@ -4,7 +4,11 @@
 #include <dlfcn.h>
 #include <pthread.h>
 
+namespace test_support {
 constinit thread_local CountedCalls countedCalls;
+}
+
+using test_support::countedCalls;
 
 namespace {
 

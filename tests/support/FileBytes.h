@@ -5,6 +5,8 @@
 #include <iterator>
 #include <string>
 
+namespace test_support {
+
 inline void writeFile(const std::string& path, const std::string& bytes) {
     // A file system may wait for the disk where an older file is cut.
     std::filesystem::remove(path);
@@ -15,3 +17,5 @@ inline std::string readFile(const std::string& path) {
     std::ifstream stream(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};
 }
+
+} // namespace test_support

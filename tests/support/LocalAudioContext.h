@@ -7,6 +7,8 @@
 #include <cstring>
 #include <vector>
 
+namespace test_support {
+
 /// An audio block in the test's own memory.
 class LocalAudioContext : public PluginAudioContext {
 public:
@@ -47,3 +49,5 @@ public:
         return record;
     }
 };
+
+} // namespace test_support

@@ -3,6 +3,8 @@
 #include <atomic>
 #include <thread>
 
+namespace test_support {
+
 /// Where threads wait for each other and go on at the same moment, again and again: what they do then happens
 /// at once, even if it is over in a moment.
 class Meeting {
@@ -24,3 +26,5 @@ private:
     const int threadCount;
     std::atomic<int> arrived = 0;
 };
+
+} // namespace test_support

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+namespace test_support {
+
 // Preset files as the tests lay them out by hand.
 
 inline std::string littleEndian(uint64_t value, size_t width) {
@@ -51,3 +53,5 @@ inline std::string presetFile(const PresetParts& parts) {
 inline std::string goodPreset() {
     return presetFile({.chunks = "component!ctrl", .entries = {{"Comp", 48, 10}, {"Cont", 58, 4}}});
 }
+
+} // namespace test_support

@@ -5,6 +5,8 @@
 
 #include <vector>
 
+namespace test_support {
+
 /// Keeps what would go to the client.
 class RecordingHandler : public PluginHostProxyHandler {
 public:
@@ -21,3 +23,5 @@ public:
 
     std::vector<Ref<PluginHostNotification>> notifications;
 };
+
+} // namespace test_support

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <sstream>
 
+namespace test_support {
 namespace {
 
 namespace fs = std::filesystem;
@@ -78,3 +79,5 @@ std::string SanitizerReports::takeLast() {
         fs::remove(directory, ignored);
     return reports;
 }
+
+} // namespace test_support

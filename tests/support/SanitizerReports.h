@@ -2,6 +2,8 @@
 
 #include <string>
 
+namespace test_support {
+
 /// What sanitizers report in processes that tests start: their output may be discarded and their status
 /// replaced, so they write into files of this test process, and each report fails the test that it is found
 /// behind. Not so those of UndefinedBehaviorSanitizer beside AddressSanitizer, which come on the standard
@@ -18,3 +20,5 @@ public:
     /// At the end of the process: reports that came behind the last test, and the directory.
     static std::string takeLast();
 };
+
+} // namespace test_support

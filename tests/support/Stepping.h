@@ -6,6 +6,8 @@
 #include <utility>
 #include <x86intrin.h>
 
+namespace test_support {
+
 /// Calls a function after a number of instructions of the code that `run` is given, on the same thread. Not
 /// beside ThreadSanitizer, which makes calls into its runtime of what is stepped through: these can't be
 /// entered again in between.
@@ -54,3 +56,5 @@ private:
     int left = 0;
     bool interrupted = false;
 };
+
+} // namespace test_support

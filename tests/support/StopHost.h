@@ -6,6 +6,8 @@
 #include <thread>
 #include <vector>
 
+namespace test_support {
+
 /// Ends the host's main loop, after all that was posted before.
 class StopHost : public PluginHostAction {
 public:
@@ -26,3 +28,5 @@ inline void runBeside(PluginHost& host, std::vector<std::thread>& threads) {
     host.run();
     last.join();
 }
+
+} // namespace test_support

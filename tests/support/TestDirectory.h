@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <string>
 
+namespace test_support {
+
 /// A directory of the test's own, gone with it.
 class TestDirectory {
 public:
@@ -27,3 +29,5 @@ public:
 
     std::string path;
 };
+
+} // namespace test_support

@@ -19,9 +19,9 @@ int main(int argc, char** argv) {
     std::error_code ignored;
     std::filesystem::remove_all("/tmp/pipes-" + user, ignored);
     testing::InitGoogleTest(&argc, argv);
-    SanitizerReports::collect();
+    test_support::SanitizerReports::collect();
     int result = RUN_ALL_TESTS();
-    if (const std::string reports = SanitizerReports::takeLast(); !reports.empty()) {
+    if (const std::string reports = test_support::SanitizerReports::takeLast(); !reports.empty()) {
         std::cerr << "A child has reported behind the last test:\n" << reports;
         result = EXIT_FAILURE;
     }

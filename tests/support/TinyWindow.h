@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+namespace test_support {
+
 /// A window without a screen. Its instance owns it.
 class TinyWindow : public PluginWindow {
 public:
@@ -23,3 +25,5 @@ public:
 private:
     Sizes& sizes;
 };
+
+} // namespace test_support

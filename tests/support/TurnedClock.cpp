@@ -12,6 +12,7 @@
 
 using namespace std::chrono_literals;
 
+namespace test_support {
 namespace {
 
 using Nanoseconds = std::chrono::nanoseconds;
@@ -118,6 +119,10 @@ void TurnedClock::atNextReading(std::function<void()> action) {
     const std::lock_guard lock(clocks().lock);
     clocks().atReading = std::move(action);
 }
+
+} // namespace test_support
+
+using namespace test_support;
 
 extern "C" {
 

@@ -4,6 +4,8 @@
 #include <functional>
 #include <optional>
 
+namespace test_support {
+
 /// The clocks of the code under test, which stand still until the test turns them: the wall clock, the
 /// monotonic clock and the timed waits of conditions that measure by it. In force for a scope, one at a time;
 /// the test's own clocks go on. A program of tests that has this source leads the calls here:
@@ -27,3 +29,5 @@ public:
     /// Called once, on the next thread that reads the monotonic clock, before that gets its answer.
     void atNextReading(std::function<void()> action);
 };
+
+} // namespace test_support

@@ -1,8 +1,10 @@
 #pragma once
 
-#include "tests/plugin/WireBytes.h"
+#include "support/WireBytes.h"
 
 #include <string>
+
+namespace test_support {
 
 // Preset files of VST 2 as the tests lay them out by hand: of an effect with the id 'Test', the version 7,
 // two parameters and three programs.
@@ -63,3 +65,5 @@ inline std::string riffFile(const std::string& pluginChunk) {
 
 inline const std::string riffProgram = "'PCHK' 07 00 00 00 01 00 00 00 'xyz' 00";
 inline const std::string riffBank = "'PCHK' 06 00 00 00 00 00 00 00 'xy'";
+
+} // namespace test_support

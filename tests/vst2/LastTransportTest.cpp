@@ -11,6 +11,8 @@
 #include <bit>
 #include <cstring>
 
+using namespace test_support;
+
 // A sanitizer's own instructions are too many.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 

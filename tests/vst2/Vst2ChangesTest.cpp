@@ -8,6 +8,8 @@
 #include <thread>
 #include <utility>
 
+using namespace test_support;
+
 namespace {
 
 class Vst2Changes : public Vst2Test {

@@ -7,6 +7,8 @@
 #include <atomic>
 #include <thread>
 
+using namespace test_support;
+
 namespace {
 
 /// The fixture's effect with calls that any thread may make at any time.

@@ -1,13 +1,16 @@
 // If these fail, a plug-in that calls its host while its instance goes takes the host down, or reaches memory
 // that is another's by then.
 
-#include "core/CapturedOutput.h"
+#include "support/CapturedOutput.h"
+#include "support/Eventually.h"
 #include "vst2/Vst2Fixture.h"
 
 #include <atomic>
 #include <chrono>
 #include <thread>
 #include <vector>
+
+using namespace test_support;
 
 namespace {
 
@@ -32,8 +35,7 @@ public:
 
     void resize(uint32_t, uint32_t) override {
         isStuck = true;
-        while (isStuck)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        EXPECT_TRUE(eventually([] { return !isStuck; }, longBound));
     }
 
     static inline std::atomic<bool> isStuck;
@@ -120,8 +122,7 @@ TEST_F(Vst2Ending, AThreadOfAnEffectMayCallThroughoutTheLivesOfItsInstances) {
         made->initialize();
         made->handler = handler.get();
         const int32_t before = rounds;
-        while (rounds == before)
-            std::this_thread::yield();
+        EXPECT_TRUE(eventually([&] { return rounds != before; }));
         if (life % 2 == 0)
             made->terminate();
         made = nullptr;
@@ -139,11 +140,10 @@ TEST_F(Vst2Ending, AnInstanceThatACallNeverLeavesIsLeakedWithALineInTheLog) {
     initialize();
     instance->window = new StuckWindow(windowSizes);
     std::thread caller([&] { ask(audioMasterSizeWindow, 300, 200); });
-    while (!StuckWindow::isStuck)
-        std::this_thread::yield();
+    EXPECT_TRUE(eventually([] { return StuckWindow::isStuck.load(); }));
     Vst2PluginInstance* leaked = instance.get();
     {
-        const base::core::CapturedOutput errors(STDERR_FILENO);
+        const CapturedOutput errors(STDERR_FILENO);
         instance = nullptr;
         EXPECT_EQ(errors.text(), "A call of VST plug-in instance 7 doesn't return: the instance is leaked\n");
     }

@@ -4,6 +4,8 @@
 
 #include <numeric>
 
+using namespace test_support;
+
 namespace {
 
 class Vst2Events : public Vst2Test {

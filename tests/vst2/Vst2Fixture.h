@@ -4,9 +4,9 @@
 #include "plugin/PluginException.h"
 #include "plugin/PluginHostNotifications.h"
 #include "support/LocalAudioContext.h"
+#include "support/RecordingEffect.h"
 #include "support/RecordingHandler.h"
 #include "support/TinyWindow.h"
-#include "vst2/RecordingEffect.h"
 #include "vst2/Vst2HostCallback.h"
 #include "vst2/Vst2Plugin.h"
 #include "vst2/Vst2PluginApi.h"
@@ -28,7 +28,7 @@ protected:
     static constexpr int32_t blockSize = 64;
     static constexpr int32_t instanceId = 7;
 
-    Vst2Test() : host(new PluginHost(sampleRate, blockSize)), handler(new RecordingHandler) {
+    Vst2Test() : host(new PluginHost(sampleRate, blockSize)), handler(new test_support::RecordingHandler) {
         host->addFormat(Vst2PluginApi::instance);
         instance = new Vst2PluginInstance(host.get(), instanceId, false, nullptr, 0);
         instance->attach(&effect.effect);
@@ -52,9 +52,10 @@ protected:
         effect.calls.clear();
     }
 
-    LocalAudioContext& makeAudio(int32_t eventCapacity = 256) {
-        context = new LocalAudioContext(host->blockSize, effect.effect.numInputs, effect.effect.numOutputs,
-                                        effect.effect.numParams, eventCapacity);
+    test_support::LocalAudioContext& makeAudio(int32_t eventCapacity = 256) {
+        context = new test_support::LocalAudioContext(host->blockSize, effect.effect.numInputs,
+                                                      effect.effect.numOutputs, effect.effect.numParams,
+                                                      eventCapacity);
         instance->setAudioContext(context);
         return *context;
     }
@@ -62,7 +63,7 @@ protected:
     /// From here on the client hears of the instance.
     void announce() { instance->handler = handler.get(); }
 
-    void openWindow() { instance->window = new TinyWindow(windowSizes); }
+    void openWindow() { instance->window = new test_support::TinyWindow(windowSizes); }
 
     /// What the effect hears when it asks its host.
     VstIntPtr ask(VstInt32 opcode, VstInt32 index = 0, VstIntPtr value = 0, void* ptr = nullptr,
@@ -71,9 +72,9 @@ protected:
     }
 
     Ref<PluginHost> host;
-    Ref<RecordingHandler> handler;
-    RecordingEffect effect;
-    TinyWindow::Sizes windowSizes;
-    Ref<LocalAudioContext> context;
+    Ref<test_support::RecordingHandler> handler;
+    test_support::RecordingEffect effect;
+    test_support::TinyWindow::Sizes windowSizes;
+    Ref<test_support::LocalAudioContext> context;
     Ref<Vst2PluginInstance> instance;
 };

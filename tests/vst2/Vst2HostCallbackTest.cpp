@@ -8,6 +8,8 @@
 #include <sys/resource.h>
 #include <thread>
 
+using namespace test_support;
+
 namespace {
 
 class Vst2HostCallback : public Vst2Test {

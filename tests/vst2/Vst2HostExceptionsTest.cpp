@@ -7,6 +7,8 @@
 #include <sys/resource.h>
 #include <thread>
 
+using namespace test_support;
+
 namespace {
 
 /// A handler whose client has gone.

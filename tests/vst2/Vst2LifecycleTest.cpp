@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+using namespace test_support;
+
 namespace {
 
 class Vst2Lifecycle : public Vst2Test {};

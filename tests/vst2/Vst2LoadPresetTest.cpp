@@ -1,7 +1,7 @@
 // If these fail, a musician's sounds don't come back from a preset file, come back as others, or a file takes
 // down the host.
 
-#include "core/CapturedOutput.h"
+#include "support/CapturedOutput.h"
 #include "vst2/Vst2PresetTest.h"
 
 #include <gmock/gmock.h>
@@ -14,6 +14,7 @@
 #include <random>
 #include <unistd.h>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using namespace vst2Values;
@@ -319,12 +320,12 @@ TEST_F(Vst2LoadPreset, ATextThatCannotBeToldAfterALoadIsALineOfTheLogAndNoFailur
     for (const auto& [name, bytes] :
          {std::pair<std::string, std::string>{"a.fxp", program("Bright", half + quarter)},
           {"a.bin", "anything"}}) {
-        const base::core::CapturedOutput errors(STDERR_FILENO);
+        const CapturedOutput errors(STDERR_FILENO);
         EXPECT_EQ(failureOf(name, bytes), "none");
         const std::string text = errors.text();
         EXPECT_THAT(text,
                     testing::StartsWith("Couldn't tell the client of all parameters of plugin instance 7: "));
-        EXPECT_EQ(base::core::occurrences(text, "\n"), 1U);
+        EXPECT_EQ(occurrences(text, "\n"), 1U);
         EXPECT_FALSE(instance->notificationsMuted);
     }
     EXPECT_THAT(handler->notifications, IsEmpty());

@@ -1,7 +1,7 @@
 // If these fail, plug-in files that users have don't load, the wrong plug-in of a shell plays, or a failure
 // is told in words that the application doesn't know.
 
-#include "core/FailureText.h"
+#include "support/FailureText.h"
 #include "vst2/Vst2Fixture.h"
 #include "vst2/Vst2PluginApi.h"
 
@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <fstream>
 #include <unistd.h>
+
+using namespace test_support;
 
 namespace {
 
@@ -32,7 +34,7 @@ protected:
 
     template <class Failure = PluginException, class Action>
     std::string failureOf(const Action& action) {
-        return base::core::failureText<Failure>(action);
+        return failureText<Failure>(action);
     }
 
     // A number that the file of "counts-entry-calls" keeps.

@@ -3,6 +3,8 @@
 #include "support/HeapInUse.h"
 #include "vst2/Vst2Fixture.h"
 
+using namespace test_support;
+
 // Sanitizers have an allocator, and a search for leaks, of their own.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 

@@ -27,21 +27,21 @@ protected:
         };
         note(effBeginSetProgram, "begin");
         note(effEndSetProgram, "end");
-        effect.answer(effSetProgram, [this](const DispatcherCall& call, void*) -> VstIntPtr {
+        effect.answer(effSetProgram, [this](const test_support::DispatcherCall& call, void*) -> VstIntPtr {
             lines.push_back("program " + std::to_string(call.value));
             return 0;
         });
-        effect.answer(effSetProgramName, [this](const DispatcherCall&, void* ptr) -> VstIntPtr {
+        effect.answer(effSetProgramName, [this](const test_support::DispatcherCall&, void* ptr) -> VstIntPtr {
             lines.push_back(std::string("name ") + static_cast<const char*>(ptr));
             return 0;
         });
-        effect.answer(effSetChunk, [this](const DispatcherCall& call, void* ptr) -> VstIntPtr {
+        effect.answer(effSetChunk, [this](const test_support::DispatcherCall& call, void* ptr) -> VstIntPtr {
             lines.push_back("chunk " + std::to_string(call.index) + ": " +
-                            hexOf(ptr, static_cast<size_t>(call.value)));
+                            test_support::hexOf(ptr, static_cast<size_t>(call.value)));
             return 1;
         });
-        effect.answer(effBeginLoadBank, [this](const DispatcherCall&, void* ptr) -> VstIntPtr {
-            lines.push_back("bank " + hexOf(ptr, sizeof(VstPatchChunkInfo)).substr(0, 48));
+        effect.answer(effBeginLoadBank, [this](const test_support::DispatcherCall&, void* ptr) -> VstIntPtr {
+            lines.push_back("bank " + test_support::hexOf(ptr, sizeof(VstPatchChunkInfo)).substr(0, 48));
             return bankAnswer;
         });
         initialize();
@@ -52,7 +52,7 @@ protected:
 
     std::string write(const std::string& name, const std::string& bytes) {
         const std::string path = folder / name;
-        writeFile(path, bytes);
+        test_support::writeFile(path, bytes);
         return path;
     }
 
@@ -74,13 +74,13 @@ protected:
         return "none";
     }
 
-    TestDirectory folder;
+    test_support::TestDirectory folder;
     std::vector<std::string> lines;
     VstIntPtr bankAnswer = 0;
 
 private:
     void note(VstInt32 opcode, const std::string& line) {
-        effect.answer(opcode, [this, line](const DispatcherCall&, void*) -> VstIntPtr {
+        effect.answer(opcode, [this, line](const test_support::DispatcherCall&, void*) -> VstIntPtr {
             lines.push_back(line);
             return 0;
         });

@@ -7,6 +7,8 @@
 #include <csignal>
 #include <sys/resource.h>
 
+using namespace test_support;
+
 namespace {
 
 class Vst2Process : public Vst2Test {

@@ -3,6 +3,8 @@
 
 #include "vst2/Vst2Fixture.h"
 
+using namespace test_support;
+
 namespace {
 
 class Vst2Questions : public Vst2Test {

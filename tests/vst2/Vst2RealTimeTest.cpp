@@ -3,6 +3,8 @@
 #include "support/CountedCalls.h"
 #include "vst2/Vst2Fixture.h"
 
+using namespace test_support;
+
 namespace {
 
 /// An effect that does nothing but answer: what is counted is the instance's own.

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+using namespace test_support;
 using testing::ElementsAre;
 
 namespace {

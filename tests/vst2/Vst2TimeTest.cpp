@@ -1,11 +1,14 @@
 // If these fail, plug-ins that follow the song play out of time.
 
+#include "support/Eventually.h"
 #include "vst2/Vst2Fixture.h"
 
 #include <algorithm>
 #include <atomic>
 #include <thread>
 #include <vector>
+
+using namespace test_support;
 
 namespace {
 
@@ -186,8 +189,7 @@ TEST_F(Vst2Time, NoThreadSeesHalfATime) {
             }
         });
     }
-    while (asked < 2)
-        std::this_thread::yield();
+    EXPECT_TRUE(eventually([&] { return asked >= 2; }));
     for (int32_t i = 2; i < rounds; ++i) {
         setAll(*context->transport, i);
         instance->process(0, true, true);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "vst3-processing/OwnedByTest.h"
+#include "support/OwnedByTest.h"
 
 #include <algorithm>
 #include <pluginterfaces/vst/ivstunits.h>
@@ -8,7 +8,7 @@
 
 /// What a plug-in says of its units and programs: one unit, with a list of programs, unless it is told
 /// otherwise.
-class ProgramList : public OwnedByTest<Vst::IUnitInfo> {
+class ProgramList : public test_support::OwnedByTest<Vst::IUnitInfo> {
 public:
     static constexpr Vst::ProgramListID listId = 44;
 

@@ -1,19 +1,20 @@
 #pragma once
 
-#include "vst3-processing/RecordingComponent.h"
-#include "vst3-processing/RecordingController.h"
+#include "support/RecordingComponent.h"
+#include "support/RecordingController.h"
 
 #include <cstring>
 #include <pluginterfaces/base/ipluginbase.h>
 
 /// Hands out the one component and the one controller of a test.
-class RecordingFactory : public OwnedByTest<Steinberg::IPluginFactory2> {
+class RecordingFactory : public test_support::OwnedByTest<Steinberg::IPluginFactory2> {
 public:
     static inline const FUID componentClass{0x00112233, 0x44556677, 0x8899AABB, 0xCCDDEEFF};
     static inline const FUID controllerClass{0xC0C0C0C0, 0, 0, 1};
     static constexpr const char* componentText = "00112233445566778899AABBCCDDEEFF";
 
-    RecordingFactory(RecordingComponent& component, RecordingController& controller)
+    RecordingFactory(test_support::RecordingComponent& component,
+                     test_support::RecordingController& controller)
         : component(component), controller(controller) {}
 
     tresult PLUGIN_API getFactoryInfo(Steinberg::PFactoryInfo* info) override {
@@ -42,6 +43,6 @@ public:
     std::string subcategories;
 
 private:
-    RecordingComponent& component;
-    RecordingController& controller;
+    test_support::RecordingComponent& component;
+    test_support::RecordingController& controller;
 };

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;

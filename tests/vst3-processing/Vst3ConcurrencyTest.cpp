@@ -9,6 +9,8 @@
 #include <atomic>
 #include <thread>
 
+using namespace test_support;
+
 namespace {
 
 constexpr int32_t rounds = 300;

@@ -1,12 +1,12 @@
 // If these fail, the client's list shows a plug-in under a wrong name or in a wrong place, or offers an
 // instrument as an effect.
 
-#include "core/CapturedOutput.h"
+#include "support/CapturedOutput.h"
 #include "vst3-processing/Vst3ProcessingTest.h"
 
 #include <unistd.h>
 
-using base::core::CapturedOutput;
+using namespace test_support;
 using testing::ElementsAre;
 
 namespace {

@@ -5,6 +5,7 @@
 
 #include <vector>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;

@@ -8,6 +8,7 @@
 
 #include <random>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -2,6 +2,7 @@
 // get each other's changes.
 
 #include "vst3/Vst3ParameterChanges.h"
+#include "support/Meeting.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+using namespace test_support;
 using testing::ElementsAre;
 
 namespace {
@@ -151,7 +153,7 @@ TEST(Vst3QueuePoolTest, NoQueueIsTakenTwiceOrLostBySeveralThreads) {
     constexpr int32_t threadCount = 4;
     constexpr int32_t rounds = 2000;
     constexpr int32_t held = 8;
-    std::atomic<int32_t> ready = 0;
+    Meeting start(threadCount);
     std::atomic<int32_t> taken = 0;
     std::atomic<int32_t> disturbed = 0;
     std::vector<std::set<Vst3ParamValueQueue*>> seen(threadCount);
@@ -159,8 +161,7 @@ TEST(Vst3QueuePoolTest, NoQueueIsTakenTwiceOrLostBySeveralThreads) {
     for (int32_t thread = 0; thread < threadCount; ++thread) {
         threads.emplace_back([&, thread] {
             // All at once, or the pool would see one after the other.
-            for (++ready; ready < threadCount;)
-                std::this_thread::yield();
+            start.arrive();
             for (int32_t round = 0; round < rounds; ++round) {
                 Vst3ParamValueQueue* queues[held];
                 for (int32_t i = 0; i < held; ++i) {

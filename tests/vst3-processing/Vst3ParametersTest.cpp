@@ -6,6 +6,7 @@
 
 #include "plugin/PluginHostNotifications.h"
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;

@@ -23,14 +23,14 @@ protected:
 
     /// Loads a file of these bytes.
     void load(const std::string& bytes) {
-        writeFile(path, bytes);
+        test_support::writeFile(path, bytes);
         loadFrom(path);
     }
     void loadFrom(const std::string& file) { instance->loadPreset(file.c_str()); }
 
     std::string save() {
         saveTo(path);
-        return readFile(path);
+        return test_support::readFile(path);
     }
 
     void saveTo(const std::string& file) { instance->savePreset(file.c_str()); }
@@ -46,6 +46,6 @@ protected:
         return "no failure";
     }
 
-    TestDirectory folder;
+    test_support::TestDirectory folder;
     const std::string path = folder / "some.vstpreset";
 };

@@ -48,8 +48,9 @@ protected:
     template <class Instance = Vst3PluginInstance>
     void startProcessing() {
         create<Instance>();
-        context = new LocalAudioContext(blockSize, instance->getInputChannelCount(),
-                                        instance->getOutputChannelCount(), instance->getParameterCount());
+        context = new test_support::LocalAudioContext(blockSize, instance->getInputChannelCount(),
+                                                      instance->getOutputChannelCount(),
+                                                      instance->getParameterCount());
         instance->setAudioContext(context);
         instance->startProcessing();
     }
@@ -62,7 +63,7 @@ protected:
     void addNoteOutput() { component.addBus(Vst::kEvent, Vst::kOutput, 16); }
 
     /// What reached the plug-in in a block.
-    const RecordedBlock& process(bool keepActive = true, bool realtime = true) {
+    const test_support::RecordedBlock& process(bool keepActive = true, bool realtime = true) {
         const size_t before = component.blocks.size();
         instance->process(blockSize, keepActive, realtime);
         EXPECT_EQ(component.blocks.size(), before + 1);
@@ -73,15 +74,15 @@ protected:
     void announce() { instance->handler = handler.get(); }
 
     Ref<PluginHost> host{new PluginHost(sampleRate, blockSize)};
-    Ref<RecordingHandler> handler{new RecordingHandler};
+    Ref<test_support::RecordingHandler> handler{new test_support::RecordingHandler};
     std::vector<std::string> calls;
-    RecordingComponent component{calls};
-    RecordingController controller{calls};
+    test_support::RecordingComponent component{calls};
+    test_support::RecordingController controller{calls};
     RecordingFactory factory{component, controller};
     Ref<Vst3Plugin> plugin{new Vst3Plugin(host.get(), "recording.vst3")};
-    Ref<LocalAudioContext> context;
+    Ref<test_support::LocalAudioContext> context;
     Ref<Vst3PluginInstance> instance;
-    TinyWindow::Sizes windowSizes;
+    test_support::TinyWindow::Sizes windowSizes;
 
 private:
     /// What loading a module would leave behind.

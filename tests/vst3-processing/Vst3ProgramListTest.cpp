@@ -4,6 +4,7 @@
 #include "vst3-processing/ProgramList.h"
 #include "vst3-processing/Vst3ProcessingTest.h"
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -3,6 +3,8 @@
 #include "support/CountedCalls.h"
 #include "vst3-processing/Vst3ProcessingTest.h"
 
+using namespace test_support;
+
 namespace {
 
 /// A plug-in that does nothing but count and answer: what is allocated is the instance's own.

@@ -9,6 +9,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+using namespace test_support;
 using testing::ElementsAre;
 
 namespace {

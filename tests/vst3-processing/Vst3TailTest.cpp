@@ -2,6 +2,7 @@
 
 #include "vst3-processing/Vst3ProcessingTest.h"
 
+using namespace test_support;
 using testing::Each;
 using testing::ElementsAre;
 

@@ -14,6 +14,8 @@
 #include <string>
 #include <string_view>
 
+using namespace test_support;
+
 namespace {
 
 constexpr Steinberg::int64 largeNumber = 0x0123456789ABCDEF;

@@ -15,6 +15,8 @@
 #include <string>
 #include <thread>
 
+using namespace test_support;
+
 namespace {
 
 constexpr int32_t rounds = 300;

@@ -10,6 +10,7 @@
 #include <pluginterfaces/vst/ivsthostapplication.h>
 #include <thread>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "core/FailureText.h"
 #include "host/PluginHost.h"
 #include "plugin/PluginException.h"
 #include "plugins/vst3/ModuleRecord.h"
+#include "support/FailureText.h"
 #include "support/RecordingHandler.h"
 #include "vst3/Vst3Plugin.h"
 #include "vst3/Vst3PluginApi.h"
@@ -36,7 +36,7 @@ Exported* exportedBy(const std::string& path, const char* name) {
 /// The message of the `PluginException` that `action` ends with.
 template <class Action>
 std::string failureOf(const Action& action) {
-    return base::core::failureText<PluginException>(action);
+    return test_support::failureText<PluginException>(action);
 }
 
 /// A host whose main thread is the test's, and whose client hears of the instances that are announced.
@@ -68,7 +68,7 @@ protected:
     std::vector<std::string> calls() { return record->takeCalls(); }
 
     Ref<PluginHost> host{new PluginHost(sampleRate, blockSize)};
-    Ref<RecordingHandler> handler{new RecordingHandler};
+    Ref<test_support::RecordingHandler> handler{new test_support::RecordingHandler};
     /// Of the module that was loaded last.
     ModuleRecord* record = nullptr;
 };

@@ -3,11 +3,14 @@
 
 #include "plugin/PluginHostAction.h"
 #include "plugins/vst3/KeptContext.h"
+#include "support/Eventually.h"
 #include "support/StopHost.h"
 #include "vst3/Vst3Fixture.h"
 
 #include <chrono>
 #include <thread>
+
+using namespace test_support;
 
 namespace {
 
@@ -73,11 +76,7 @@ TEST_F(Vst3KeptContext, AThreadOfThePluginsCallsWhileItsInstancesAreCreatedAndDe
     const auto next = [&] {
         if (left < rounds) {
             // The thread is at work in this instance.
-            const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-            while (kept.lastAccepted < kept.made - 1 && !isStuck) {
-                std::this_thread::yield();
-                isStuck = std::chrono::steady_clock::now() > deadline;
-            }
+            isStuck = !eventually([&] { return kept.lastAccepted >= kept.made - 1; }, longBound);
             destroyInstance();
         }
         if (left == 0 || isStuck) {

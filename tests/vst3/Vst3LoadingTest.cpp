@@ -1,7 +1,7 @@
 // If these fail, modules that users have don't load or are looked for in the wrong place, another plug-in
 // plays than was asked for, or a failure is told in words that the application doesn't know.
 
-#include "core/CapturedOutput.h"
+#include "support/CapturedOutput.h"
 #include "support/TestDirectory.h"
 #include "vst3/Vst3Fixture.h"
 #include "vst3/Vst3PluginApi.h"
@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -328,7 +329,7 @@ TEST_F(Vst3Loading, AnIdentifierInLowerCaseFindsItsClass) {
 
 TEST_F(Vst3Loading, EachCreationPrintsTheIdentifierToTheStandardErrorStream) {
     const Ref<Vst3Plugin> plugin = getPlugin(testModule("single-component"));
-    const base::core::CapturedOutput error(STDERR_FILENO);
+    const CapturedOutput error(STDERR_FILENO);
     create(plugin, firstClassText);
     create(plugin, "");
     create(plugin, "Fl\xC3\xBCgel");

@@ -1,7 +1,8 @@
 // If these fail, plug-ins are brought up or taken down in another order than they have always met, which some
 // of them don't survive, or a plug-in that can't come up isn't told from one that can.
 
-#include "core/CapturedOutput.h"
+#include "support/CapturedOutput.h"
+#include "support/Eventually.h"
 #include "vst3/Vst3Fixture.h"
 
 #include <atomic>
@@ -10,6 +11,7 @@
 #include <thread>
 #include <unistd.h>
 
+using namespace test_support;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -536,8 +538,7 @@ TEST_F(Vst3SetUp, TerminateWaitsForACallOfThePluginsThatGoesNoFurther) {
     std::atomic<bool> hasEnded = false;
     std::thread ending([&] {
         // Once nothing reaches the instance any more, the termination is waiting for the call.
-        while (record->handler.load()->restartComponent(0) == kResultOk)
-            std::this_thread::yield();
+        EXPECT_TRUE(eventually([&] { return record->handler.load()->restartComponent(0) != kResultOk; }));
         hasEnded = true;
         EXPECT_EQ(call.end(), kInvalidArgument);
     });
@@ -555,7 +556,7 @@ TEST_F(Vst3SetUp, AnInstanceWhosePluginDoesNotReturnStaysInMemoryAndIsReported) 
         instance->initialize();
         LongCall call(*record);
         calls();
-        const base::core::CapturedOutput errors(STDERR_FILENO);
+        const CapturedOutput errors(STDERR_FILENO);
         if (terminates)
             instance->terminate();
         instance = nullptr;

@@ -1,9 +1,9 @@
 // Windows whose server, or whose place on it, has gone. If these fail, an editor that outlives its screen
 // takes the music with it.
 
-#include "core/CapturedOutput.h"
-#include "tests/plugin/TestHost.h"
-#include "tests/window/XClient.h"
+#include "support/CapturedOutput.h"
+#include "support/TestHost.h"
+#include "support/XClient.h"
 #include "window/XcbPluginWindow.h"
 
 #include <gtest/gtest.h>
@@ -12,12 +12,14 @@
 #include <stdexcept>
 #include <unistd.h>
 
+using namespace test_support;
+
 namespace {
 
 /// The client is gone: whatever it is told fails.
-class BrokenHandler : public RecordingHandler {
+class BrokenHandler : public LoggingHandler {
 public:
-    using RecordingHandler::RecordingHandler;
+    using LoggingHandler::LoggingHandler;
     void sendNotification(PluginHostNotification&) override { throw std::runtime_error("nobody listens"); }
 };
 
@@ -46,7 +48,7 @@ TEST_F(EndedConnectionTest, NothingIsDoneOnAConnectionThatHasEnded) {
     window->resize(123, 45);
     window->move(17, 29);
     test.host->windows.display.sendSettledEvent(window->getWindowId(), 1);
-    const base::core::CapturedOutput errors(STDERR_FILENO);
+    const CapturedOutput errors(STDERR_FILENO);
     EXPECT_FALSE(window->waitForPluginWindow());
     EXPECT_EQ(errors.text(), "VST plugin did not create it's window inside the plugin window\n");
     EXPECT_FALSE(XcbPluginWindow(test.host->windows, instance.get(), 0).create());

@@ -1,15 +1,17 @@
 // What a host asks of the X server, seen by another client of it, while nothing else of the host's makes its
 // requests leave. If these fail, an editor appears, moves or goes only when something else happens.
 
-#include "plugin/Eventually.h"
-#include "tests/plugin/TestHost.h"
-#include "tests/window/XClient.h"
+#include "support/Eventually.h"
+#include "support/TestHost.h"
+#include "support/XClient.h"
 #include "window/XcbPluginWindow.h"
 
 #include <gtest/gtest.h>
 
 #include <optional>
 #include <thread>
+
+using namespace test_support;
 
 namespace {
 
@@ -115,7 +117,7 @@ TEST(SettledEventTest, AMessageToTheHostItselfWakesItsReader) {
     // It must have taken in all that came of the set-up.
     client.sync();
     display.sendSettledEvent(77, 1);
-    EXPECT_TRUE(eventually([&] { return ended.load(); }, std::chrono::seconds(5)));
+    EXPECT_TRUE(eventually([&] { return ended.load(); }));
     EXPECT_EQ(window, 77U);
     if (!ended)
         client.sendMessage(display.controlWindow, display.controlWindow, display.atomSettledEvent, 0);

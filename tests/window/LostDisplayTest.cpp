@@ -1,7 +1,7 @@
 // An X server that goes away under a running host. If these fail, the music stops because a screen did.
 
-#include "tests/host/RunningHost.h"
-#include "tests/window/OwnXServer.h"
+#include "support/OwnXServer.h"
+#include "support/RunningHost.h"
 #include "window/XcbPluginWindow.h"
 
 #include <gmock/gmock.h>
@@ -11,6 +11,8 @@
 #include <string>
 #include <unistd.h>
 #include <xcb/xcb.h>
+
+using namespace test_support;
 
 namespace {
 

@@ -2,8 +2,8 @@
 // windows can't be closed by the window manager.
 
 #include "window/XConnection.h"
-#include "tests/plugin/Eventually.h"
-#include "tests/window/XClient.h"
+#include "support/Eventually.h"
+#include "support/XClient.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,6 +17,8 @@
 #include <sys/wait.h>
 #include <thread>
 #include <vector>
+
+using namespace test_support;
 
 namespace {
 

@@ -2,14 +2,15 @@
 // cross does nothing, window managers offer to kill a host whose plug-in is only busy, or the client is told
 // of moves that nobody made.
 
-#include "tests/host/RunningHost.h"
-#include "tests/window/XClient.h"
+#include "support/RunningHost.h"
+#include "support/XClient.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -175,17 +176,17 @@ TEST_F(XDisplayThreadTest, APingIsAnsweredWhileTheMainThreadIsStuckInsideOfAPlug
     std::atomic<bool> freed = false;
     running.post([&freed, release, stuck] {
         stuck->set_value();
-        release->get_future().wait_for(std::chrono::seconds(20));
+        release->get_future().wait_for(longBound);
         freed = true;
     });
-    ASSERT_EQ(stuck->get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    ASSERT_EQ(stuck->get_future().wait_for(usualBound), std::future_status::ready);
     client.sendMessage(controlWindow(), window, client.atom("WM_PROTOCOLS"), ping, time, window, 4, 5);
     const auto answer = client.awaitMessage([&](const xcb_client_message_event_t& message) {
         return message.data.data32[0] == ping && message.data.data32[2] == window;
     });
     EXPECT_FALSE(freed);
     release->set_value();
-    ASSERT_NE(answer, nullptr) << "no answer within 5 s";
+    ASSERT_NE(answer, nullptr) << "no answer";
     EXPECT_EQ(answer->window, client.root);
     EXPECT_EQ(answer->format, 32);
     EXPECT_EQ(answer->type, client.atom("WM_PROTOCOLS"));
@@ -203,7 +204,7 @@ TEST_F(XDisplayThreadTest, APingIsAnsweredToThoseWhoSelectedTheRootsOwnStructure
         return message.data.data32[2] == window;
     };
     client.sendMessage(controlWindow(), window, client.atom("WM_PROTOCOLS"), ping, 1, window);
-    ASSERT_NE(client.awaitMessage(isOurs), nullptr) << "no answer within 5 s";
+    ASSERT_NE(client.awaitMessage(isOurs), nullptr) << "no answer";
     // What the other has got by now, up to a message of the test's own, holds no answer.
     xcb_client_message_event_t end{};
     end.response_type = XCB_CLIENT_MESSAGE;

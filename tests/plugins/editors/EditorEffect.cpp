@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+using namespace test_support;
+
 EditorEffect::EditorEffect(audioMasterCallback host)
     : SilentEffect(
           host,

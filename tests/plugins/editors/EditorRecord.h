@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/plugin/CallLog.h"
+#include "support/CallLog.h"
 
 #include <atomic>
 #include <cstdint>
@@ -11,7 +11,7 @@
 /// the test finds it by `editorRecord`.
 struct EditorRecord {
     /// What the editor was asked, a line each. Any thread.
-    CallLog calls;
+    test_support::CallLog calls;
     /// How often the open editor was given time.
     std::atomic<int32_t> idles = 0;
     /// Runs inside of each opening, with the host's window, before the plug-in makes its own. Set by the

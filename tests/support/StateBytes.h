@@ -2,6 +2,8 @@
 
 #include <string>
 
+namespace test_support {
+
 // Golden bytes of an instance's state.
 
 /// Of an instance of which nothing can be told: no buses, parameters, programs or note names.
@@ -29,3 +31,5 @@ inline std::string richState() {
         text += note == 60 ? "00 00 00 04 'Kick'" : "00 00 00 00";
     return text + "40 01 00 00 01 00 01";
 }
+
+} // namespace test_support

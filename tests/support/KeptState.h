@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace test_support {
+
 /// The state of a component or a controller: bytes that it gives away and takes as it is told to answer.
 struct KeptState {
     tresult get(Steinberg::IBStream* stream) const {
@@ -49,3 +51,5 @@ struct KeptState {
     /// What has been given to `set`, also what was refused.
     std::vector<std::string> given;
 };
+
+} // namespace test_support

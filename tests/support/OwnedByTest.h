@@ -6,6 +6,8 @@
 #include <atomic>
 #include <vector>
 
+namespace test_support {
+
 /// An object of a plug-in that the test holds by value: its references are counted and free nothing.
 template <class First, class... Others>
 class OwnedByTest : public First, public Others... {
@@ -44,3 +46,5 @@ private:
 
     std::vector<FUID> hidden;
 };
+
+} // namespace test_support

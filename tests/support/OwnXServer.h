@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/ScopedEnvironment.h"
-#include "tests/plugin/Eventually.h"
+#include "support/Eventually.h"
+#include "support/ScopedEnvironment.h"
 
 #include <csignal>
 #include <fcntl.h>
@@ -12,6 +12,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
+
+namespace test_support {
 
 /// Appends what a pipe holds, after a wait for it; false if nothing comes within 10 s.
 inline bool appendFrom(int descriptor, std::string& text) {
@@ -96,5 +98,7 @@ public:
 
 private:
     std::optional<OwnProgram> program;
-    std::optional<base::core::ScopedEnvironment> display;
+    std::optional<ScopedEnvironment> display;
 };
+
+} // namespace test_support

@@ -1,11 +1,13 @@
 #pragma once
 
-#include "tests/window/XClient.h"
+#include "support/XClient.h"
 
 #include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace test_support {
 
 /// Where a window stands in its parent, in pixels.
 struct WindowRectangle {
@@ -110,3 +112,5 @@ private:
         return reply != nullptr ? reply->map_state : uint8_t{XCB_MAP_STATE_UNMAPPED};
     }
 };
+
+} // namespace test_support

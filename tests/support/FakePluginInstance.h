@@ -2,13 +2,15 @@
 
 #include "plugin/Plugin.h"
 #include "plugin/PluginInstance.h"
-#include "tests/plugin/CallLog.h"
+#include "support/CallLog.h"
 
 #include <cstring>
 #include <functional>
 #include <map>
 #include <string>
 #include <vector>
+
+namespace test_support {
 
 /// An audio block in the test's own memory.
 class FakeAudioContext : public PluginAudioContext {
@@ -242,3 +244,5 @@ private:
     PluginHostContext* host;
     CallLog& log;
 };
+
+} // namespace test_support

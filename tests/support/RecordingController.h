@@ -1,7 +1,7 @@
 #pragma once
 
-#include "vst3-processing/KeptState.h"
-#include "vst3-processing/OwnedByTest.h"
+#include "support/KeptState.h"
+#include "support/OwnedByTest.h"
 
 #include <algorithm>
 #include <map>
@@ -11,6 +11,8 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+namespace test_support {
 
 /// A controller of the test program's own: writes down what it is told and answers what it is told to.
 class RecordingController
@@ -151,3 +153,5 @@ public:
     KeptState componentState;
     KeptState state;
 };
+
+} // namespace test_support

@@ -7,7 +7,7 @@
 #include <string>
 #include <typeinfo>
 
-namespace base::core {
+namespace test_support {
 
 /// The message of the failure that `action` ends with, which has to be an `Expected` and nothing derived from
 /// it.
@@ -18,7 +18,7 @@ std::string failureText(const Action& action) {
     } catch (const Expected& exception) {
         EXPECT_STREQ(typeid(exception).name(), typeid(Expected).name());
         return exception.getMessage().toStdString();
-    } catch (const Exception& exception) {
+    } catch (const base::core::Exception& exception) {
         ADD_FAILURE() << "another failure: " << exception.getMessage().toStdString();
         return {};
     }
@@ -26,4 +26,4 @@ std::string failureText(const Action& action) {
     return {};
 }
 
-} // namespace base::core
+} // namespace test_support

@@ -1,12 +1,14 @@
 #pragma once
 
-#include "vst3-processing/KeptState.h"
-#include "vst3-processing/OwnedByTest.h"
-#include "vst3-processing/RecordedBlock.h"
+#include "support/KeptState.h"
+#include "support/OwnedByTest.h"
+#include "support/RecordedBlock.h"
 
 #include <functional>
 #include <pluginterfaces/vst/ivstcomponent.h>
 #include <pluginterfaces/vst/ivsteditcontroller.h>
+
+namespace test_support {
 
 /// A component of the test program's own: writes down its blocks and answers what it is told to.
 class RecordingComponent : public OwnedByTest<Vst::IComponent, Vst::IAudioProcessor> {
@@ -112,3 +114,5 @@ public:
 private:
     std::vector<Vst::BusInfo> buses[2][2];
 };
+
+} // namespace test_support

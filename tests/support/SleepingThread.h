@@ -1,25 +1,11 @@
 #pragma once
 
-#include <chrono>
 #include <cstdio>
 #include <string>
 #include <sys/syscall.h>
-#include <thread>
 #include <unistd.h>
 
-namespace base::core {
-
-/// Whether `condition` comes true within a bound that only a broken program reaches.
-template <class Condition>
-bool becomesTrue(const Condition& condition) {
-    const auto bound = std::chrono::steady_clock::now() + std::chrono::seconds(4);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > bound)
-            return false;
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
-    return true;
-}
+namespace test_support {
 
 inline pid_t currentThreadId() {
     return static_cast<pid_t>(syscall(SYS_gettid));
@@ -41,4 +27,4 @@ inline bool isAsleep(pid_t threadId) {
     return nameEnd != std::string::npos && nameEnd + 2 < status.size() && status[nameEnd + 2] == 'S';
 }
 
-} // namespace base::core
+} // namespace test_support

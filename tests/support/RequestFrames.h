@@ -1,5 +1,7 @@
 #pragma once
 
+namespace test_support {
+
 // Frames of requests as the tests lay them out by hand.
 
 struct RequestRow {
@@ -38,3 +40,5 @@ inline constexpr char openFrame[] =
 inline constexpr char titleFrame[] = "0E 03 00 00 00 00 00 00 05 'Synth'";
 inline constexpr char wideTitleFrame[] = "0E 03 00 00 00 80 00 00 01 20 AC";
 inline constexpr char positionFrame[] = "0F 03 00 00 00 00 00 00 0A FF FF FF EC 00 00 01 2C 00 00 00 C8";
+
+} // namespace test_support

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+namespace test_support {
+
 /// What was called in which order, across the fakes of a test. Any thread.
 class CallLog {
 public:
@@ -32,3 +34,5 @@ private:
     mutable std::mutex mutex;
     std::vector<std::string> entries;
 };
+
+} // namespace test_support

@@ -1,5 +1,6 @@
-#include "vst3-processing/RecordedBlock.h"
+#include "support/RecordedBlock.h"
 
+namespace test_support {
 namespace {
 
 std::vector<RecordedBus> recordBuses(const Vst::AudioBusBuffers* buses, int32_t count) {
@@ -51,3 +52,5 @@ RecordedBlock::RecordedBlock(const Vst::ProcessData& data)
         if (event.type == Vst::Event::kDataEvent)
             systemExclusive.emplace_back(reinterpret_cast<const char*>(event.data.bytes), event.data.size);
 }
+
+} // namespace test_support

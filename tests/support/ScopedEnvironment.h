@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace base::core {
+namespace test_support {
 
 /// Gives an environment variable another value for a scope, or none with null.
 class ScopedEnvironment {
@@ -30,4 +30,4 @@ private:
     std::optional<std::string> former;
 };
 
-} // namespace base::core
+} // namespace test_support

@@ -5,16 +5,18 @@
 #include "plugin/PluginHostProxyHandler.h"
 #include "plugin/PluginHostReply.h"
 #include "plugin/PluginHostRequest.h"
-#include "tests/plugin/FakePluginInstance.h"
-#include "tests/plugin/WireBytes.h"
+#include "support/FakePluginInstance.h"
+#include "support/WireBytes.h"
 
 #include <functional>
 #include <string>
 
+namespace test_support {
+
 /// A handler whose client is the log: an entry for each operation, with the payload's bytes.
-class RecordingHandler : public PluginHostProxyHandler {
+class LoggingHandler : public PluginHostProxyHandler {
 public:
-    RecordingHandler(const Ref<PluginHost>& host, CallLog& log) : PluginHostProxyHandler(host), log(log) {}
+    LoggingHandler(const Ref<PluginHost>& host, CallLog& log) : PluginHostProxyHandler(host), log(log) {}
 
     void sendReply(PluginHostRequest& request, PluginHostReply& reply) override {
         log.add("reply " + std::to_string(request.requestId) + ": " + written(reply));
@@ -77,5 +79,7 @@ public:
 
     CallLog log;
     Ref<PluginHost> host{new PluginHost(44100, 256)};
-    Ref<RecordingHandler> handler{new RecordingHandler(host, log)};
+    Ref<LoggingHandler> handler{new LoggingHandler(host, log)};
 };
+
+} // namespace test_support

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tests/plugin/Eventually.h"
-#include "tests/plugin/TestHost.h"
+#include "support/Eventually.h"
+#include "support/TestHost.h"
 
 #include <atomic>
 #include <cstdio>
@@ -10,6 +10,8 @@
 #include <future>
 #include <thread>
 #include <utility>
+
+namespace test_support {
 
 /// An action made of a function.
 class FunctionAction : public PluginHostAction {
@@ -37,7 +39,7 @@ public:
             made.host->run();
             isDisconnected = made.host->windows.display.connection == nullptr;
             loopEnded = true;
-            if (!eventually([this] { return mayGo.load(); }, std::chrono::seconds(20)))
+            if (!eventually([this] { return mayGo.load(); }, longBound))
                 std::fputs("nobody took leave of the host within 20 s\n", stderr);
         });
         ready.get_future().wait();
@@ -51,7 +53,7 @@ public:
     RunningHost& operator=(const RunningHost&) = delete;
 
     PluginHost& host() { return *testHost->host; }
-    RecordingHandler& handler() { return *testHost->handler; }
+    LoggingHandler& handler() { return *testHost->handler; }
     CallLog& log() { return testHost->log; }
     TestHost& test() { return *testHost; }
 
@@ -64,7 +66,7 @@ public:
             body();
             done->set_value();
         });
-        return done->get_future().wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+        return done->get_future().wait_for(usualBound) == std::future_status::ready;
     }
 
     /// Ends the loop, after which the host is only looked at.
@@ -88,3 +90,5 @@ private:
     std::atomic<bool> mayGo = false;
     std::thread thread;
 };
+
+} // namespace test_support

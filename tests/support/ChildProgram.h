@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/Eventually.h"
 #include "support/TestDirectory.h"
 
 #include <gtest/gtest.h>
@@ -19,6 +20,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
+
+namespace test_support {
 
 /// The program, or another one, as a child. One that still runs at its end is killed.
 class ChildProgram {
@@ -72,7 +75,7 @@ public:
 
     /// Reads until the program ends; a failure, and its death, if it takes longer than it may.
     void waitForEnd() {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        const auto deadline = std::chrono::steady_clock::now() + longBound;
         pollfd ends[] = {{outputEnd, POLLIN, 0}, {errorEnd, POLLIN, 0}};
         std::string* texts[] = {&output, &error};
         while (ends[0].fd >= 0 || ends[1].fd >= 0) {
@@ -152,3 +155,5 @@ inline ProgramResult runProgram(const std::vector<std::string>& arguments,
     program.waitForEnd();
     return {program.output, program.error, program.status()};
 }
+
+} // namespace test_support

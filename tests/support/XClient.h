@@ -1,19 +1,21 @@
 #pragma once
 
+#include "support/Eventually.h"
+
 #include <cerrno>
-#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <linux/sockios.h>
 #include <memory>
-#include <poll.h>
 #include <stdexcept>
 #include <string>
 #include <sys/ioctl.h>
-#include <thread>
 #include <unistd.h>
+#include <utility>
 #include <xcb/xcb.h>
+
+namespace test_support {
 
 template <class Reply>
 using XReply = std::unique_ptr<Reply, void (*)(void*)>;
@@ -103,20 +105,21 @@ public:
         sync();
     }
 
-    /// Waits for a client message that fits; null if none comes within 5 s.
+    /// Waits for a client message that fits; null if none comes.
     XReply<xcb_client_message_event_t>
     awaitMessage(const std::function<bool(const xcb_client_message_event_t&)>& fits) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-        while (std::chrono::steady_clock::now() < deadline) {
+        XReply<xcb_client_message_event_t> found{nullptr, std::free};
+        eventually([&] {
             while (xcb_generic_event_t* event = xcb_poll_for_event(connection)) {
                 auto message = ownReply(reinterpret_cast<xcb_client_message_event_t*>(event));
-                if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE && fits(*message))
-                    return message;
+                if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE && fits(*message)) {
+                    found = std::move(message);
+                    return true;
+                }
             }
-            pollfd ready{xcb_get_file_descriptor(connection), POLLIN, 0};
-            poll(&ready, 1, 50);
-        }
-        return {nullptr, std::free};
+            return false;
+        });
+        return found;
     }
 
     /// Returns once the server has carried out all that was sent before.
@@ -124,16 +127,15 @@ public:
 
     /// Returns once the server has carried out what another connection of this process had written before, by
     /// no use of that one but a look at its socket: what it has forgotten in a buffer stays there. False if
-    /// the server reads nothing for 5 s. Turns of this client alone would prove nothing, since the server
+    /// the server reads nothing. Turns of this client alone would prove nothing, since the server
     /// serves its clients in an order of its own.
     bool syncWith(xcb_connection_t* other) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-        int unread = 0;
-        while (ioctl(xcb_get_file_descriptor(other), SIOCOUTQ, &unread) == 0 && unread > 0) {
-            if (std::chrono::steady_clock::now() > deadline)
-                return false;
-            std::this_thread::yield();
-        }
+        const bool isRead = eventually([&] {
+            int unread = 0;
+            return ioctl(xcb_get_file_descriptor(other), SIOCOUTQ, &unread) != 0 || unread == 0;
+        });
+        if (!isRead)
+            return false;
         // What was read may be under way.
         constexpr int turns = 3;
         for (int i = 0; i < turns; ++i)
@@ -150,3 +152,5 @@ private:
         sync();
     }
 };
+
+} // namespace test_support

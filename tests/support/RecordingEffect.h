@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace test_support {
+
 /// One call of an effect's dispatcher.
 struct DispatcherCall {
     VstInt32 opcode = 0;
@@ -107,3 +109,5 @@ private:
     std::map<VstInt32, Answer> answers;
     std::map<std::string, VstIntPtr> abilities;
 };
+
+} // namespace test_support

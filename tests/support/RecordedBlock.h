@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+namespace test_support {
+
 struct RecordedPoint {
     int32_t sampleOffset;
     double value;
@@ -68,3 +70,5 @@ inline std::ostream& operator<<(std::ostream& stream, const RecordedQueue& queue
 inline std::ostream& operator<<(std::ostream& stream, const RecordedBus& bus) {
     return stream << bus.channelCount << " channels from " << bus.channels << ", silent " << bus.silenceFlags;
 }
+
+} // namespace test_support

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+namespace test_support {
+
 // Bytes of the wire in tests: golden ones are written by hand as pairs of hexadecimal digits, or as text
 // between single quotes, and bytes are compared in their hexadecimal form, which a failure shows.
 
@@ -93,3 +95,5 @@ inline std::string writtenFrame(const PluginHostRequest& request) {
         request.write(stream);
     });
 }
+
+} // namespace test_support

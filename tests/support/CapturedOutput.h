@@ -7,7 +7,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-namespace base::core {
+namespace test_support {
 
 /// Gathers what this process and its children write to one descriptor for a scope. What a sanitizer says in
 /// it is passed on, where it fails the test.
@@ -64,4 +64,4 @@ inline size_t occurrences(const std::string& text, const std::string& part) {
     return count;
 }
 
-} // namespace base::core
+} // namespace test_support
