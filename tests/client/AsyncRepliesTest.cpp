@@ -6,6 +6,7 @@
 #include "plugin/PluginException.h"
 #include "plugin/PluginHostRequests.h"
 #include "support/Eventually.h"
+#include "support/FailureText.h"
 
 #include <filesystem>
 #include <fstream>

@@ -8,6 +8,7 @@
 #include "core/SharedMemory.h"
 #include "plugin/Channels.h"
 #include "support/Eventually.h"
+#include "support/FailureText.h"
 #include "support/SleepingThread.h"
 
 #include <atomic>

@@ -150,17 +150,6 @@ private:
 std::string examplePlugin(const std::string& name);
 std::string testPlugin(const std::string& name);
 
-/// The words of the `IOException` that `action` ends with.
-template <class Action>
-std::string lossText(const Action& action) {
-    try {
-        action();
-    } catch (const IOException& exception) {
-        return exception.getMessage().toStdString();
-    }
-    return "no failure";
-}
-
 /// Whether a process is no more, not even as a zombie.
 bool isGone(pid_t process);
 /// Whether a process has ended and waits to be reaped.

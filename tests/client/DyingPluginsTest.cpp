@@ -7,6 +7,7 @@
 #include "core/SharedMemory.h"
 #include "plugin/Channels.h"
 #include "support/Eventually.h"
+#include "support/FailureText.h"
 #include "support/RealDeaths.h"
 #include "support/SleepingThread.h"
 #include "support/TurnedClock.h"

@@ -2,6 +2,7 @@
 
 #include "ClientTest.h"
 #include "support/Eventually.h"
+#include "support/FailureText.h"
 
 #include <csignal>
 #include <fcntl.h>

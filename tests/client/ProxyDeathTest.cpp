@@ -6,6 +6,7 @@
 #include "core/NamedPipe.h"
 #include "plugin/Channels.h"
 #include "support/Eventually.h"
+#include "support/FailureText.h"
 #include "support/SleepingThread.h"
 
 #include <atomic>

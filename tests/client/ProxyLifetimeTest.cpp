@@ -6,6 +6,7 @@
 
 #include "plugin/PluginException.h"
 #include "support/Eventually.h"
+#include "support/FailureText.h"
 #include "support/SleepingThread.h"
 
 #include <algorithm>
@@ -18,7 +19,6 @@
 #include <functional>
 #include <stdexcept>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 using namespace test_support;

@@ -5,6 +5,7 @@
 #include "ClientTest.h"
 
 #include "plugin/PluginException.h"
+#include "support/FailureText.h"
 
 #include <csignal>
 #include <fstream>

@@ -5,7 +5,6 @@
 #include "editors/EditorTest.h"
 #include "window/XcbPluginWindow.h"
 
-#include <chrono>
 #include <memory>
 #include <poll.h>
 

@@ -10,6 +10,7 @@
 #include "plugin/PluginHostNotifications.h"
 #include "support/CapturedOutput.h"
 #include "support/Eventually.h"
+#include "support/FailureText.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -50,17 +51,6 @@ public:
     void run() override { mayEnd.acquire(); }
     std::binary_semaphore mayEnd{0};
 };
-
-/// The words of the `IOException` that `action` ends with.
-template <class Action>
-std::string lossText(const Action& action) {
-    try {
-        action();
-    } catch (const IOException& exception) {
-        return exception.getMessage().toStdString();
-    }
-    return "no failure";
-}
 
 class LocalProxyTest : public testing::Test {
 protected:

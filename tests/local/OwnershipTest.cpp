@@ -13,6 +13,7 @@
 #include "plugin/PluginHostRequests.h"
 #include "support/CapturedOutput.h"
 #include "support/FakePluginInstance.h"
+#include "support/FunctionAction.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,15 +28,6 @@
 using namespace test_support;
 
 namespace {
-
-class FunctionAction : public PluginHostAction {
-public:
-    explicit FunctionAction(std::function<void()> body) : body(std::move(body)) {}
-    void run() override { body(); }
-
-private:
-    std::function<void()> body;
-};
 
 int32_t references(const Object& object) {
     const int32_t count = retain(&object) - 1;

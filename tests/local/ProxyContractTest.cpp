@@ -7,6 +7,7 @@
 #include "plugin/PluginException.h"
 #include "support/CapturedOutput.h"
 #include "support/Eventually.h"
+#include "support/FailureText.h"
 #include "support/TestDirectory.h"
 #include "support/WindowReader.h"
 #include "support/WireBytes.h"
@@ -46,17 +47,6 @@ std::string example(const std::string& file) {
 
 std::string testPlugin(const std::string& file) {
     return TEST_PLUGIN_DIRECTORY "/" + file;
-}
-
-/// The words of the `IOException` that `action` ends with.
-template <class Action>
-std::string lossText(const Action& action) {
-    try {
-        action();
-    } catch (const IOException& exception) {
-        return exception.getMessage().toStdString();
-    }
-    return "no failure";
 }
 
 /// The decimal number of a plug-in's four letters.

@@ -26,4 +26,15 @@ std::string failureText(const Action& action) {
     return {};
 }
 
+/// The words of the `IOException` that `action` ends with.
+template <class Action>
+std::string lossText(const Action& action) {
+    try {
+        action();
+    } catch (const base::core::IOException& exception) {
+        return exception.getMessage().toStdString();
+    }
+    return "no failure";
+}
+
 } // namespace test_support

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/Eventually.h"
+#include "support/FunctionAction.h"
 #include "support/TestHost.h"
 
 #include <atomic>
@@ -12,17 +13,6 @@
 #include <utility>
 
 namespace test_support {
-
-/// An action made of a function.
-class FunctionAction : public PluginHostAction {
-public:
-    explicit FunctionAction(std::function<void()> body) : body(std::move(body)) {}
-
-    void run() override { body(); }
-
-private:
-    std::function<void()> body;
-};
 
 /// A host whose main loop runs on a thread of its own, which is its main thread. It ends the loop and joins.
 class RunningHost {

@@ -6,7 +6,6 @@
 #include "vst2/Vst2Fixture.h"
 
 #include <atomic>
-#include <chrono>
 #include <thread>
 #include <vector>
 

@@ -7,9 +7,6 @@
 #include "support/StopHost.h"
 #include "vst3/Vst3Fixture.h"
 
-#include <chrono>
-#include <thread>
-
 using namespace test_support;
 
 namespace {
