@@ -26,13 +26,6 @@ const std::string ended = "End of stream";
 const std::string lost = "Communication lost with plugin host process";
 constexpr const char* died = "Remote plugin process died ";
 
-size_t occurrences(const std::string& text, const std::string& part) {
-    size_t count = 0;
-    for (size_t place = 0; (place = text.find(part, place)) != std::string::npos; place += part.size())
-        ++count;
-    return count;
-}
-
 /// With a host in a child process and with one in the tester's own.
 class SelfTestFailuresTest : public testing::TestWithParam<const char*> {
 protected:

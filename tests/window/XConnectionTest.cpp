@@ -12,6 +12,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <optional>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
