@@ -1,16 +1,17 @@
 // The lists of fields from which every message is read and written: if these fail, a record that is described
 // right travels wrong, and client and host lose each other in the middle of a stream.
 
-#include "WireBytes.h"
-
+#include "plugin/WireRecord.h"
 #include "core/MemoryInputStream.h"
 #include "plugin/WireMessage.h"
-#include "plugin/WireRecord.h"
+#include "support/WireBytes.h"
 
 #include <array>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
+
+using namespace test_support;
 
 namespace {
 
