@@ -25,8 +25,7 @@ constexpr int usageStatus = -1;
 constexpr int unwrittenListStatus = 1;
 constexpr int hostArgumentCount = 6;
 
-// Says things that the program doesn't do: "host" takes four integers, and there is no "debug". Deliberate:
-// applications match the text.
+// Oddity usage-describes-other-actions: "host" takes four integers, and there is no "debug".
 constexpr const char* usageLines[] = {
     "",
     "Usage:",
@@ -105,7 +104,7 @@ int runCommandLine(int argumentCount, const char* const arguments[]) {
         return usageStatus;
     }
     const std::string_view action = arguments[1];
-    // Any other count falls through, and ends as an unknown action. Deliberate.
+    // Oddity host-argument-count: any other count falls through, and ends as an unknown action.
     if (action == "host" && argumentCount == hostArgumentCount)
         runHostProcess(arguments + 2, addPluginFormats);
 

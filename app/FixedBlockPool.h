@@ -23,6 +23,6 @@ private:
     int firstFree = 0;
 };
 
-/// Makes the six pools of the process, which exit destroys. Nothing draws from them. Deliberate: they are
-/// made on every start, before the arguments are looked at.
+/// Makes the six pools of the process, which exit destroys. Oddity unused-memory-pools: nothing draws from
+/// them.
 void createMemoryPools();

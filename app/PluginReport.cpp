@@ -41,7 +41,7 @@ void writeRecord(OutputStream& stream, PluginInstance& instance) {
     writeField(stream, "Identifier:", instance.getIdentifier());
     writeField(stream, "Version:", instance.getVersion());
     writeField(stream, "Category:", instance.getCategory());
-    // A constant, whatever this process is. Deliberate: the reader of the report takes it as it is.
+    // Oddity report-is-64-bit: a constant, also in a 32-bit process.
     writeField(stream, "Is64Bit:", "yes");
     writeFlag(stream, "HasAudioInput:", instance.hasAudioInput());
     writeFlag(stream, "HasNoteInput:", instance.hasNoteInput());
@@ -100,7 +100,7 @@ ReportStatus printPluginMetaData(const String& path, OutputStream& stream) {
         stream.printLine(concat("Exception Thrown:", exception.getMessage()));
         return ReportStatus::failed;
     } catch (const std::exception& exception) {
-        // Worded unlike the line above. Deliberate: the reader of the report tells the two apart by it.
+        // Oddity report-exception-wording: unlike the line above.
         stream.printLine(concatReadable("Exception thrown: ", exception.what()));
         return ReportStatus::failedStandard;
     } catch (...) {

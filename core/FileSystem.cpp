@@ -15,7 +15,7 @@
 namespace base::core {
 namespace {
 
-// Neither the usual 0775 nor 0777. Deliberate: others may read and write such a directory, but not enter it.
+// Oddity directory-mode-0776: others may read and write such a directory, but not enter it.
 constexpr mode_t directoryMode = 0776;
 
 bool queryStatus(const String& path, struct stat& status) {

@@ -31,7 +31,7 @@ public:
     /// In bytes.
     virtual int64_t getFileSize(const String& path) = 0;
     virtual bool isDirectory(const String& path) = 0;
-    /// With the mode 0776 less the process's umask.
+    /// Oddity directory-mode-0776: the mode, less the process's umask.
     virtual void createDirectory(const String& path) = 0;
     /// Makes what is missing of a path, from the top down.
     virtual void createDirectories(const String& path) = 0;

@@ -122,8 +122,7 @@ String InputStream::readString() {
     if ((header & ~wideTextFlag) == 0)
         return {};
     const bool wide = (header & wideTextFlag) != 0;
-    // The count is that of code points while the writer may have used two units for one. Deliberate: widening
-    // the format would part the two sides.
+    // Oddity text-count-code-points: units are read by a count of code points, of which one may be two units.
     const size_t byteCount = wide ? header << 1 : header;
     const TextEncoding& textEncoding = wide ? static_cast<const TextEncoding&>(UTF16BEEncoding::instance)
                                             : static_cast<const TextEncoding&>(ASCIIEncoding::instance);

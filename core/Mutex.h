@@ -42,7 +42,7 @@ public:
     RecursiveMutex();
 
     void lock() override;
-    /// True if the lock was NOT taken. Deliberate: the opposite of `Mutex::tryLock`.
+    /// Oddity inverted-recursive-try-lock: true if the lock was NOT taken, unlike `Mutex::tryLock`.
     bool tryLock() override;
     void unlock() override;
     bool isRecursive() const override;

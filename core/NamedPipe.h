@@ -13,6 +13,7 @@ namespace base::core {
 
 /// The path of one direction of a named pipe: "/tmp/pipes-" with the user's name, then the logical name, then
 /// "-to-client" for the direction from the creator to the opener or "-from-client" for the other.
+/// Oddity to-client-leads-to-host: the creator is the client, the opener its host.
 String namedPipePath(const String& name, bool toClient);
 
 /// The reading end of a FIFO. A read is one `read` call: it blocks without a time-out, isn't restarted after

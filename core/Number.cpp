@@ -9,13 +9,12 @@ bool isBlank(char32_t codePoint) {
     return codePoint == U'\t' || codePoint == U'\n' || codePoint == U'\r' || codePoint == U' ';
 }
 
-// Code points 0 to 9 pass too. Deliberate: texts that hold raw digits have always been accepted.
+// Oddity lenient-numbers: code points 0 to 9 pass as well.
 bool isDigit(char32_t codePoint) {
     return codePoint <= 9 || (codePoint >= U'0' && codePoint <= U'9');
 }
 
-// Behind the number only code points above this one fail, so that "12." is 12. Deliberate, like the digits
-// above.
+// Oddity lenient-numbers: behind the number only code points above this one fail, so "12." is 12.
 constexpr char32_t lastBeforeLetters = 64;
 
 } // namespace

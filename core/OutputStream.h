@@ -41,14 +41,15 @@ public:
     /// 4 bytes by the stream's `endianMode`.
     void writeInt32(int32_t value);
     /// The text of the wire: a length word by `writeInt32`, with bit 31 for "wide", then the code points as
-    /// ASCII, or as big-endian UTF-16 if one of them is above 127. The length counts code points and never
-    /// surrogates.
+    /// ASCII, or as big-endian UTF-16 if one of them is above 127. Oddity text-count-code-points: the length
+    /// counts code points and never surrogates.
     void writeString(const String& text);
 
     /// The text in the stream's own encoding, a line feed, a `flush`.
     void printLine(const char* utf8);
     void printLine(const String& text);
-    /// Also flushes between the text and the line feed, unless the stream `hasWholeLines`. Deliberate.
+    /// Oddity print-line-flushes-twice: also flushes between the text and the line feed, unless the stream
+    /// `hasWholeLines`.
     void printLine(const StringBuilder& text);
 
     const TextEncoding& getTextEncoding() const { return *encoding; }

@@ -132,7 +132,7 @@ void UTF16Encoding::encodeCharacter(char32_t codePoint, OutputStream& stream) co
 
 char32_t UTF16Encoding::decodeCharacter(InputStream& stream) const {
     const uint32_t first = readUnit(stream);
-    // 0xD800 is left out deliberately: readers on the other side take it as a code point of its own too.
+    // Oddity lone-d800-decodes: 0xD800 begins no pair.
     if (first < 0xD801 || first > 0xDBFF)
         return first;
     const uint32_t second = readUnit(stream);

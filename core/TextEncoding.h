@@ -50,8 +50,8 @@ public:
     size_t byteLength(const void* data) const override;
 };
 
-/// UTF-16 (RFC 2781) with two settled differences: a unit of 0xD800 is a code point of its own when decoding,
-/// and the second unit of a pair isn't tested.
+/// UTF-16 (RFC 2781), but the second unit of a pair isn't tested. Oddity lone-d800-decodes: a unit of 0xD800
+/// is a code point of its own when decoding.
 class UTF16Encoding : public TextEncoding {
 public:
     void encodeCharacter(char32_t codePoint, OutputStream& stream) const override;

@@ -127,8 +127,8 @@ void Thread::applyPriority() const {
     if (scheduling.minNiceness <= 18) {
         const int result = setpriority(PRIO_PROCESS, threadId, scheduling.niceness);
         if (result != 0) {
-            // The result is compared, and not errno, so the word is always "EPERM". Deliberate: logs are
-            // searched for it.
+            // Oddity niceness-error-eperm: the result is compared in the place of `errno`, so the word is
+            // always "EPERM".
             logError("Error setting niceness for thread to ", scheduling.niceness,
                      " (error = ", result == EACCES ? "EACESS" : "EPERM", ", min = ", scheduling.minNiceness,
                      ", max = ", scheduling.maxNiceness, ")");

@@ -23,9 +23,9 @@ struct ThreadScheduling {
 };
 
 /// The row of the priority table for `priority` (0 the most urgent, 7 the least) under the current limits of
-/// `RLIMIT_NICE` and `RLIMIT_RTPRIO`, which are taken as signed 32-bit numbers. An unlimited `RLIMIT_RTPRIO`
-/// thus reads as -1 and asks for a priority that the kernel refuses. Deliberate. A step above 7 is a failed
-/// assertion.
+/// `RLIMIT_NICE` and `RLIMIT_RTPRIO`, which are taken as signed 32-bit numbers.
+/// Oddity unlimited-priority-refused: an unlimited `RLIMIT_RTPRIO` thus reads as -1 and asks for a priority
+/// that the kernel refuses. A step above 7 is a failed assertion.
 ThreadScheduling schedulingFor(int32_t priority, rlim_t niceLimit, rlim_t realtimeLimit);
 
 /// One POSIX thread with a name and a priority step. It isn't restarted, and it has no exit signalling of its

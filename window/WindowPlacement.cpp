@@ -6,8 +6,8 @@ namespace {
 
 bool isOn(const ScreenRectangle& window, const ScreenRectangle& screen) {
     const bool overlapsAcross = std::min(window.right(), screen.right()) > std::max(window.x, screen.x);
-    // The smaller of the top edges, where the test across takes the larger of the left ones. Deliberate: it
-    // is how a screen has always been chosen, and windows stay where users left them.
+    // Oddity screen-choice-asymmetric: the smaller of the top edges, where the test across takes the larger
+    // of the left ones.
     const bool overlapsDown = std::min(window.bottom(), screen.bottom()) > std::min(window.y, screen.y);
     return overlapsAcross && overlapsDown;
 }

@@ -24,7 +24,7 @@ struct ScreenRectangle {
     int64_t bottom() const { return int64_t{y} + height; }
 };
 
-/// Moves a window just so far that it stands on a screen: on the one that it overlaps, by a test that is
-/// asymmetric in its two directions and deliberately so, or else on the first. A window that is larger than
-/// its screen stands at the left and top edges. Without screens it stays where it is.
+/// Moves a window just so far that it stands on a screen: on the one that it overlaps, or else on the first.
+/// Oddity screen-choice-asymmetric: the test differs in its two directions. A window that is larger than its
+/// screen stands at the left and top edges. Without screens it stays where it is.
 ScreenPoint placeOnScreen(const ScreenRectangle& window, const std::vector<ScreenRectangle>& screens);

@@ -60,8 +60,7 @@ void XDisplayThread::handleClientMessage(const xcb_client_message_event_t& messa
 }
 
 void XDisplayThread::answerPing(const xcb_client_message_event_t& ping) {
-    // The usual mask has SUBSTRUCTURE_NOTIFY in the place of the second. Deliberate: window managers that
-    // this program meets select the one or the other.
+    // Oddity ping-event-mask: the usual mask has SUBSTRUCTURE_NOTIFY in the place of the second.
     constexpr uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_client_message_event_t answer = ping;
     answer.window = display.screen->root;

@@ -31,7 +31,8 @@ public:
     /// Any thread, as the plug-in asks for it.
     void resize(uint32_t width, uint32_t height) override;
     /// Stays on a screen, by the geometry that the server tells: a window manager may not have applied the
-    /// latest size yet. Lifts the limits of the size, deliberately: a `resize` sets them again.
+    /// latest size yet. Oddity size-limits-lifted-by-move: lifts the limits of the size, until a `resize`
+    /// sets them again.
     void move(int32_t x, int32_t y) override;
     /// Waits for the plug-in's window for up to a second and moves it into the corner. Any window that is
     /// the first child counts as the plug-in's.

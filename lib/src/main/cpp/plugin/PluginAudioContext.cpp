@@ -10,8 +10,7 @@ constexpr int64_t regionAlignment = 16;
 /// A lone count takes a region of its own.
 constexpr int64_t countSize = sizeof(int32_t);
 constexpr int64_t largestInt32 = std::numeric_limits<int32_t>::max();
-/// Parameter changes are given the room of event records, of which they use a part. Deliberate: both sides
-/// have always computed it so.
+/// Oddity parameter-change-room: changes have the room of event records, of which they use a part.
 constexpr int64_t changeRoom = sizeof(EventRecord);
 
 int64_t alignRegion(int64_t size) {
@@ -147,8 +146,8 @@ bool PluginAudioContext::areGuardsIntact() const {
     });
 }
 
-// A flag changes by a load and a store, never in one atomic step. Deliberate: the other side does the same,
-// and a change that is lost that way is made up for by the next one.
+// Oddity parameter-flag-update-lost: a flag changes by a load and a store, as on the other side. The next
+// change makes up for a lost one.
 
 bool PluginAudioContext::hasParameterFlag(int32_t index, ParameterFlag flag) const {
     if (index < 0 || index >= parameterCount)

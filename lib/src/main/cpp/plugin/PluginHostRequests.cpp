@@ -17,7 +17,7 @@ CreatePluginInstanceRequest::CreatePluginInstanceRequest(int32_t instanceId, con
       dpiAware(dpiAware) {}
 
 void CreatePluginInstanceRequest::perform(PluginHostContext& host) {
-    // Held here: an instance whose id is in use isn't in the table.
+    // Held here. Oddity duplicate-id-unreachable: an instance whose id is in use isn't in the table.
     Ref<PluginInstance> instance;
     try {
         instance = host.createPluginInstance(instanceId, path, identifier, dpiAware);
@@ -31,7 +31,7 @@ void CreatePluginInstanceRequest::perform(PluginHostContext& host) {
         try {
             instance->loadPreset(presetPath);
         } catch (const Exception& exception) {
-            // The instance stays in the table although the client is told of a failure. Deliberate.
+            // Oddity create-keeps-instance: it stays in the table although the client gets a failure.
             handler->sendError(*this, exception.getMessage());
             return;
         }
@@ -146,7 +146,7 @@ void ShowAllGUIsRequest::perform(PluginHostContext& host) {
             return;
         instance.beginWindowChange();
         window->show();
-        // To 0, 0 where no place is known. Deliberate.
+        // Oddity show-moves-to-origin: to 0, 0 where no place is known.
         window->move(instance.windowX, instance.windowY);
         instance.endWindowChange();
     });

@@ -20,6 +20,7 @@ public:
     /// Indices into the instance's flat list of channels; a plug-in may name one that it doesn't have.
     std::vector<int32_t> channels;
 
+    /// Oddity big-endian-fields: the channels and their count are.
     static constexpr auto fields() {
         return wire::fields(
             wire::string("name", &PluginAudioBus::name),

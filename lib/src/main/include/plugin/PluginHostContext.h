@@ -31,9 +31,9 @@ public:
     /// Ends the main loop after the action that runs. Any thread.
     virtual void stop() = 0;
 
-    /// Brings up an instance of a plug-in file and enters it into `instances`. An id that is in use keeps its
-    /// instance, and the new one belongs to the caller alone. Throws `PluginException` and what the format
-    /// throws. Main thread.
+    /// Brings up an instance of a plug-in file and enters it into `instances`.
+    /// Oddity duplicate-id-unreachable: an id that is in use keeps its instance, and only the caller has the
+    /// new one. Throws `PluginException` and what the format throws. Main thread.
     virtual Ref<PluginInstance> createPluginInstance(int32_t instanceId, const String& path,
                                                      const String& identifier, bool dpiAware) = 0;
     /// Makes the window for an instance's editor, unmapped; `parentWindow` is the client's X window, 0 for

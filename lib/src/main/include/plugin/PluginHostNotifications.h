@@ -136,7 +136,8 @@ public:
     void deliver(PluginHostNotificationListener& listener) override;
 };
 
-/// The editor's window has a new place or size, in pixels of the screen; big-endian, unlike everything else.
+/// The editor's window has a new place or size, in pixels of the screen. Oddity big-endian-fields: all four
+/// are.
 class PluginWindowMovedNotification : public WireNotification<PluginWindowMovedNotification> {
 public:
     static constexpr uint8_t type = 5;

@@ -14,8 +14,8 @@ public:
 };
 
 /// Brings up a plug-in. Answered by a `CreatePluginInstanceReply`, or by the words of an `Exception` from
-/// loading the plug-in or its preset; an instance whose preset failed stays in the host's table, which is
-/// deliberate.
+/// loading the plug-in or its preset. Oddity create-keeps-instance: an instance whose preset failed stays in
+/// the host's table.
 class CreatePluginInstanceRequest : public WireRequest<CreatePluginInstanceRequest> {
 public:
     static constexpr uint8_t type = 0;
@@ -91,7 +91,8 @@ public:
     void performOnInstance(PluginInstance& instance) override;
 };
 
-/// Asks for channels, latency and state; changes nothing, for all its name. Answered by a `DefineIoReply`.
+/// Asks for channels, latency and state. Oddity update-io-updates-nothing: changes none of them. Answered by a
+/// `DefineIoReply`.
 class UpdateIORequest : public WireRequest<UpdateIORequest> {
 public:
     static constexpr uint8_t type = 4;
@@ -176,7 +177,7 @@ public:
     void perform(PluginHostContext& host) override;
 };
 
-/// Does nothing. Deliberate: clients may send it. No reply.
+/// Oddity app-gui-requests-ignored: does nothing. No reply.
 class ActivateAppGUIRequest : public WireRequest<ActivateAppGUIRequest, PluginHostRequest> {
 public:
     static constexpr uint8_t type = 10;
@@ -184,7 +185,7 @@ public:
     void perform(PluginHostContext& host) override;
 };
 
-/// Does nothing, like `ActivateAppGUIRequest`.
+/// Oddity app-gui-requests-ignored: does nothing, like `ActivateAppGUIRequest`.
 class DeactivateAppGUIRequest : public WireRequest<DeactivateAppGUIRequest, PluginHostRequest> {
 public:
     static constexpr uint8_t type = 11;
@@ -228,8 +229,8 @@ public:
     }
 };
 
-/// Stores where the editor is to stand when it is opened or shown; moves nothing now. Its place and size are
-/// big-endian, unlike everything else. No reply.
+/// Stores where the editor is to stand when it is opened or shown; moves nothing now. Oddity
+/// big-endian-fields: place and size are. No reply.
 class SetWindowPositionRequest : public WireRequest<SetWindowPositionRequest> {
 public:
     static constexpr uint8_t type = 15;

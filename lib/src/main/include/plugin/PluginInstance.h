@@ -230,6 +230,6 @@ private:
     friend class PluginInstanceState;
 };
 
-/// A plug-in's 8-bit text of at most `size` bytes, terminated or not. Throws `IOException` if it isn't UTF-8,
-/// which is deliberate: no other reading of a plug-in's text is guessed.
+/// A plug-in's 8-bit text of at most `size` bytes, terminated or not. Oddity utf8-texts-only: throws
+/// `IOException` for any other encoding, which isn't guessed.
 String pluginText(const char* buffer, int32_t size);

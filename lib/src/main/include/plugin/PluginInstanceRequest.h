@@ -15,8 +15,8 @@ public:
     ~PluginInstanceRequest() override;
 
     bool isForInstance(int32_t id) const override;
-    /// Looks the instance up and holds it for the run. An unknown id is told on the standard error stream and
-    /// gets no reply, not even one that the request needs. Deliberate: clients rely on the silence.
+    /// Looks the instance up and holds it for the run. An unknown id is logged to stderr.
+    /// Oddity unknown-instance-silence: it gets no reply, not even one that the request needs.
     void perform(PluginHostContext& host) override;
     void read(InputStream& stream) override;
     void write(OutputStream& stream) const override;

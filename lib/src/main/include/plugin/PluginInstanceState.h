@@ -20,8 +20,8 @@ public:
 
     /// Empty, to be read into.
     PluginInstanceState();
-    /// Questions the plug-in. Main thread. Mutes the instance's notifications for that time and unmutes them
-    /// at the end, whatever they were before. Deliberate: a snapshot ends the muting of a start-up.
+    /// Questions the plug-in. Main thread. Mutes the instance's notifications for that time.
+    /// Oddity snapshot-unmutes: unmutes them at the end, also if they were muted before.
     explicit PluginInstanceState(PluginInstance& instance);
     /// Reads one from the wire. Throws `IOException`.
     explicit PluginInstanceState(InputStream& stream);
