@@ -5,8 +5,8 @@
 namespace base::core {
 namespace {
 
-// Not a `Mutex`: to fail at making one is a failed assertion, which asks for the mode. Assertions may fail
-// before and after the life of static objects, so both are there without being made.
+// Not a `Mutex`: failing to make one is a failed assertion, which asks for the mode. Constant-initialised and
+// never destroyed, as assertions may fail before and after the life of static objects.
 constinit std::mutex modesLock;
 constinit ScopedAssertionMode* topmost = nullptr;
 

@@ -8,16 +8,16 @@ namespace base::core {
 
 /// What a failed assertion does.
 enum class AssertionMode : int32_t {
-    /// Reports, and goes on.
+    /// Logs, and continues.
     noDialog = 0,
-    /// Opens its dialog if a debugger is attached or the environment asks for it, and else only reports.
+    /// Opens the dialog if a debugger is attached or the environment asks for it; logs otherwise.
     dialogIfInteractive = 1,
-    /// Opens its dialog.
+    /// Opens the dialog.
     dialog = 2,
 };
 
-/// Sets the mode of all threads for a scope. Scopes lie on one stack for the whole process, and the one that
-/// was entered last decides; they may be left in any order and on any thread.
+/// Sets the mode of all threads for a scope. The process has one stack of scopes; the last one entered
+/// applies. Scopes may be left in any order and on any thread.
 class ScopedAssertionMode : public NonCopyable, public NonMovable {
 public:
     explicit ScopedAssertionMode(AssertionMode mode);

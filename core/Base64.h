@@ -13,8 +13,8 @@ struct FreeMemory {
 };
 
 /// The base64 form (RFC 4648) of 16 bytes, with "-" where the published alphabet has a slash, so that the
-/// text is safe in the name of a shared-memory object: 22 characters, "==" and a terminator. Null if there is
-/// no memory for it, which is told on the standard output.
+/// text is safe in the name of a shared-memory object: 22 characters, "==" and a terminator. Null without
+/// memory for it, which is logged to stdout.
 std::unique_ptr<char, FreeMemory> encodeBase64(const std::array<uint8_t, 16>& bytes);
 
 } // namespace base::core

@@ -89,7 +89,7 @@ void BufferedOutputStream::close() {
         try {
             target->close();
         } catch (const IOException&) {
-            // The failed flush is what the caller has to know.
+            // Ignored: the caller gets the failed flush.
         }
         throw;
     }
@@ -99,7 +99,7 @@ void BufferedOutputStream::close() {
 void BufferedOutputStream::writeOut() {
     if (count == 0)
         return;
-    // Forgotten before it is written: a second try after a failure would send part of it twice.
+    // Emptied before the write: a retry after a failure would send part of it twice.
     const size_t pending = std::exchange(count, 0);
     target->write(buffer.get(), pending);
 }

@@ -11,14 +11,14 @@ namespace base::core {
 /// Bytes in the buffer of every buffered stream of the program.
 constexpr size_t streamBufferCapacity = 1024;
 
-/// Reads ahead from another stream, whose encoding it takes on.
+/// Reads ahead from another stream, with its encoding.
 class BufferedInputStream : public InputStream {
 public:
     explicit BufferedInputStream(const Ref<InputStream>& source, size_t capacity = streamBufferCapacity);
 
     uint8_t readByte() override;
-    /// Delivers what the buffer holds, even if it is less than `size`, before it asks the wrapped stream
-    /// once.
+    /// Returns what the buffer holds, even if it is less than `size`; reads the wrapped stream once if it is
+    /// empty.
     size_t read(void* target, size_t size) override;
     size_t available() override;
     /// Any thread, if the wrapped stream's `close` may be called on any.
@@ -34,7 +34,7 @@ private:
     size_t limit = 0;
 };
 
-/// Gathers small writes for another stream, whose encoding it takes on. The destructor doesn't flush.
+/// Gathers small writes for another stream, with its encoding. The destructor doesn't flush.
 class BufferedOutputStream : public OutputStream {
 public:
     explicit BufferedOutputStream(const Ref<OutputStream>& target, size_t capacity = streamBufferCapacity);
@@ -43,7 +43,8 @@ public:
     bool hasDevice() override;
     void setTextEncoding(const TextEncoding& newEncoding) override;
     void flush() override;
-    /// Flushes and closes the wrapped stream; that is closed even if the flush fails, which is then thrown.
+    /// Flushes and closes the wrapped stream. Closes it even if the flush fails, and then throws that
+    /// failure.
     void close() override;
 
 private:

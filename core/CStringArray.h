@@ -8,7 +8,7 @@
 
 namespace base::core {
 
-/// A null-terminated array of copies, as the exec calls want it.
+/// A null-terminated array of copies, the form of the exec calls.
 class CStringArray : public NonCopyable {
 public:
     CStringArray() = default;

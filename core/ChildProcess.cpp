@@ -19,7 +19,7 @@ namespace {
 [[noreturn]] void becomeProgram(char* const* arguments, char* const* environment, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGHUP, 0, 0, 0);
     resetSignals();
-    // A parent that died before that call sends no signal any more.
+    // If the parent died before that call, no signal will come.
     if (getppid() == parent) {
         if (environment != nullptr)
             execvpe(arguments[0], arguments, environment);
@@ -55,12 +55,12 @@ void ChildProcess::launch(const std::vector<String>& arguments, const Environmen
 void ChildProcess::launch(const std::vector<String>& arguments, char* const* environment) {
     const CStringArray texts(arguments);
     const pid_t parent = getpid();
-    // Until the child is watched: the application's handler for ended children may reap it.
+    // Until the child has its descriptor: a `SIGCHLD` handler of the application may reap it.
     const BlockedSignals blocked;
     const pid_t child = vfork();
     if (child == 0)
         becomeProgram(texts.data(), environment, parent);
-    // Kept only if it is a child: -1 would make `waitForExit` wait for whatever child there is.
+    // Stored only if there is a child: -1 would make `waitForExit` wait for any child.
     if (child < 0)
         throw IOException("Could not launch process");
     forgetChild();
@@ -89,10 +89,10 @@ int ChildProcess::waitForExit() {
     return status;
 }
 
-// Without the descriptor, from an old kernel or at the limit of open files, the number has to do.
+// Falls back to the pid where there is no descriptor: an old kernel, or the limit of open files.
 void ChildProcess::watchChild() {
     pidDescriptor = static_cast<int32_t>(syscall(SYS_pidfd_open, static_cast<pid_t>(pid), 0));
-    // Another thread may have reaped the child, and its number may be another process's already.
+    // Another thread may have reaped the child, and its pid may be reused already.
     if (!isChild())
         forgetChild();
 }

@@ -4,8 +4,8 @@
 
 namespace base::core {
 
-/// Closes a stream where a failure has nobody to be told to: it was closed before, or its peer is gone. Null
-/// is passed over. Takes an `InputStream` or an `OutputStream`, by pointer or by `Ref`.
+/// Closes a stream and ignores failures: it may have been closed before, or its peer may be gone. Null is
+/// ignored. Takes an `InputStream` or an `OutputStream`, by pointer or by `Ref`.
 template <class StreamPointer>
 void closeQuietly(const StreamPointer& stream) {
     if (stream == nullptr)

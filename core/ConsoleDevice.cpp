@@ -15,7 +15,7 @@ ConsoleDevice::int_type ConsoleDevice::underflow() {
     do {
         count = read(descriptor, input, sizeof input);
     } while (count < 0 && errno == EINTR);
-    // An exception is how a device tells its stream that this isn't the end of the file.
+    // A device reports a failure to its stream by an exception; anything else reads as the end of the file.
     if (count < 0)
         throw IOException("Error reading from stream");
     setg(input, input, input + count);
@@ -53,7 +53,7 @@ size_t ConsoleDevice::writeToDescriptor(const std::string& bytes) const {
         if (count >= 0) {
             written += static_cast<size_t>(count);
         } else if (errno == EAGAIN) {
-            // A terminal or pipe that another process has made non-blocking.
+            // Another process has made the terminal or pipe non-blocking.
             pollfd room{descriptor, POLLOUT, 0};
             poll(&room, 1, -1);
         } else if (errno != EINTR) {

@@ -5,12 +5,12 @@
 
 namespace base::core {
 
-/// The device under a console stream: one descriptor, which it doesn't own. The standard library's own
-/// console streams stay out of it, since plug-ins use these on threads of their own.
+/// The device under a console stream: one descriptor, not owned. Independent of the standard library's
+/// console streams, which plug-ins use on their own threads.
 ///
-/// What is written waits for a flush, which hands all of it to the system in one `write`. What can't be
-/// written is dropped, so that a later line doesn't begin with the remains of an older one. A read delivers
-/// what is there. Used under the lock of its stream.
+/// Output is buffered until a flush, which is one `write`. What can't be written is dropped, so that a later
+/// line doesn't begin with the remains of an earlier one. A read returns what is available. Used under the
+/// lock of its stream.
 class ConsoleDevice : public std::streambuf {
 public:
     explicit ConsoleDevice(int descriptor);
@@ -22,13 +22,13 @@ protected:
     int sync() override;
 
 private:
-    /// The number of bytes that the system took.
+    /// The number of bytes written.
     size_t writeToDescriptor(const std::string& bytes) const;
 
     int descriptor;
     char input[1024];
     std::string pending;
-    /// Whether the last line that went out lacks its end.
+    /// Whether the output ends within a line.
     bool lineCut = false;
 };
 

@@ -21,7 +21,7 @@ int32_t ask(const String& title, const String& text, const std::vector<String>& 
     return showMessageDialog(title, text, buttons, defaultButton, 800, 400);
 }
 
-/// The program is left to itself, as it may be the debugger: what remains of it goes with this process.
+/// The program isn't waited for, as it may be the debugger: its zombie goes with this process.
 void launchDebugger() {
     const auto pid = String::fromInteger(static_cast<int32_t>(getpid()));
     const StartedProgram debugger = startProgram({"launch-debugger", pid}, STDOUT_FILENO);
@@ -31,7 +31,7 @@ void launchDebugger() {
         throw ProcessException("Error launching debugger");
 }
 
-/// Asks once. False if the user would rather be asked again than wait on.
+/// Asks once. False if the user asks to be asked again.
 bool attachDebugger() {
     enum Choice { abortProcess, breakAtOnce, launch };
     const int32_t choice = ask(
@@ -58,7 +58,7 @@ bool attachDebugger() {
 
 } // namespace
 
-// By the plainest means: every program pays for it as it starts.
+// By bare system calls: every program pays for it at its start.
 bool isDebuggerAttached() {
     constexpr std::string_view label = "TracerPid:";
     const FileDescriptor file(open("/proc/self/status", O_RDONLY | O_CLOEXEC));

@@ -46,7 +46,7 @@ Exception* NumberFormatException::clone() const {
 
 String lastErrorMessage() {
     char buffer[256];
-    // The GNU form, which may answer a static text and leave the buffer alone.
+    // The GNU form, which may return a static text and leave the buffer unused.
     return strerror_r(errno, buffer, sizeof buffer);
 }
 

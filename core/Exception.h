@@ -35,7 +35,7 @@ public:
     Exception* clone() const override;
 };
 
-/// The end of a stream in the place of a value; the message is always "End of stream".
+/// A stream ended where a value was expected; the message is "End of stream".
 class EOSException : public IOException {
 public:
     EOSException();
@@ -44,7 +44,7 @@ public:
     Exception* clone() const override;
 };
 
-/// Failures of the programs that the dialogs run.
+/// Failures of the programs that show dialogs.
 class ProcessException : public Exception {
 public:
     using Exception::Exception;

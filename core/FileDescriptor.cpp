@@ -28,8 +28,8 @@ struct Wake {
     int failure;
 };
 
-// An `errno`, or 0. By bare system calls, since a child of a process with threads runs it. A full FIFO
-// refuses the byte, but then no reader sleeps.
+// An `errno`, or 0. Async-signal-safe, since the child of a process with threads runs it. A full FIFO refuses
+// the byte, but has no sleeping reader.
 int writeBytes(const Wake& wake) {
     const auto writer =
         static_cast<int>(syscall(SYS_openat, AT_FDCWD, wake.path, O_WRONLY | O_NONBLOCK | O_CLOEXEC));
@@ -51,9 +51,9 @@ int makeRoomAndWriteBytes(void* argument) {
     return writeBytes(wake);
 }
 
-// A child has descriptors of its own: it can close one to make room, which no other thread of this process
-// can take. Its end sends no signal and shows only to those who wait for clones, so an application that reaps
-// its children doesn't meet it; no handler of the application runs in it.
+// A child has its own table of descriptors: it can close one to make room without a race against other
+// threads. It is a clone that sends no signal at its end, so `wait` loops of the application don't reap it,
+// and it runs no handler of the application.
 void wakeByChild(Wake& wake) {
     constexpr size_t stackSize = 16384;
     alignas(16) char stack[stackSize];
@@ -104,8 +104,8 @@ bool FileDescriptor::closeAndWakeReader() {
     return first && closed;
 }
 
-// A FIFO's reader sleeps on after its descriptor is closed; a byte wakes it. The reader sees that the stream
-// is closing and drops the byte.
+// Closing the descriptor doesn't wake a FIFO's reader; a byte does. The reader sees that the stream is
+// closing and drops the byte.
 void FileDescriptor::wakeReaders(int32_t open) {
     constexpr timespec pause{0, 10'000'000};
     Wake wake{};
@@ -115,7 +115,7 @@ void FileDescriptor::wakeReaders(int32_t open) {
         wake.failure = writeBytes(wake);
         if (isShortage(wake.failure))
             wakeByChild(wake);
-        // Neither descriptors nor processes for now, or else no /proc, and no way to wake anybody.
+        // Out of descriptors and processes: retry. Without /proc readers can't be woken.
         if (!isShortage(wake.failure))
             break;
         nanosleep(&pause, nullptr);
@@ -129,7 +129,7 @@ int32_t FileDescriptor::enter() {
 bool FileDescriptor::leave() {
     if (state.fetch_sub(1) != (closingFlag | 1))
         return true;
-    // The last one out of a closing descriptor; those who only looked in may get here as well.
+    // The last user of a closing descriptor; a use that found it closed may get here as well.
     const int32_t open = descriptor.exchange(-1);
     return open < 0 || ::close(open) == 0;
 }

@@ -7,14 +7,14 @@
 
 namespace base::core {
 
-/// An open descriptor that one thread may close while another is inside a call on it. The number is given
-/// back to the system only when nobody uses it any more, so it can't be reused under a call. Entering and
-/// leaving cost an atomic add each and never block.
+/// An open descriptor that one thread may close during another thread's call on it. The number is closed
+/// after its last user has left, so it can't be reused under a call. Entering and leaving cost an atomic add
+/// each and never block.
 class FileDescriptor : public NonCopyable, public NonMovable {
 public:
     /// Takes over `descriptor`.
     explicit FileDescriptor(int32_t descriptor);
-    /// Closes what is still open, and says nothing about a failure.
+    /// Closes the descriptor if it is open. A failure is ignored.
     ~FileDescriptor();
 
     /// The use of the descriptor for a scope.
@@ -33,14 +33,13 @@ public:
         int32_t descriptor;
     };
 
-    /// Ends the use of the descriptor: nobody enters it after this. False, with `errno` set, if it was closed
-    /// before or the system refuses.
+    /// Refuses further users. False, with `errno` set, if it was closed before or `close` fails.
     bool close();
 
     /// `close` for the reading end of a FIFO, which also wakes every thread that is blocked in `read` on it,
-    /// even if the process has no descriptor left. Where the machine has neither a file nor a process left,
-    /// it tries again until it has, or until the readers have come back by themselves. It needs /proc:
-    /// without that, a reader sleeps on until its peer writes or closes.
+    /// even if the process is out of descriptors. If the system is out of files and processes, it retries
+    /// until it has some, or until the readers have returned by themselves. Needs /proc: without it, a reader
+    /// stays blocked until its peer writes or closes.
     bool closeAndWakeReader();
 
     /// -1 once it is closed.
@@ -58,10 +57,9 @@ private:
     std::atomic<uint32_t> state{0};
 };
 
-/// A descriptor under a number above those of the console, to which the caller's is moved if it has one of
-/// them: where an application runs with its standard error stream closed, its log would be written into the
-/// next file that is opened. -1, with `errno`, if there is no other number; the caller's is closed then. -1
-/// stays -1, and keeps `errno`.
+/// Moves a descriptor with a number of the console, 0 to 2, above them: if an application runs with stderr
+/// closed, its log would go into the next file that is opened. -1, with `errno`, if there is no other number;
+/// the descriptor is closed then. -1 gives -1, and keeps `errno`.
 int32_t aboveConsole(int32_t descriptor);
 
 } // namespace base::core

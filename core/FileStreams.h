@@ -35,7 +35,7 @@ public:
     void close() override;
 
 private:
-    /// The failure of one operation, with the system's words.
+    /// The failure of one operation, with the text of `errno`.
     [[noreturn]] void fail(const char* operation) const;
 
     String path;

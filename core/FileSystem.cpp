@@ -121,7 +121,7 @@ void LocalFileSystem::createDirectories(const String& path) {
     try {
         createDirectory(path);
     } catch (const IOException&) {
-        // Another process, or the parent of a path such as "a/b/", may have made it meanwhile.
+        // It may exist by now: made by another process, or as the parent in a path such as "a/b/".
         if (!isDirectory(path))
             throw;
     }

@@ -6,8 +6,7 @@
 
 namespace base::core {
 
-/// A value that several threads use, with the lock that it takes: there is no way to the one without the
-/// other.
+/// A value that several threads use, reachable only with its lock held.
 template <class T>
 class Guarded : public NonCopyable, public NonMovable {
 public:
@@ -26,7 +25,7 @@ public:
         T& value;
     };
 
-    /// Keep what it returns for several steps; used in passing, it holds the lock for one expression.
+    /// Keep the result to hold the lock over several steps; a temporary holds it for one expression.
     Access lock() { return Access(*this); }
 
 private:

@@ -14,14 +14,14 @@ constexpr int32_t bigEndianMode = 0;
 constexpr int32_t littleEndianMode = 1;
 constexpr int32_t machineEndianMode = 2;
 
-/// An abstract source of bytes. Not thread-safe. Failures are `IOException`; the end of the stream in the
-/// place of a value is `EOSException`. A stream has no sticky error state of its own.
+/// An abstract source of bytes. Not thread-safe. Failures are `IOException`; a stream that ends where a value
+/// is expected throws `EOSException`. No sticky error state.
 class InputStream : public Object {
 public:
     explicit InputStream(const TextEncoding& encoding = UTF8Encoding::instance);
 
     virtual uint8_t readByte();
-    /// Delivers 1 to `size` bytes and returns their number; 0 is the end of the stream.
+    /// Reads 1 to `size` bytes and returns their number; 0 is the end of the stream.
     virtual size_t read(void* buffer, size_t size) = 0;
     /// Discards `count` bytes; throws `EOSException` if the stream ends before.
     virtual void skip(size_t count);
@@ -39,7 +39,7 @@ public:
     virtual String readLine(const TextEncoding& textEncoding);
     virtual String readLine();
 
-    /// Reads exactly `size` bytes; throws `EOSException` if the stream ends before, also in the middle.
+    /// Reads exactly `size` bytes; throws `EOSException` if the stream ends before.
     void readFully(void* buffer, size_t size);
     /// 4 bytes in the machine's order.
     int32_t readNativeInt32();

@@ -14,9 +14,8 @@
 
 namespace base::core {
 
-/// Marks an allocation that is left to the process for good, on purpose, so that a leak checker is silent
-/// about this one, and what only it refers to, and about no other. `memory` may point anywhere into it.
-/// Nothing in builds without a leak checker. Any thread.
+/// Marks an allocation that is never freed, so that a leak checker ignores it and what only it refers to.
+/// `memory` may point anywhere into it. No effect in builds without a leak checker. Any thread.
 inline void leaveAllocated([[maybe_unused]] const void* memory) {
 #ifdef BASE_CORE_FINDS_LEAKS
     __lsan_ignore_object(memory);

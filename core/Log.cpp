@@ -33,7 +33,7 @@ void writeLostLogLine(LogLevel level) noexcept {
     try {
         console(level).writeLogText("A line of the log is lost for want of memory\n");
     } catch (...) {
-        // Not even memory for the console: the line is dropped without a trace.
+        // No memory for the console: the line is dropped.
     }
 }
 

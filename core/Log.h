@@ -5,20 +5,19 @@
 
 namespace base::core {
 
-/// Where a line of the log goes: failures and warnings to the standard error stream, progress to the standard
-/// output stream.
+/// Where a line of the log goes: failures and warnings to stderr, progress to stdout.
 enum class LogLevel { error, progress };
 
 /// Writes a line of the log: the text as UTF-8 and a line feed, handed to the system in one `write`, so that
 /// lines of several threads, and of processes that share a terminal, a file or a pipe, don't mix (on a pipe
-/// up to `PIPE_BUF` bytes). Never throws: a line that can't be written is dropped, and the next one is tried
-/// afresh. Waits for as long as the system makes a writer wait. Any thread but a real-time one.
+/// up to `PIPE_BUF` bytes). Never throws: a line that can't be written is dropped, without an effect on later
+/// ones. Blocks as `write` does. Any thread but a real-time one.
 void writeLogLine(LogLevel level, const String& line) noexcept;
 
 /// The same without the line feed.
 void writeLogText(LogLevel level, const String& text) noexcept;
 
-/// Stands in for a line that memory didn't suffice for.
+/// Replaces a line that there is no memory for.
 void writeLostLogLine(LogLevel level) noexcept;
 
 /// Logs a failure or a warning, composed as by `concatReadable`. Never throws. Any thread but a real-time

@@ -4,7 +4,7 @@
 
 namespace base::core {
 
-/// Reads from memory that somebody else owns and that outlives the stream.
+/// Reads from borrowed memory, which outlives the stream.
 class MemoryInputStream : public InputStream {
 public:
     MemoryInputStream(const void* data, size_t size);

@@ -21,8 +21,8 @@ namespace {
 
 using Buttons = std::vector<String>;
 
-// Two dialogs on one terminal couldn't be told apart. Not a `Mutex`, which may fail at being made: a dialog
-// is no place for another failed assertion.
+// One dialog at a time on the terminal. Not a `Mutex`: failing to make one is a failed assertion, which would
+// open a dialog.
 constinit std::mutex terminalLock;
 
 String joinLabels(const Buttons& buttons) {
@@ -35,7 +35,7 @@ String joinLabels(const Buttons& buttons) {
     return labels.toString();
 }
 
-/// The output of a program up to the end of its first line, whether that is ended or not.
+/// The first line of a program's output, with or without a line feed.
 std::string readFirstLine(InputStream& stream) {
     std::string line;
     for (char byte; stream.read(&byte, 1) == 1 && byte != '\n';)

@@ -10,9 +10,9 @@ namespace base::core {
 /// Shows a text with buttons, waits for the user, and returns the index of the chosen button. Blocks the
 /// calling thread alone; any thread.
 ///
-/// A program shows it: the one that the environment variable MESSAGE_DIALOG_COMMAND names, or else
-/// "qmessage", which prints the label of the chosen button. Without a `DISPLAY`, where the standard input is
-/// a terminal, the user is asked there, by one thread at a time.
+/// An external program shows it and prints the label of the chosen button: MESSAGE_DIALOG_COMMAND of the
+/// environment, or else "qmessage". Without a `DISPLAY`, if stdin is a terminal, the user is asked there, by
+/// one thread at a time.
 ///
 /// An empty title gives "Debug Message Dialog". `defaultButton` is an index; there is one button at least.
 /// `width` and `height` are pixels. Throws `ProcessException` if the program fails or chooses nothing,

@@ -36,7 +36,7 @@ private:
     friend class Condition;
 };
 
-/// May be taken several times by one thread, which unlocks it as often.
+/// One thread may lock it several times, and unlocks it as often.
 class RecursiveMutex final : public AbstractMutex {
 public:
     RecursiveMutex();
@@ -65,7 +65,7 @@ public:
     ~Condition();
 
     void wait(Mutex& mutex);
-    /// `deadline` is a time of `CLOCK_MONOTONIC`; false if it passed before a signal came.
+    /// `deadline` is a time of `CLOCK_MONOTONIC`; false if it passes before a signal.
     bool waitUntil(Mutex& mutex, const timespec& deadline);
     void signal();
     void broadcast();
@@ -74,7 +74,7 @@ private:
     pthread_cond_t condition;
 };
 
-/// The time of `CLOCK_MONOTONIC` that lies `seconds` ahead.
+/// The time of `CLOCK_MONOTONIC` in `seconds` from now.
 timespec monotonicDeadline(double seconds);
 
 } // namespace base::core

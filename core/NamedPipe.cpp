@@ -42,7 +42,7 @@ Directory openDirectoryOf(const std::string& path, const char* operation) {
 }
 
 Directory makeDirectoryOf(const std::string& path) {
-    // Before anything is made within the directory of another user.
+    // Checked first: nothing is created in another user's directory.
     openDirectoryOf(path, "create");
     FileSystem& files = LocalFileSystem::get();
     try {
@@ -58,7 +58,7 @@ Directory makeDirectoryOf(const std::string& path) {
 }
 
 void createFifo(const TrustedDirectory& directory, const std::string& path) {
-    // A FIFO of a dead process must not get in the way.
+    // A dead process may have left one.
     struct stat stale {};
     if (fstatat(directory.get(), nameOf(path), &stale, 0) == 0)
         unlinkat(directory.get(), nameOf(path), 0);
@@ -66,7 +66,7 @@ void createFifo(const TrustedDirectory& directory, const std::string& path) {
         throw failure("create", path, lastErrorMessage());
 }
 
-/// The FIFO itself, not yet open for reading or writing: opening another user's could block for ever. -1,
+/// An `O_PATH` descriptor: opening another user's FIFO for reading or writing could block without end. -1,
 /// with `errno`, without one.
 int32_t findFifo(const std::string& path) {
     const Directory directory = openDirectoryOf(path, "open");
@@ -83,7 +83,7 @@ int32_t openFifo(const std::string& path, int flags) {
         throw failure("open", path, "it is no named pipe");
     if (status.st_uid != geteuid())
         throw failure("open", path, "it belongs to another user");
-    // What was looked at, by whatever name. No pipe leaks into a child process.
+    // By the descriptor, so that the file is the one that was checked. Close-on-exec.
     const std::string found = "/proc/self/fd/" + std::to_string(fifo.get());
     const int32_t descriptor = aboveConsole(open(found.c_str(), flags | O_CLOEXEC));
     if (descriptor < 0)
@@ -120,7 +120,7 @@ size_t NamedPipeInputStream::read(void* buffer, size_t size) {
     FileDescriptor::Use use(fileDescriptor);
     ssize_t count = ::read(use.get(), buffer, size);
     if (use.isClosed()) {
-        // Whatever came, the byte that woke this call may be part of it.
+        // The data may contain the byte that woke this call: dropped.
         errno = EBADF;
         count = -1;
     }

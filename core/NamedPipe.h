@@ -11,21 +11,20 @@
 
 namespace base::core {
 
-/// The path of one direction of a named pipe: "/tmp/pipes-" with the user's name, then the logical name, then
+/// The path of one direction of a named pipe: "/tmp/pipes-" with `USER`, then the logical name, then
 /// "-to-client" for the direction from the creator to the opener or "-from-client" for the other.
 /// Oddity to-client-leads-to-host: the creator is the client, the opener its host.
 String namedPipePath(const String& name, bool toClient);
 
 /// The reading end of a FIFO. A read is one `read` call: it blocks without a time-out, isn't restarted after
-/// a signal, and delivers 0 once the writer is gone.
+/// a signal, and returns 0 once the writer is gone.
 class NamedPipeInputStream : public InputStream {
 public:
     /// Takes over the descriptor.
     explicit NamedPipeInputStream(int32_t fileDescriptor);
 
     size_t read(void* buffer, size_t size) override;
-    /// Any thread: a `read` that is blocked on another thread then throws `IOException`. A second call throws
-    /// too.
+    /// Any thread; a `read` that is blocked on another thread throws `IOException`. A second call throws too.
     void close() override;
 
 private:
@@ -46,8 +45,8 @@ private:
     FileDescriptor fileDescriptor;
 };
 
-/// One open pipe, as its opener or, through `NamedServerPipe`, its creator sees it. Both streams are
-/// buffered, so a writer has to `flush`. One thread reads and one writes at a time.
+/// One open pipe, on its opener's side or, by `NamedServerPipe`, its creator's. Both streams are buffered:
+/// writers `flush`. One reader and one writer thread at a time.
 class NamedPipe : public Object {
 public:
     NamedPipe(const String& name, const Ref<InputStream>& input, const Ref<OutputStream>& output);
@@ -55,8 +54,8 @@ public:
     ~NamedPipe() override;
 
     /// The opener's side: reads "-to-client" if `duplex`, and writes "-from-client". Blocks until the creator
-    /// opens them in the same order. Throws `IOException`, also for a FIFO that isn't this user's own, before
-    /// it is opened, or a directory on the way that belongs neither to this user nor to root.
+    /// opens them in the same order. Throws `IOException`, also for another user's FIFO, without opening it,
+    /// and for a directory on the path that belongs neither to this user nor to root.
     static Ref<NamedPipe> open(const String& name, bool duplex);
 
     /// Null on the opener's side of a pipe that isn't duplex.
@@ -71,17 +70,17 @@ private:
     String name;
 };
 
-/// The creator's handle on a named pipe: owns its FIFO files, which go when it goes, but not with its copy in
-/// a forked process. The directory stays.
+/// The creator's handle on a named pipe. Owns the FIFO files and removes them at its end, but not in a fork
+/// of this process. The directory stays.
 class NamedServerPipe : public Object {
 public:
-    /// Makes the FIFO files, with mode 0600, over stale ones; opens nothing. Throws `IOException`, also for a
-    /// directory on the way that belongs neither to this user nor to root.
+    /// Makes the FIFO files, with mode 0600, in the place of stale ones; opens none. Throws `IOException`,
+    /// also for a directory on the path that belongs neither to this user nor to root.
     static Ref<NamedServerPipe> create(const String& name, bool duplex);
     ~NamedServerPipe() override;
 
-    /// Opens what `create` made, "-to-client" first. Blocks until the opener has come: start it before.
-    /// Throws `IOException`.
+    /// Opens what `create` made, "-to-client" first. Blocks until the opener has opened both: start it
+    /// before. Throws `IOException`.
     Ref<NamedPipe> open();
 
     /// Null before `open`.
@@ -95,10 +94,10 @@ private:
     bool readable = true;
     String name;
     Ref<NamedPipe> pipe;
-    /// Those of the creation, whatever the environment says later.
+    /// Fixed at the creation: `USER` may change later.
     std::string toClientPath;
     std::string fromClientPath;
-    /// The one that made this.
+    /// The process that made this.
     pid_t process;
 };
 

@@ -41,7 +41,7 @@ int32_t parseInt(const String& text) {
         if (!isDigit(codePoint))
             throw NumberFormatException(text);
         digitTaken = true;
-        // Unsigned, so that an over-long number wraps.
+        // Unsigned: numbers beyond 32 bits wrap around.
         value += (static_cast<uint32_t>(codePoint) - 48u) * placeValue;
         placeValue *= 10u;
     }

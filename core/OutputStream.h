@@ -9,8 +9,8 @@
 
 namespace base::core {
 
-/// An abstract sink of bytes. Not thread-safe, but for `StdOutputStream`. Failures are `IOException`. What
-/// goes into a buffered stream leaves it at `flush`.
+/// An abstract sink of bytes. Not thread-safe, except `StdOutputStream`. Failures are `IOException`. Buffered
+/// streams write at `flush`.
 class OutputStream : public Object {
 public:
     explicit OutputStream(const TextEncoding& encoding = UTF8Encoding::instance);
@@ -32,7 +32,7 @@ public:
     virtual void writeLine(const char* utf8, const TextEncoding& textEncoding);
     virtual void flush();
     virtual void close();
-    /// Whether each line reaches the device in one piece. False for a stream that one thread uses.
+    /// Whether each line is one write to the device. False for a stream of one thread.
     virtual bool hasWholeLines() const;
 
     /// 4 bytes in the machine's order, by one `write`.

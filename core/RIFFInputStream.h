@@ -14,11 +14,11 @@ class RIFFInputStream : public InputStream {
 public:
     explicit RIFFInputStream(const Ref<InputStream>& source);
 
-    /// Reads the header of the next chunk. Throws `EOSException` at the end of the data, and `read` and
-    /// `skip` do so from then on.
+    /// Reads the header of the next chunk. Throws `EOSException` at the end of the data, as `read` and `skip`
+    /// do from then on.
     void nextChunk();
 
-    /// 0 at the end of the chunk, whatever the source still holds.
+    /// 0 at the end of the chunk.
     size_t read(void* buffer, size_t size) override;
     /// Throws `IOException` for a place beyond the chunk.
     void skip(size_t count) override;

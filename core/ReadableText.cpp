@@ -20,7 +20,7 @@ Decoded decode(const char* bytes) {
     if (size == 0)
         return {0, 0};
     char32_t codePoint = lead & (0x7Fu >> size);
-    // The terminator is no continuation, so this never reads behind it.
+    // The terminator is no continuation byte: never reads past it.
     for (size_t place = 1; place < size; ++place) {
         if ((byte(place) & 0xC0) != 0x80)
             return {0, 0};

@@ -4,8 +4,8 @@
 
 namespace base::core {
 
-/// Appends zero-terminated UTF-8 for a person to read: each byte that belongs to no character (RFC 3629)
-/// becomes U+FFFD. `StringBuilder::append` refuses such bytes; a report about them must not be lost.
+/// Appends zero-terminated UTF-8 for messages: each byte that belongs to no character (RFC 3629) becomes
+/// U+FFFD, where `StringBuilder::append` throws.
 void appendReadable(StringBuilder& text, const char* utf8);
 inline void appendReadable(StringBuilder& text, const String& other) {
     text.append(other);
@@ -21,7 +21,7 @@ inline void appendReadable(StringBuilder& text, int32_t value) {
 }
 void appendReadable(StringBuilder& text, char) = delete;
 
-/// `concat` for a person to read.
+/// `concat` by `appendReadable`.
 template <class... Parts>
 String concatReadable(const Parts&... parts) {
     StringBuilder builder;

@@ -63,8 +63,7 @@ private:
             release(former);
     }
 
-    // The new object is retained before the old one is released: the old one may be what keeps the new one
-    // alive.
+    // The new object is retained first: the old one may hold the only reference to it.
     void assign(T* other) {
         if (object == other)
             return;

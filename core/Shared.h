@@ -6,8 +6,7 @@
 
 namespace base::core {
 
-/// A plain value that several threads read and write without a lock and that orders nothing: a flag, a
-/// counter.
+/// A value that several threads read and write without a lock and without ordering: a flag, a counter.
 template <class T>
 class Relaxed {
 public:
@@ -25,8 +24,8 @@ private:
     static_assert(std::atomic<T>::is_always_lock_free && sizeof(std::atomic<T>) == sizeof(T));
 };
 
-/// A pointer through which one thread hands an object to others: whoever reads it sees everything that was
-/// written before it was set. Owns nothing.
+/// A pointer that publishes an object to other threads: a reader sees all that was written before it was set.
+/// Owns nothing.
 template <class T>
 class PublishedPointer {
 public:
@@ -45,8 +44,8 @@ private:
     std::atomic<T*> pointer;
 };
 
-/// A strong reference that one thread sets and other threads read without a lock, as `PublishedPointer`. The
-/// object that it held before is released at once: readers must be done with it.
+/// A strong reference that one thread sets and others read without a lock, as `PublishedPointer`. Setting it
+/// releases the former object at once: readers must be done with that.
 template <class T>
 class PublishedRef {
 public:

@@ -28,7 +28,7 @@ std::string sharedMemoryName(const String& logicalName) {
     std::array<uint8_t, MD5_DIGEST_LENGTH> digest;
     MD5Final(digest.data(), &context);
     const auto encoded = encodeBase64(digest);
-    // Without memory for the digest the name is the slash alone, which no object can have.
+    // Without memory for the digest the name is "/", which can't be opened.
     return std::string("/") + (encoded != nullptr ? encoded.get() : "");
 }
 
@@ -38,11 +38,11 @@ SharedMemory::SharedMemory(const std::string& name, bool owner, int32_t size)
 Ref<SharedMemory> SharedMemory::create(const String& logicalName, int32_t size) {
     Ref<SharedMemory> memory(new SharedMemory(sharedMemoryName(logicalName), true, size));
     shm_unlink(memory->name.c_str());
-    // O_EXCL isn't asked for: somebody who was quicker shows in what was opened.
+    // Without O_EXCL: `check` refuses an object that another process has made meanwhile.
     memory->fileDescriptor = aboveConsole(shm_open(memory->name.c_str(), O_CREAT | O_RDWR, ownerOnly));
     if (memory->fileDescriptor < 0)
         memory->fail("create", lastErrorMessage());
-    // The process's umask may have taken the owner's own rights away, which the other side needs.
+    // The umask may have cleared the owner's bits, which the other side needs.
     fchmod(memory->fileDescriptor, ownerOnly);
     memory->check("create", 0);
     memory->reserve();
@@ -86,7 +86,7 @@ void SharedMemory::check(const char* operation, int32_t expectedSize) const {
         fail(operation, "wrong mode");
 }
 
-// A size alone takes no space: a full system would show as SIGBUS, in whichever thread writes first.
+// `ftruncate` reserves no space: on a full system the first write would raise SIGBUS.
 void SharedMemory::reserve() const {
     if (ftruncate(fileDescriptor, size) != 0)
         fail("ftruncate", lastErrorMessage());

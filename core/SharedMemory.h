@@ -11,23 +11,22 @@
 namespace base::core {
 
 /// The system's name of a block: "/" and the base64 form of the MD5 digest (RFC 1321) of "USER", "-" and the
-/// logical name. Of a fixed length, free of further slashes, and a user's own.
+/// logical name. Of a fixed length, without further slashes, and distinct for each user.
 std::string sharedMemoryName(const String& logicalName);
 
-/// One POSIX shared-memory object, mapped for reading and writing. It lives in the system until its creator's
-/// object goes; a creator that crashes leaves it until the next `create` of the name. One of another size, of
-/// another user or that others may use is refused, as its name can be guessed. No lock: who may touch the
-/// block is agreed elsewhere.
+/// One POSIX shared-memory object, mapped for reading and writing. Removed with its creator's `SharedMemory`;
+/// a creator that crashes leaves it until the next `create` of the name. One of another size, owner or mode
+/// is refused, as its name can be guessed. No lock: the caller's protocol orders access.
 class SharedMemory : public Object {
 public:
-    /// Makes a new object of `size` bytes, over a stale one, and maps it. All of its space is reserved, so
+    /// Makes a new object of `size` bytes, in the place of a stale one, and maps it. Reserves its space, so
     /// that no access fails later. Throws `IOException`.
     static Ref<SharedMemory> create(const String& logicalName, int32_t size);
     /// Maps an object that exists and has exactly `size` bytes. Throws `IOException`.
     static Ref<SharedMemory> open(const String& logicalName, int32_t size);
-    /// Takes away what a creator that is gone has left under the name, if anything.
+    /// Removes the object that a dead creator has left under the name, if any.
     static void remove(const String& logicalName);
-    /// The creator's takes the object away from the system; its copy in a forked process doesn't.
+    /// The creator's removes the object from the system, but not in a fork of its process.
     ~SharedMemory() override;
 
     void* getData() const { return data; }
@@ -36,7 +35,7 @@ public:
 
 private:
     SharedMemory(const std::string& name, bool owner, int32_t size);
-    /// Looks at what was opened.
+    /// Throws unless the opened object has this size, this user as its owner, and the mode 0600.
     void check(const char* operation, int32_t expectedSize) const;
     void reserve() const;
     void map();
@@ -47,7 +46,7 @@ private:
     bool owner;
     void* data = nullptr;
     int32_t size;
-    /// The one that made this.
+    /// The process that made this.
     pid_t process;
 };
 

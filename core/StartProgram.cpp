@@ -13,15 +13,15 @@
 namespace base::core {
 namespace {
 
-// Runs in the child of a process that may have other threads: allocates nothing. The pipe for the failure
-// closes by itself when the program runs.
+// Runs in the child of a process that may have other threads: allocates nothing. `exec` closes the pipe for
+// the failure.
 [[noreturn]] void becomeProgram(char* const* arguments, int32_t output, int32_t failurePipe) {
     resetSignals();
     dup2(output, STDOUT_FILENO);
     execvp(arguments[0], arguments);
     const int32_t failure = errno;
-    const bool told = write(failurePipe, &failure, sizeof failure) == sizeof failure;
-    _exit(told ? 255 : 254);
+    const bool reported = write(failurePipe, &failure, sizeof failure) == sizeof failure;
+    _exit(reported ? 255 : 254);
 }
 
 pid_t forkProgram(char* const* arguments, int32_t output, int32_t failurePipe) {
@@ -32,7 +32,7 @@ pid_t forkProgram(char* const* arguments, int32_t output, int32_t failurePipe) {
     return child;
 }
 
-// The 4 bytes come at once, or not at all.
+// 4 bytes in one write, or the end of the pipe.
 int32_t readFailure(int32_t pipe) {
     int32_t failure = 0;
     ssize_t count;

@@ -8,7 +8,7 @@
 
 namespace base::core {
 
-/// The two descriptors of a pipe, which programs that are executed don't inherit.
+/// The two descriptors of a pipe, close-on-exec.
 struct PipeEnds {
     int32_t reader;
     int32_t writer;
@@ -17,16 +17,16 @@ struct PipeEnds {
 /// Throws `ProcessException`.
 PipeEnds openPipe();
 
-/// What became of a program that was to be started.
+/// The outcome of `startProgram`.
 struct StartedProgram {
-    /// -1 if no process could be forked for it.
+    /// -1 if the fork failed.
     pid_t pid;
-    /// The `errno` of a program that can't be executed, whose process is gone already; 0 if it runs.
+    /// The `errno` of a failed `exec`, whose process has ended already; 0 if the program runs.
     int32_t failure;
 };
 
 /// Starts `arguments[0]`, looked up on the `PATH`, with the inherited environment and with `output` as its
-/// standard output. Returns when the program runs, or can't. Any thread. Throws `ProcessException` without a
+/// standard output. Returns once it runs or has failed to. Any thread. Throws `ProcessException` without a
 /// pipe, `IOException` without memory.
 StartedProgram startProgram(const std::vector<String>& arguments, int32_t output);
 

@@ -77,11 +77,11 @@ void StdOutputStream::writeLogText(std::string_view text) noexcept {
     stream->clear(before);
 }
 
-// Composed first, so that a text that can't be encoded leaves no part of itself behind.
+// Composed first: a text that can't be encoded writes nothing.
 template <class Text>
 void StdOutputStream::writeWholeLine(const Text& text, const TextEncoding& textEncoding) {
     std::string line;
-    // On the stack: retained by hand, so that nobody's last release can free it.
+    // On the stack: retained by hand, so that no release frees it.
     StdStringOutputStream composed(&line);
     retain(&composed);
     composed.OutputStream::writeLine(text, textEncoding);
@@ -123,7 +123,7 @@ InputStream& standardInput() {
 }
 
 void occupyConsoleDescriptors() {
-    // The other way round, so that a read or a write fails: a list that goes nowhere is no success.
+    // Opened in the opposite direction, so that reads and writes fail: output that is lost is no success.
     constexpr int directions[] = {O_WRONLY, O_RDONLY, O_RDONLY};
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         // The lowest free number is this one, since those below are open.

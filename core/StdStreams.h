@@ -10,7 +10,7 @@
 
 namespace base::core {
 
-/// Reads from a stream of the standard library, which outlives it.
+/// Reads from a borrowed stream of the standard library.
 class StdInputStream : public InputStream {
 public:
     explicit StdInputStream(std::istream* stream);
@@ -21,12 +21,12 @@ private:
     std::istream* stream;
 };
 
-/// Writes to a stream of the standard library, which outlives it. The only stream that several threads may
-/// write to: each line reaches the device in one piece. A failed `write`, `flush` or line throws and is over
-/// then: the next one is tried afresh.
+/// Writes to a borrowed stream of the standard library. The only stream that several threads may write to:
+/// each line is one write to the device. A failed `write`, `flush` or line throws, without an effect on later
+/// ones.
 class StdOutputStream : public OutputStream {
 public:
-    /// `flushOnWrite` hands each write to the device at once.
+    /// `flushOnWrite` flushes each write.
     explicit StdOutputStream(std::ostream* stream, bool flushOnWrite = false);
 
     void write(const void* buffer, size_t size) override;
@@ -35,8 +35,8 @@ public:
     void flush() override;
     bool hasWholeLines() const override;
 
-    /// Hands a text of the log to the device by itself, behind what was waiting. Never throws: a text that
-    /// can't be written is dropped. If what was waiting can't be written, its writer's next call throws.
+    /// Flushes buffered output, then writes a text of the log as one write. Never throws: a text that can't
+    /// be written is dropped. If the buffered output can't be written, its writer's next call throws.
     void writeLogText(std::string_view text) noexcept;
 
 private:
@@ -49,7 +49,7 @@ private:
     RecursiveMutex mutex;
 };
 
-/// Appends to a text of the standard library, which outlives it.
+/// Appends to a borrowed `std::string`.
 class StdStringOutputStream : public OutputStream {
 public:
     explicit StdStringOutputStream(std::string* text);
@@ -61,16 +61,15 @@ private:
     std::string* text;
 };
 
-/// The console: descriptors 0, 1 and 2, with buffers of its own beside those of `std::cin`, `std::cout` and
-/// `std::cerr`, which are left to plug-ins. Made on first use, on any thread, and never destroyed: `exit`
-/// runs while other threads still write. Output waits for a `flush`; a line is flushed. The log has
-/// operations of its own, see core/Log.h.
+/// The console: descriptors 0, 1 and 2, with buffers separate from those of `std::cin`, `std::cout` and
+/// `std::cerr`, which plug-ins use. Made on first use, on any thread, and never destroyed: other threads may
+/// write during `exit`. Output is buffered until a `flush`; a line is flushed. For the log, see core/Log.h.
 StdOutputStream& standardError();
 StdOutputStream& standardOutput();
 InputStream& standardInput();
 
-/// Opens something at each of the descriptors 0, 1 and 2 that is closed, so that no file or pipe that is
-/// opened later becomes the console. Using it fails as before. For `main`, before any other thread runs.
+/// Occupies each of the descriptors 0, 1 and 2 that is closed, so that no file or pipe that is opened later
+/// becomes the console. Using it fails as before. For `main`, before other threads start.
 void occupyConsoleDescriptors();
 
 } // namespace base::core

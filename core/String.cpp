@@ -83,7 +83,7 @@ const char32_t* String::characters() const {
 
 std::string String::toStdString() const {
     std::string text;
-    // On the stack: retained by hand, so that nobody's last release can free it.
+    // On the stack: retained by hand, so that no release frees it.
     StdStringOutputStream stream(&text);
     retain(&stream);
     stream.writeText(*this);
@@ -211,7 +211,7 @@ void StringBuilder::append(const String& text) {
 }
 
 void StringBuilder::append(const StringBuilder& other) {
-    // Growing may move this builder's text, which is the other's too if they are one.
+    // Growing may move this builder's text, and with it `other`'s if they are the same.
     reserve(other.length());
     append(other.characters(), other.length());
 }

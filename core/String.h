@@ -14,12 +14,11 @@ class TextEncoding;
 
 /// The text type: a shared, immutable array of code points; null is the empty text.
 ///
-/// Copying shares the buffer by an atomic count, so a `String` that nobody assigns to may be copied on any
-/// thread. Text enters and leaves it through a `TextEncoding`; 8-bit text is UTF-8 unless another encoding is
-/// named.
+/// Copying shares the buffer by an atomic count: any thread may copy a `String` that isn't being assigned to.
+/// Conversions use a `TextEncoding`; 8-bit text is UTF-8 unless another encoding is given.
 class String {
 public:
-    /// Returned for "no such place", and given for "to the end of the text".
+    /// As a result: no such place. As an argument: the end of the text.
     static constexpr int32_t notFound = 0x7FFFFFFF;
 
     String() = default;
@@ -45,7 +44,7 @@ public:
     /// The code points, ended by a 0; valid as long as this text.
     const char32_t* characters() const;
 
-    /// UTF-8. Every path or name that goes to the operating system passes through here.
+    /// UTF-8, also of every path or name that goes to the operating system.
     std::string toStdString() const;
 
     /// 0 if equal; the code-point difference at the first place that differs; -1 if `a` is a proper prefix of
@@ -54,15 +53,15 @@ public:
     static int32_t compare(const String& text, const char* utf8);
     /// The same with "A" to "Z" folded to lower case on both sides; no other code point is folded.
     static int32_t compareIgnoreCase(const String& text, const char* utf8);
-    /// A null suffix ends every text.
+    /// Every text ends with a null suffix.
     static bool endsWith(const String& text, const String& suffix);
     /// The index of the last occurrence, or `notFound`.
     static int32_t lastIndexOf(const String& text, char32_t codePoint);
     /// From `start` up to, and not including, `end`; `notFound` as `end` means the end of the text. Places
-    /// outside of the text are moved to its ends.
+    /// outside of the text are clamped to it.
     static String substring(const String& text, int32_t start, int32_t end);
-    /// Appends the pieces between occurrences of `separator`, empty ones included; a search that would start
-    /// at or past the end stops.
+    /// Appends the pieces between occurrences of `separator`, with empty ones, except one behind a
+    /// `separator` at the end.
     static void split(const String& text, char32_t separator, std::vector<String>& list);
 
     friend bool operator==(const String& a, const String& b) { return compare(a, b) == 0; }

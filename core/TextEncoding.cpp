@@ -106,7 +106,7 @@ char32_t UTF8Encoding::decodeCharacter(InputStream& stream) const {
     } else {
         throw IOException("Invalid UTF8 encoding");
     }
-    // All of a sequence is consumed before any of it is judged.
+    // The whole sequence is consumed before it is checked.
     uint8_t bytes[3];
     stream.readFully(bytes, continuations);
     for (size_t i = 0; i < continuations; ++i) {

@@ -10,24 +10,24 @@ namespace base::core {
 class InputStream;
 class OutputStream;
 
-/// Turns code points into bytes and back. One static object per encoding lives as long as the process;
-/// streams hold plain pointers to these. No state: any thread.
+/// Converts between code points and bytes. Each encoding has one static object, which streams point to.
+/// Stateless: any thread.
 class TextEncoding {
 public:
-    /// Throws `IOException` for a code point that the encoding doesn't have.
+    /// Throws `IOException` for a code point outside of the encoding.
     virtual void encodeCharacter(char32_t codePoint, OutputStream& stream) const = 0;
     virtual void encodeText(const String& text, OutputStream& stream) const;
     /// Decodes zero-terminated UTF-8 and encodes each code point.
     virtual void encodeText(const char* utf8, OutputStream& stream) const;
     /// Throws `IOException` for bytes that are no text, `EOSException` at the end of the stream.
     virtual char32_t decodeCharacter(InputStream& stream) const = 0;
-    /// Reads up to the code point 0, which is consumed and left out, or up to `maxCharacters`; -1 is no
+    /// Reads up to the code point 0, which is consumed and not part of the text, or `maxCharacters`; -1 is no
     /// limit.
     virtual String decodeText(InputStream& stream, int32_t maxCharacters) const;
     /// The same, and also ends at `terminator`.
     virtual String decodeText(InputStream& stream, char32_t terminator, int32_t maxCharacters) const;
     virtual int32_t minBytesPerCharacter() const = 0;
-    /// A settled value of the encoding, and no bound to rely on.
+    /// A fixed value; single characters may take more.
     virtual int32_t maxBytesPerCharacter() const = 0;
     /// The length in bytes of zero-terminated encoded data.
     virtual size_t byteLength(const void* data) const = 0;
@@ -37,8 +37,7 @@ protected:
     ~TextEncoding() = default;
 };
 
-/// UTF-8 (RFC 3629) without its refusal of overlong forms, surrogates and values above U+10FFFF when
-/// decoding.
+/// UTF-8 (RFC 3629), but decodes overlong forms, surrogates and values above U+10FFFF.
 class UTF8Encoding final : public TextEncoding {
 public:
     static const UTF8Encoding instance;

@@ -14,8 +14,8 @@
 namespace base::core {
 namespace {
 
-/// Blocks, while it lives, the signals that a new thread is to start with blocked: all but those that a fault
-/// of the thread's own raises, which must not be held back.
+/// Blocks for a scope the signals that a new thread inherits as blocked: all but those of its own faults,
+/// which must be delivered.
 class ThreadSignalMask : public NonCopyable, public NonMovable {
 public:
     ThreadSignalMask() {
@@ -109,7 +109,7 @@ void Thread::onThreadStart() {
 
 void* Thread::enter(void* argument) {
     auto* thread = static_cast<Thread*>(argument);
-    // The starter stores the same value, perhaps only after this thread has asked who it is.
+    // The starting thread stores the same value, perhaps after `isCurrentThread` is called on this one.
     thread->handle.store(pthread_self());
     thread->onThreadStart();
     thread->run();

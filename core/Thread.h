@@ -11,13 +11,13 @@
 
 namespace base::core {
 
-/// What one of the eight priority steps asks of the kernel, within the process's resource limits.
+/// What one of the eight priority steps requests from the kernel, within the process's resource limits.
 struct ThreadScheduling {
     int policy;
     int32_t realtimePriority;
     int32_t niceness;
-    /// The lowest and the highest niceness of the steps; `setpriority` is worth a call only if `minNiceness`
-    /// is at most 18.
+    /// The lowest and the highest niceness of the steps; `setpriority` is called only if `minNiceness` is at
+    /// most 18.
     int32_t minNiceness;
     int32_t maxNiceness;
 };
@@ -28,12 +28,12 @@ struct ThreadScheduling {
 /// that the kernel refuses. A step above 7 is a failed assertion.
 ThreadScheduling schedulingFor(int32_t priority, rlim_t niceLimit, rlim_t realtimeLimit);
 
-/// One POSIX thread with a name and a priority step. It isn't restarted, and it has no exit signalling of its
-/// own: each subclass brings a flag or an end of stream. Its owner joins it, in `prepareForDeletion` or in
-/// its shutdown, since the subclass is gone by the time that this destructor runs.
+/// One POSIX thread with a name and a priority step. It can't be restarted. Each subclass has its own way to
+/// end: a flag, or the end of a stream. Its owner joins it, in `prepareForDeletion` or at its shutdown, since
+/// the subclass is destroyed before this destructor runs.
 ///
-/// It starts with all signals blocked but those of its own faults, so that handlers of the application run on
-/// the application's threads and interrupt no call of this one.
+/// It starts with all signals blocked but those of its own faults: handlers of the application run on the
+/// application's threads and interrupt no call of this one.
 class Thread : public Object {
 public:
     enum State : int32_t { notStarted = 0, started = 1, finished = 3 };
@@ -44,12 +44,11 @@ public:
     /// Joins, as `join` does.
     ~Thread() override;
 
-    /// Failing to make the thread is a failed assertion.
+    /// A failure to create the thread is a failed assertion.
     void start();
 
-    /// Waits for the end of `run`; harmless when there is nothing to wait for, as in a forked copy of the
-    /// process that started the thread. A thread never joins itself.
-    /// Returns the result of `pthread_join`, or 0.
+    /// Waits for the end of `run`; no effect without a running thread, as in a fork of the process. A thread
+    /// never joins itself. Returns the result of `pthread_join`, or 0.
     int join();
 
     /// Whether the caller runs on this thread.
@@ -71,14 +70,14 @@ private:
     void applyPriority() const;
 
     std::atomic<pthread_t> handle{0};
-    /// Which started it.
+    /// The process that started it.
     pid_t process = 0;
     std::string name;
     std::atomic<int32_t> state{notStarted};
 };
 
-/// Drops a reference on a new thread, for a caller that the end of the object would have to wait for. If
-/// there can't be another thread, the reference is never dropped, which is logged.
+/// Drops a reference on a new thread, for a caller that the object's end waits for. If no thread can be made,
+/// the reference is leaked, which is logged.
 void releaseOnNewThread(const Object* object);
 
 } // namespace base::core

@@ -20,7 +20,7 @@ void warnOnce(const std::string& path) {
         logError("Warning: other users may write to the directory \"", path.c_str(), "\"");
 }
 
-/// Opens a part of the way, or gives null. `path` is the way up to there.
+/// Opens one part of a path; null on failure. `path` is the path up to and with it.
 Descriptor openPart(int32_t parent, const std::string& name, int flags, const std::string& path,
                     struct stat& status) {
     const int32_t part = openat(parent, name.c_str(), flags | O_PATH | O_CLOEXEC);
@@ -41,7 +41,7 @@ Descriptor openPart(int32_t parent, const std::string& name, int flags, const st
 Descriptor openDirectory(int32_t parent, const std::string& name, const std::string& path) {
     struct stat status {};
     Descriptor opened = openPart(parent, name, O_NOFOLLOW, path, status);
-    // Only its owner decides where a link leads, and what is there is looked at as well.
+    // A link of a trusted owner is followed, and its target is checked as well.
     if (opened != nullptr && S_ISLNK(status.st_mode))
         opened = openPart(parent, name, 0, path, status);
     return opened;

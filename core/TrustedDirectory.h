@@ -9,17 +9,17 @@
 
 namespace base::core {
 
-/// A directory on whose way each directory and each link, it itself included, belongs to this process's
-/// effective user or to root: anybody can be the first to make a name in `/tmp`. Held open, so that what was
-/// looked at is what is used.
+/// A directory that, with each directory and link on its path, belongs to this process's effective user or to
+/// root: any user may be the first to make a name in `/tmp`. Held open, so that what was checked is what is
+/// used.
 class TrustedDirectory : public NonCopyable, public NonMovable {
 public:
-    /// Opens an absolute path. What can't be opened leaves `errno`, and -1 as the descriptor. A directory
-    /// that group or others may write to, without the sticky bit, is logged, once in a process. Throws
-    /// `IOException` for what belongs to another user.
+    /// Opens an absolute path. On failure `get` is -1 and `errno` is set. A directory that group or others
+    /// may write to, without the sticky bit, is logged, once in a process. Throws `IOException` if a part
+    /// belongs to another user.
     explicit TrustedDirectory(const std::string& path);
 
-    /// For the system's calls that take a directory.
+    /// For system calls with a directory; -1 if it couldn't be opened.
     int32_t get() const { return descriptor != nullptr ? descriptor->get() : -1; }
 
 private:
