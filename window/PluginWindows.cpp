@@ -19,7 +19,7 @@ void PluginWindows::stopListening() {
         return;
     display.sendShutdownEvent();
     displayThread->join();
-    // The thread has disconnected; after a broken connection calls on it are harmless.
+    // The thread has disconnected, or the server broke the connection: calls on it have no effect.
     if (displayThread->hasDisconnected())
         display.connection = nullptr;
     displayThread = nullptr;
@@ -43,7 +43,7 @@ void PluginWindows::closeAll() {
             windowId = open->begin()->first;
             instance = open->begin()->second;
         }
-        // The window takes its entry out of the map as it goes.
+        // The window's destructor removes its entry from the map.
         instance->closeEditor();
         remove(windowId);
     }

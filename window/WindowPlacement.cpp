@@ -12,7 +12,7 @@ bool isOn(const ScreenRectangle& window, const ScreenRectangle& screen) {
     return overlapsAcross && overlapsDown;
 }
 
-// The left and top edges win over the right and bottom ones.
+// The left and top edges take precedence over the right and bottom ones.
 int32_t clampInto(int32_t position, int64_t end, int32_t screenPosition, int64_t screenEnd) {
     const int64_t beyond = std::max(end - screenEnd, int64_t{0});
     return static_cast<int32_t>(std::max(position - beyond, int64_t{screenPosition}));

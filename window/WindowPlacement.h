@@ -18,13 +18,13 @@ struct ScreenRectangle {
     int32_t width;
     int32_t height;
 
-    // Wider than the numbers that they come of, which a client may choose as it likes.
+    // 64 bits: clients may send any numbers, whose sums may exceed 32.
 
     int64_t right() const { return int64_t{x} + width; }
     int64_t bottom() const { return int64_t{y} + height; }
 };
 
-/// Moves a window just so far that it stands on a screen: on the one that it overlaps, or else on the first.
-/// Oddity screen-choice-asymmetric: the test differs in its two directions. A window that is larger than its
-/// screen stands at the left and top edges. Without screens it stays where it is.
+/// Moves a window by the least distance that brings it on a screen: on the one that it overlaps, or else on
+/// the first. Oddity screen-choice-asymmetric: the test differs in its two directions. A window larger than
+/// its screen goes to the left and top edges. Without screens it isn't moved.
 ScreenPoint placeOnScreen(const ScreenRectangle& window, const std::vector<ScreenRectangle>& screens);

@@ -61,7 +61,8 @@ void XConnection::sendToSelf(uint32_t type, uint32_t first, uint32_t second) con
     event.type = type;
     event.data.data32[0] = first;
     event.data.data32[1] = second;
-    // With an empty mask the event goes to the client that made the window: this one, which wakes its reader.
+    // With an empty mask the event goes to the client that made the window, which is this one, and wakes its
+    // reader.
     xcb_send_event(open, 0, controlWindow, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&event));
     xcb_flush(open);
 }
@@ -76,7 +77,7 @@ void XConnection::internAtoms() {
         {"WM_DELETE_WINDOW", &atomDeleteWindow}, {"_NET_WM_PING", &atomNetWmPing},
         {"SHUTDOWN_EVENT", &atomShutdownEvent},  {"SETTLED_EVENT", &atomSettledEvent},
     };
-    // All are asked for before the first answer is awaited: one trip to the server for all.
+    // All are requested before the first reply is awaited: one round trip for all.
     for (auto& request : requests) {
         const auto length = static_cast<uint16_t>(std::strlen(request.name));
         request.cookie = xcb_intern_atom(connection, 0, length, request.name);

@@ -17,7 +17,7 @@ XDisplayThread::~XDisplayThread() {
 }
 
 void XDisplayThread::run() {
-    // An event that another client sent has the top bit set, and counts as its plain type.
+    // The top bit marks an event that another client sent: handled as the plain type.
     constexpr uint8_t typeMask = 0x7f;
     xcb_connection_t* connection = display.connection;
     while (!stopRequested) {

@@ -8,17 +8,17 @@ class PluginHostContext;
 class XConnection;
 struct xcb_client_message_event_t;
 
-/// Reads the events of the host's X connection and turns them into actions on the host's queue; touches no
-/// plug-in and no window. Pings of the window manager are answered here, so that a window stays alive for it
-/// while a plug-in keeps the main thread. Started and joined by `PluginWindows`; ends by the message of
-/// `XConnection::sendShutdownEvent`, or when the server goes away.
+/// Reads the events of the host's X connection and posts them as actions to the host's queue; calls no
+/// plug-in and no window. Answers pings of the window manager itself, so that windows count as responsive
+/// while a plug-in blocks the main thread. Started and joined by `PluginWindows`; ends on the message of
+/// `XConnection::sendShutdownEvent`, or when the connection breaks.
 class XDisplayThread : public base::core::Thread {
 public:
     /// Both are borrowed.
     XDisplayThread(PluginHostContext* host, const XConnection& display);
     ~XDisplayThread() override;
 
-    /// Whether the thread ended by the message and has disconnected. After `join`.
+    /// Whether the thread ended on that message and has disconnected. After `join`.
     bool hasDisconnected() const { return disconnected; }
 
 protected:

@@ -17,7 +17,7 @@
 namespace {
 
 constexpr uint32_t noWindow = 0;
-constexpr uint16_t firstWidth = 400; // pixels, until the plug-in tells its size
+constexpr uint16_t firstWidth = 400; // pixels, until the plug-in's size is known
 constexpr uint16_t firstHeight = 300;
 constexpr int rounds = 20;
 constexpr useconds_t roundLength = 50000; // microseconds
@@ -26,7 +26,7 @@ struct Free {
     void operator()(void* memory) const { std::free(memory); }
 };
 
-/// What libxcb allocates.
+/// Allocated by libxcb.
 template <class T>
 using Reply = std::unique_ptr<T, Free>;
 
@@ -35,7 +35,7 @@ Reply<xcb_get_geometry_reply_t> askGeometry(xcb_connection_t* connection, uint32
         xcb_get_geometry_reply(connection, xcb_get_geometry(connection, drawable), nullptr));
 }
 
-// A window at the given place keeps to the screens as long as the server answers for all of them.
+// The given place, moved onto a screen if the server answers for all screens.
 ScreenPoint findPlace(xcb_connection_t* connection, uint32_t window, int32_t x, int32_t y) {
     std::vector<ScreenRectangle> screens;
     for (auto screen = xcb_setup_roots_iterator(xcb_get_setup(connection)); screen.rem > 0;
@@ -57,8 +57,8 @@ xcb_size_hints_t staticGravity() {
     return hints;
 }
 
-// The server cuts a length off at 16 bits: a larger one would come out small. A negative one, which arrives
-// as a huge number, becomes 0: the server refuses that, and the window stays as large as it is.
+// Saturates: the server truncates a length to 16 bits. A negative length, here a huge number, becomes 0,
+// which the server refuses: the window keeps its size.
 uint32_t lengthForServer(uint32_t length) {
     return length > INT32_MAX ? 0 : std::min(length, uint32_t{UINT16_MAX});
 }
@@ -74,7 +74,7 @@ XcbPluginWindow::XcbPluginWindow(PluginWindows& windows, PluginInstance* instanc
     : windows(windows), instance(instance), parentWindow(parentWindow) {}
 
 XcbPluginWindow::~XcbPluginWindow() {
-    // The last reference to the instance may be this one.
+    // This may be the last reference to the instance.
     const Ref<PluginInstance> lastReference = windows.remove(windowId);
     if (xcb_connection_t* connection = windows.display.connection) {
         xcb_unmap_window(connection, windowId);
@@ -91,8 +91,8 @@ void XcbPluginWindow::tellClient() const noexcept try {
         handler->sendNotification(*notification);
     }
 } catch (...) {
-    // The client is gone, or no memory is left. Nothing leaves a destructor, so the process ends here as it
-    // does for an exception that nobody handles.
+    // The client is gone, or memory has run out. A destructor can't throw: ends the process as an uncaught
+    // exception would.
     _exit(-1);
 }
 

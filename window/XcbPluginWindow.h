@@ -7,39 +7,38 @@
 class PluginInstance;
 class PluginWindows;
 
-/// The window of an editor on the X server: a top-level window, owned by the client's but no child of it,
-/// into which the plug-in puts a window of its own. Belongs to the instance. It fits the plug-in's window
-/// exactly, so the user can't resize it.
+/// The X window of an editor: a top-level window, transient for the client's, in which the plug-in makes its
+/// own. Owned by the instance. It has the size of the plug-in's window, so the user can't resize it.
 ///
-/// Main thread, but for `resize`. On a connection that has ended nothing is done.
+/// Main thread, except `resize`. No effect on a connection that has ended.
 class XcbPluginWindow : public PluginWindow {
 public:
     /// `parentWindow` is the client's X window, 0 for none.
     XcbPluginWindow(PluginWindows& windows, PluginInstance* instance, uint32_t parentWindow);
-    /// Takes the window off the screen and tells the client that the editor has closed. May let go of the
-    /// instance, as its very last act.
+    /// Destroys the X window and notifies the client that the editor has closed. Releases the instance last,
+    /// which may end it.
     ~XcbPluginWindow() override;
 
-    /// Makes the X window, unmapped. False, with a line on the standard error stream, if the server refuses.
+    /// Makes the X window, unmapped. False if the server refuses, which is logged.
     bool create();
 
-    /// Does nothing: the size is the plug-in's.
+    /// No effect: the plug-in determines the size.
     void setResizable() override;
     void hide() override;
     void show() override;
     void setTitle(const String& title) override;
-    /// Any thread, as the plug-in asks for it.
+    /// Any thread.
     void resize(uint32_t width, uint32_t height) override;
-    /// Stays on a screen, by the geometry that the server tells: a window manager may not have applied the
-    /// latest size yet. Oddity size-limits-lifted-by-move: lifts the limits of the size, until a `resize`
+    /// Keeps the window on a screen, by the server's geometry, which may lack a size that the window manager
+    /// hasn't applied yet. Oddity size-limits-lifted-by-move: lifts the limits of the size, until a `resize`
     /// sets them again.
     void move(int32_t x, int32_t y) override;
-    /// Waits for the plug-in's window for up to a second and moves it into the corner. Any window that is
-    /// the first child counts as the plug-in's.
+    /// Waits up to a second for the plug-in's window, which is the first child, and moves it to the top left
+    /// corner.
     bool waitForPluginWindow() override;
 
 private:
-    /// Ends the process if there is nobody to be told.
+    /// Ends the process if the client can't be notified.
     void tellClient() const noexcept;
 
     PluginWindows& windows;
