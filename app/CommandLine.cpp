@@ -79,8 +79,7 @@ int listToStandardOutput(const String& path) {
     }
 }
 
-/// False, with a line in the log, for a path that is no UTF-8, or for a relative one where the current
-/// directory has gone.
+/// False, which is logged, for a path that isn't UTF-8, or a relative one without a current directory.
 bool normalizePath(const char* given, String& path) {
     try {
         path = LocalFileSystem::get().normalize(given);
@@ -108,7 +107,7 @@ int runCommandLine(int argumentCount, const char* const arguments[]) {
     if (action == "host" && argumentCount == hostArgumentCount)
         runHostProcess(arguments + 2, addPluginFormats);
 
-    // The last argument, whatever the action.
+    // The last argument is the path of every action.
     String path;
     if (!normalizePath(arguments[argumentCount - 1], path))
         return usageStatus;

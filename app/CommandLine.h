@@ -1,6 +1,5 @@
 #pragma once
 
-/// The program: reads the action and carries it out. Returns the exit status, where the action doesn't end
-/// the process itself: `host`, `info`, `info-file` and an unknown action do. What `host` and the self-test
-/// throw leaves it, and ends the process.
+/// The program: runs the action and returns the exit status. `host`, `info`, `info-file` and unknown actions
+/// exit the process themselves. Throws what `host` and the self-test throw, which ends the process.
 int runCommandLine(int argumentCount, const char* const arguments[]);

@@ -6,6 +6,6 @@
 
 void addPluginFormats(PluginHost& host) {
     host.addFormat(Vst3PluginApi::instance);
-    // Takes what is left.
+    // Last: accepts every other path.
     host.addFormat(Vst2PluginApi::instance);
 }

@@ -4,5 +4,5 @@
 
 class PluginHost;
 
-/// Has a host load plug-ins of all formats that this program knows. Before the first plug-in is loaded.
+/// Adds all formats of this program to a host. Call before the first plug-in is loaded.
 void addPluginFormats(PluginHost& host);

@@ -14,7 +14,7 @@ using base::core::logError;
 
 namespace {
 
-/// What can't be looked at counts as a file, so a broken link is listed by its name.
+/// A path whose status can't be read counts as a file, so a broken link is listed.
 bool isFolder(const String& path) {
     std::error_code failure;
     const std::filesystem::file_status status = std::filesystem::status(path.toStdString(), failure);
@@ -23,7 +23,7 @@ bool isFolder(const String& path) {
     return std::filesystem::is_directory(status);
 }
 
-/// All names of a folder at once: a folder that stays open for each level could be too many.
+/// Reads all names before going deeper: an open folder for each level could exhaust the descriptors.
 std::vector<std::string> namesIn(const String& folder) {
     std::vector<std::string> names;
     std::error_code failure;
@@ -37,7 +37,7 @@ std::vector<std::string> namesIn(const String& folder) {
     return names;
 }
 
-/// False for a name that is no UTF-8, which no request could load either.
+/// False for a name that isn't UTF-8, which no request could load either.
 bool decodeName(const std::string& name, String& decoded) {
     try {
         decoded = name.c_str();

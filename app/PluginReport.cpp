@@ -64,7 +64,7 @@ bool writeRecordOrFailure(OutputStream& stream, PluginInstance& instance) {
     } catch (const Exception& exception) {
         stream.printLine(concat("Exception Thrown:", exception.getMessage()));
     } catch (...) {
-        // Only the empty line behind the record shows it.
+        // The report shows nothing of it but the empty line behind the record.
     }
     return false;
 }
@@ -88,10 +88,10 @@ ReportStatus reportInstances(const String& path, OutputStream& stream, PluginHos
 } // namespace
 
 ReportStatus printPluginMetaData(const String& path, OutputStream& stream) {
-    // The line feed of the text and that of the line leave an empty line.
+    // The text's own line feed makes an empty line.
     stream.printLine(concat("Printing plug-in meta data for ", path, " ...\n"));
     try {
-        // On the stack: retained by hand, so that nobody's last release can free it.
+        // On the stack: retained by hand, so that no release frees it.
         PluginHost host(reportSampleRate, reportBlockSize);
         retain(&host);
         addPluginFormats(host);

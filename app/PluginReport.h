@@ -7,21 +7,21 @@
 
 /// How a report ended; the exit status of the action.
 enum class ReportStatus : int {
-    /// Every record was written in full, or the file names no plug-in.
+    /// Every record is complete, or the file has no plug-in.
     complete = 0,
-    /// A record was cut short by an exception, and the walk went on.
+    /// An exception cut a record short; the later ones followed.
     recordCutShort = 1,
     /// An `Exception` ended the report.
     failed = -1,
-    /// Something that is no exception of a known kind ended it.
+    /// An exception of an unknown kind ended it.
     failedUnknown = -2,
     /// An exception of the standard library ended it.
     failedStandard = -3,
 };
 
-/// Writes what a plug-in file offers: a header, then a record of "Label:value" lines for each plug-in, closed
-/// by an empty line. Creates, questions and destroys one instance of each, so it needs an X server: see
-/// `PluginHost`. Nothing limits the time that a plug-in takes. Main thread.
+/// Writes what a plug-in file offers: a header, then for each plug-in a record of "Label:value" lines, ended
+/// by an empty line. Creates, queries and destroys one instance of each, so it needs an X server: see
+/// `PluginHost`. No time limit. Main thread.
 ReportStatus printPluginMetaData(const String& path, OutputStream& stream);
 
 /// The texts of device types, joined by commas; values without a text are left out, and an empty list is a

@@ -20,7 +20,7 @@ void print(const String& line) {
     base::core::logProgress(line);
 }
 
-/// The path of a plug-in's file with another end in place of the suffix.
+/// The path of a plug-in's file with another suffix.
 String replaceSuffix(const String& file, const char* newEnd) {
     const int32_t point = String::lastIndexOf(file, U'.');
     const int32_t separator = String::lastIndexOf(file, LocalFileSystem::separator);
@@ -42,12 +42,12 @@ void printReply(const CreatePluginInstanceReply& reply) {
         print(concat("    ", program->name));
 }
 
-// A call that waits for a child which never answers is interrupted, and fails.
+// So that a call that waits for an unresponsive child is interrupted, and fails.
 void interruptCallsBy(int signal) {
     struct sigaction action {};
     action.sa_handler = [](int) {}; // without SA_RESTART
     sigaction(signal, &action, nullptr);
-    // Whoever started this program may have blocked it.
+    // It may be blocked by inheritance.
     sigset_t unblocked;
     sigemptyset(&unblocked);
     sigaddset(&unblocked, signal);
@@ -118,7 +118,7 @@ void SelfTest::runScript(const String& file) {
     beginStep("plug-in instance");
     print("Creating plug-in instance");
     const Ref<TestReplyHandler> created(new TestReplyHandler);
-    // A VST 2 shell takes a number; an empty identifier chooses the only class of a VST 3 module.
+    // A VST 2 shell takes a number; an empty identifier is the only class of a VST 3 module.
     const char* identifier = String::endsWith(file, "vst3") ? "" : "0";
     const int32_t instanceId =
         proxy->createPluginInstance(file, {}, identifier, false, new TestingNotificationListener, created);
@@ -133,7 +133,7 @@ void SelfTest::runScript(const String& file) {
         beginStep("plug-in GUI to open");
         print("Opening plug-in GUI");
         proxy->openGUI(instanceId, 0, true, "Test");
-        // Answered behind it.
+        // Answered after the request above.
         proxy->ping();
         print("Plugin GUI is open");
     }
@@ -177,7 +177,7 @@ void SelfTest::usePrograms(int32_t instanceId, int32_t count) {
         beginStep("program to be set");
         print(concat("Setting current program number ", program));
         proxy->setCurrentProgram(instanceId, program);
-        // Answered behind it.
+        // Answered after the request above.
         proxy->ping();
     }
 }
@@ -194,11 +194,11 @@ void SelfTest::finishAudio(TestAudioThread& audioThread) {
 void SelfTest::endFailedHost() {
     beginStep("plug-in host to end");
     try {
-        // A host that has died is told of, which one that is shut down is not.
+        // Reports a dead host to the manager, which `shutdown` doesn't.
         proxy->ping();
         proxy->shutdown();
     } catch (const IOException&) {
-        // It is gone already.
+        // It has ended already.
     }
 }
 
@@ -238,7 +238,7 @@ String SelfTest::reasonOf(const Exception& exception) {
 
 void SelfTest::recordFailure(const String& reason) {
     const auto current = state.lock();
-    // What failed first is why.
+    // The first failure is the reason.
     if (!current->currentFailed)
         current->failed.emplace_back(current->currentFile, reason);
     current->currentFailed = true;

@@ -12,13 +12,12 @@
 
 class TestAudioThread;
 
-/// Drives plug-ins through a whole session of a client, one after the other, each in a host of its own:
-/// create, render, editor, presets, programs, destroy. The script runs on the caller's thread while a
-/// `TestAudioThread` renders, so that the calls overlap as they do in an application. Every step is told on
-/// the standard output stream.
+/// Takes plug-ins through a whole session of a client, one after the other, each in its own host: create,
+/// render, editor, presets, programs, destroy. The script runs on the caller's thread while a
+/// `TestAudioThread` renders, so that calls overlap as in an application. Every step is logged to stdout.
 ///
-/// A step that takes too long fails the plug-in: the host is killed, or its start interrupted. Where that
-/// can't be, since the host lives in this process, the verdict is printed and the process exits with 1.
+/// A step that takes too long fails the plug-in: the host is killed, or its start interrupted. With a host in
+/// this process, the verdict is printed and the process exits with 1.
 class SelfTest : public NonCopyable, public NonMovable {
 public:
     static constexpr double defaultStepBound = 120; // seconds
@@ -28,15 +27,15 @@ public:
              const StepWatchdog::Clock& clock = StepWatchdog::monotonicTime);
     ~SelfTest();
 
-    /// Tests the files in their order. Returns the exit status: 0 if nothing failed, else 1.
+    /// Tests the files in order. Returns the exit status: 0 if nothing failed, else 1.
     int run();
 
 private:
-    /// What the script writes and the watchdog reads.
+    /// Written by the script, read by the watchdog.
     struct State {
-        /// The host at work, borrowed from the script. Null while there is none, and while it is let go of.
+        /// The current host, borrowed from the script. Null while there is none, and while it is released.
         PluginHostProxy* proxy = nullptr;
-        /// There is no host yet.
+        /// A host is being started.
         bool isStarting = false;
         String currentFile;
         bool currentFailed = false;
@@ -55,14 +54,14 @@ private:
     void usePrograms(int32_t instanceId, int32_t count);
     void finishAudio(TestAudioThread& audioThread);
     void endFailedHost();
-    /// The end of the proxy, without the lock: it may take its time, and the watchdog looks on.
+    /// Releases the proxy without the lock: that may block, and the watchdog needs the lock.
     void dropHost();
 
     /// Begins a step that waits for the subject.
     void beginStep(const char* subject);
     /// Called while a step is overdue, on the watchdog's thread.
     void giveUpStep();
-    /// Why the latest step has failed: what an overdue one threw is only what came of it.
+    /// Why the latest step failed. An overdue one failed for that, and its exception is a consequence.
     String reasonOf(const Exception& exception);
     /// Of the current file.
     void recordFailure(const String& reason);
@@ -72,7 +71,7 @@ private:
     const std::vector<String> files;
     const pthread_t scriptThread;
     base::core::Guarded<State> state;
-    /// The script's own.
+    /// Used by the script alone.
     Ref<PluginHostProxy> proxy;
     Ref<StepWatchdog> watchdog;
 };

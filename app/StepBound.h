@@ -1,21 +1,21 @@
 #pragma once
 
-/// Which step a script is in, and whether that takes too long, by the times that the caller reads off a
-/// clock, in seconds. One thread at a time.
+/// The current step of a script and whether it takes too long, by times of the caller's clock in seconds. One
+/// thread at a time.
 class StepBound {
 public:
     explicit StepBound(double bound) : bound(bound) {}
 
-    /// The bound counts from here on. Ends the step before.
+    /// Starts a step, and its bound. Ends the one before.
     void begin(double now);
-    /// Nothing is waited for any more.
+    /// Ends the step.
     void end() { inStep = false; }
 
-    /// Whether a step is under way and its bound has passed. From then on it was overdue.
+    /// Whether there is a current step whose bound has passed. If so, it was overdue from then on.
     bool isOverdueAt(double now);
 
     bool isInStep() const { return inStep; }
-    /// Whether the latest step was overdue, if it has ended too.
+    /// Whether the latest step was overdue, also after its end.
     bool wasOverdue() const { return overdue; }
 
 private:

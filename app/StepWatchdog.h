@@ -6,15 +6,15 @@
 
 #include <functional>
 
-/// Bounds the steps of a script that waits for others. Four times a second it looks at its clock while a step
-/// is under way, and while that is overdue, `onOverdue` is called each time, on this thread: it ends what the
-/// script waits for. No step begins or ends meanwhile.
+/// Bounds the steps of a script that waits for others. During a step it reads its clock four times a second,
+/// and calls `onOverdue` on this thread each time that the step is overdue, to end what the script waits for.
+/// No step begins or ends during that call.
 class StepWatchdog : public base::core::Thread {
 public:
-    /// The time in seconds, from a start of its own; given what the step waits for.
+    /// The time in seconds, from any start, for the subject of the step.
     using Clock = std::function<double(const char* subject)>;
 
-    /// By the system's clock, which no setting of the time changes.
+    /// By the monotonic clock.
     static double monotonicTime(const char* subject);
 
     /// `bound` in seconds of the clock, which is read under this object's lock.
@@ -23,10 +23,10 @@ public:
     /// Ends the thread.
     bool prepareForDeletion() override;
 
-    /// The bound counts from here on. Ends the step before. `subject`, which lives as long as this, says what
-    /// the step waits for.
+    /// Starts a step, and its bound. Ends the one before. `subject`, which outlives this object, is what the
+    /// step waits for.
     void beginStep(const char* subject);
-    /// Nothing is waited for any more.
+    /// Ends the step.
     void endStep();
     /// Whether the latest step was overdue.
     bool wasOverdue();
@@ -39,7 +39,7 @@ private:
     const Clock clock;
     base::core::Mutex lock;
     base::core::Condition changed;
-    /// All under `lock`.
+    /// Guarded by `lock`.
     bool stopRequested = false;
     StepBound step;
     const char* subject = "";

@@ -51,7 +51,7 @@ void TestAudioThread::render() {
         try {
             stopProcessing();
         } catch (...) {
-            // What broke first is what counts.
+            // Only the first error counts.
         }
         throw;
     }

@@ -7,8 +7,8 @@
 #include <atomic>
 #include <cstdint>
 
-/// Renders one minute of silence through a plug-in under test, as fast as that goes, and watches the guards
-/// around its buffers. The script joins it, before it asks for the error.
+/// Renders one minute of silence through a plug-in under test, as fast as possible, and checks the guards
+/// around its buffers. The script joins it before it reads the error.
 class TestAudioThread : public base::core::Thread {
 public:
     explicit TestAudioThread(const Ref<PluginAudioContext>& context);
@@ -19,7 +19,7 @@ public:
     /// Stops and joins.
     bool prepareForDeletion() override;
 
-    /// What went wrong, or the empty text. Once it has been joined.
+    /// The error, or the empty text. After `join`.
     const String& getError() const { return error; }
 
 protected:
@@ -30,7 +30,7 @@ private:
     void fail(const String& reason);
     void prepareBlock();
     void renderBlocks();
-    /// At its return the plug-in has stopped.
+    /// The plug-in has stopped when this returns.
     void stopProcessing();
 
     Ref<PluginAudioContext> context;

@@ -11,8 +11,8 @@
 
 namespace {
 
-/// While it lives, a child that ends interrupts what the process's first thread waits for, or begins to wait
-/// for in the second that follows.
+/// For a scope, the end of a child interrupts the wait of the process's first thread, also one that begins
+/// within a second of it.
 class ChildEndsInterrupt : public NonCopyable, public NonMovable {
 public:
     ChildEndsInterrupt() {
@@ -50,7 +50,7 @@ SandboxedTestProxyProvider::SandboxedTestProxyProvider(const String& executableP
 SandboxedTestProxyProvider::~SandboxedTestProxyProvider() = default;
 
 Ref<PluginHostProxy> SandboxedTestProxyProvider::createProxy() {
-    // A child that ends before it has opened its pipes would be waited for.
+    // Without this, a child that ends before it opens its pipes is waited for without end.
     const ChildEndsInterrupt interrupt;
     return new RemotePluginHostProxy(executablePath);
 }

@@ -2,15 +2,15 @@
 
 #include "client/PluginHostProxy.h"
 
-/// Brings up the host that a plug-in is tested in.
+/// Starts the host that a plug-in is tested in.
 class TestProxyProvider : public Object {
 public:
     ~TestProxyProvider() override;
 
     /// A proxy to a host of its own. Throws `IOException`.
     virtual Ref<PluginHostProxy> createProxy() = 0;
-    /// Whether a signal to the thread that is inside of `createProxy`, with a handler without `SA_RESTART`,
-    /// makes that fail: one may be late, and is repeated. Any thread.
+    /// Whether a signal to a thread inside of `createProxy`, with a handler without `SA_RESTART`, makes that
+    /// fail. It may come before the blocking call, so the caller repeats it. Any thread.
     virtual bool canBeInterrupted() const = 0;
 };
 
@@ -28,13 +28,12 @@ private:
     String executablePath;
 };
 
-/// A host in this process: a plug-in can be watched in a debugger, and what fails here too isn't the
-/// protocol's fault.
+/// A host in this process: for debuggers, and to tell failures of the plug-in from those of the protocol.
 class LocalTestProxyProvider : public TestProxyProvider {
 public:
     ~LocalTestProxyProvider() override;
 
     Ref<PluginHostProxy> createProxy() override;
-    /// It isn't: the library that waits for an X server goes back to waiting.
+    /// False: libxcb resumes its wait for an X server.
     bool canBeInterrupted() const override { return false; }
 };

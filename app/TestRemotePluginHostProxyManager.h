@@ -2,7 +2,7 @@
 
 #include "client/RemotePluginHostProxyManager.h"
 
-/// Says that a host under test has died, and fails those who wait for its replies.
+/// Logs the death of a host under test, and fails all waits for its replies.
 class TestRemotePluginHostProxyManager : public RemotePluginHostProxyManager {
 public:
     ~TestRemotePluginHostProxyManager() override;

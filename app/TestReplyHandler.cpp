@@ -14,7 +14,7 @@ struct Waiting {
     std::set<TestReplyHandler*> handlers;
 };
 
-// Never destroyed: a host may die while the process exits.
+// Never destroyed: a host may die during `exit`.
 Waiting& waiting() {
     static auto& all = *new Waiting;
     return all;

@@ -4,8 +4,8 @@
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostReply.h"
 
-/// Lets the script of a self-test wait for one reply. Made before the request is sent, so that a host which
-/// dies meanwhile is noticed.
+/// Lets the script of a self-test wait for one reply. Made before the request is sent, so that no death of
+/// the host is missed.
 class TestReplyHandler : public PluginHostAsyncReplyHandler {
 public:
     TestReplyHandler();
@@ -14,14 +14,14 @@ public:
     void onReply(PluginHostReply* reply) override;
     void onError(const String& message) override;
 
-    /// Blocks until the outcome is there. Throws `PluginException` with the message of a failure.
+    /// Blocks until there is an outcome. Throws `PluginException` with the message of a failure.
     Ref<PluginHostReply> wait();
 
-    /// Fails every one that has no outcome yet. Any thread.
+    /// Fails all handlers without an outcome. Any thread.
     static void failAll(const String& message);
 
 private:
-    /// The first outcome stays.
+    /// Ignored after the first outcome.
     void finish(bool hasFailed, const String& newMessage, const Ref<PluginHostReply>& newReply);
 
     bool done = false;

@@ -2,7 +2,7 @@
 
 #include "plugin/PluginHostNotificationListener.h"
 
-/// Prints what a plug-in under test tells of itself, a line for each.
+/// Logs the notifications of a plug-in under test, one line each.
 class TestingNotificationListener : public PluginHostNotificationListener {
 public:
     ~TestingNotificationListener() override;
