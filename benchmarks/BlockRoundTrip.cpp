@@ -18,14 +18,14 @@ namespace {
 
 constexpr int64_t blockInterval = 5'800'000; // nanoseconds, of 256 frames at 44.1 kHz
 
-/// How a client sends blocks. Host and bare program take turns, round by round, so that the noise of the
-/// machine meets both.
+/// How a client sends blocks. Host and bare program alternate by rounds, so that the machine's noise affects
+/// both.
 struct Pace {
     const char* name;
     bool paced;
     int rounds;
     int blocksInRound;
-    /// Unmeasured, at the start of a round: caches and clocks settle.
+    /// Warm-up at the start of a round: not measured.
     int warmUpBlocks;
 };
 

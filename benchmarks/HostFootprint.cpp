@@ -1,5 +1,5 @@
-// What a host process costs beside its audio: the time until it can play, the time of a report, and what it
-// takes from the machine while it waits. Beside it the least programs that do something alike.
+// What a host process costs apart from its audio: the time until it can play, the time of a report, and its
+// use of CPU and memory while idle. Compared with minimal programs for the same.
 
 #include "core/ChildProcess.h"
 #include "support/BarePartner.h"
@@ -22,7 +22,7 @@ constexpr int starts = 60;
 constexpr std::chrono::seconds settling{1};
 constexpr std::chrono::seconds idleTime{10};
 
-/// From nothing to an answer, in milliseconds. The end of the process isn't part of it.
+/// From the launch to the first answer, in milliseconds, without the end of the process.
 template <class Partner>
 double timeToFirstAnswer() {
     const Stopwatch watch;
@@ -42,7 +42,7 @@ double runningTime(const std::vector<String>& arguments) {
     return watch.milliseconds();
 }
 
-/// Takes turns, so that the noise of the machine meets both.
+/// Alternates, so that the machine's noise affects both.
 template <class Ours, class Bare>
 ReportRow compareTimes(const char* name, Ours ours, Bare bare, double goal) {
     std::vector<double> ourTimes;
@@ -54,14 +54,14 @@ ReportRow compareTimes(const char* name, Ours ours, Bare bare, double goal) {
     return {name, "ms", Figures::of(ourTimes), Figures::of(bareTimes), Judgement::value, goal};
 }
 
-/// What a process took from the machine while nobody asked anything of it.
+/// What an idle process used.
 struct Idleness {
     double cpuPercent;
     double wakeUps; // a second
     ProcessView::Memory memory;
 };
 
-/// Looks at several processes during the same seconds.
+/// Observes several processes during the same seconds.
 std::vector<Idleness> watchIdling(const std::vector<ProcessView>& processes) {
     std::vector<double> cpuBefore;
     std::vector<int64_t> switchesBefore;
@@ -81,7 +81,7 @@ std::vector<Idleness> watchIdling(const std::vector<ProcessView>& processes) {
     return result;
 }
 
-/// An X client that stays for a scope.
+/// An X client for a scope.
 class EmptyXClient {
 public:
     EmptyXClient() : program(new ChildProcess) { program->launch({BARE_X_CLIENT, "stay"}); }
@@ -134,7 +134,7 @@ void measureIdling(Report& report, const EmptyXClient& bare) {
 
 void measure(Report& report) {
     report.addNote("bare: a program that answers over two FIFOs (first row), an empty X client (all others)");
-    // Also keeps the server from starting afresh each time that its last client leaves.
+    // Also keeps the server from resetting when its last client leaves.
     const EmptyXClient bare;
     measureTimes(report);
     measureIdling(report, bare);

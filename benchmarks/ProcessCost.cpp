@@ -69,7 +69,7 @@ void addRows(Report& report, Collector& collector, const Work (&works)[3]) {
 }
 
 void measure(Report& report) {
-    // In random order, so that the noise of the machine meets both ways.
+    // In random order, so that the machine's noise affects both.
     std::vector<std::string> options{"process-cost", "--benchmark_repetitions=25",
                                      "--benchmark_min_time=0.02",
                                      "--benchmark_enable_random_interleaving=true"};

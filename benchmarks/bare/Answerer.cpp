@@ -1,5 +1,5 @@
-// The least that a host process could be: opens two FIFOs and answers each command with 4 bytes, as a worker
-// does. Uses nothing but the C library.
+// A minimal host process: opens two FIFOs and answers each command with 4 bytes, as a worker does. Uses the C
+// library alone.
 //
 //     bare-answerer COMMANDS ANSWERS
 

@@ -1,5 +1,4 @@
-// The least that a program with an X connection could be. With "leave" it connects and ends; with "stay" it
-// sleeps on its connection.
+// A minimal program with an X connection. "leave" connects and ends; "stay" sleeps on the connection.
 
 #include <cstring>
 #include <unistd.h>

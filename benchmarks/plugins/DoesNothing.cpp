@@ -1,5 +1,5 @@
-// A plug-in that does nothing but count its blocks: the count is the first sample of each block's output, so
-// that a benchmark can see that it really ran. A float counts exactly up to 16 million.
+// A plug-in that only counts its blocks. The count is the first sample of each block's output, by which a
+// benchmark checks that it ran. A float is exact up to 16 million.
 
 #include "plugins/Vst2Effect.h"
 

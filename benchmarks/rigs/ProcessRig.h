@@ -16,7 +16,7 @@ struct Work {
     std::optional<double> goal;
 };
 
-/// What has reached a plug-in.
+/// What a plug-in has received.
 struct WorkDone {
     int64_t blocks = 0;
     int64_t events = 0;
@@ -25,13 +25,12 @@ struct WorkDone {
     bool operator==(const WorkDone&) const = default;
 };
 
-/// One plug-in that does nothing but count behind an instance, with the same work at hand for the instance
-/// and for direct calls of the plug-in.
+/// A plug-in that only counts, called through an instance or directly with the same work.
 class ProcessRig {
 public:
     static constexpr int32_t sampleRate = 44100;
     static constexpr int32_t frames = 256;
-    /// Of a block, as many as there are in the fullest one.
+    /// The work of a block, at most that of the fullest one.
     static constexpr int32_t changes = 1024;
 
     virtual ~ProcessRig();
@@ -40,15 +39,14 @@ public:
     /// The same with none of the instance's own steps.
     virtual void renderDirectly(const Work& work) = 0;
 
-    /// Throws `std::runtime_error` unless all work of `blocks` blocks has reached the plug-in since the last
+    /// Throws `std::runtime_error` unless the plug-in has received all work of `blocks` blocks since the last
     /// call.
     void expectWork(const Work& work, int64_t blocks);
 
 protected:
     ProcessRig();
 
-    /// Brings an instance up as far as its first block, and fills the block with changes that go over all its
-    /// parameters in turn.
+    /// Prepares an instance for its first block, and fills the block with changes of all parameters in turn.
     void setUp(const Ref<PluginInstance>& newInstance);
     virtual WorkDone& getDone() = 0;
 

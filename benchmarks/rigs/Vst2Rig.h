@@ -22,7 +22,7 @@ protected:
 private:
     void fillEventList();
 
-    /// Closed, and so deleted, by the instance.
+    /// Closed, and thereby deleted, by the instance.
     CountingEffect* effect;
     std::vector<VstMidiEvent> events;
     std::vector<uint8_t> listMemory;

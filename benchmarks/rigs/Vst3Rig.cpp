@@ -52,7 +52,7 @@ public:
     WorkDone done;
 };
 
-/// Answers with records that are ready, since the host asks for two of them with each change.
+/// Returns prepared records, since the host reads two with each change.
 class CountingController : public Vst3Controller {
 public:
     CountingController() : Vst3Controller(countedParameters()) {

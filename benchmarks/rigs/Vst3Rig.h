@@ -17,7 +17,7 @@ public:
     Vst3Rig();
     ~Vst3Rig() override;
 
-    /// The plug-in finds its block laid out.
+    /// The layout of the plug-in's block.
     void renderDirectly(const Work& work) override;
 
 protected:

@@ -6,13 +6,13 @@
 
 #include <string>
 
-/// The bare program that answers commands over two FIFOs, launched as a host is launched. What it costs is
-/// what the kernel costs: nothing that exchanges blocks with another process by FIFOs can be faster.
+/// The bare program that answers commands over two FIFOs, launched as a host is. Its time is the kernel's:
+/// the lower bound for exchanging blocks with another process over FIFOs.
 class BarePartner : public BlockPartner {
 public:
     /// Returns once both FIFOs are open. Throws `std::system_error`.
     BarePartner();
-    /// Removes what was made; the program is killed.
+    /// Kills the program and removes the FIFOs.
     ~BarePartner() override;
 
     void exchange() override;

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// A `USER` for this process alone, whose directory of FIFOs is removed in the end.
+/// A `USER` for this process alone; removes its directory of FIFOs at the end.
 class OwnUser {
 public:
     OwnUser() : name("plugin-host-benchmark-" + std::to_string(getpid())) { setenv("USER", name.c_str(), 1); }

@@ -2,7 +2,7 @@
 
 #include "support/Report.h"
 
-/// The whole of a benchmark program but the measuring: gives the process a `USER` of its own, so that its
-/// FIFOs meet nobody else's, calls `measure`, prints the report, and writes it as JSON to FILE of "--json
-/// FILE". Returns the exit status: a failure to measure is one line on the standard error stream and 1.
+/// A benchmark program apart from its measurement: gives the process a `USER` of its own, so that its FIFOs
+/// don't collide with others, calls `measure`, prints the report, and writes it as JSON with "--json FILE".
+/// Returns the exit status: 1 after a failed measurement, with a line on stderr.
 int runBenchmarkProgram(int argumentCount, char** arguments, const char* name, void (*measure)(Report&));

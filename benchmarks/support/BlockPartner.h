@@ -2,7 +2,7 @@
 
 #include <sys/types.h>
 
-/// A process that a block can be sent to and that answers it.
+/// A process that answers blocks.
 class BlockPartner {
 public:
     virtual ~BlockPartner() = default;

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-/// What is told of a measurement that was made again and again, in the unit of its samples.
+/// Summary of a repeated measurement, in the unit of its samples.
 struct Figures {
     double shortest = 0;
     double median = 0;
@@ -11,7 +11,7 @@ struct Figures {
 
     /// Of at least one sample.
     static Figures of(std::vector<double> samples);
-    /// Of a quantity that was measured once.
+    /// Of a single measurement.
     static Figures once(double value) { return {value, value, value, value}; }
 
     bool isSingle() const { return shortest == longest; }

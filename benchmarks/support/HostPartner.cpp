@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr double patience = 30; // seconds, for a host to come up
+constexpr double patience = 30; // seconds, for a host to start
 
 Ref<RemotePluginHostProxy> launchHost() {
     const QuietLaunch quiet;
@@ -33,7 +33,7 @@ HostPartner::~HostPartner() {
         proxy->removePluginInstance(instanceId);
         proxy->shutdown();
     } catch (const Exception&) {
-        // A host that died before is killed with its proxy.
+        // The host has died already; the proxy reaps it.
     }
 }
 

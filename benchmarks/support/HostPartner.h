@@ -6,8 +6,8 @@
 
 #include <cstdint>
 
-/// A child host with the plug-in that does nothing, started by the project's own client classes. Blocks can
-/// be exchanged as soon as it is made; it is shut down with its end.
+/// A child host with the plug-in that does nothing, started by the project's client classes. Ready for blocks
+/// once constructed; shut down by the destructor.
 class HostPartner : public BlockPartner {
 public:
     HostPartner();
@@ -18,7 +18,7 @@ public:
 
     /// The thread of the host that answers.
     pid_t getWorkerThread() const;
-    /// What the plug-in itself has counted.
+    /// The plug-in's own count.
     int64_t getRenderedBlocks() const { return static_cast<int64_t>(*context->outputChannel(0)); }
 
 private:

@@ -5,14 +5,14 @@
 #include <sys/types.h>
 #include <vector>
 
-/// What the kernel tells of another process. Throws `std::runtime_error` when it tells nothing.
+/// The kernel's figures of another process. Throws `std::runtime_error` if they can't be read.
 class ProcessView {
 public:
     explicit ProcessView(pid_t pid) : pid(pid) {}
 
     struct Memory {
         double residentMegabytes;
-        /// Pages that no other process shares, and of these the ones that were written.
+        /// Pages that no other process shares, and those of them that were written.
         double privateMegabytes;
         double privateDirtyMegabytes;
     };

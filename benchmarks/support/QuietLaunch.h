@@ -1,7 +1,7 @@
 #pragma once
 
-/// While it lives, what this process prints goes nowhere; a program that is launched meanwhile stays silent
-/// for its life. Keeps the log lines of hosts out of the tables.
+/// For a scope, discards the output of this process, and all output of programs launched in it. Keeps the log
+/// lines of hosts out of the tables.
 class QuietLaunch {
 public:
     QuietLaunch();

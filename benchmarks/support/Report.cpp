@@ -12,7 +12,7 @@ const char* nameOf(Judgement judgement) {
     return judgementNames[static_cast<size_t>(judgement)];
 }
 
-// The texts of this program have nothing that JSON escapes but these two.
+// Of the characters that JSON escapes, texts of this program have only these two.
 std::string quoted(const std::string& text) {
     std::string result = "\"";
     for (const char character : text) {
@@ -47,7 +47,6 @@ std::string json(const ReportRow& row) {
     return text + "}}";
 }
 
-// As many digits as anybody wants to read.
 void printColumn(double value) {
     std::printf(" %8.*f", value < 1000 ? 2 : 0, value);
 }

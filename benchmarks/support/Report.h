@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-/// What of a row is held against its goal.
+/// The value of a row that is compared with its goal.
 enum class Judgement {
     /// Our median itself.
     value,
@@ -16,29 +16,29 @@ enum class Judgement {
     difference,
 };
 
-/// One measurement, and the bare thing that was measured beside it.
+/// One measurement, and that of the bare program beside it.
 struct ReportRow {
     std::string name;
     std::string unit;
     Figures ours;
     std::optional<Figures> bare;
     Judgement judgement = Judgement::value;
-    /// The most that is hoped for.
+    /// The greatest value that meets the goal.
     std::optional<double> goal;
 
-    /// What the judgement looks at.
+    /// What is compared with the goal.
     double judged() const;
     bool meetsGoal() const { return !goal || judged() <= *goal; }
 };
 
-/// The outcome of one benchmark program: a table for people and JSON for programs. A missed goal is shown,
-/// and fails nothing: times depend on the machine and on who else uses it.
+/// The outcome of one benchmark program: a table for people and JSON for programs. A missed goal is shown and
+/// isn't a failure: times depend on the machine and its load.
 class Report {
 public:
     explicit Report(const std::string& name) : name(name) {}
 
     void add(const ReportRow& row) { rows.push_back(row); }
-    /// A line on the circumstances of the measurement.
+    /// A line about the conditions of the measurement.
     void addNote(const std::string& note) { notes.push_back(note); }
 
     /// Prints the table to the standard output.

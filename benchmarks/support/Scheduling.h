@@ -11,21 +11,21 @@ struct Scheduling {
     int niceness;
 
     static Scheduling of(pid_t thread);
-    /// Gives another thread the same.
+    /// Applies it to another thread.
     void applyTo(pid_t thread) const;
     /// For people: "SCHED_FIFO, priority 19, nice 0".
     std::string describe() const;
 };
 
-/// Confines threads to CPUs, or gives them back what they had.
+/// Confines threads to CPUs, or restores their former ones.
 class Pinning {
 public:
     /// All the CPUs that the caller may run on.
     static Pinning everywhere();
-    /// Only the last of them; the first ones serve more interrupts.
+    /// Only the last of them: the first ones serve more interrupts.
     Pinning lastOnly() const;
 
-    /// One thread: the caller for 0.
+    /// One thread; 0 is the caller.
     void applyTo(pid_t thread) const;
 
 private:

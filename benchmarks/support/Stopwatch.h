@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-/// The time since it was made.
+/// The time since its construction.
 class Stopwatch {
 public:
     double microseconds() const {
