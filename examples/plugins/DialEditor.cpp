@@ -89,7 +89,7 @@ void DialEditor::openWindow(uint32_t parentWindow) {
                   contextValues);
     xcb_close_font(connection, font);
     xcb_map_window(connection, window);
-    // The server has carried it all out once it answers.
+    // A round trip: the server has processed all requests.
     std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
 }
 
@@ -170,7 +170,7 @@ std::vector<DialEditor::Face> DialEditor::readFaces() {
 void DialEditor::draw(const std::vector<Face>& faces) {
     const auto width = static_cast<uint16_t>(getWidth(static_cast<int32_t>(faces.size())));
     const xcb_screen_t& screen = *xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
-    // All in one go, so that nothing flickers.
+    // Drawn to a pixmap and copied at once, without flicker.
     const uint32_t picture = xcb_generate_id(connection);
     xcb_create_pixmap(connection, screen.root_depth, picture, window, width, cellHeight);
     setColour(background);

@@ -7,7 +7,7 @@
 
 struct xcb_connection_t;
 
-/// What a `DialEditor` shows and changes: parameters with normalised values. Called on the editor's thread.
+/// The parameters of a `DialEditor`, with normalised values. Called on the editor's thread.
 class DialSource {
 public:
     virtual int32_t countDials() = 0;
@@ -23,12 +23,11 @@ protected:
     ~DialSource() = default;
 };
 
-/// An editor in plain X: a dial for each parameter, which is turned by dragging it up and down. Has a
-/// connection and a thread of its own, so it lives without help of its host, and lasts from its construction
-/// to its destruction.
+/// An editor in plain X: a dial for each parameter, turned by dragging up and down. Has its own connection
+/// and thread, so it needs no run loop of the host.
 class DialEditor {
 public:
-    /// Opens a window in `parentWindow`, and returns once it is there.
+    /// Opens a window in `parentWindow`, and returns once the server has made it.
     DialEditor(DialSource& source, uint32_t parentWindow);
     /// Joins the thread.
     ~DialEditor();
@@ -41,7 +40,7 @@ public:
     static int32_t getHeight();
 
 private:
-    /// What a dial looks like at the moment.
+    /// The current state of a dial.
     struct Face {
         std::string name;
         std::string text;
@@ -52,7 +51,7 @@ private:
 
     void openWindow(uint32_t parentWindow);
     void run();
-    /// False once the server has gone.
+    /// False once the connection is lost.
     bool handleEvents();
     void press(int32_t x, int32_t y);
     void turn(int32_t y);

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-/// The echo itself, which both formats of the plug-in share: two channels, each with a delay line.
+/// The signal processing of the echo, shared by both formats: two channels, each with a delay line.
 class EchoSound {
 public:
     enum Parameter { delayParameter, feedbackParameter, mixParameter, parameterCount };
@@ -26,11 +26,11 @@ public:
         float mix;
     };
 
-    /// Makes the delay lines, empty. The rate is in Hz.
+    /// Allocates empty delay lines. The rate is in Hz.
     void start(float newSampleRate);
-    /// Empties them.
+    /// Clears the delay lines.
     void clear();
-    /// Outputs may be the inputs' own memory.
+    /// Outputs may be the inputs: processes in place.
     void render(const Settings& settings, const float* const* inputs, float* const* outputs, int32_t frames);
     /// In frames, until the echoes are 60 dB down.
     int32_t getTail(const Settings& settings) const;

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What is told of a parameter in either format. The value is normalised.
+/// The texts of a parameter, for both formats. The value is normalised.
 struct ParameterText {
     const char* name;
     const char* label;

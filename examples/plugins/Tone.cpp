@@ -46,7 +46,7 @@ protected:
         std::copy_n(outputs[0], frames, outputs[1]);
     }
 
-    /// Notes wait for their frame; a controller moves for the whole block.
+    /// Notes take effect at their frame, controllers for the whole block.
     void processEvents(const VstEvents& events) override {
         for (const VstEvent* each :
              std::span<VstEvent* const>(&events.events[0], static_cast<size_t>(events.numEvents))) {

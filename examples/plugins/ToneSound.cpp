@@ -17,7 +17,7 @@ float releaseSeconds(float release) {
     return std::max(release * longestRelease, 0.01F);
 }
 
-// In whole steps of the wheel, so that its centre is none.
+// In whole steps of the wheel, so that its centre is exactly 0.
 double bendSemitones(float bend) {
     const double steps = std::round(bend * bendSteps);
     return (steps - bendCentre) / bendCentre * bendRange;
@@ -38,7 +38,7 @@ void ToneSound::start(float newSampleRate) {
 void ToneSound::noteOn(int32_t key, float level, int32_t id) {
     if (level <= 0)
         return noteOff(key);
-    // A free voice, else the quietest.
+    // A free voice, or else the quietest.
     const auto voice = std::min_element(voices.begin(), voices.end(),
                                         [](const Voice& a, const Voice& b) { return a.level < b.level; });
     *voice = {.key = key, .id = id, .level = level, .held = true};

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// The instrument itself, which both formats of the plug-in share: sines of sixteen voices with a release.
+/// The signal processing of the instrument, shared by both formats: sines of sixteen voices with a release.
 class ToneSound {
 public:
     enum Parameter { volumeParameter, releaseParameter, parameterCount };
@@ -25,17 +25,16 @@ public:
     /// Silences all voices. The rate is in Hz.
     void start(float newSampleRate);
 
-    /// `level` is 0 to 1, and a note of 0 is an end. `id` is what `setNoteVolume` and `setNoteTuning` know
-    /// the note by.
+    /// `level` is 0 to 1; 0 ends the note. `id` identifies the note for `setNoteVolume` and `setNoteTuning`.
     void noteOn(int32_t key, float level, int32_t id);
     void noteOff(int32_t key);
-    /// A gain: 1 leaves the note as it is.
+    /// A gain; 1 is neutral.
     void setNoteVolume(int32_t id, double gain);
     void setNoteTuning(int32_t id, double semitones);
 
-    /// Writes what the voices play.
+    /// Writes the mix of the voices.
     void render(const Settings& settings, float* output, int32_t frames);
-    /// In frames, behind the last note's end.
+    /// In frames, from the end of the last note.
     int32_t getTail(const Settings& settings) const;
 
 private:

@@ -1,5 +1,5 @@
-// The instrument as a VST 3 module, which adds what this format has: note expression, and controllers that
-// move parameters.
+// The instrument as a VST 3 module, with two features of that format: note expression, and MIDI controllers
+// mapped to parameters.
 
 #include "plugins/ToneSound.h"
 #include "plugins/Vst3DialController.h"
@@ -20,7 +20,7 @@ namespace {
 const FUID toneClass(0x4578616D, 0x706C6520, 0x576F726B, 0x546F6E30);
 const FUID controllerClass(0x4578616D, 0x706C6520, 0x576F726B, 0x546F6E43);
 
-/// The pitch wheel, behind the parameters that the user sees.
+/// The pitch wheel, after the visible parameters.
 constexpr int32_t bendParameter = ToneSound::parameterCount;
 
 constexpr double volumeScale = 4;   // a note's gain at 1, which is 12 dB
@@ -106,7 +106,7 @@ private:
     ToneSound sound;
 };
 
-/// A way in which a note of the instrument moves.
+/// A note expression of the instrument.
 struct Expression {
     Vst::NoteExpressionTypeID type;
     const char* title;
@@ -122,7 +122,7 @@ constexpr Expression expressions[] = {
 
 constexpr auto textCapacity = static_cast<int32_t>(sizeof(Vst::String128) / sizeof(Vst::TChar));
 
-/// Reads a text that is a number and nothing else.
+/// Reads a text that is one number.
 bool readNumber(const Vst::TChar* text, double& number) {
     char ascii[textCapacity] = {};
     for (size_t i = 0; i + 1 < std::size(ascii) && text[i] != 0; ++i)
@@ -198,7 +198,7 @@ public:
             return kResultFalse;
         const double meant = type == Vst::kVolumeTypeID ? std::pow(10.0, shown / 20) / volumeScale
                                                         : shown / tuningScale + tuningCentre;
-        // What is shown has been rounded.
+        // The text has the rounded value.
         constexpr double rounding = 0.006;
         if (!(meant >= -rounding && meant <= 1 + rounding))
             return kResultFalse;

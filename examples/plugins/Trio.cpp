@@ -67,7 +67,7 @@ protected:
     VstIntPtr getTailSize() override { return 1; }
 };
 
-/// What the file gives when it isn't asked for one of the three: names them.
+/// The shell itself, which names the three effects: returned if none of them is requested.
 class Shell : public Vst2Effect {
 public:
     explicit Shell(audioMasterCallback host)

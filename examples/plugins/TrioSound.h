@@ -5,9 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 
-// What the three effects do, which both formats of the file share. Outputs may be the inputs' own memory.
+// The signal processing of the three effects, shared by both formats. Outputs may be the inputs: processes in
+// place.
 
-/// A gain whose limiter looks ahead, so that what comes out comes late and stays within full scale.
+/// A gain with a look-ahead limiter: its output is delayed and within full scale.
 class LouderSound {
 public:
     static constexpr int32_t latency = 64; // frames
@@ -17,10 +18,10 @@ public:
     void render(float gain, const float* const* inputs, float* const* outputs, int32_t frames);
 
 private:
-    /// The gain, 1 at most, that keeps the frames which are yet to come out within full scale.
+    /// The gain, 1 at most, that keeps the delayed frames within full scale.
     float findLimit() const;
 
-    /// Each as loud as it is to be.
+    /// With the gain applied.
     std::array<std::array<float, 2>, latency> waiting{};
     size_t next = 0;
     float limit = 1;

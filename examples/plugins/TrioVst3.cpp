@@ -1,5 +1,5 @@
-// The three effects as a VST 3 module of three classes. "Louder" is its own controller; the other two have
-// nothing to control.
+// The three effects as a VST 3 module of three classes. "Louder" is its own controller; the other two have no
+// parameters.
 
 #include "plugins/TrioSound.h"
 #include "plugins/Vst3Factory.h"

@@ -8,7 +8,7 @@
 #include <memory>
 #include <optional>
 
-/// What an effect says of itself when it is made.
+/// The static properties of an effect.
 struct Vst2EffectTraits {
     int32_t uniqueId;
     const char* name;
@@ -23,7 +23,7 @@ struct Vst2EffectTraits {
     bool hasDials = false;
 };
 
-/// A VST 2 effect in C++: the base of the plug-ins of this tree. Owns its `AEffect` and dies with `effClose`.
+/// A VST 2 effect in C++: the base of the plug-ins of this tree. Owns its `AEffect`; `effClose` deletes it.
 /// Parameters are atomic, since a host sets them on its audio thread while it reads them on another.
 class Vst2Effect : private DialSource {
 public:
@@ -35,7 +35,7 @@ public:
     AEffect* getEffect() { return &effect; }
 
 protected:
-    /// Every opcode; the base answers those that the operations below speak of, and 0 to the rest.
+    /// Every opcode; the base answers those of the operations below, and 0 to all others.
     virtual VstIntPtr dispatch(VstInt32 opcode, VstInt32 index, VstIntPtr value, void* ptr, float opt);
     /// Replaces the outputs.
     virtual void processReplacing(float** inputs, float** outputs, int32_t frames) = 0;

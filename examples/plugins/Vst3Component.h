@@ -29,8 +29,8 @@ struct Vst3ComponentTraits {
     std::vector<Vst3Parameter> parameters{};
 };
 
-/// The half of a VST 3 plug-in that renders: the base of the components of this tree. Whatever it is asked, a
-/// derived class may answer for itself.
+/// The half of a VST 3 plug-in that renders: the base of the components of this tree. Derived classes may
+/// override every operation.
 class Vst3Component
     : public Vst3Half<Vst::IComponent, Vst::IAudioProcessor, Vst::IProcessContextRequirements> {
 public:
@@ -49,7 +49,7 @@ public:
     tresult PLUGIN_API setState(Steinberg::IBStream* state) override;
     tresult PLUGIN_API getState(Steinberg::IBStream* state) override;
 
-    /// Refuses any arrangement but the one that is there.
+    /// Refuses all arrangements but the current one.
     tresult PLUGIN_API setBusArrangements(Vst::SpeakerArrangement* inputs, Steinberg::int32 inputCount,
                                           Vst::SpeakerArrangement* outputs,
                                           Steinberg::int32 outputCount) override;
@@ -59,17 +59,17 @@ public:
     Steinberg::uint32 PLUGIN_API getLatencySamples() override;
     tresult PLUGIN_API setupProcessing(Vst::ProcessSetup& newSetup) override;
     tresult PLUGIN_API setProcessing(Steinberg::TBool state) override;
-    /// Takes over the changes of parameters, then renders.
+    /// Applies the changes of parameters, then renders.
     tresult PLUGIN_API process(Vst::ProcessData& data) override;
     Steinberg::uint32 PLUGIN_API getTailSamples() override;
-    /// Nothing: no plug-in of this tree asks for the time.
+    /// None: no plug-in of this tree needs the transport.
     Steinberg::uint32 PLUGIN_API getProcessContextRequirements() override;
 
 protected:
-    /// Writes the block's outputs; the base leaves them as they are.
+    /// Writes the block's outputs; the base doesn't.
     virtual void render(Vst::ProcessData& data);
 
-    /// Null for a bus that isn't there.
+    /// Null for a bus that doesn't exist.
     const Vst3Bus* findBus(Vst::MediaType media, Vst::BusDirection direction, int32_t index) const;
 
     const Vst3ComponentTraits traits;

@@ -6,15 +6,15 @@
 #include <pluginterfaces/vst/ivsteditcontroller.h>
 #include <vector>
 
-/// The half of a VST 3 plug-in that knows its parameters: the base of the controllers of this tree. Further
-/// interfaces are added by `Vst3Offering`; whatever it is asked, a derived class may answer for itself.
+/// The half of a VST 3 plug-in that has its parameters: the base of the controllers of this tree.
+/// `Vst3Offering` adds further interfaces; derived classes may override every operation.
 class Vst3Controller : public Vst3Half<Vst::IEditController> {
 public:
     explicit Vst3Controller(std::vector<Vst3Parameter> parameters = {});
 
-    /// The values of the component's parameters, which are the controller's too.
+    /// Reads the component's values of the parameters.
     tresult PLUGIN_API setComponentState(Steinberg::IBStream* state) override;
-    /// A controller has nothing of its own to keep.
+    /// A controller has no state beyond the component's.
     tresult PLUGIN_API setState(Steinberg::IBStream* state) override;
     tresult PLUGIN_API getState(Steinberg::IBStream* state) override;
     Steinberg::int32 PLUGIN_API getParameterCount() override;

@@ -6,10 +6,10 @@
 
 namespace {
 
-/// The editor's window in VST 3's terms. It lives on a thread of its own and asks its host for nothing.
+/// The editor as an `IPlugView`. Runs on its own thread and uses no interface of the host.
 class DialView : public Vst3Offering<Vst3Counted, Steinberg::IPlugView> {
 public:
-    /// Keeps the controller alive, since a host may let go of that first.
+    /// Holds the controller, which a host may release first.
     DialView(FUnknown* controller, DialSource& source) : controller(controller), source(source) {}
 
     tresult PLUGIN_API isPlatformTypeSupported(FIDString type) override {

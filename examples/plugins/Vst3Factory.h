@@ -30,7 +30,7 @@ Vst3Class vst3Class(const FUID& id, const char* name, const char* subcategories 
     }
 }
 
-/// The list of a module's classes, for its `GetPluginFactory` to give.
+/// The classes of a module, returned by its `GetPluginFactory`.
 class Vst3Factory : public Vst3Offering<Vst3Counted, Steinberg::IPluginFactory2> {
 public:
     explicit Vst3Factory(std::vector<Vst3Class> classes);

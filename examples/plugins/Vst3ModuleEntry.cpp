@@ -1,4 +1,4 @@
-// What a module does as it is loaded and let go of: nothing. One that has more to do defines these itself.
+// Default entry and exit of a module: no effect. A module with more to do defines its own.
 
 extern "C" {
 

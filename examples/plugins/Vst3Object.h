@@ -8,7 +8,7 @@
 #include <pluginterfaces/base/ipluginbase.h>
 #include <pluginterfaces/vst/ivstmessage.h>
 
-/// The count that ends a plug-in's object. Starts at 1, for whoever made it.
+/// The reference count of a plug-in's object. Starts at 1, the creator's reference.
 class Vst3Counted : public FUnknown {
 public:
     Vst3Counted() = default;
@@ -24,14 +24,14 @@ private:
     std::atomic<uint32_t> references = 1;
 };
 
-/// `Base` with further interfaces that it answers for, all on one count:
-/// `class MyController : public Vst3Offering<Vst3Controller, Vst::IMidiMapping>`.
+/// `Base` with further interfaces, all on one count: `class MyController : public
+/// Vst3Offering<Vst3Controller, Vst::IMidiMapping>`.
 template <class Base, class... Interfaces>
 class Vst3Offering : public Base, public Interfaces... {
 public:
     using Base::Base;
 
-    /// An overriding one refuses an interface by answering `refuse`.
+    /// An override refuses an interface by returning `refuse`.
     tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override {
         if ((offer<Interfaces>(identifier, result) || ...))
             return kResultOk;
@@ -60,8 +60,8 @@ private:
     }
 };
 
-/// What the two halves of a plug-in, its component and its controller, have in common: the host that they
-/// work for, and the line between them.
+/// Common base of a plug-in's two halves, component and controller: the host, and the connection between
+/// them.
 template <class Main, class... Others>
 class Vst3Half : public Vst3Offering<Vst3Counted, Main, Others..., Vst::IConnectionPoint> {
 public:
@@ -89,6 +89,6 @@ public:
 
 protected:
     IPtr<FUnknown> hostContext;
-    /// Not counted: two halves that hold each other would never end, since not every host disconnects them.
+    /// Not counted: two halves that hold each other would leak, since not every host disconnects them.
     Vst::IConnectionPoint* otherHalf = nullptr;
 };

@@ -11,7 +11,7 @@
 #include <pluginterfaces/vst/ivstunits.h>
 #include <vector>
 
-/// What is told of a parameter. Texts are ASCII.
+/// The description of a parameter. Texts are ASCII.
 struct Vst3Parameter {
     Vst::ParamID id;
     const char* title;
@@ -23,8 +23,8 @@ struct Vst3Parameter {
     Vst::UnitID unit = Vst::kRootUnitId;
 };
 
-/// A plug-in's parameters with their values, which each half of it has for itself. Values are atomic, since
-/// a host sets them on its audio thread while it reads them on another.
+/// A plug-in's parameters with their values; each half has its own. Values are atomic, since a host sets them
+/// on its audio thread while it reads them on another.
 class Vst3Parameters {
 public:
     explicit Vst3Parameters(std::vector<Vst3Parameter> parameters);
@@ -38,10 +38,10 @@ public:
     double get(Vst::ParamID id) const;
     /// False for an id that isn't there.
     bool set(Vst::ParamID id, double value);
-    /// Takes the last point of each parameter.
+    /// Adopts the last point of each parameter.
     void apply(Vst::IParameterChanges& changes);
 
-    // The values in their order, as 64-bit floating point numbers of this machine.
+    // The values in order, as native 64-bit floating point numbers.
 
     tresult read(Steinberg::IBStream& stream);
     tresult write(Steinberg::IBStream& stream) const;

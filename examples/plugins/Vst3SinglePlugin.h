@@ -3,9 +3,9 @@
 #include "plugins/Vst3Component.h"
 #include "plugins/Vst3Controller.h"
 
-/// A component that is its own controller: both halves in one object, on one count. A value that the
-/// controller is told of is the component's at once. `setState` and `getState` are two operations of each
-/// half, unless a derived class overrides both at once.
+/// A component that is its own controller: both halves in one object, on one count. A value set on the
+/// controller is the component's at once. `setState` and `getState` are two operations of each half, unless a
+/// derived class overrides both at once.
 class Vst3SinglePlugin : public Vst3Component, public Vst3Controller {
 public:
     explicit Vst3SinglePlugin(const Vst3ComponentTraits& traits)

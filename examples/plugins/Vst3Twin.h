@@ -1,13 +1,13 @@
 #pragma once
 
-// What the VST 3 twins of this tree's examples have in common.
+// Common to the VST 3 twins of this tree's examples.
 
 #include "plugins/ParameterText.h"
 #include "plugins/Vst3Component.h"
 
 #include <span>
 
-/// The id of a twin's parameter. No index: hosts must not take the one for the other.
+/// The id of a twin's parameter. Differs from its index, so that a host which confuses the two fails.
 constexpr Vst::ParamID twinParameterId(int32_t index) {
     return 1000 + static_cast<Vst::ParamID>(index);
 }
@@ -26,8 +26,8 @@ inline float twinValue(const Vst3Parameters& parameters, int32_t index) {
     return static_cast<float>(parameters.get(twinParameterId(index)));
 }
 
-/// Whether a block's first bus has what a stereo plug-in reads or writes. A host may send a block without
-/// audio, for the parameters alone.
+/// Whether a block's first bus has two channels. A host may send a block without audio, for the parameters
+/// alone.
 inline bool isStereo(const Vst::AudioBusBuffers* buses, int32_t count) {
     return count > 0 && buses->numChannels == 2;
 }

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-/// Loudness of what came out, and how long each block took to come back.
+/// Loudness of the output, and the round-trip time of each block.
 class Measurements {
 public:
     using Duration = std::chrono::duration<double, std::micro>;
@@ -22,7 +22,7 @@ private:
     std::vector<Duration> roundTrips;
 };
 
-/// A bar on the terminal; silent where the standard error stream is none.
+/// A progress bar on the terminal; none if stderr isn't a terminal.
 class ProgressBar {
 public:
     explicit ProgressBar(int64_t total);

@@ -7,12 +7,12 @@
 #include <mutex>
 #include <vector>
 
-/// Hears what the user does in the plug-in's editor. What is turned there is to be sent back with the next
-/// block: the half of a plug-in that renders may know of it by nothing else. Any thread may ask.
+/// Collects the user's changes in the plug-in's editor. The caller sends them back with the next block: the
+/// rendering half of a plug-in may have no other way to get them. Any thread.
 class OpenEditor : public PluginHostNotificationListener {
 public:
     bool isOpen() const { return open; }
-    /// What has come since the last call, in its order.
+    /// The changes since the last call, in order.
     std::vector<ParameterChange> takeChanges();
 
     void onUpdateParameter(const UpdateParameterNotification& notification) override;

@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 constexpr mode_t allowedByUmask = 0666;
 
-// A link keeps its place, and what it leads to is replaced.
+// A link stays, and its target is replaced.
 fs::path behindLinks(const std::string& path) {
     std::error_code missing;
     fs::path target = fs::weakly_canonical(path, missing);

@@ -8,20 +8,20 @@
 #include <string>
 #include <vector>
 
-/// The output file, in the plug-in's channels. It is written beside the file that it is to replace and takes
-/// its name by `finish` alone, so a rendering that fails leaves an earlier one as it was. What is no regular
-/// file, such as a device, is written in place.
+/// The output file, in the plug-in's channels. Written to a temporary file beside its place and renamed by
+/// `finish`, so a failed rendering leaves an earlier one as it was. Anything but a regular file, such as a
+/// device, is written in place.
 class Recording {
 public:
-    /// Throws `std::runtime_error` for a file that can't be written, as the other operations do.
+    /// Throws `std::runtime_error` for a file that can't be written, as all operations.
     Recording(const std::string& path, int32_t channels, int32_t sampleRate);
-    /// Removes what `finish` hasn't completed.
+    /// Removes the temporary file unless `finish` has renamed it.
     ~Recording();
     Recording(const Recording&) = delete;
     Recording& operator=(const Recording&) = delete;
 
     void add(const PluginAudioContext& context, int32_t frames);
-    /// Writes what is left and puts the file in its place.
+    /// Writes the rest and renames the file.
     void finish();
 
 private:

@@ -33,7 +33,7 @@ int64_t FileSource::fill(PluginAudioContext& context) {
     const sf_count_t count = sf_readf_float(file.get(), interleaved.data(), context.blockSize);
     if (sf_error(file.get()) != SF_ERR_NO_ERROR)
         throw std::runtime_error("Could not read " + path + ": " + sf_strerror(file.get()));
-    // A file that is shorter than it says ends where it ends.
+    // A file shorter than its header says ends with its data.
     position = count < context.blockSize ? info.frames : position + count;
     for (int32_t channel = 0; channel < context.inputChannelCount; ++channel) {
         const size_t from = std::min(static_cast<size_t>(channel), channels - 1);

@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-/// What is played into a plug-in, block by block.
+/// The input of a plug-in, block by block.
 class Source {
 public:
     virtual ~Source();
 
-    /// Writes the next block's input audio and events into the context, zero behind the end. Returns the
-    /// frames that are left after it. Throws `std::runtime_error` for a file that fails.
+    /// Writes the next block's input audio and events into the context, with silence past the end. Returns
+    /// the frames that are left after it. Throws `std::runtime_error` if the file can't be read.
     virtual int64_t fill(PluginAudioContext& context) = 0;
     virtual void rewind() = 0;
     /// In frames.
@@ -23,7 +23,7 @@ public:
     virtual int32_t getSampleRate() const = 0;
 };
 
-/// An audio file. Its channels go to the plug-in's of the same number, the last one to all that are left.
+/// An audio file. Its channels go to the plug-in's of the same index, the last one also to all further ones.
 class FileSource : public Source {
 public:
     /// Throws `std::runtime_error` for a file that can't be read.

@@ -1,5 +1,5 @@
-// Renders an audio file, or a signal of its own, through a plug-in that runs in a host process. With its
-// editor open it plays on at the speed of music until the window is closed.
+// Renders an audio file, or a signal of its own, through a plug-in that runs in a host process. With an open
+// editor it plays in real time, repeatedly, until the window is closed.
 
 #include "client/RemotePluginAudioContextProxy.h"
 #include "client/RemotePluginHostProxy.h"
@@ -28,7 +28,7 @@
 
 namespace {
 
-constexpr double patience = 30;     // seconds, for a plug-in to come up
+constexpr double patience = 30;     // seconds, for a plug-in to start
 constexpr int32_t longestTail = 10; // seconds
 constexpr double tempo = 120;       // beats a minute
 constexpr const char* usage = "Usage: render [--identifier ID] [--editor] PLUGIN [IN.wav [OUT.wav]]";
@@ -41,8 +41,7 @@ struct Arguments {
     bool editor = false;
 };
 
-/// Without a slash at its end, as shells leave it behind a folder: the last letters of a path tell the
-/// format.
+/// Without a slash at the end, which shells add to folders: the format depends on the end of the path.
 std::string absolutePath(const std::string& path) {
     const std::filesystem::path whole = std::filesystem::absolute(path);
     return whole.has_filename() ? whole : whole.parent_path();
@@ -71,21 +70,21 @@ Arguments readArguments(int count, char** texts) {
     return arguments;
 }
 
-// The same file under another name, or behind a link, counts.
+// Also true for another name of the same file, or a link to it.
 void refuseToOverwrite(const std::string& read, const std::string& written) {
     std::error_code missing;
     if (!read.empty() && std::filesystem::equivalent(read, written, missing))
         throw std::runtime_error("The output would replace " + read + ", which is read");
 }
 
-/// What the arguments name; null for none. Throws where it can't be played.
+/// The source of the arguments; null for none. Throws if it can't be played.
 std::unique_ptr<FileSource> openInput(const Arguments& arguments) {
     refuseToOverwrite(arguments.plugin, arguments.output);
     refuseToOverwrite(arguments.input, arguments.output);
     if (arguments.input.empty())
         return nullptr;
     auto source = std::make_unique<FileSource>(arguments.input);
-    // A host has one rate from its start, and no plug-in is asked to convert.
+    // The rate of a host is fixed at its start, and there is no conversion.
     constexpr int32_t playedRate = RemotePluginHostProxy::defaultSampleRate;
     if (source->getSampleRate() != playedRate)
         throw std::runtime_error(arguments.input + " has " + std::to_string(source->getSampleRate()) +
@@ -112,7 +111,7 @@ void setTransport(TransportBlock& transport, int32_t sampleRate, int64_t positio
     transport.timeSignatureDenominator = 4;
 }
 
-/// Plays one block after the other, and keeps what comes out.
+/// Plays block by block, and records the output.
 class Player {
 public:
     Player(PluginAudioContext& context, Source& source, Recording& recording, OpenEditor& editor,
@@ -129,7 +128,7 @@ public:
         }
     }
 
-    /// Over and over, as fast as music goes.
+    /// Repeatedly, in real time.
     void playWhileEditorIsOpen() {
         const Clock::time_point start = Clock::now();
         while (editor.isOpen()) {
@@ -148,7 +147,7 @@ private:
 
     void playBlock() {
         context.beginBlock();
-        // A block has room for more than anybody turns in its time.
+        // Result ignored: a block has room for 4096 changes.
         for (const ParameterChange& change : editor.takeChanges())
             context.addParameterChange(change.parameterIndex, change.value, change.sampleOffset);
         const bool playing = left > 0;
@@ -174,11 +173,11 @@ private:
     int32_t result = processActive;
 };
 
-/// How the host has ended, for a sentence; no text if it runs.
+/// How the host has ended, as part of a sentence; empty if its proxy has reaped it, null if it runs.
 std::optional<std::string> describeEnd(pid_t host) {
     using namespace std::chrono_literals;
     constexpr int rounds = 100;
-    // A process that ends gives up its pipes before it can be waited for. Its proxy is the one that reaps it.
+    // A process closes its pipes before it can be waited for: retry. WNOWAIT: its proxy reaps it.
     for (int i = 0; i < rounds; ++i) {
         siginfo_t end{};
         if (waitid(P_PID, static_cast<id_t>(host), &end, WEXITED | WNOHANG | WNOWAIT) != 0)
@@ -236,7 +235,7 @@ void render(const Arguments& arguments, const std::string& hostProgram) {
     try {
         play(arguments, proxy, std::move(source));
     } catch (const IOException&) {
-        // What the pipe of a dead host says is of no use to a reader.
+        // A dead host's status says more than the failure of its pipe.
         const std::optional<std::string> end = describeEnd(proxy->getChildPid());
         if (!end)
             throw;
@@ -244,7 +243,7 @@ void render(const Arguments& arguments, const std::string& hostProgram) {
     }
 }
 
-/// An exception's words, which may have several lines.
+/// An exception's message, which may have several lines.
 int fail(std::string words) {
     std::replace(words.begin(), words.end(), '\n', ' ');
     std::fprintf(stderr, "render: %s\n", words.c_str());

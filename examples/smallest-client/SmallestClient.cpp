@@ -33,7 +33,7 @@ int main(int count, char** arguments) try {
                 peak = std::max(peak, std::abs(sample));
     }
     audio->stopProcessing();
-    audio->drain(); // the plug-in rests: now it may go
+    audio->drain(); // waits for the worker, so that the plug-in may be destroyed
     host->destroyPluginInstance(plugin->instanceId);
     std::cout << "peak " << peak << "\n";
 } catch (const Exception& failure) {
