@@ -1,4 +1,4 @@
-// Writes what the fuzzers start from, the golden bytes of the tests:
+// Writes the fuzzers' initial corpus, the golden bytes of the tests:
 //
 //     fuzz-corpus DIRECTORY        makes DIRECTORY/READER/NAME
 
@@ -16,7 +16,7 @@ using namespace test_support;
 
 namespace {
 
-/// All requests in a row, as a client sends them.
+/// All requests in sequence, as a client sends them.
 std::string allRequests() {
     std::string frames;
     for (const RequestRow& row : requestRows)

@@ -1,7 +1,7 @@
-// Any bytes as what a client sends. A finding is a client that brings the host down by what it writes.
+// Any bytes as a client's requests. A finding is input that crashes the host.
 //
-// The requests are read one after the other until one can't be, which is where a host stops to read; none is
-// performed. Each is written again, as a client would.
+// Reads requests until one is invalid, which ends a host's reading; none is performed. Each is written again,
+// as a client would.
 
 #include "core/MemoryInputStream.h"
 #include "core/StdStreams.h"
@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             readRequest(nullptr, input)->write(output);
         }
     } catch (const IOException&) {
-        // The end of the bytes, or of their sense.
+        // The end of the input, or an invalid request.
     }
     return 0;
 }

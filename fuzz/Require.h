@@ -1,6 +1,6 @@
 #pragma once
 
-/// Ends a fuzzer with a finding unless something holds that must, whatever the bytes are.
+/// Ends the fuzzer with a finding unless a condition holds, which it must for any input.
 inline void require(bool holds) {
     if (!holds)
         __builtin_trap();

@@ -1,9 +1,9 @@
-// Any bytes as a preset file of one form, for effects of several kinds. A finding is a file that takes a
-// user's session down when it is tried out.
+// Any bytes as a preset file of one form, for effects of several kinds. A finding is a file that crashes the
+// host when it is loaded.
 //
-// VST2_PRESET_READER is the operation of `Vst2PresetReader` that reads the form. Nothing but an `IOException`
-// leaves it, and what an effect is handed is within the file and within what the effect has. The limits that
-// scripts/fuzz sets find memory that is taken because a file says so.
+// VST2_PRESET_READER is the operation of `Vst2PresetReader` that reads the form. It throws only
+// `IOException`, and passes to the effect only data within the file and within the effect's limits. The
+// memory limits of scripts/fuzz find allocations by unchecked sizes.
 
 #include "fuzz/Require.h"
 #include "support/RecordingEffect.h"
@@ -34,7 +34,7 @@ constexpr Kind kinds[] = {
     {.flags = 0, .programs = 128, .parameters = 500, .id = idWithTwin},
 };
 
-/// Takes any preset, and looks at all that it is handed.
+/// Accepts any preset, and reads all bytes that it gets.
 class StrictEffect : public RecordingEffect {
 public:
     StrictEffect(const Kind& kind, size_t fileSize) {
@@ -56,7 +56,8 @@ public:
     }
 };
 
-/// With room for the zero that the reader appends and for nothing else, so that whoever reads on is found.
+/// With room for the zero that the reader appends and no more, so that AddressSanitizer finds reads beyond
+/// it.
 std::vector<uint8_t> fileOf(const uint8_t* data, size_t size) {
     std::vector<uint8_t> file;
     file.reserve(size + 1);
@@ -72,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         try {
             Vst2PresetReader(effect.effect, fileOf(data, size)).VST2_PRESET_READER();
         } catch (const IOException&) {
-            // Said to the client.
+            // A failure for the client, not a finding.
         }
     }
     return 0;

@@ -1,5 +1,5 @@
-// Any bytes as a VST 3 preset, which the SDK reads for the host. A finding is a file that takes a user's
-// session down when it is tried out. The component and the controller read all that they are given.
+// Any bytes as a VST 3 preset, which the SDK reads for the host. A finding is a file that crashes the host
+// when it is loaded. The component and the controller read all that they get.
 
 #include "fuzz/Require.h"
 #include "support/PresetBytes.h"
@@ -15,7 +15,7 @@ using namespace test_support;
 
 namespace {
 
-/// A file that exists for this process alone.
+/// An anonymous file of this process.
 class MemoryFile {
 public:
     explicit MemoryFile(const uint8_t* data, size_t size) : descriptor(memfd_create("preset", MFD_CLOEXEC)) {
