@@ -1,14 +1,13 @@
 // docs/architecture.md is what a maintainer trusts: if these fail, it names folders, files or operations that
 // aren't there, or the tree has an include that points upwards.
 
-#include "MarkdownDocument.h"
+#include "docs/MarkdownDocument.h"
+#include "docs/SourceTree.h"
 
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <map>
 #include <set>
 #include <sstream>
@@ -26,15 +25,6 @@ const MarkdownDocument& architecture() {
     return document;
 }
 
-std::string readText(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-fs::path inTree(const std::string& path) {
-    return fs::path(SOURCE_DIRECTORY) / path;
-}
-
 std::set<std::string> splitList(const std::string& text) {
     std::set<std::string> items;
     std::istringstream stream(text);
@@ -43,26 +33,6 @@ std::set<std::string> splitList(const std::string& text) {
         items.insert(item);
     }
     return items;
-}
-
-bool isHeader(const std::string& file) {
-    return file.ends_with(".h");
-}
-
-bool isSource(const std::string& file) {
-    return isHeader(file) || file.ends_with(".cpp") || file.ends_with(".c");
-}
-
-/// The sources and headers of the tree below a folder, as paths from its root.
-std::vector<std::string> sourcesBelow(const std::string& folder) {
-    std::vector<std::string> files;
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(inTree(folder))) {
-        const std::string file = entry.path().lexically_relative(SOURCE_DIRECTORY).string();
-        if (entry.is_regular_file() && isSource(file))
-            files.push_back(file);
-    }
-    std::sort(files.begin(), files.end());
-    return files;
 }
 
 /// The quoted includes of a text that name a folder.
@@ -124,9 +94,6 @@ private:
     std::map<std::string, Folder> folders;
     std::set<std::string> names;
 };
-
-const std::vector<std::string> sourceRoots = {"core",   "lib",    "vst2",  "vst3", "host",
-                                              "window", "client", "local", "app"};
 
 std::set<std::string> wordsOfTheSources() {
     std::set<std::string> words;
