@@ -89,10 +89,10 @@ Vst3Rig::Vst3Rig() : plugin(new Vst3Plugin(host.get(), "counting.vst3")) {
 Vst3Rig::~Vst3Rig() = default;
 
 void Vst3Rig::renderDirectly(const Work& work) {
-    Vst::IEditController* const told = controller;
+    Vst::IEditController* const edited = controller;
     for (int32_t i = 0; i < work.changes; ++i) {
         const ParameterChange& change = context->parameterChanges[i];
-        told->setParamNormalized(firstId + change.parameterIndex, change.value);
+        edited->setParamNormalized(firstId + change.parameterIndex, change.value);
     }
     Vst::AudioBusBuffers input;
     input.numChannels = 2;
