@@ -91,8 +91,8 @@ public:
     void performOnInstance(PluginInstance& instance) override;
 };
 
-/// Asks for channels, latency and state. Oddity update-io-updates-nothing: changes none of them. Answered by a
-/// `DefineIoReply`.
+/// Asks for channels, latency and state. Oddity update-io-updates-nothing: changes none of them. Answered by
+/// a `DefineIoReply`.
 class UpdateIORequest : public WireRequest<UpdateIORequest> {
 public:
     static constexpr uint8_t type = 4;

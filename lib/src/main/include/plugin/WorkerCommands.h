@@ -13,7 +13,8 @@ enum class WorkerCommand : uint8_t {
     startProcessing = 0,
     /// An `InstanceCommand`. No answer.
     stopProcessing = 1,
-    /// A `ProcessCommand`. Answered by an `int32b`, a `ProcessResult`. Oddity big-endian-fields: the command is
+    /// A `ProcessCommand`. Answered by an `int32b`, a `ProcessResult`. Oddity big-endian-fields: the command
+    /// is
     /// little-endian, the answer isn't.
     process = 2,
 };
