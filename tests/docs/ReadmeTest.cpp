@@ -1,4 +1,5 @@
-// If these fail, what a newcomer copies from the README doesn't compile, or isn't there.
+// If these fail, what a newcomer copies from the README doesn't compile, or what a document leads to isn't
+// there.
 
 #include "docs/MarkdownDocument.h"
 
@@ -8,6 +9,7 @@
 #include <fstream>
 #include <iterator>
 #include <regex>
+#include <utility>
 
 namespace {
 
@@ -31,12 +33,36 @@ TEST(Readme, ShowsTheSmallestClientAsItIsBuilt) {
 }
 
 TEST(Readme, NamesScriptsAndFilesThatExist) {
-    const std::string text = readFile(tree / "README.md");
     const std::regex names("(scripts|docs|examples)/[A-Za-z0-9./-]*[A-Za-z0-9]");
-    size_t checked = 0;
-    for (std::sregex_iterator name(text.begin(), text.end(), names); name != std::sregex_iterator(); ++name) {
-        EXPECT_TRUE(fs::exists(tree / name->str())) << "The tree doesn't have " << name->str();
-        ++checked;
+    for (const auto& [document, fewest] : {std::pair("README.md", 8u), std::pair("CONTRIBUTING.md", 4u)}) {
+        const std::string text = readFile(tree / document);
+        size_t checked = 0;
+        for (std::sregex_iterator name(text.begin(), text.end(), names); name != std::sregex_iterator();
+             ++name) {
+            EXPECT_TRUE(fs::exists(tree / name->str())) << "The tree doesn't have " << name->str();
+            ++checked;
+        }
+        EXPECT_GT(checked, fewest) << document;
     }
-    EXPECT_GT(checked, 8u);
+}
+
+TEST(Documents, LinkToFilesThatExist) {
+    const std::regex links("\\]\\(([^):#]+)[^)]*\\)");
+    for (const auto& [document, fewest] : {std::pair("README.md", 8u), std::pair("CONTRIBUTING.md", 4u),
+                                           std::pair("docs/developing.md", 0u)}) {
+        const std::string text = readFile(tree / document);
+        size_t checked = 0;
+        for (std::sregex_iterator link(text.begin(), text.end(), links); link != std::sregex_iterator();
+             ++link) {
+            const fs::path target = (tree / document).parent_path() / link->str(1);
+            EXPECT_TRUE(fs::exists(target)) << document << " links " << link->str(1);
+            ++checked;
+        }
+        EXPECT_GT(checked, fewest) << document;
+    }
+}
+
+TEST(Documents, LeadFromTheReadmeToTheOneForContributorsAndToTheFirstHour) {
+    EXPECT_NE(readFile(tree / "README.md").find("](CONTRIBUTING.md)"), std::string::npos);
+    EXPECT_NE(readFile(tree / "CONTRIBUTING.md").find("](docs/developing.md)"), std::string::npos);
 }
