@@ -37,6 +37,7 @@ endif()
 function(plugin_host_library name)
     add_library(plugin-host-${name} STATIC ${ARGN})
     add_library(plugin-host::${name} ALIAS plugin-host-${name})
+    plugin_host_compile_together(plugin-host-${name})
     target_include_directories(plugin-host-${name} PUBLIC ${PROJECT_SOURCE_DIR})
     # Of the headers: a project of an older standard compiles by this one what includes them.
     target_compile_features(plugin-host-${name} PUBLIC cxx_std_20)

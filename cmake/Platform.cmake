@@ -89,6 +89,14 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND NOT PLUGIN_HOST_SANITIZERS MATCHES 
     link_libraries(atomic)
 endif()
 
+# Under sanitizers, most of a compilation is code of headers that the sources of a target share: there, five of them are
+# compiled as one. A source with a name that another has, too, stays by itself by SKIP_UNITY_BUILD_INCLUSION.
+function(plugin_host_compile_together target)
+    if(PLUGIN_HOST_SANITIZERS)
+        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 5)
+    endif()
+endfunction()
+
 # For what calls objects of VST 3 modules, which needn't be a C++ compiler's: they have tables of functions, and
 # behind these no type that UBSan could look at.
 function(plugin_host_calls_plugins target)
