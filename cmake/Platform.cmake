@@ -42,12 +42,15 @@ if(PLUGIN_HOST_ARCHITECTURE STREQUAL "i386")
 else()
     set(library_directories /usr/lib/x86_64-linux-gnu /usr/lib64)
 endif()
-# Where distributions have the descriptions of an architecture's libraries; the first that there is.
+# Where distributions have the descriptions of an architecture's libraries; the first that there is, below the folders of
+# CMAKE_FIND_ROOT_PATH before the system's own.
 set(package_path "")
-foreach(directory ${library_directories})
-    if(NOT package_path AND IS_DIRECTORY ${directory}/pkgconfig)
-        set(package_path ${directory}/pkgconfig:/usr/share/pkgconfig)
-    endif()
+foreach(root IN LISTS CMAKE_FIND_ROOT_PATH ITEMS "")
+    foreach(directory ${library_directories})
+        if(NOT package_path AND IS_DIRECTORY ${root}${directory}/pkgconfig)
+            set(package_path ${root}${directory}/pkgconfig:${root}/usr/share/pkgconfig)
+        endif()
+    endforeach()
 endforeach()
 set(PLUGIN_HOST_PKG_CONFIG_PATH "${package_path}" CACHE STRING "What pkg-config looks through; empty: what it would itself")
 
