@@ -22,7 +22,7 @@ struct WireFamily {
     template <class Base, class... Arguments>
     static Ref<Base> make(uint8_t type, Arguments&&... arguments) {
         Ref<Base> made;
-        ((Messages::type == type && (made = new Messages(arguments...), true)) || ...);
+        static_cast<void>(((Messages::type == type && (made = new Messages(arguments...), true)) || ...));
         return made;
     }
 
