@@ -4,7 +4,6 @@
 #include <utility>
 
 using base::core::monotonicDeadline;
-using base::core::ScopedLock;
 
 double StepWatchdog::monotonicTime(const char*) {
     timespec now{};
@@ -13,14 +12,14 @@ double StepWatchdog::monotonicTime(const char*) {
 }
 
 StepWatchdog::StepWatchdog(double bound, std::function<void()> onOverdue, Clock clock)
-    : Thread("Test watchdog"), onOverdue(std::move(onOverdue)), clock(std::move(clock)), step(bound) {}
+    : Thread("Test watchdog"), onOverdue(std::move(onOverdue)), clock(std::move(clock)), state(bound) {}
 
 StepWatchdog::~StepWatchdog() = default;
 
 bool StepWatchdog::prepareForDeletion() {
     {
-        const ScopedLock scope(lock);
-        stopRequested = true;
+        const auto current = state.lock();
+        current->stopRequested = true;
         changed.broadcast();
     }
     join();
@@ -28,32 +27,30 @@ bool StepWatchdog::prepareForDeletion() {
 }
 
 void StepWatchdog::beginStep(const char* newSubject) {
-    const ScopedLock scope(lock);
-    subject = newSubject;
-    step.begin(clock(subject));
+    const auto current = state.lock();
+    current->subject = newSubject;
+    current->step.begin(clock(newSubject));
     changed.broadcast();
 }
 
 void StepWatchdog::endStep() {
-    const ScopedLock scope(lock);
-    step.end();
+    state.lock()->step.end();
 }
 
 bool StepWatchdog::wasOverdue() {
-    const ScopedLock scope(lock);
-    return step.wasOverdue();
+    return state.lock()->step.wasOverdue();
 }
 
 void StepWatchdog::run() {
     constexpr double interval = 0.25; // seconds
-    const ScopedLock scope(lock);
-    while (!stopRequested) {
-        if (!step.isInStep()) {
-            changed.wait(lock);
+    const auto current = state.lock();
+    while (!current->stopRequested) {
+        if (!current->step.isInStep()) {
+            current.wait(changed);
             continue;
         }
-        if (step.isOverdueAt(clock(subject)))
+        if (current->step.isOverdueAt(clock(current->subject)))
             onOverdue();
-        changed.waitUntil(lock, monotonicDeadline(interval));
+        current.waitUntil(changed, monotonicDeadline(interval));
     }
 }

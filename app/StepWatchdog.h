@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/StepBound.h"
-#include "core/Mutex.h"
+#include "core/Guarded.h"
 #include "core/Thread.h"
 
 #include <functional>
@@ -35,12 +35,16 @@ protected:
     void run() override;
 
 private:
+    struct State {
+        explicit State(double bound) : step(bound) {}
+
+        bool stopRequested = false;
+        StepBound step;
+        const char* subject = "";
+    };
+
     const std::function<void()> onOverdue;
     const Clock clock;
-    base::core::Mutex lock;
     base::core::Condition changed;
-    /// Guarded by `lock`.
-    bool stopRequested = false;
-    StepBound step;
-    const char* subject = "";
+    base::core::Guarded<State> state;
 };

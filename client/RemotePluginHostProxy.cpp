@@ -22,9 +22,9 @@
 
 using base::core::ChildProcess;
 using base::core::closeQuietly;
+using base::core::Guarded;
 using base::core::NamedPipe;
 using base::core::NamedServerPipe;
-using base::core::ScopedLock;
 
 namespace {
 
@@ -34,24 +34,15 @@ constexpr double replyThreadPatience = 2.0; // seconds
 // Proxies are made on one thread.
 int32_t nextHostId = 1;
 
-struct CurrentManager {
-    base::core::Mutex lock;
-    Ref<RemotePluginHostProxyManager> manager;
-};
-
 // Never destroyed: a host may die while the process exits.
-CurrentManager& currentManager() {
-    static auto& current = *new CurrentManager;
+Guarded<Ref<RemotePluginHostProxyManager>>& currentManager() {
+    static auto& current = *new Guarded<Ref<RemotePluginHostProxyManager>>;
     return current;
 }
 
 template <class Call>
 void callManager(const Call& call) {
-    Ref<RemotePluginHostProxyManager> manager;
-    {
-        const ScopedLock lock(currentManager().lock);
-        manager = currentManager().manager;
-    }
+    const Ref<RemotePluginHostProxyManager> manager = *currentManager().lock();
     if (manager)
         callReceiver(managerName, [&] { call(*manager); });
 }
@@ -127,8 +118,7 @@ RemotePluginHostProxy::~RemotePluginHostProxy() {
 }
 
 void RemotePluginHostProxy::setManager(const Ref<RemotePluginHostProxyManager>& newManager) {
-    const ScopedLock lock(currentManager().lock);
-    currentManager().manager = newManager;
+    *currentManager().lock() = newManager;
 }
 
 void RemotePluginHostProxy::removePluginInstance(int32_t instanceId) {
@@ -136,18 +126,18 @@ void RemotePluginHostProxy::removePluginInstance(int32_t instanceId) {
     std::vector<Ref<PluginHostRequest>> requests;
     Ref<RemotePluginInstance> instance;
     {
-        const ScopedLock lock(pendingLock);
-        std::erase_if(pendingRequests, [&](const auto& entry) {
+        const auto pending = pendingRequests.lock();
+        std::erase_if(*pending, [&](const auto& entry) {
             if (!entry.second->isForInstance(instanceId))
                 return false;
             requests.push_back(entry.second);
             return true;
         });
     }
-    const ScopedLock lock(instancesLock);
-    if (const auto entry = instances.find(instanceId); entry != instances.end()) {
+    const auto known = instances.lock();
+    if (const auto entry = known->find(instanceId); entry != known->end()) {
         instance = entry->second;
-        instances.erase(entry);
+        known->erase(entry);
     }
 }
 
@@ -160,10 +150,10 @@ RemotePluginHostProxy::sendRequest(const Ref<PluginHostRequest>& request,
         throw IOException("Attempting to send requst to plug-in host process with no output stream");
     request->requireSendableTexts();
     if (request->hasRequestId()) {
-        const ScopedLock lock(pendingLock);
+        const auto pending = pendingRequests.lock();
         request->requestId = nextRequestId++;
         request->replyHandler = replyHandler;
-        pendingRequests.emplace(request->requestId, request);
+        pending->emplace(request->requestId, request);
     }
     try {
         writeRequest(*request);
@@ -234,16 +224,16 @@ bool RemotePluginHostProxy::prepareForDeletion() {
 }
 
 Ref<RemotePluginInstance> RemotePluginHostProxy::findInstance(int32_t instanceId) {
-    const ScopedLock lock(instancesLock);
-    const auto entry = instances.find(instanceId);
-    return entry != instances.end() ? entry->second : nullptr;
+    const auto known = instances.lock();
+    const auto entry = known->find(instanceId);
+    return entry != known->end() ? entry->second : nullptr;
 }
 
 void RemotePluginHostProxy::addPluginInstance(int32_t instanceId,
                                               const Ref<PluginHostNotificationListener>& listener) {
     lastInstanceId = instanceId;
-    const ScopedLock lock(instancesLock);
-    instances.emplace(instanceId, new RemotePluginInstance(instanceId, listener));
+    const auto known = instances.lock();
+    known->emplace(instanceId, new RemotePluginInstance(instanceId, listener));
 }
 
 void RemotePluginHostProxy::launch(const String& executablePath) {
@@ -317,9 +307,9 @@ Ref<RemotePluginHostProxy> RemotePluginHostProxy::holdDuringCall() {
 
 bool RemotePluginHostProxy::beginReport() {
     {
-        const ScopedLock lock(startLock);
-        if (!startEnded && !ending) {
-            reporting = true;
+        const auto progress = start.lock();
+        if (!progress->hasEnded && !ending) {
+            progress->isReporting = true;
             return true;
         }
     }
@@ -332,37 +322,33 @@ bool RemotePluginHostProxy::beginReport() {
 }
 
 void RemotePluginHostProxy::endReport() {
-    const ScopedLock lock(startLock);
-    reporting = false;
+    const auto progress = start.lock();
+    progress->isReporting = false;
     reportEnded.broadcast();
 }
 
 void RemotePluginHostProxy::endStart() {
-    const ScopedLock lock(startLock);
-    while (reporting)
-        reportEnded.wait(startLock);
-    startEnded = true;
+    const auto progress = start.lock();
+    while (progress->isReporting)
+        progress.wait(reportEnded);
+    progress->hasEnded = true;
 }
 
 void RemotePluginHostProxy::dropReceivers() {
     // Let go of without the locks, since it may be the end of a receiver.
-    decltype(pendingRequests) droppedRequests;
-    decltype(instances) droppedInstances;
-    {
-        const ScopedLock lock(pendingLock);
-        droppedRequests.swap(pendingRequests);
-    }
-    const ScopedLock lock(instancesLock);
-    droppedInstances.swap(instances);
+    Requests droppedRequests;
+    Instances droppedInstances;
+    droppedRequests.swap(*pendingRequests.lock());
+    droppedInstances.swap(*instances.lock());
 }
 
 Ref<PluginHostRequest> RemotePluginHostProxy::takePendingRequest(int32_t requestId) {
-    const ScopedLock lock(pendingLock);
-    const auto entry = pendingRequests.find(requestId);
-    if (entry == pendingRequests.end())
+    const auto pending = pendingRequests.lock();
+    const auto entry = pending->find(requestId);
+    if (entry == pending->end())
         throw IOException(concat("Invalid async request id ", requestId));
     Ref<PluginHostRequest> request = entry->second;
-    pendingRequests.erase(entry);
+    pending->erase(entry);
     return request;
 }
 

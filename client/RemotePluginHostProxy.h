@@ -5,7 +5,7 @@
 #include "client/RemotePluginInstance.h"
 #include "client/RemoteWorkers.h"
 #include "core/ChildProcess.h"
-#include "core/Mutex.h"
+#include "core/Guarded.h"
 #include "core/NamedPipe.h"
 #include "plugin/PluginHostRequest.h"
 
@@ -70,7 +70,15 @@ protected:
 private:
     friend class RemotePluginHostProxyAsyncReplyThread;
 
-    using Lock = base::core::Mutex;
+    using Requests = std::unordered_map<int32_t, Ref<PluginHostRequest>>;
+    using Instances = std::unordered_map<int32_t, Ref<RemotePluginInstance>>;
+
+    struct Start {
+        /// The constructor is done.
+        bool hasEnded = false;
+        /// The manager is being called.
+        bool isReporting = false;
+    };
 
     void launch(const String& executablePath);
     void writeRequest(PluginHostRequest& request);
@@ -114,20 +122,14 @@ private:
     int32_t lastInstanceId = 0;
     /// Nobody is left to whom a death could be reported.
     std::atomic<bool> ending = false;
-    Lock startLock;
     base::core::Condition reportEnded;
-    /// Under `startLock`: whether the constructor is done, and whether the manager is being called.
-    bool startEnded = false;
-    bool reporting = false;
+    base::core::Guarded<Start> start;
     std::unique_ptr<RemotePluginHostProxyAsyncReplyThread> replyThread;
-    /// Under `pendingLock`.
-    std::unordered_map<int32_t, Ref<PluginHostRequest>> pendingRequests;
-    /// Under `instancesLock`.
-    std::unordered_map<int32_t, Ref<RemotePluginInstance>> instances;
+    /// By their ids.
+    base::core::Guarded<Requests> pendingRequests;
+    base::core::Guarded<Instances> instances;
     /// For writing to `mainOutput` and closing it.
-    Lock writeLock;
-    Lock pendingLock;
-    Lock instancesLock;
+    base::core::Mutex writeLock;
 };
 
 /// The environment of a child host: that of this process, in which, where the library path of plug-ins is

@@ -9,8 +9,6 @@
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginHostReply.h"
 
-using base::core::ScopedLock;
-
 RemotePluginHostProxyAsyncReplyThread::RemotePluginHostProxyAsyncReplyThread(RemotePluginHostProxy* proxy)
     : Thread("Plugin async reply"), proxy(proxy) {}
 
@@ -20,10 +18,10 @@ RemotePluginHostProxyAsyncReplyThread::~RemotePluginHostProxyAsyncReplyThread() 
 
 bool RemotePluginHostProxyAsyncReplyThread::waitForEnd(double seconds) {
     const timespec deadline = base::core::monotonicDeadline(seconds);
-    const ScopedLock lock(endLock);
-    while (!ended) {
-        if (!endReached.waitUntil(endLock, deadline))
-            return ended;
+    const auto hasEnded = ended.lock();
+    while (!*hasEnded) {
+        if (!hasEnded.waitUntil(endReached, deadline))
+            return *hasEnded;
     }
     return true;
 }
@@ -38,8 +36,8 @@ void RemotePluginHostProxyAsyncReplyThread::run() {
     } catch (...) {
         base::core::logProgress("Plugin host async reply reader thread crashed with unknown exception");
     }
-    const ScopedLock lock(endLock);
-    ended = true;
+    const auto hasEnded = ended.lock();
+    *hasEnded = true;
     endReached.broadcast();
 }
 

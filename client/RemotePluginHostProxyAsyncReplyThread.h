@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/Mutex.h"
+#include "core/Guarded.h"
 #include "core/Thread.h"
 
 #include <cstdint>
@@ -27,7 +27,6 @@ private:
     void readReplyFrame(int32_t requestId);
 
     RemotePluginHostProxy* proxy;
-    base::core::Mutex endLock;
     base::core::Condition endReached;
-    bool ended = false;
+    base::core::Guarded<bool> ended{false};
 };

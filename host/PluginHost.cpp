@@ -66,8 +66,8 @@ void PluginHost::run() {
 }
 
 void PluginHost::post(const Ref<PluginHostAction>& action) {
-    const base::core::ScopedLock lock(actionsLock);
-    actions.push_back(action);
+    const auto queue = actions.lock();
+    queue->push_back(action);
     actionsAvailable.broadcast();
 }
 
@@ -116,17 +116,17 @@ void PluginHost::settleWindow(uint32_t windowId, uint32_t serial) {
 
 bool PluginHost::waitForAction(double secondsLeft) {
     const timespec deadline = base::core::monotonicDeadline(secondsLeft);
-    const base::core::ScopedLock lock(actionsLock);
+    const auto queue = actions.lock();
     // An action may have come since the queue was found empty.
-    return !actions.empty() || actionsAvailable.waitUntil(actionsLock, deadline);
+    return !queue->empty() || queue.waitUntil(actionsAvailable, deadline);
 }
 
 Ref<PluginHostAction> PluginHost::takeAction() {
-    const base::core::ScopedLock lock(actionsLock);
-    if (actions.empty())
+    const auto queue = actions.lock();
+    if (queue->empty())
         return nullptr;
-    Ref<PluginHostAction> action = actions.front();
-    actions.pop_front();
+    Ref<PluginHostAction> action = queue->front();
+    queue->pop_front();
     return action;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/Mutex.h"
+#include "core/Guarded.h"
 #include "plugin/CoreNames.h"
 #include "plugin/Plugin.h"
 #include "plugin/PluginHostContext.h"
@@ -64,15 +64,14 @@ private:
     bool waitForAction(double secondsLeft);
     Ref<PluginHostAction> takeAction();
     void runIdleRound();
-    /// While queue and lock still stand: plug-ins call back as they end.
+    /// While the queue still stands: plug-ins call back as they end.
     void dropInstances();
 
     Ref<PluginHostRunThread> runThread;
     std::vector<PluginApi*> formats;
     base::core::Condition actionsAvailable;
-    /// Guards `actions`; no other lock is taken while it is held.
-    base::core::Mutex actionsLock;
-    std::list<Ref<PluginHostAction>> actions;
+    /// No other lock is taken while this one is held.
+    base::core::Guarded<std::list<Ref<PluginHostAction>>> actions;
     Milliseconds lastIdleTime = 0;
     const pthread_t mainThread;
 };

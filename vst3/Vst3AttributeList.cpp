@@ -6,8 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 
-using base::core::ScopedLock;
-
 namespace {
 
 // Any bytes are a key, since nothing may be thrown at a plug-in.
@@ -19,10 +17,7 @@ String keyOf(Vst::IAttributeList::AttrID id) {
 
 Vst3AttributeList::Vst3AttributeList(Vst3Host* host) : host(host) {}
 
-Vst3AttributeList::~Vst3AttributeList() {
-    while (!values.empty())
-        remove(values.begin()->first);
-}
+Vst3AttributeList::~Vst3AttributeList() = default;
 
 tresult Vst3AttributeList::queryInterface(const TUID identifier, void** result) {
     if (isInterface(identifier, Vst::IAttributeList::iid) || isInterface(identifier, FUnknown::iid))
@@ -48,8 +43,8 @@ tresult Vst3AttributeList::setInt(AttrID id, Steinberg::int64 value) {
 }
 
 tresult Vst3AttributeList::getInt(AttrID id, Steinberg::int64& value) {
-    const ScopedLock lock(valuesLock);
-    const Attribute* attribute = find(id);
+    const auto held = values.lock();
+    const Attribute* attribute = held->find(id);
     if (attribute == nullptr)
         return kResultFalse;
     std::memcpy(&value, &attribute->value, sizeof value);
@@ -62,8 +57,8 @@ tresult Vst3AttributeList::setFloat(AttrID id, double value) {
 }
 
 tresult Vst3AttributeList::getFloat(AttrID id, double& value) {
-    const ScopedLock lock(valuesLock);
-    const Attribute* attribute = find(id);
+    const auto held = values.lock();
+    const Attribute* attribute = held->find(id);
     if (attribute == nullptr)
         return kResultFalse;
     std::memcpy(&value, &attribute->value, sizeof value);
@@ -71,14 +66,14 @@ tresult Vst3AttributeList::getFloat(AttrID id, double& value) {
 }
 
 tresult Vst3AttributeList::setString(AttrID id, const Vst::TChar*) {
-    const ScopedLock lock(valuesLock);
-    remove(keyOf(id));
+    const auto held = values.lock();
+    held->remove(keyOf(id));
     return kResultOk;
 }
 
 tresult Vst3AttributeList::getString(AttrID id, Vst::TChar* string, Steinberg::uint32 sizeInBytes) {
-    const ScopedLock lock(valuesLock);
-    const Attribute* attribute = find(id);
+    const auto held = values.lock();
+    const Attribute* attribute = held->find(id);
     if (attribute == nullptr)
         return kResultFalse;
     const size_t characters = std::min(attribute->size, sizeInBytes);
@@ -102,8 +97,8 @@ tresult Vst3AttributeList::setBinary(AttrID id, const void* data, Steinberg::uin
 }
 
 tresult Vst3AttributeList::getBinary(AttrID id, const void*& data, Steinberg::uint32& sizeInBytes) {
-    const ScopedLock lock(valuesLock);
-    const Attribute* attribute = find(id);
+    const auto held = values.lock();
+    const Attribute* attribute = held->find(id);
     sizeInBytes = attribute != nullptr ? attribute->size : 0;
     if (attribute == nullptr)
         return kResultFalse;
@@ -113,21 +108,30 @@ tresult Vst3AttributeList::getBinary(AttrID id, const void*& data, Steinberg::ui
 
 void Vst3AttributeList::store(AttrID id, const Attribute& attribute) {
     const String key = keyOf(id);
-    const ScopedLock lock(valuesLock);
-    remove(key);
-    values[key] = attribute;
+    const auto held = values.lock();
+    held->store(key, attribute);
 }
 
-void Vst3AttributeList::remove(const String& key) {
-    const auto found = values.find(key);
-    if (found == values.end())
+Vst3AttributeList::Values::~Values() {
+    while (!attributes.empty())
+        remove(attributes.begin()->first);
+}
+
+void Vst3AttributeList::Values::store(const String& key, const Attribute& attribute) {
+    remove(key);
+    attributes[key] = attribute;
+}
+
+void Vst3AttributeList::Values::remove(const String& key) {
+    const auto found = attributes.find(key);
+    if (found == attributes.end())
         return;
     if (found->second.size != 0)
         std::free(found->second.value.data);
-    values.erase(found);
+    attributes.erase(found);
 }
 
-const Vst3AttributeList::Attribute* Vst3AttributeList::find(AttrID id) const {
-    const auto found = values.find(keyOf(id));
-    return found != values.end() ? &found->second : nullptr;
+const Vst3AttributeList::Attribute* Vst3AttributeList::Values::find(AttrID id) const {
+    const auto found = attributes.find(keyOf(id));
+    return found != attributes.end() ? &found->second : nullptr;
 }

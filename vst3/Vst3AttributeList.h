@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/Mutex.h"
+#include "core/Guarded.h"
 #include "plugin/CoreNames.h"
 #include "vst3/Vst3Names.h"
 
@@ -57,14 +57,22 @@ private:
         bool operator()(const String& a, const String& b) const { return String::compare(a, b) < 0; }
     };
 
+    /// The attributes by their ids.
+    class Values : public NonCopyable {
+    public:
+        ~Values();
+
+        void store(const String& key, const Attribute& attribute);
+        void remove(const String& key);
+        const Attribute* find(AttrID id) const;
+
+    private:
+        std::map<String, Attribute, TextOrder> attributes;
+    };
+
     void store(AttrID id, const Attribute& attribute);
-    /// Under the lock.
-    void remove(const String& key);
-    const Attribute* find(AttrID id) const;
 
     std::atomic<uint32_t> refCount = 1;
-    mutable base::core::Mutex valuesLock;
-    /// Under its lock.
-    std::map<String, Attribute, TextOrder> values;
+    base::core::Guarded<Values> values;
     Vst3Host* host;
 };

@@ -10,8 +10,6 @@
 #include <utility>
 #include <vector>
 
-using base::core::ScopedLock;
-
 namespace {
 
 constexpr std::u16string_view productName = u"Tanvex Studio";
@@ -36,8 +34,7 @@ bool Vst3Host::detach() {
     if (!calls.waitForCalls(CallGate::longestWait))
         return false;
     instance = nullptr;
-    const ScopedLock lock(parameterIndexesLock);
-    parameterIndexes = {};
+    *parameterIndexes.lock() = {};
     return true;
 }
 
@@ -169,15 +166,15 @@ int32_t Vst3Host::findParameterIndex(Vst3PluginInstance* owner, Vst::ParamID id)
         ids.push_back(info.id);
     }
     {
-        const ScopedLock lock(parameterIndexesLock);
+        const auto indexes = parameterIndexes.lock();
         for (size_t i = 0; i < ids.size(); ++i)
-            parameterIndexes[ids[i]] = static_cast<int32_t>(i);
+            (*indexes)[ids[i]] = static_cast<int32_t>(i);
     }
     return lookUpParameterIndex(id);
 }
 
 int32_t Vst3Host::lookUpParameterIndex(Vst::ParamID id) {
-    const ScopedLock lock(parameterIndexesLock);
-    const auto found = parameterIndexes.find(id);
-    return found != parameterIndexes.end() ? found->second : noParameter;
+    const auto indexes = parameterIndexes.lock();
+    const auto found = indexes->find(id);
+    return found != indexes->end() ? found->second : noParameter;
 }

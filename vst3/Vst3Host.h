@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/Mutex.h"
+#include "core/Guarded.h"
 #include "plugin/CallGate.h"
 #include "vst3/Vst3Object.h"
 #include "vst3/Vst3PlugFrame.h"
@@ -84,9 +84,8 @@ private:
     int32_t lookUpParameterIndex(Vst::ParamID id);
 
     std::atomic<uint32_t> refCount = 1;
-    base::core::Mutex parameterIndexesLock;
-    /// Under its lock; never emptied.
-    std::unordered_map<Vst::ParamID, int32_t> parameterIndexes;
+    /// Never emptied before `detach`.
+    base::core::Guarded<std::unordered_map<Vst::ParamID, int32_t>> parameterIndexes;
     /// Whoever reaches the instance is counted here.
     CallGate calls;
     /// `detach` has begun: a call that comes back from the plug-in's controller goes no further.
