@@ -71,6 +71,9 @@ public:
     /// Ends a host that no longer answers, without asking it. False, and nothing done, for one that runs in
     /// this process. Any thread.
     virtual bool abandon() = 0;
+    /// Whether the host is gone, or was asked to end: from then on all other operations throw. A proxy that
+    /// comes to this calls `ReplyWaiter::hostLost`. Any thread.
+    virtual bool isClosed() const = 0;
 
 protected:
     /// Called with the id of a new instance before its request is sent.

@@ -3,6 +3,7 @@
 #include "client/CallReceiver.h"
 #include "client/RemotePluginAudioContextProxy.h"
 #include "client/RemotePluginHostProxyManager.h"
+#include "client/ReplyWaiter.h"
 #include "core/CloseQuietly.h"
 #include "core/Log.h"
 #include "core/SharedMemory.h"
@@ -195,6 +196,7 @@ void RemotePluginHostProxy::shutdown() {
     closeQuietly(mainInput);
     joinReplyThread();
     callManager([&](RemotePluginHostProxyManager& manager) { manager.hostShutDown(*this); });
+    ReplyWaiter::hostLost(*this);
     if (failure)
         std::rethrow_exception(failure);
 }
@@ -295,6 +297,7 @@ void RemotePluginHostProxy::connectionLost(const String& message, bool onReplyTh
         const Ref<RemotePluginHostProxy> self = holdDuringCall();
         callManager(
             [&](RemotePluginHostProxyManager& manager) { manager.hostDied(*this, message, onReplyThread); });
+        ReplyWaiter::hostLost(*this);
     }
     if (onReplyThread)
         endReport();

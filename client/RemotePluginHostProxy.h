@@ -59,8 +59,7 @@ public:
 
     /// The client's side of an instance, or null. Any thread.
     Ref<RemotePluginInstance> findInstance(int32_t instanceId);
-    /// Any thread.
-    bool isClosed() const { return closed.load() != 0 || makingProcess.isCopied(); }
+    bool isClosed() const override { return closed.load() != 0 || makingProcess.isCopied(); }
     int32_t getSampleRate() const { return sampleRate; }
     pid_t getChildPid() const { return childProcess->getPid(); }
 

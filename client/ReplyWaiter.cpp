@@ -1,37 +1,35 @@
 #include "client/ReplyWaiter.h"
 
+#include "client/PluginHostProxy.h"
 #include "plugin/PluginException.h"
 
 #include <set>
 
-using base::core::Mutex;
-using base::core::ScopedLock;
+using base::core::Guarded;
 
 namespace {
 
-struct WaiterRegistry {
-    Mutex lock;
-    std::set<ReplyWaiter*> waiters;
-};
-
 // Never destroyed: a host may die while the process exits.
-WaiterRegistry& registry() {
-    static auto& waiters = *new WaiterRegistry;
+Guarded<std::set<ReplyWaiter*>>& registry() {
+    static auto& waiters = *new Guarded<std::set<ReplyWaiter*>>;
     return waiters;
 }
 
 } // namespace
 
-ReplyWaiter::ReplyWaiter(RemotePluginHostProxy& proxy) : proxy(&proxy) {
-    WaiterRegistry& all = registry();
-    const ScopedLock registryLock(all.lock);
-    all.waiters.insert(this);
+ReplyWaiter::ReplyWaiter(const PluginHostProxy& proxy) : proxy(&proxy) {
+    const auto waiters = registry().lock();
+    waiters->insert(this);
+}
+
+ReplyWaiter::ReplyWaiter() : proxy(nullptr) {
+    const auto waiters = registry().lock();
+    waiters->insert(this);
 }
 
 ReplyWaiter::~ReplyWaiter() {
-    WaiterRegistry& all = registry();
-    const ScopedLock registryLock(all.lock);
-    all.waiters.erase(this);
+    const auto waiters = registry().lock();
+    waiters->erase(this);
 }
 
 void ReplyWaiter::onReply(PluginHostReply* newReply) {
@@ -42,45 +40,57 @@ void ReplyWaiter::onError(const String& newMessage) {
     finish(Outcome::error, nullptr, newMessage);
 }
 
+Ref<PluginHostReply> ReplyWaiter::wait() {
+    const auto current = state.lock();
+    while (hasToWait(*current))
+        current.wait(finished);
+    return resultOf(*current);
+}
+
 Ref<PluginHostReply> ReplyWaiter::wait(double seconds) {
     const timespec deadline = base::core::monotonicDeadline(seconds);
-    const ScopedLock waitLock(lock);
-    // A host that was lost before this waiter was registered tells nobody any more.
-    while (outcome == Outcome::none && !proxy->isClosed()) {
-        if (!finished.waitUntil(lock, deadline) && outcome == Outcome::none)
+    const auto current = state.lock();
+    while (hasToWait(*current)) {
+        if (!current.waitUntil(finished, deadline) && current->outcome == Outcome::none)
             throw IOException("Plug-in host process gave no answer in time");
     }
-    switch (outcome) {
+    return resultOf(*current);
+}
+
+void ReplyWaiter::hostLost(const PluginHostProxy& proxy) {
+    failAll(&proxy, Outcome::lost, {});
+}
+
+void ReplyWaiter::failAll(const PluginHostProxy* proxy, Outcome outcome, const String& message) {
+    const auto waiters = registry().lock();
+    for (ReplyWaiter* waiter : *waiters) {
+        if (waiter->proxy == proxy)
+            waiter->finish(outcome, nullptr, message);
+    }
+}
+
+bool ReplyWaiter::hasToWait(const State& current) const {
+    // A host that was lost before this waiter was registered tells nobody any more.
+    return current.outcome == Outcome::none && (proxy == nullptr || !proxy->isClosed());
+}
+
+Ref<PluginHostReply> ReplyWaiter::resultOf(const State& current) {
+    switch (current.outcome) {
     case Outcome::reply:
-        return reply;
+        return current.reply;
     case Outcome::error:
-        throw PluginException(message);
+        throw PluginException(current.message);
     default:
         throw IOException(PluginHostProxy::lostMessage);
     }
 }
 
 void ReplyWaiter::finish(Outcome newOutcome, const Ref<PluginHostReply>& newReply, const String& newMessage) {
-    const ScopedLock finishLock(lock);
-    if (outcome != Outcome::none)
+    const auto current = state.lock();
+    if (current->outcome != Outcome::none)
         return;
-    outcome = newOutcome;
-    reply = newReply;
-    message = newMessage;
+    current->outcome = newOutcome;
+    current->reply = newReply;
+    current->message = newMessage;
     finished.broadcast();
-}
-
-WaitingProxyManager::~WaitingProxyManager() = default;
-
-void WaitingProxyManager::hostDied(RemotePluginHostProxy& proxy, const String& message, bool) {
-    WaiterRegistry& all = registry();
-    const ScopedLock registryLock(all.lock);
-    for (ReplyWaiter* waiter : all.waiters) {
-        if (waiter->proxy == &proxy)
-            waiter->finish(ReplyWaiter::Outcome::lost, nullptr, message);
-    }
-}
-
-void WaitingProxyManager::hostShutDown(RemotePluginHostProxy& proxy) {
-    WaitingProxyManager::hostDied(proxy, {}, false);
 }

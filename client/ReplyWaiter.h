@@ -1,26 +1,29 @@
 #pragma once
 
-#include "client/RemotePluginHostProxy.h"
-#include "client/RemotePluginHostProxyManager.h"
-#include "core/Mutex.h"
+#include "core/Guarded.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostReply.h"
 
 #include <cstdint>
 
-/// Lets a thread wait for the outcome of one asynchronous request. Make it, send the request with it, `wait`.
-/// With a `WaitingProxyManager` in place, the death of the host ends the wait too.
+class PluginHostProxy;
+
+/// Lets a thread wait for the outcome of one request. Make it, send the request with it, `wait`. The loss of
+/// the host, be it a process or in this one, ends the wait too.
 class ReplyWaiter : public PluginHostAsyncReplyHandler {
 public:
-    explicit ReplyWaiter(RemotePluginHostProxy& proxy);
+    /// For a request to the host of `proxy`, which is borrowed until `wait` returns.
+    explicit ReplyWaiter(const PluginHostProxy& proxy);
     ~ReplyWaiter() override;
 
     void onReply(PluginHostReply* reply) override;
     void onError(const String& message) override;
 
-    /// Blocks until the outcome is there, for `seconds` at most, and returns the reply. Throws
-    /// `PluginException` with the host's words if the request failed, `IOException` if the host is gone or
-    /// the time has passed. Not on the thread that reads replies.
+    /// Blocks until the outcome is there, and returns the reply. Throws `PluginException` with the host's
+    /// words if the request failed, `IOException` if the host is gone. Not on the thread that calls
+    /// receivers.
+    Ref<PluginHostReply> wait();
+    /// The same for `seconds` at most: throws `IOException` if they have passed.
     Ref<PluginHostReply> wait(double seconds);
 
     /// The same for a reply of a known class.
@@ -29,25 +32,30 @@ public:
         return static_cast<Reply*>(wait(seconds).get());
     }
 
-private:
-    friend class WaitingProxyManager;
+    /// For proxies: fails all who wait for the host of `proxy`, which is gone. Any thread.
+    static void hostLost(const PluginHostProxy& proxy);
 
+protected:
     enum class Outcome { none, reply, error, lost };
 
+    /// For no certain host: its owner calls `failAll` once one is lost.
+    ReplyWaiter();
+    /// Gives an outcome to all who wait for the host of `proxy`; null stands for those for no certain host.
+    static void failAll(const PluginHostProxy* proxy, Outcome outcome, const String& message);
+
+private:
+    /// The first outcome stays.
+    struct State {
+        Outcome outcome = Outcome::none;
+        Ref<PluginHostReply> reply;
+        String message;
+    };
+
+    bool hasToWait(const State& current) const;
+    static Ref<PluginHostReply> resultOf(const State& current);
     void finish(Outcome newOutcome, const Ref<PluginHostReply>& newReply, const String& newMessage);
 
-    RemotePluginHostProxy* proxy;
-    base::core::Mutex lock;
+    const PluginHostProxy* const proxy;
     base::core::Condition finished;
-    Outcome outcome = Outcome::none;
-    Ref<PluginHostReply> reply;
-    String message;
-};
-
-/// The manager that goes with `ReplyWaiter`: a host that dies, or is shut down, fails all who wait for it.
-class WaitingProxyManager : public RemotePluginHostProxyManager {
-public:
-    ~WaitingProxyManager() override;
-    void hostDied(RemotePluginHostProxy& proxy, const String& message, bool onReplyThread) override;
-    void hostShutDown(RemotePluginHostProxy& proxy) override;
+    base::core::Guarded<State> state;
 };

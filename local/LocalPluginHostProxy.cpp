@@ -1,16 +1,14 @@
 #include "local/LocalPluginHostProxy.h"
 
 #include "client/CallReceiver.h"
+#include "client/ReplyWaiter.h"
 #include "core/Log.h"
 #include "host/PluginHost.h"
-#include "plugin/PluginException.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginHostRequests.h"
 
 #include <algorithm>
-
-using base::core::ScopedLock;
 
 namespace {
 
@@ -22,43 +20,6 @@ public:
 
 private:
     Ref<LocalPluginHostProxyHandler> handler;
-};
-
-/// Hands the outcome of a synchronous request to the thread that has sent it.
-class ReplyLatch : public PluginHostAsyncReplyHandler {
-public:
-    void onReply(PluginHostReply* newReply) override { open(newReply, false, {}); }
-    void onError(const String& newMessage) override { open(nullptr, true, newMessage); }
-
-    void wait() {
-        const ScopedLock scope(lock);
-        while (!isOpen)
-            opened.wait(lock);
-    }
-
-    /// Once `wait` has returned.
-    Ref<PluginHostReply> takeReply() const {
-        if (failed)
-            throw PluginException(message);
-        return reply;
-    }
-
-private:
-    void open(const Ref<PluginHostReply>& newReply, bool newFailed, const String& newMessage) {
-        const ScopedLock scope(lock);
-        reply = newReply;
-        failed = newFailed;
-        message = newMessage;
-        isOpen = true;
-        opened.broadcast();
-    }
-
-    base::core::Mutex lock;
-    base::core::Condition opened;
-    bool isOpen = false;
-    bool failed = false;
-    String message;
-    Ref<PluginHostReply> reply;
 };
 
 } // namespace
@@ -77,15 +38,16 @@ void LocalPluginHostProxy::start() {
 
 void LocalPluginHostProxy::removePluginInstance(int32_t instanceId) {
     // Let go of without the lock, since it may be the end of a receiver.
-    std::vector<Ref<PluginHostRequest>> requests;
+    Requests requests;
     Ref<RemotePluginInstance> instance;
-    const ScopedLock scope(lock);
-    std::erase_if(unanswered, [&](const auto& request) {
+    const auto current = state.lock();
+    std::erase_if(current->unanswered, [&](const auto& request) {
         if (!request->isForInstance(instanceId))
             return false;
         requests.push_back(request);
         return true;
     });
+    Instances& instances = current->instances;
     if (const auto entry = instances.find(instanceId); entry != instances.end()) {
         instance = entry->second;
         instances.erase(entry);
@@ -102,13 +64,10 @@ Ref<PluginHostReply> LocalPluginHostProxy::sendRequest(const Ref<PluginHostReque
         enqueue(request);
         return nullptr;
     }
-    const Ref<ReplyLatch> latch(new ReplyLatch);
-    request->replyHandler = latch;
+    const Ref<ReplyWaiter> waiter(new ReplyWaiter(*this));
+    request->replyHandler = waiter;
     enqueue(request);
-    latch->wait();
-    if (isClosed())
-        throw IOException(lostMessage);
-    return latch->takeReply();
+    return waiter->wait();
 }
 
 Ref<PluginAudioContext> LocalPluginHostProxy::createAudioContext(const CreatePluginInstanceReply& reply) {
@@ -130,17 +89,18 @@ void LocalPluginHostProxy::shutdown() {
     const Ref<LocalPluginHostProxy> self = runThread->isCurrentThread() ? nullptr : this;
     {
         // Let go of without the lock, since it may be the end of a receiver.
-        decltype(unanswered) droppedRequests;
-        decltype(instances) droppedInstances;
+        Requests droppedRequests;
+        Instances droppedInstances;
         // Closed with the same lock, so that the end of the host is nobody's death.
-        const ScopedLock scope(lock);
+        const auto current = state.lock();
         if (!closed) {
-            enqueueLocked(new ShutdownRequest);
+            enqueueIn(*current, new ShutdownRequest);
             closed = true;
-            droppedRequests.swap(unanswered);
-            droppedInstances.swap(instances);
+            droppedRequests.swap(current->unanswered);
+            droppedInstances.swap(current->instances);
         }
     }
+    ReplyWaiter::hostLost(*this);
     joinRunThread();
 }
 
@@ -162,41 +122,42 @@ bool LocalPluginHostProxy::prepareForDeletion() {
 }
 
 Ref<RemotePluginInstance> LocalPluginHostProxy::findInstance(int32_t instanceId) {
-    const ScopedLock scope(lock);
-    const auto entry = instances.find(instanceId);
-    return entry != instances.end() ? entry->second : nullptr;
+    const auto current = state.lock();
+    const auto entry = current->instances.find(instanceId);
+    return entry != current->instances.end() ? entry->second : nullptr;
 }
 
 void LocalPluginHostProxy::addPluginInstance(int32_t instanceId,
                                              const Ref<PluginHostNotificationListener>& listener) {
-    const ScopedLock scope(lock);
-    instances.emplace(instanceId, new RemotePluginInstance(instanceId, listener));
+    const auto current = state.lock();
+    current->instances.emplace(instanceId, new RemotePluginInstance(instanceId, listener));
 }
 
 void LocalPluginHostProxy::enqueue(const Ref<PluginHostRequest>& request) {
-    const ScopedLock scope(lock);
+    const auto current = state.lock();
     // Under the lock: a host that ends by itself fails all that is unanswered, and nothing comes after that.
     if (closed)
         throw IOException(lostMessage);
-    enqueueLocked(request);
+    enqueueIn(*current, request);
 }
 
-void LocalPluginHostProxy::enqueueLocked(const Ref<PluginHostRequest>& request) {
-    queue.push_back(request);
+void LocalPluginHostProxy::enqueueIn(State& current, const Ref<PluginHostRequest>& request) {
+    current.queue.push_back(request);
     if (request->needsReply())
-        unanswered.push_back(request);
+        current.unanswered.push_back(request);
     host->post(new NextRequestAction(handler));
 }
 
 Ref<PluginHostRequest> LocalPluginHostProxy::takeQueuedRequest() {
-    const ScopedLock scope(lock);
-    Ref<PluginHostRequest> request = queue.front();
-    queue.pop_front();
+    const auto current = state.lock();
+    Ref<PluginHostRequest> request = current->queue.front();
+    current->queue.pop_front();
     return request;
 }
 
 Ref<PluginHostAsyncReplyHandler> LocalPluginHostProxy::takeReceiver(PluginHostRequest& request) {
-    const ScopedLock scope(lock);
+    const auto current = state.lock();
+    Requests& unanswered = current->unanswered;
     const auto entry = std::find(unanswered.begin(), unanswered.end(), &request);
     if (entry == unanswered.end() || closed)
         return nullptr;
@@ -205,16 +166,17 @@ Ref<PluginHostAsyncReplyHandler> LocalPluginHostProxy::takeReceiver(PluginHostRe
 }
 
 void LocalPluginHostProxy::hostEnded(const String& message) {
-    std::vector<Ref<PluginHostRequest>> failed;
+    Requests failed;
     {
-        const ScopedLock scope(lock);
+        const auto current = state.lock();
         if (closed)
             return;
         closed = true;
-        failed.swap(unanswered);
-        queue.clear();
+        failed.swap(current->unanswered);
+        current->queue.clear();
     }
     base::core::logError("Plugin host died: ", message);
+    ReplyWaiter::hostLost(*this);
     for (const Ref<PluginHostRequest>& request : failed) {
         if (request->replyHandler)
             callReceiver(replyHandlerName, [&] { request->replyHandler->onError(lostMessage); });

@@ -3,7 +3,7 @@
 #include "client/MakingProcess.h"
 #include "client/PluginHostProxy.h"
 #include "client/RemotePluginInstance.h"
-#include "core/Mutex.h"
+#include "core/Guarded.h"
 #include "local/LocalPluginHostProxyHandler.h"
 #include "local/LocalPluginHostRunThread.h"
 #include "plugin/PluginHostRequest.h"
@@ -47,8 +47,7 @@ public:
 
     /// The client's side of an instance, or null. Any thread.
     Ref<RemotePluginInstance> findInstance(int32_t instanceId);
-    /// Any thread.
-    bool isClosed() const { return closed.load() || makingProcess.isCopied(); }
+    bool isClosed() const override { return closed.load() || makingProcess.isCopied(); }
 
 protected:
     void addPluginInstance(int32_t instanceId, const Ref<PluginHostNotificationListener>& listener) override;
@@ -57,10 +56,20 @@ private:
     friend class LocalPluginHostProxyHandler;
     friend class LocalPluginHostRunThread;
 
+    using Requests = std::vector<Ref<PluginHostRequest>>;
+    using Instances = std::unordered_map<int32_t, Ref<RemotePluginInstance>>;
+
+    struct State {
+        std::list<Ref<PluginHostRequest>> queue;
+        /// Those that are to be answered and aren't yet, queued or not.
+        Requests unanswered;
+        Instances instances;
+    };
+
     /// Puts a request behind the others, and has the host's main loop take the oldest.
     void enqueue(const Ref<PluginHostRequest>& request);
-    /// The same with the lock held and the host at work.
-    void enqueueLocked(const Ref<PluginHostRequest>& request);
+    /// The same with the host at work.
+    void enqueueIn(State& current, const Ref<PluginHostRequest>& request);
     Ref<PluginHostRequest> takeQueuedRequest();
     /// Whom the outcome of a request goes to; null if nobody is waiting, or waits any more. Once for each.
     Ref<PluginHostAsyncReplyHandler> takeReceiver(PluginHostRequest& request);
@@ -72,11 +81,8 @@ private:
     Ref<PluginHost> host;
     Ref<LocalPluginHostProxyHandler> handler;
     Ref<LocalPluginHostRunThread> runThread;
+    /// Set while the state is locked.
     std::atomic<bool> closed = false;
-    /// Guards all that follows; the calling thread and the host's meet nowhere else.
-    base::core::Mutex lock;
-    std::list<Ref<PluginHostRequest>> queue;
-    /// Those that are to be answered and aren't yet, queued or not.
-    std::vector<Ref<PluginHostRequest>> unanswered;
-    std::unordered_map<int32_t, Ref<RemotePluginInstance>> instances;
+    /// Where the calling thread and the host's meet, and nowhere else.
+    base::core::Guarded<State> state;
 };

@@ -230,7 +230,6 @@ void play(const Arguments& arguments, const Ref<RemotePluginHostProxy>& proxy,
 
 void render(const Arguments& arguments, const std::string& hostProgram) {
     std::unique_ptr<Source> source = openInput(arguments);
-    RemotePluginHostProxy::setManager(new WaitingProxyManager);
     const Ref<RemotePluginHostProxy> proxy(new RemotePluginHostProxy(hostProgram.c_str()));
     try {
         play(arguments, proxy, std::move(source));

@@ -3,6 +3,7 @@
 //     smallest-client build/plugin-host build/example-plugins/echo.so
 
 #include "client/RemotePluginAudioContextProxy.h"
+#include "client/RemotePluginHostProxy.h"
 #include "client/ReplyWaiter.h"
 #include "plugin/PluginHostReplies.h"
 
@@ -13,7 +14,6 @@
 int main(int count, char** arguments) try {
     if (count != 3)
         return 2;
-    RemotePluginHostProxy::setManager(new WaitingProxyManager);
     const Ref<RemotePluginHostProxy> host(new RemotePluginHostProxy(arguments[1]));
     const Ref<ReplyWaiter> created(new ReplyWaiter(*host));
     host->createPluginInstance(arguments[2], "", "", false, nullptr, created);

@@ -61,6 +61,7 @@ public:
     }
     Ref<PluginAudioContext> createAudioContext(const CreatePluginInstanceReply&) override { return nullptr; }
     bool abandon() override { return false; }
+    bool isClosed() const override { return false; }
     bool prepareForDeletion() override {
         std::ofstream(clock + "/plug-in host to end") << "an hour";
         for (;;)

@@ -68,6 +68,7 @@ public:
         return new LocalAudioContext(65536, reply.inputChannelCount, reply.outputChannelCount, 2);
     }
     bool abandon() override { return false; }
+    bool isClosed() const override { return false; }
 
 protected:
     void addPluginInstance(int32_t, const Ref<PluginHostNotificationListener>&) override {}

@@ -74,19 +74,13 @@ std::string line(const PluginHostNotification& notification, const Parts&... par
 } // namespace
 
 void RecordingManager::hostDied(RemotePluginHostProxy& proxy, const String& message, bool onReplyThread) {
-    {
-        const std::lock_guard lock(mutex);
-        deaths.push_back({&proxy, message.toStdString(), onReplyThread});
-    }
-    WaitingProxyManager::hostDied(proxy, message, onReplyThread);
+    const std::lock_guard lock(mutex);
+    deaths.push_back({&proxy, message.toStdString(), onReplyThread});
 }
 
-void RecordingManager::hostShutDown(RemotePluginHostProxy& proxy) {
-    {
-        const std::lock_guard lock(mutex);
-        ++shutdowns;
-    }
-    WaitingProxyManager::hostShutDown(proxy);
+void RecordingManager::hostShutDown(RemotePluginHostProxy&) {
+    const std::lock_guard lock(mutex);
+    ++shutdowns;
 }
 
 std::vector<RecordingManager::Death> RecordingManager::getDeaths() const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "client/RemotePluginHostProxy.h"
+#include "client/RemotePluginHostProxyManager.h"
 #include "client/ReplyWaiter.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostNotificationListener.h"
@@ -19,8 +20,8 @@
 /// How long a test waits for an answer, in seconds.
 constexpr double patience = 10;
 
-/// Writes down what it hears, and fails those who wait.
-class RecordingManager : public WaitingProxyManager {
+/// Writes down what it hears.
+class RecordingManager : public RemotePluginHostProxyManager {
 public:
     struct Death {
         const RemotePluginHostProxy* proxy;

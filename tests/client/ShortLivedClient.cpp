@@ -34,7 +34,6 @@ int main(int argc, char** argv) {
     alarm(longestLife);
     if (argc < 3)
         return 2;
-    RemotePluginHostProxy::setManager(new WaitingProxyManager);
     const Ref<RemotePluginHostProxy> proxy(new RemotePluginHostProxy(argv[1]));
     const Ref<ReplyWaiter> created(new ReplyWaiter(*proxy));
     const Ref<FirstReport> listener(new FirstReport);

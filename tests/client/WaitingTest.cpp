@@ -165,8 +165,7 @@ TEST_F(WaitingTest, ADeathFailsThoseWhoWaitForThatHostAlone) {
     const Ref<RemotePluginHostProxy> living = startHost();
     const Ref<ReplyWaiter> lost(new ReplyWaiter(*dying));
     const Ref<ReplyWaiter> kept(new ReplyWaiter(*living));
-    const Ref<WaitingProxyManager> told(new WaitingProxyManager);
-    told->hostDied(*dying, "gone", false);
+    ReplyWaiter::hostLost(*dying);
     kept->onReply(nullptr);
     EXPECT_EQ(WaitingThread(*lost).join(), lostText);
     EXPECT_EQ(WaitingThread(*kept).join(), "reply");
@@ -175,11 +174,10 @@ TEST_F(WaitingTest, ADeathFailsThoseWhoWaitForThatHostAlone) {
 TEST_F(WaitingTest, AWaiterThatIsGoneHearsOfNoDeath) {
     const StandIn standIn("connect");
     const Ref<RemotePluginHostProxy> proxy = startStandIn();
-    const Ref<WaitingProxyManager> told(new WaitingProxyManager);
     Ref<ReplyWaiter> gone(new ReplyWaiter(*proxy));
     const Ref<ReplyWaiter> there(new ReplyWaiter(*proxy));
     gone = nullptr;
-    told->hostDied(*proxy, "gone", false);
+    ReplyWaiter::hostLost(*proxy);
     EXPECT_EQ(WaitingThread(*there).join(), lostText);
 }
 

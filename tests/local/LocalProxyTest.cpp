@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -24,6 +25,7 @@
 #include <set>
 #include <stdexcept>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 using namespace test_support;
@@ -203,6 +205,27 @@ TEST_F(LocalProxyTest, AReceiverMayDropTheLastReference) {
     EXPECT_TRUE(eventually([] { return threadNames().count("Last release") == 0; }));
     EXPECT_TRUE(eventually([] { return threadNames().count("Test host main ") == 0; }));
     EXPECT_EQ(errors.text(), "");
+}
+
+TEST_F(LocalProxyTest, AShutdownFailsTheRequestThatAnotherThreadWaitsFor) {
+    const Ref<PluginHostProxy> proxy = makeProxy();
+    const Ref<Pause> pause(new Pause);
+    PluginHost::getCurrent()->post(pause);
+    std::atomic<pid_t> threadId = 0;
+    std::atomic<bool> isOver = false;
+    std::string text;
+    std::thread pinging([&] {
+        threadId = base::core::currentThreadId();
+        text = lossText([&] { proxy->ping(); });
+        isOver = true;
+    });
+    EXPECT_TRUE(eventually([&] { return threadId != 0 && base::core::isAsleep(threadId); }));
+    std::thread shuttingDown([&] { proxy->shutdown(); });
+    EXPECT_TRUE(eventually([&] { return isOver.load(); }, std::chrono::seconds(4))) << "the ping waits on";
+    pause->mayEnd.release();
+    shuttingDown.join();
+    pinging.join();
+    EXPECT_EQ(text, PluginHostProxy::lostMessage);
 }
 
 TEST_F(LocalProxyTest, WhatAReceiverThrowsIsLoggedAndTheHostGoesOn) {

@@ -132,7 +132,6 @@ int runCourse(int argc, char** argv, const FurtherWords& further,
     const std::string user = "plugin-course-" + std::to_string(getpid());
     setenv("USER", user.c_str(), 1);
     FILE* results = takeStandardOutput();
-    RemotePluginHostProxy::setManager(new WaitingProxyManager);
     const int status = course(*arguments, results);
     std::fclose(results);
     std::error_code ignored;
