@@ -3,7 +3,8 @@
 
 #include "core/Guarded.h"
 
-#include "core/Waiting.h"
+#include "support/Eventually.h"
+#include "support/SleepingThread.h"
 
 #include <gtest/gtest.h>
 
@@ -15,10 +16,10 @@
 #include <type_traits>
 #include <utility>
 
-using base::core::becomesTrue;
 using base::core::Condition;
 using base::core::Guarded;
 using base::core::monotonicDeadline;
+using namespace test_support;
 
 namespace {
 
@@ -27,7 +28,7 @@ class Contender {
 public:
     explicit Contender(Guarded<int>& value)
         : thread([this, &value] {
-              threadId = base::core::currentThreadId();
+              threadId = currentThreadId();
               *value.lock() = 1;
               isDone = true;
           }) {}
@@ -36,11 +37,10 @@ public:
     Contender& operator=(const Contender&) = delete;
 
     bool isHeldUp() const {
-        return becomesTrue([this] { return isDone || (threadId != 0 && base::core::isAsleep(threadId)); }) &&
-               !isDone;
+        return eventually([this] { return isDone || (threadId != 0 && isAsleep(threadId)); }) && !isDone;
     }
     bool ends() const {
-        return becomesTrue([this] { return isDone.load(); });
+        return eventually([this] { return isDone.load(); });
     }
 
 private:

@@ -11,6 +11,7 @@
 #include "support/CapturedOutput.h"
 #include "support/Eventually.h"
 #include "support/FailureText.h"
+#include "support/SleepingThread.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -215,11 +216,11 @@ TEST_F(LocalProxyTest, AShutdownFailsTheRequestThatAnotherThreadWaitsFor) {
     std::atomic<bool> isOver = false;
     std::string text;
     std::thread pinging([&] {
-        threadId = base::core::currentThreadId();
+        threadId = currentThreadId();
         text = lossText([&] { proxy->ping(); });
         isOver = true;
     });
-    EXPECT_TRUE(eventually([&] { return threadId != 0 && base::core::isAsleep(threadId); }));
+    EXPECT_TRUE(eventually([&] { return threadId != 0 && isAsleep(threadId); }));
     std::thread shuttingDown([&] { proxy->shutdown(); });
     EXPECT_TRUE(eventually([&] { return isOver.load(); }, std::chrono::seconds(4))) << "the ping waits on";
     pause->mayEnd.release();

@@ -5,10 +5,11 @@
 
 #include "app/TestProxyProvider.h"
 #include "client/RemotePluginHostProxy.h"
-#include "core/CapturedOutput.h"
-#include "core/Waiting.h"
 #include "plugin/PluginException.h"
 #include "plugin/PluginHostReplies.h"
+#include "support/CapturedOutput.h"
+#include "support/Eventually.h"
+#include "support/SleepingThread.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,8 +18,7 @@
 #include <string>
 #include <thread>
 
-using base::core::becomesTrue;
-using base::core::CapturedOutput;
+using namespace test_support;
 
 namespace {
 
@@ -60,11 +60,11 @@ class WaitingThread {
 public:
     explicit WaitingThread(ReplyWaiter& waiter)
         : waiter(waiter), thread([this] {
-              threadId = base::core::currentThreadId();
+              threadId = currentThreadId();
               outcome = outcomeOf(this->waiter);
               isOver = true;
           }) {
-        EXPECT_TRUE(becomesTrue([this] { return threadId != 0 && base::core::isAsleep(threadId); }));
+        EXPECT_TRUE(eventually([this] { return threadId != 0 && isAsleep(threadId); }));
     }
     ~WaitingThread() { wake(); }
     WaitingThread(const WaitingThread&) = delete;
@@ -73,7 +73,7 @@ public:
     bool isWaiting() const { return !isOver; }
     /// The outcome, which is there or comes by itself.
     std::string result() {
-        EXPECT_TRUE(becomesTrue([this] { return isOver.load(); })) << "the waiter sleeps on";
+        EXPECT_TRUE(eventually([this] { return isOver.load(); })) << "the waiter sleeps on";
         wake();
         return outcome;
     }
