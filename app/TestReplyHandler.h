@@ -2,8 +2,8 @@
 
 #include "client/ReplyWaiter.h"
 
-/// Lets the script of a self-test wait for one reply, of either kind of host. Made before the request is sent,
-/// so that no death of the host is missed: one fails the request with the words of the death.
+/// Lets the script of a self-test wait for one reply, of either kind of host. Made before the request is
+/// sent, so that no death of the host is missed: one fails the request with the words of the death.
 class TestReplyHandler : public ReplyWaiter {
 public:
     TestReplyHandler() = default;
