@@ -43,22 +43,10 @@ Vst2PluginInstance::openEditor(uint32_t parentWindow, bool resizable, const Stri
     if (dpiAware)
         dispatch(effVendorSpecific, scaleIndex, scaleValue, nullptr, scale);
     dispatch(effEditOpen, 0, 0, reinterpret_cast<void*>(uintptr_t{open->getWindowId()}));
-    if (!open->waitForPluginWindow()) {
-        // The plug-in isn't told that its editor closes, and `windowBusy` stays set. Both deliberate: there
-        // is nothing of the plug-in's to close.
-        endLeftEdit();
-        destroyWindow();
-        return;
-    }
-    open->setTitle(title);
-    adoptEditorSize();
-    applyEditorSize(*open);
-    if (hasWindowPosition)
-        open->move(windowX, windowY);
-    open->show();
-    if (resizable)
-        open->setResizable();
-    endWindowChange();
+    finishOpening(*open, resizable, title, [this, open] {
+        adoptEditorSize();
+        applyEditorSize(*open);
+    });
 }
 
 void Vst2PluginInstance::adoptEditorSize() {

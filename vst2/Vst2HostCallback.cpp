@@ -114,9 +114,9 @@ VstIntPtr answerForEffect(AEffect& effect, VstInt32 opcode, VstInt32 index, VstI
     case audioMasterSizeWindow:
         return instance->sizeWindow(index, static_cast<int32_t>(value));
     case audioMasterGetInputLatency:
-        return instance->transport != nullptr ? instance->transport->inputLatency : 0;
+        return instance->queryInputLatency();
     case audioMasterGetOutputLatency:
-        return instance->transport != nullptr ? instance->transport->outputLatency : 0;
+        return instance->queryOutputLatency();
     case audioMasterGetCurrentProcessLevel:
         return instance->currentProcessLevel();
     case audioMasterBeginEdit:

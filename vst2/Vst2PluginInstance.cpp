@@ -8,28 +8,16 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <new>
 
 namespace {
 
 constexpr size_t nameSize = 128; // bytes of the buffers for an effect's own texts
-constexpr int32_t noParameter = -1;
 
 constexpr const char* categoryNames[] = {
     "Unknown",        "Effect",   "Synth",       "Analysis", "Mastering", "Spacializer",
     "Delay / Reverb", "Surround", "Restoration", "Offline",  "Shell",     "Generator",
 };
-
-// A memory block that outlives exceptions only with its instance.
-template <class T>
-T* allocateBytes(size_t size) {
-    void* memory = std::malloc(size);
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    return static_cast<T*>(memory);
-}
 
 constexpr size_t gateCount = 64;
 CallGate gates[gateCount];
@@ -45,11 +33,9 @@ Vst2PluginInstance::Vst2PluginInstance(PluginHostContext* host, int32_t instance
     : PluginInstance(host, instanceId, dpiAware), plugin(plugin), shellPluginId(shellPluginId) {}
 
 Vst2PluginInstance::~Vst2PluginInstance() {
-    if (processingState == ProcessingState::initialised)
+    if (block.getState() == ProcessingState::initialised)
         dispatch(effClose);
     effect = nullptr;
-    std::free(eventList);
-    std::free(eventBuffer);
 }
 
 bool Vst2PluginInstance::prepareForDeletion() {
@@ -57,7 +43,7 @@ bool Vst2PluginInstance::prepareForDeletion() {
         return true;
     handler = nullptr;
     // A terminated effect may be gone, and has lost its link before.
-    if (processingState != ProcessingState::terminated) {
+    if (block.getState() != ProcessingState::terminated) {
         auto self = reinterpret_cast<VstIntPtr>(this);
         std::atomic_ref(effect->resvd1).compare_exchange_strong(self, 0);
     }
@@ -70,6 +56,7 @@ bool Vst2PluginInstance::prepareForDeletion() {
 
 void Vst2PluginInstance::attach(AEffect* newEffect) {
     effect = newEffect;
+    block.attach(newEffect);
     vstVersion = dispatch(effGetVstVersion);
     setLink(reinterpret_cast<VstIntPtr>(this));
     isShell = dispatch(effGetPlugCategory) == kPlugCategShell;
@@ -107,7 +94,7 @@ std::vector<int32_t> Vst2PluginInstance::getDeviceTypes() {
         types.push_back(noteToAudioDevice);
     if (hasAudioInput() && hasAudioOutput())
         types.push_back(audioToAudioDevice);
-    if (receivesMidi && sendsMidi)
+    if (block.getAbilities().receivesMidi && sendsMidi)
         types.push_back(noteToNoteDevice);
     if (hasAudioInput() && sendsMidi)
         types.push_back(audioToNoteDevice);
@@ -121,7 +108,7 @@ bool Vst2PluginInstance::hasAudioInput() {
 }
 
 bool Vst2PluginInstance::hasNoteInput() {
-    return (effect->flags & effFlagsIsSynth) != 0 || receivesMidi;
+    return block.hasNoteInput();
 }
 
 bool Vst2PluginInstance::hasAudioOutput() {
@@ -133,7 +120,7 @@ bool Vst2PluginInstance::hasNoteOutput() {
 }
 
 bool Vst2PluginInstance::hasSysexInput() {
-    return receivesSysex;
+    return block.getAbilities().receivesSysex;
 }
 
 bool Vst2PluginInstance::supportsMpe() {
@@ -145,7 +132,7 @@ bool Vst2PluginInstance::supportsViewDpiScaling() {
 }
 
 ProcessingState Vst2PluginInstance::getProcessingState() const {
-    return processingState;
+    return block.getState();
 }
 
 std::vector<Ref<PluginAudioBus>> Vst2PluginInstance::getInputBuses() {
@@ -188,47 +175,51 @@ String Vst2PluginInstance::getVersion() {
 }
 
 int32_t Vst2PluginInstance::getLatency() {
-    return effect != nullptr ? effect->initialDelay : 0;
+    return block.getLatency();
 }
 
 void Vst2PluginInstance::initialize() {
     dispatch(effOpen);
     dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(host->sampleRate));
     dispatch(effSetBlockSize, 0, host->blockSize);
-    receivesMidi = canDo("receiveVstMidiEvent") == 1;
+    Vst2Block::Abilities abilities;
+    abilities.receivesMidi = canDo("receiveVstMidiEvent") == 1;
     sendsMidi = canDo("sendVstMidiEvent") == 1;
-    receivesSysex = canDo("receiveVstSysexEvent") == 1;
-    constexpr size_t eventSize = std::max(sizeof(VstMidiEvent), sizeof(VstMidiSysexEvent));
-    eventList = allocateBytes<VstEvents>(offsetof(VstEvents, events) + eventCapacity * sizeof(void*));
-    eventBuffer = allocateBytes<uint8_t>(eventCapacity * eventSize);
-    eventBufferSize = eventCapacity * eventSize;
-    isGenerator = dispatch(effGetPlugCategory) == kPlugCategGenerator;
+    abilities.receivesSysex = canDo("receiveVstSysexEvent") == 1;
+    abilities.isGenerator = dispatch(effGetPlugCategory) == kPlugCategGenerator;
+    block.prepare(abilities);
     switchMains(true);
-    processingState = ProcessingState::initialised;
+    block.setState(ProcessingState::initialised);
 }
 
 void Vst2PluginInstance::terminate() {
     closing = true;
     // What they report must not be the last to hold the instance, on a thread of the plug-in.
     callIsStuck = !gateOf(effect).waitForCalls(CallGate::longestWait);
-    if (processingState == ProcessingState::processing)
+    if (block.getState() == ProcessingState::processing)
         stopProcessing();
     switchMains(false);
     closeEditor();
     // The last chance: the effect may be freed now, and one that isn't must not reach a freed instance.
     setLink(closedLink);
     dispatch(effClose);
-    processingState = ProcessingState::terminated;
+    block.setState(ProcessingState::terminated);
 }
 
 void Vst2PluginInstance::startProcessing() {
-    dispatch(effStartProcess);
-    processingState = ProcessingState::processing;
+    block.startProcessing();
 }
 
 void Vst2PluginInstance::stopProcessing() {
-    dispatch(effStopProcess);
-    processingState = ProcessingState::initialised;
+    block.stopProcessing();
+}
+
+int32_t Vst2PluginInstance::process(int32_t frames, bool keepActive, bool realtime) {
+    return block.process(frames, keepActive, realtime);
+}
+
+void Vst2PluginInstance::setParameterValue(int32_t index, float value) {
+    block.setParameterValue(index, value);
 }
 
 int32_t Vst2PluginInstance::getProgramCount() {
@@ -314,23 +305,6 @@ void Vst2PluginInstance::idle() {
         dispatch(effEditIdle);
 }
 
-void Vst2PluginInstance::beginParameterEdit(int32_t index) {
-    PluginInstance::beginParameterEdit(index);
-    if (editedParameter == noParameter)
-        editedParameter = index;
-}
-
-void Vst2PluginInstance::endParameterEdit(int32_t index) {
-    PluginInstance::endParameterEdit(index);
-    if (editedParameter == index)
-        editedParameter = noParameter;
-}
-
-void Vst2PluginInstance::endLeftEdit() {
-    if (editedParameter != noParameter)
-        endParameterEdit(editedParameter);
-}
-
 VstIntPtr Vst2PluginInstance::parameterAutomated(int32_t index, float value) {
     notifyParameterChanged(index, value);
     return 0;
@@ -352,7 +326,25 @@ VstIntPtr Vst2PluginInstance::currentProcessLevel() const {
     constexpr VstIntPtr offlineLevel = 4;
     if (host->isMainThread())
         return userLevel;
-    return realtime ? realtimeLevel : offlineLevel;
+    return block.isRealtime() ? realtimeLevel : offlineLevel;
+}
+
+VstIntPtr Vst2PluginInstance::queryTime() {
+    return block.queryTime();
+}
+
+VstIntPtr Vst2PluginInstance::receiveEvents(const VstEvents* events) {
+    return block.receiveEvents(events);
+}
+
+VstIntPtr Vst2PluginInstance::queryInputLatency() const {
+    const TransportBlock* transport = audio.getTransport();
+    return transport != nullptr ? transport->inputLatency : 0;
+}
+
+VstIntPtr Vst2PluginInstance::queryOutputLatency() const {
+    const TransportBlock* transport = audio.getTransport();
+    return transport != nullptr ? transport->outputLatency : 0;
 }
 
 Vst2PluginInstance::DispatcherAnswer Vst2PluginInstance::canDo(const char* ability) const {
@@ -412,6 +404,10 @@ bool Vst2PluginInstance::dispatchKey(VstInt32 opcode, uint16_t key, int32_t modi
 
 void Vst2PluginInstance::setLink(VstIntPtr link) {
     std::atomic_ref(effect->resvd1).store(link, std::memory_order_release);
+}
+
+void Vst2PluginInstance::channelsChanged() {
+    block.connectChannels();
 }
 
 void Vst2PluginInstance::switchMains(bool on) {

@@ -3,16 +3,16 @@
 #include "plugin/CallGate.h"
 #include "plugin/PluginInstance.h"
 #include "vst2/EffectCall.h"
-#include "vst2/LastTransport.h"
 #include "vst2/Vst24.h"
-#include "vst2/Vst2Channels.h"
+#include "vst2/Vst2Block.h"
 
 #include <cstdint>
 
 class Vst2Plugin;
 
 /// The instance of one VST 2 effect, which finds its way back here by the effect's `resvd1`. Most operations
-/// are one call of the effect's dispatcher. See `PluginInstance` for the threads.
+/// are one call of the effect's dispatcher; what an audio worker runs is `Vst2Block`. See `PluginInstance`
+/// for the threads.
 class Vst2PluginInstance : public PluginInstance {
 public:
     Vst2PluginInstance(PluginHostContext* host, int32_t instanceId, bool dpiAware, Vst2Plugin* plugin,
@@ -92,9 +92,6 @@ public:
     void idle() override;
     void loadPreset(const String& path) override;
     void savePreset(const String& path) override;
-    /// The first of overlapping edits is protected from changes by the client.
-    void beginParameterEdit(int32_t index) override;
-    void endParameterEdit(int32_t index) override;
 
     /// Gives an editor's window the last size that was asked for, also one that a thread of the effect asks
     /// for meanwhile. Main thread.
@@ -108,16 +105,12 @@ public:
     /// In pixels. Sizes below 10 are stored and not applied: plug-ins report them before they know better.
     VstIntPtr sizeWindow(int32_t width, int32_t height);
     VstIntPtr currentProcessLevel() const;
-    /// A pointer to a `VstTimeInfo`, which stays the caller's until the next question: of the running block
-    /// in this instance's own for the thread inside of `process`, of the last block in one of its own for any
-    /// other. 0 without an audio block.
     VstIntPtr queryTime();
-    /// Takes the MIDI events that the effect sends during `process`; others are lost.
     VstIntPtr receiveEvents(const VstEvents* events);
+    VstIntPtr queryInputLatency() const;
+    VstIntPtr queryOutputLatency() const;
 
 private:
-    static constexpr int32_t eventCapacity = 256;
-
     using DispatcherAnswer = VstIntPtr;
 
     DispatcherAnswer dispatch(VstInt32 opcode, VstInt32 index = 0, VstIntPtr value = 0, void* ptr = nullptr,
@@ -134,47 +127,17 @@ private:
     bool dispatchKey(VstInt32 opcode, uint16_t key, int32_t modifiers) const;
     void switchMains(bool on);
     void setLink(VstIntPtr link);
-    /// Ends an edit that the effect has begun and left open.
-    void endLeftEdit();
     void channelsChanged() override;
-
-    // The steps of `process`.
-    void applyParameterChanges(const PluginAudioContext& context);
-    void sendEvents(const PluginAudioContext& context);
-    void render(const PluginAudioContext& context, int32_t frames);
-    static void silenceOutputs(const PluginAudioContext& context);
-    int32_t judgeTail(int32_t frames, bool keepActive);
 
     Vst2Plugin* plugin;
     AEffect* effect = nullptr;
-    Relaxed<ProcessingState> processingState = ProcessingState::created;
     VstIntPtr vstVersion = 0;
-    /// What `audioMasterGetTime` points to on the thread inside of `process`, which alone touches it.
-    VstTimeInfo timeInfo{};
-    LastTransport lastTransport;
-    /// The thread inside of `process`, by the address of a variable that is its own; null outside.
-    Relaxed<const void*> processThread = nullptr;
-    // What the effect gets as its channels; connected before the worker knows the audio context.
-    Vst2Channels inputs;
-    Vst2Channels outputs;
-    /// From `malloc`: room for `eventCapacity` pointers and as many records of the larger kind of event.
-    VstEvents* eventList = nullptr;
-    uint8_t* eventBuffer = nullptr;
-    int32_t eventBufferSize = 0;
-    bool receivesMidi = false;
+    Vst2Block block{audio, parameterEdit};
     bool sendsMidi = false;
-    bool receivesSysex = false;
-    bool isGenerator = false;
-    /// Frames since the client last kept the plug-in active, counted twice; saturates.
-    int32_t tailCounter = 0;
     Relaxed<bool> mainsOn = false;
-    Relaxed<bool> realtime = true;
     Relaxed<bool> needsIdle = false;
-    Relaxed<bool> inProcess = false;
     bool isShell = false;
     /// `terminate` has waited in vain for the effect's threads.
     bool callIsStuck = false;
-    /// Between begin and end of an edit; -1 if there is none.
-    Relaxed<int32_t> editedParameter = -1;
     int32_t shellPluginId;
 };

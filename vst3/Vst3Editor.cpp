@@ -125,24 +125,13 @@ void Vst3PluginInstance::openGUI(uint32_t parentWindow, bool resizable, const St
     // What it answers is nobody's concern: a window of the plug-in's is what counts.
     editor.attached(reinterpret_cast<void*>(uintptr_t{open->getWindowId()}),
                     Steinberg::kPlatformTypeX11EmbedWindowID);
-    if (!open->waitForPluginWindow()) {
-        // The view stays attached and `windowBusy` set, both deliberate: the next opening finds them so.
-        endOpenEdit();
-        destroyWindow();
-        return;
-    }
-    open->setTitle(title);
-    const ViewSize asked{windowWidth, windowHeight};
-    adoptViewSize(editor);
-    // The size that the view gives wins over one that it has asked for meanwhile, of which it is going to be
-    // told.
-    applySize(*open, asked != former && asked != ViewSize{windowWidth, windowHeight});
-    if (hasWindowPosition)
-        open->move(windowX, windowY);
-    open->show();
-    if (resizable)
-        open->setResizable();
-    endWindowChange();
+    finishOpening(*open, resizable, title, [&] {
+        const ViewSize asked{windowWidth, windowHeight};
+        adoptViewSize(editor);
+        // The size that the view gives wins over one that it has asked for meanwhile, of which it is going to
+        // be told.
+        applySize(*open, asked != former && asked != ViewSize{windowWidth, windowHeight});
+    });
 }
 
 void Vst3PluginInstance::adoptViewSize(Steinberg::IPlugView& editor) {
@@ -178,7 +167,7 @@ void Vst3PluginInstance::closeEditor() {
     view = nullptr;
     windowHidden = false;
     if (window != nullptr)
-        endOpenEdit();
+        endLeftEdit();
     destroyWindow();
 }
 

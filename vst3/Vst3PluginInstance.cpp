@@ -2,6 +2,7 @@
 
 #include "core/Log.h"
 #include "plugin/PluginHostContext.h"
+#include "vst3/Vst3Categories.h"
 #include "vst3/Vst3Plugin.h"
 #include "vst3/Vst3PluginApi.h"
 #include "vst3/Vst3Result.h"
@@ -24,7 +25,8 @@ namespace {
 constexpr const char* setupLocation = "\"Vst3PluginInstance::open()#setupProcessing\"";
 constexpr const char* activateBusLocation = "\"Vst3PluginInstance::activateBussesOfType(...)\"";
 constexpr const char* openLocation = "\"Vst3PluginInstance::open()\"";
-constexpr const char* busLocation = "\"Vst3PluginInstance::getBus(...)\"";
+
+constexpr int32_t noProgram = -1;
 
 constexpr std::array<Vst::SpeakerArrangement, 11> acceptedArrangements{
     0,   0x3,  0x80000,                                                // empty, stereo, mono
@@ -38,6 +40,11 @@ IPtr<Interface> createObject(Steinberg::IPluginFactory& factory, const char* cla
     const tresult result = factory.createInstance(classId, Interface::iid, &object);
     const IPtr<Interface> created = Steinberg::owned(static_cast<Interface*>(object));
     return result == kResultOk ? created : IPtr<Interface>();
+}
+
+template <size_t size>
+String fixedText(const Steinberg::char8 (&text)[size]) {
+    return pluginText(text, size);
 }
 
 } // namespace
@@ -173,7 +180,7 @@ void Vst3PluginInstance::initialize() {
         activateBusses(Vst::kEvent, Vst::kOutput);
         throwUnlessOk(component->setActive(true), openLocation);
     }
-    processingState = ProcessingState::initialised;
+    block.setState(ProcessingState::initialised);
 }
 
 void Vst3PluginInstance::adoptBusArrangements() {
@@ -190,7 +197,7 @@ void Vst3PluginInstance::adoptBusArrangements() {
 std::vector<Vst::SpeakerArrangement>
 Vst3PluginInstance::collectArrangements(Vst::BusDirection direction) const {
     std::vector<Vst::SpeakerArrangement> arrangements;
-    const int32_t count = countBuses(Vst::kAudio, direction);
+    const int32_t count = buses.count(Vst::kAudio, direction);
     for (int32_t i = 0; i < count; ++i) {
         Vst::SpeakerArrangement arrangement = Vst::SpeakerArr::kEmpty;
         processor->getBusArrangement(direction, i, arrangement);
@@ -202,34 +209,34 @@ Vst3PluginInstance::collectArrangements(Vst::BusDirection direction) const {
 }
 
 void Vst3PluginInstance::activateBusses(Vst::MediaType type, Vst::BusDirection direction) {
-    for (int32_t i = countBuses(type, direction) - 1; i >= 0; --i)
+    for (int32_t i = buses.count(type, direction) - 1; i >= 0; --i)
         throwUnlessOk(component->activateBus(type, direction, i, true), activateBusLocation);
 }
 
 void Vst3PluginInstance::terminate() {
     closing = true;
-    if (processingState == ProcessingState::processing)
+    if (block.getState() == ProcessingState::processing)
         stopProcessing();
     closeEditor();
-    processingState = ProcessingState::terminated;
+    block.setState(ProcessingState::terminated);
     if (!endCalls())
         base::core::retain(this);
 }
 
 void Vst3PluginInstance::startProcessing() {
-    if (processor)
-        processor->setProcessing(true);
-    processingState = ProcessingState::processing;
+    block.startProcessing();
 }
 
 void Vst3PluginInstance::stopProcessing() {
-    if (processor)
-        processor->setProcessing(false);
-    processingState = ProcessingState::initialised;
+    block.stopProcessing();
+}
+
+int32_t Vst3PluginInstance::process(int32_t frames, bool keepActive, bool realtime) {
+    return block.process(frames, keepActive, realtime);
 }
 
 ProcessingState Vst3PluginInstance::getProcessingState() const {
-    return processingState;
+    return block.getState();
 }
 
 String Vst3PluginInstance::getFormatVersion() {
@@ -237,19 +244,19 @@ String Vst3PluginInstance::getFormatVersion() {
 }
 
 bool Vst3PluginInstance::hasAudioInput() {
-    return countBuses(Vst::kAudio, Vst::kInput) > 0;
+    return buses.count(Vst::kAudio, Vst::kInput) > 0;
 }
 
 bool Vst3PluginInstance::hasNoteInput() {
-    return countBuses(Vst::kEvent, Vst::kInput) > 0;
+    return block.hasNoteInput();
 }
 
 bool Vst3PluginInstance::hasAudioOutput() {
-    return countBuses(Vst::kAudio, Vst::kOutput) > 0;
+    return buses.count(Vst::kAudio, Vst::kOutput) > 0;
 }
 
 bool Vst3PluginInstance::hasNoteOutput() {
-    return countBuses(Vst::kEvent, Vst::kOutput) > 0;
+    return block.hasNoteOutput();
 }
 
 bool Vst3PluginInstance::hasSysexInput() {
@@ -282,64 +289,29 @@ bool Vst3PluginInstance::hasNoteExpression(int32_t busIndex, int16_t channel,
 }
 
 int32_t Vst3PluginInstance::getLatency() {
-    if (!processor)
-        return 0;
-    constexpr float greatest = 2147483520.0F; // that an int32 holds
-    const auto latency = static_cast<float>(static_cast<int32_t>(processor->getLatencySamples()));
-    return static_cast<int32_t>(std::clamp(latency, 0.0F, greatest));
-}
-
-int32_t Vst3PluginInstance::countBuses(Vst::MediaType type, Vst::BusDirection direction) const {
-    return component ? component->getBusCount(type, direction) : 0;
-}
-
-int32_t Vst3PluginInstance::countMainBuses(Vst::MediaType type, Vst::BusDirection direction) const {
-    int32_t mainBuses = 0;
-    const int32_t count = countBuses(type, direction);
-    for (int32_t i = 0; i < count; ++i) {
-        Vst::BusInfo info{};
-        if (component->getBusInfo(type, direction, i, info) == kResultOk && info.busType == Vst::kMain)
-            ++mainBuses;
-    }
-    return mainBuses;
-}
-
-int32_t Vst3PluginInstance::countChannels(Vst::BusDirection direction) const {
-    int32_t channels = 0;
-    for (int32_t i = countBuses(Vst::kAudio, direction) - 1; i >= 0; --i) {
-        Vst::BusInfo info{};
-        if (component->getBusInfo(Vst::kAudio, direction, i, info) == kResultOk)
-            channels += info.channelCount;
-    }
-    return channels;
+    return block.getLatency();
 }
 
 int32_t Vst3PluginInstance::getInputChannelCount() {
-    return countChannels(Vst::kInput);
+    return buses.countChannels(Vst::kInput);
 }
 
 int32_t Vst3PluginInstance::getOutputChannelCount() {
-    return countChannels(Vst::kOutput);
-}
-
-Vst::BusInfo Vst3PluginInstance::getBus(Vst::BusDirection direction, int32_t index) const {
-    Vst::BusInfo info{};
-    throwUnlessOk(component->getBusInfo(Vst::kAudio, direction, index, info), busLocation);
-    return info;
+    return buses.countChannels(Vst::kOutput);
 }
 
 std::vector<Ref<PluginAudioBus>> Vst3PluginInstance::collectBuses(Vst::BusDirection direction) const {
-    std::vector<Ref<PluginAudioBus>> buses;
+    std::vector<Ref<PluginAudioBus>> collected;
     int32_t channelStart = 0;
-    const int32_t count = countBuses(Vst::kAudio, direction);
+    const int32_t count = buses.count(Vst::kAudio, direction);
     for (int32_t i = 0; i < count; ++i) {
-        const Vst::BusInfo info = getBus(direction, i);
+        const Vst::BusInfo info = buses.get(direction, i);
         std::vector<int32_t> channels(static_cast<size_t>(std::max(info.channelCount, 0)));
         std::iota(channels.begin(), channels.end(), channelStart);
         channelStart += info.channelCount;
-        buses.push_back(new PluginAudioBus(pluginText(info.name), channels));
+        collected.push_back(new PluginAudioBus(pluginText(info.name), channels));
     }
-    return buses;
+    return collected;
 }
 
 std::vector<Ref<PluginAudioBus>> Vst3PluginInstance::getInputBuses() {
@@ -348,4 +320,116 @@ std::vector<Ref<PluginAudioBus>> Vst3PluginInstance::getInputBuses() {
 
 std::vector<Ref<PluginAudioBus>> Vst3PluginInstance::getOutputBuses() {
     return collectBuses(Vst::kOutput);
+}
+
+int32_t Vst3PluginInstance::getParameterCount() {
+    return parameters.getCount();
+}
+
+void Vst3PluginInstance::getParameterName(int32_t index, char* buffer, int32_t size) {
+    if (Vst::ParameterInfo info; parameters.read(index, info))
+        copyPluginText(info.title, buffer, size);
+}
+
+void Vst3PluginInstance::getParameterLabel(int32_t index, char* buffer, int32_t size) {
+    if (Vst::ParameterInfo info; parameters.read(index, info))
+        copyPluginText(info.units, buffer, size);
+}
+
+void Vst3PluginInstance::getParameterDisplay(int32_t index, char* buffer, int32_t size) {
+    Vst::ParameterInfo info;
+    if (!parameters.read(index, info))
+        return;
+    Vst::String128 text = {};
+    const double value = parameters.getValue(info.id);
+    if (controller->getParamStringByValue(info.id, value, text) == kResultOk)
+        copyPluginText(text, buffer, size);
+}
+
+float Vst3PluginInstance::getParameterValue(int32_t index) {
+    Vst::ParameterInfo info;
+    return parameters.read(index, info) ? static_cast<float>(parameters.getValue(info.id)) : 0.0F;
+}
+
+void Vst3PluginInstance::getParameterProperties(int32_t index, ParameterProperties& properties) {
+    Vst::ParameterInfo info;
+    if (!parameters.read(index, info))
+        return;
+    properties.canBeAutomated = (info.flags & Vst::ParameterInfo::kCanAutomate) != 0;
+    // The index, and not the plug-in's id: the client knows parameters by nothing else.
+    properties.id = index;
+    properties.usesIntegerRange = info.stepCount > 1;
+    properties.isSwitch = info.stepCount == 1;
+    properties.minInteger = 0;
+    properties.maxInteger = info.stepCount;
+    properties.shortName = pluginText(info.shortTitle);
+}
+
+void Vst3PluginInstance::setParameterValue(int32_t index, float value) {
+    block.setParameterValue(index, value);
+}
+
+String Vst3PluginInstance::getNoteName(int32_t) {
+    return {};
+}
+
+String Vst3PluginInstance::getIdentifier() {
+    return classIdText(classId);
+}
+
+// The lookups below add an empty record for a class that the module doesn't list, which answers for it.
+
+String Vst3PluginInstance::getName() {
+    return fixedText(plugin->classInfos[classIdText(classId)].name);
+}
+
+String Vst3PluginInstance::getVendor() {
+    Steinberg::PFactoryInfo info{};
+    plugin->factory->getFactoryInfo(&info);
+    return fixedText(info.vendor);
+}
+
+String Vst3PluginInstance::getVersion() {
+    return plugin->factory2 ? fixedText(plugin->classInfos2[classIdText(classId)].version) : String();
+}
+
+String Vst3PluginInstance::getSubcategories() const {
+    return plugin->factory2 ? fixedText(plugin->classInfos2[classIdText(classId)].subCategories) : String();
+}
+
+String Vst3PluginInstance::getCategory() {
+    return categoryOf(getSubcategories());
+}
+
+std::vector<int32_t> Vst3PluginInstance::getDeviceTypes() {
+    return deviceTypesOf(getSubcategories(), buses);
+}
+
+void Vst3PluginInstance::findProgramParameter() {
+    programs.find(unitInfo);
+}
+
+int32_t Vst3PluginInstance::getProgramCount() {
+    return programs.getCount();
+}
+
+int32_t Vst3PluginInstance::getCurrentProgram() {
+    return noProgram;
+}
+
+void Vst3PluginInstance::getProgramName(int32_t index, char* buffer, int32_t size) {
+    buffer[0] = 0;
+    if (programs.getListId() == Vst::kNoProgramListId)
+        return;
+    Vst::String128 text = {};
+    unitInfo->getProgramName(programs.getListId(), index, text);
+    copyPluginText(text, buffer, size);
+}
+
+void Vst3PluginInstance::setCurrentProgram(int32_t index) {
+    setCurrentProgram(index, 0);
+}
+
+void Vst3PluginInstance::setCurrentProgram(int32_t index, int32_t sampleOffset) {
+    block.selectProgram(index, sampleOffset);
 }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "plugin/PluginInstance.h"
-#include "vst3/Vst3EventList.h"
+#include "vst3/Vst3Block.h"
+#include "vst3/Vst3Buses.h"
 #include "vst3/Vst3Host.h"
-#include "vst3/Vst3ParameterChanges.h"
+#include "vst3/Vst3Parameters.h"
+#include "vst3/Vst3Programs.h"
 
 #include <pluginterfaces/gui/iplugview.h>
 #include <pluginterfaces/gui/iplugviewcontentscalesupport.h>
@@ -19,7 +21,7 @@ class Vst3Plugin;
 
 /// The instance of one VST 3 class: a component that renders and, where there is one, a controller that knows
 /// the parameters. A parameter's index is its place in the controller's list, and the client never sees the
-/// plug-in's own ids. Nothing about parameters is cached: plug-ins change them as they like.
+/// plug-in's own ids. What an audio worker runs is `Vst3Block`.
 ///
 /// The plug-in is brought up in a fixed order, see `createComponents` and `initialize`, and is taken down by
 /// letting go of it: `setActive(false)`, `disconnect` and the plug-in's own `terminate` are never called,
@@ -34,8 +36,6 @@ public:
     PluginApi* getApi() const override;
     bool isOpen() const override;
     void activate() override;
-    /// Also writes the first subcategory to the standard output stream, without a line end. Deliberate: who
-    /// reads reports has always met it there.
     std::vector<int32_t> getDeviceTypes() override;
     bool hasAudioInput() override;
     bool hasNoteInput() override;
@@ -57,8 +57,6 @@ public:
     String getIdentifier() override;
     String getCategory() override;
     String getVersion() override;
-    /// Through a single-precision float: inexact above 2 to the 24th. Deliberate: it is what clients align
-    /// by.
     int32_t getLatency() override;
     /// Throws `PluginException`.
     void initialize() override;
@@ -95,9 +93,6 @@ public:
     void editorSetSize(int32_t& width, int32_t& height) override;
     void loadPreset(const String& path) override;
     void savePreset(const String& path) override;
-    /// The first of overlapping edits is protected from changes by the client.
-    void beginParameterEdit(int32_t index) override;
-    void endParameterEdit(int32_t index) override;
 
     /// What a view asks of its frame: another size, in pixels; one below 11 in either direction is passed
     /// over, as plug-ins tell it before they know better. Always `kResultOk`. Any thread.
@@ -147,33 +142,10 @@ private:
     void adoptBusArrangements();
     void activateBusses(Vst::MediaType type, Vst::BusDirection direction);
 
-    int32_t countBuses(Vst::MediaType type, Vst::BusDirection direction) const;
-    int32_t countMainBuses(Vst::MediaType type, Vst::BusDirection direction) const;
-    int32_t countChannels(Vst::BusDirection direction) const;
-    /// Throws `PluginException`.
-    Vst::BusInfo getBus(Vst::BusDirection direction, int32_t index) const;
     std::vector<Ref<PluginAudioBus>> collectBuses(Vst::BusDirection direction) const;
     std::vector<Vst::SpeakerArrangement> collectArrangements(Vst::BusDirection direction) const;
 
-    /// False without a controller, too.
-    bool readParameter(int32_t index, Vst::ParameterInfo& info) const;
     String getSubcategories() const;
-    DeviceType getDeviceTypeByBuses() const;
-
-    // The steps of `process`.
-    bool canProcess() const;
-    void renderBlock(PluginAudioContext& context, int32_t frames, bool keepActive, bool realtime);
-    void applyParameterChanges(const PluginAudioContext& context);
-    /// Throws `PluginException`.
-    int32_t describeBuses(Vst::BusDirection direction, bool isSilent, Vst::AudioBusBuffers* buses) const;
-    void fillProcessContext(Vst::ProcessContext& processContext) const;
-    void readEvents(const PluginAudioContext& context);
-    void readMidiEvent(const EventRecord& record, Vst::Event& event);
-    void readNoteExpression(const EventRecord& record, Vst::Event& event);
-    void addControllerPoint(int16_t channel, Vst::CtrlNumber number, float value, int32_t sampleOffset);
-    double mapVolume(float value) const;
-    void writeEvents(PluginAudioContext& context) const;
-    int32_t judgeTail(int32_t frames, bool keepActive);
 
     IPtr<Steinberg::IPlugView> makeView();
     /// The view, made if there is none; null if the plug-in gives none.
@@ -184,20 +156,17 @@ private:
     void applySize(PluginWindow& open, bool tellsView);
     /// Has the view told, from the main loop. Any thread.
     void postSize(const PluginWindow& open, int32_t width, int32_t height);
-    /// A drag that was cut off by the end of its editor is over for the client, too.
-    void endOpenEdit();
 
     Vst3Plugin* plugin;
     /// Never freed, since plug-ins keep it.
     Vst3Host* const host;
     const FUID classId;
-    Relaxed<ProcessingState> processingState = ProcessingState::created;
     /// The controller came out of the component's own object.
     bool singleComponent = true;
     /// Never changed: the mode of `initialize`, not of a block.
     const bool setupRealtime = true;
 
-    // The plug-in. Set up before a worker knows the instance; let go of from the last to the first.
+    // The plug-in. Set up before a worker has the instance; let go of from the last to the first.
 
     IPtr<Vst::IComponent> component;
     IPtr<Vst::IEditController> controller;
@@ -220,25 +189,10 @@ private:
     /// `controller`, for the threads of the plug-in.
     PublishedPointer<Vst::IEditController> publishedController;
 
-    // Touched by the audio worker.
-
-    /// Empty between blocks, but for what `setCurrentProgram` adds.
-    Vst3ParameterChanges inputParameterChanges;
-    /// Never read and never emptied, deliberately: a plug-in reports its changes by edits.
-    Vst3ParameterChanges outputParameterChanges;
-    Vst3EventList inputEvents;
-    Vst3EventList outputEvents;
-    /// Frames since the client last kept the plug-in active; saturates.
-    int32_t silentFrames = 0;
-
-    // Parameters and programs.
-
-    /// Between begin and end of an edit; -1 if there is none. Any thread.
-    Relaxed<int32_t> editedParameterIndex = -1;
-    /// Never set.
-    int32_t currentProgram = -1;
-    Vst::ProgramListID programListId = Vst::kNoProgramListId;
-    Vst::ParamID programParameterId = Vst::kNoParamId;
-    int32_t programParameterIndex = -1;
-    bool programParameterAutomatable = true;
+    const Vst3Buses buses{component};
+    const Vst3Parameters parameters{controller};
+    Vst3Programs programs{parameters};
+    Vst3Block block{audio,
+                    parameterEdit,
+                    {buses, parameters, programs, processor, midiMapping, noteExpressionController}};
 };

@@ -45,7 +45,8 @@ void Vst2Rig::renderDirectly(const Work& work) {
                              context->parameterChanges[i].value);
     if (work.events > 0)
         target->dispatcher(target, effProcessEvents, 0, 0, eventList, 0);
-    target->processReplacing(target, instance->inputChannels, instance->outputChannels, frames);
+    target->processReplacing(target, instance->audio.getInputChannels(), instance->audio.getOutputChannels(),
+                             frames);
 }
 
 WorkDone& Vst2Rig::getDone() {

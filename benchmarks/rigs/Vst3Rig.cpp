@@ -96,10 +96,10 @@ void Vst3Rig::renderDirectly(const Work& work) {
     }
     Vst::AudioBusBuffers input;
     input.numChannels = 2;
-    input.channelBuffers32 = instance->inputChannels;
+    input.channelBuffers32 = instance->audio.getInputChannels();
     Vst::AudioBusBuffers output;
     output.numChannels = 2;
-    output.channelBuffers32 = instance->outputChannels;
+    output.channelBuffers32 = instance->audio.getOutputChannels();
     Vst::ProcessData data;
     data.processMode = Vst::kRealtime;
     data.symbolicSampleSize = Vst::kSample32;

@@ -74,13 +74,13 @@ TEST_F(AudioSetUpTest, TheBlockHasItsNameSizeAndGuardsAndIsZeroElsewhere) {
     for (const size_t guard : {0U, 112U, 2176U, 4240U, 11696U, 19152U, 137968U, 138000U})
         expected.replace(guard, 16, 16, '\xBB');
     EXPECT_TRUE(std::string_view(static_cast<char*>(seen->getData()), blockBytes) == expected);
-    EXPECT_EQ(instance->audioContext->memorySize, blockBytes);
+    EXPECT_EQ(instance->audio.getContext()->memorySize, blockBytes);
 }
 
 TEST_F(AudioSetUpTest, NoPageOfTheBlockIsLeftToBeMappedByTheFirstAudio) {
     handler->setUpAudio(*instance);
     const PageMap map;
-    const auto* memory = static_cast<const char*>(instance->audioContext->memory);
+    const auto* memory = static_cast<const char*>(instance->audio.getContext()->memory);
     int absent = 0;
     for (int32_t offset = 0; offset < blockBytes; offset += static_cast<int32_t>(map.pageSize))
         absent += map.isPresent(memory + offset) ? 0 : 1;
@@ -91,33 +91,33 @@ TEST_F(AudioSetUpTest, BothSidesSeeTheSameBytes) {
     handler->setUpAudio(*instance);
     const Ref<SharedMemory> seen = SharedMemory::open("tanvex-plugin-host7-3", blockBytes);
     auto* bytes = static_cast<uint8_t*>(seen->getData());
-    instance->outputChannels[1][0] = 0.5F;
+    instance->audio.getOutputChannels()[1][0] = 0.5F;
     EXPECT_EQ(hexOf(bytes + 2192 + 1024, 4), golden("00 00 00 3F"));
     bytes[137984 + 9] = 1;
-    EXPECT_TRUE(instance->audioContext->hasParameterFlag(9, parameterWatched));
+    EXPECT_TRUE(instance->audio.getContext()->hasParameterFlag(9, parameterWatched));
     bytes[16 + 80] = 1;
-    EXPECT_EQ(instance->transport->flags, 1U);
+    EXPECT_EQ(instance->audio.getTransport()->flags, 1U);
 }
 
 TEST_F(AudioSetUpTest, TheInstanceGetsItsContextChannelsAndTransport) {
     handler->setUpAudio(*instance);
-    const PluginAudioContext* context = instance->audioContext;
+    const PluginAudioContext* context = instance->audio.getContext();
     ASSERT_NE(context, nullptr);
     EXPECT_EQ(context->blockSize, 256);
     EXPECT_EQ(context->parameterCount, 10);
-    EXPECT_EQ(instance->inputChannelCount, 2);
-    EXPECT_EQ(instance->inputChannels[1], context->inputAudio + 256);
-    EXPECT_EQ(instance->outputChannelCount, 2);
-    EXPECT_EQ(instance->outputChannels[1], context->outputAudio + 256);
-    EXPECT_EQ(instance->transport, context->transport);
+    EXPECT_EQ(instance->audio.getInputChannelCount(), 2);
+    EXPECT_EQ(instance->audio.getInputChannels()[1], context->inputAudio + 256);
+    EXPECT_EQ(instance->audio.getOutputChannelCount(), 2);
+    EXPECT_EQ(instance->audio.getOutputChannels()[1], context->outputAudio + 256);
+    EXPECT_EQ(instance->audio.getTransport(), context->transport);
 }
 
 TEST_F(AudioSetUpTest, AnInstanceWithoutInputsHasNullInputs) {
     instance->inputs = 0;
     handler->setUpAudio(*instance);
-    EXPECT_EQ(instance->inputChannels, nullptr);
-    EXPECT_EQ(instance->inputChannelCount, 0);
-    EXPECT_NE(instance->outputChannels, nullptr);
+    EXPECT_EQ(instance->audio.getInputChannels(), nullptr);
+    EXPECT_EQ(instance->audio.getInputChannelCount(), 0);
+    EXPECT_NE(instance->audio.getOutputChannels(), nullptr);
 }
 
 TEST_F(AudioSetUpTest, TheMainThreadIsNamedAfterThePluginAsFarAsTheKernelKeepsIt) {
@@ -138,8 +138,8 @@ TEST_F(AudioSetUpTest, TheBlockGoesWithItsInstance) {
 TEST_F(AudioSetUpTest, ABlockThatCannotBeMadeThrowsAndLeavesTheInstanceWithoutOne) {
     instance->inputs = std::numeric_limits<int32_t>::max();
     EXPECT_THROW(handler->setUpAudio(*instance), IOException);
-    EXPECT_EQ(instance->audioContext.get(), nullptr);
-    EXPECT_EQ(instance->inputChannels, nullptr);
+    EXPECT_EQ(instance->audio.getContext(), nullptr);
+    EXPECT_EQ(instance->audio.getInputChannels(), nullptr);
 }
 
 TEST_F(AudioSetUpTest, TheHostsContextForwardsToItsInstance) {

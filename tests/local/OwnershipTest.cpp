@@ -214,7 +214,7 @@ TEST_F(OwnershipTest, AnInstanceThatIsRemovedBeforeItIsUpGetsItsAudioFromTheHost
     });
     PluginInstance* instance = host->instances.find(id);
     ASSERT_NE(instance, nullptr);
-    EXPECT_NE(instance->audioContext.get(), nullptr);
+    EXPECT_NE(instance->audio.getContext(), nullptr);
     EXPECT_EQ(audioBlockFailure(id), "No audio block for plugin instance " + std::to_string(id));
 }
 

@@ -24,7 +24,7 @@ protected:
     }
 
     void watch(int32_t index) { context->setParameterFlag(index, parameterWatched); }
-    int32_t pending() const { return instance->pendingDisplayUpdates.load(); }
+    int32_t pending() const { return instance->audio.pendingDisplayUpdates.load(); }
 
     static std::string sent(std::string_view frame) { return "notification: " + golden(frame); }
 
@@ -118,9 +118,9 @@ TEST_F(ChangeTrackingTest, WithoutAnAudioBlockThereAreNoFlagsAndNothingToPoll) {
     silent->parameters = {{}};
     silent->notifyParameterChanged(0, 0.5F);
     silent->setParameterValue(0, 0.5F);
-    silent->pendingDisplayUpdates = 3;
+    silent->audio.pendingDisplayUpdates = 3;
     silent->idle();
-    EXPECT_EQ(silent->pendingDisplayUpdates.load(), 3) << "the poll did not stop at its first step";
+    EXPECT_EQ(silent->audio.pendingDisplayUpdates.load(), 3) << "the poll did not stop at its first step";
     EXPECT_THAT(host.log.all(), ElementsAre(sent("00 07 00 00 00 00 00 00 00 00 00 00 3F")));
 }
 

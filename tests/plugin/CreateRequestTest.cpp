@@ -174,7 +174,7 @@ TEST_F(CreateRequestTest, APresetThatFailsIsAnErrorReplyAndItsInstanceStays) {
     create("fake.so", "bad.fxp");
     EXPECT_EQ(host.log.all().back(), "error 9: it broke");
     EXPECT_EQ(host.host->instances.find(3), instance.get());
-    EXPECT_EQ(instance->audioContext.get(), nullptr);
+    EXPECT_EQ(instance->audio.getContext(), nullptr);
     EXPECT_EQ(instance->handler.get(), nullptr);
     EXPECT_TRUE(instance->notificationsMuted);
 }

@@ -29,10 +29,10 @@ protected:
 
 TEST_F(PluginInstanceTest, AnInstanceStartsWithoutAudioWindowOrPosition) {
     const Ref<FakePluginInstance> fresh(new FakePluginInstance(host.host.get(), 4, host.log, true));
-    EXPECT_EQ(fresh->audioContext.get(), nullptr);
-    EXPECT_EQ(fresh->inputChannels, nullptr);
-    EXPECT_EQ(fresh->outputChannels, nullptr);
-    EXPECT_EQ(fresh->transport, nullptr);
+    EXPECT_EQ(fresh->audio.getContext(), nullptr);
+    EXPECT_EQ(fresh->audio.getInputChannels(), nullptr);
+    EXPECT_EQ(fresh->audio.getOutputChannels(), nullptr);
+    EXPECT_EQ(fresh->audio.getTransport(), nullptr);
     EXPECT_EQ(fresh->handler.get(), nullptr);
     EXPECT_EQ(fresh->window.get(), nullptr);
     EXPECT_FALSE(fresh->notificationsMuted);
@@ -49,24 +49,24 @@ TEST_F(PluginInstanceTest, AnInstanceStartsWithoutAudioWindowOrPosition) {
 TEST_F(PluginInstanceTest, TheChannelsPointIntoTheBlockByItsPaddedSize) {
     const Ref<PluginAudioContext> context = makeContext(2, 3);
     instance->setAudioContext(context);
-    EXPECT_EQ(instance->audioContext.get(), context.get());
-    ASSERT_EQ(instance->inputChannelCount, 2);
-    EXPECT_EQ(instance->inputChannels[0], context->inputAudio);
-    EXPECT_EQ(instance->inputChannels[1], context->inputAudio + 252);
-    ASSERT_EQ(instance->outputChannelCount, 3);
-    EXPECT_EQ(instance->outputChannels[2], context->outputAudio + 504);
-    EXPECT_EQ(instance->transport, context->transport);
+    EXPECT_EQ(instance->audio.getContext(), context.get());
+    ASSERT_EQ(instance->audio.getInputChannelCount(), 2);
+    EXPECT_EQ(instance->audio.getInputChannels()[0], context->inputAudio);
+    EXPECT_EQ(instance->audio.getInputChannels()[1], context->inputAudio + 252);
+    ASSERT_EQ(instance->audio.getOutputChannelCount(), 3);
+    EXPECT_EQ(instance->audio.getOutputChannels()[2], context->outputAudio + 504);
+    EXPECT_EQ(instance->audio.getTransport(), context->transport);
 }
 
 TEST_F(PluginInstanceTest, AnInstanceWithoutInputsOrOutputsHasNullChannels) {
     instance->setAudioContext(makeContext(2, 2));
     instance->setAudioContext(makeContext(0, 2));
-    EXPECT_EQ(instance->inputChannels, nullptr);
-    EXPECT_EQ(instance->inputChannelCount, 0);
-    EXPECT_NE(instance->outputChannels, nullptr);
+    EXPECT_EQ(instance->audio.getInputChannels(), nullptr);
+    EXPECT_EQ(instance->audio.getInputChannelCount(), 0);
+    EXPECT_NE(instance->audio.getOutputChannels(), nullptr);
     instance->setAudioContext(makeContext(2, 0));
-    EXPECT_NE(instance->inputChannels, nullptr);
-    EXPECT_EQ(instance->outputChannels, nullptr);
+    EXPECT_NE(instance->audio.getInputChannels(), nullptr);
+    EXPECT_EQ(instance->audio.getOutputChannels(), nullptr);
 }
 
 TEST_F(PluginInstanceTest, AnInstanceHoldsItsAudioContextToItsEnd) {

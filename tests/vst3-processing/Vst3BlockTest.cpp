@@ -235,8 +235,8 @@ TEST_F(Vst3Block, BusesTakeTheirChannelsInOrder) {
     component.addBus(Vst::kAudio, Vst::kOutput, 0);
     component.addBus(Vst::kAudio, Vst::kOutput, 3);
     startProcessing();
-    float** const in = instance->inputChannels;
-    float** const out = instance->outputChannels;
+    float** const in = instance->audio.getInputChannels();
+    float** const out = instance->audio.getOutputChannels();
     const RecordedBlock& block = process();
     EXPECT_THAT(block.inputs, ElementsAre(RecordedBus{2, 0, in}, RecordedBus{1, 0, in + 2}));
     EXPECT_THAT(block.outputs,
@@ -264,13 +264,13 @@ TEST_F(Vst3Block, A65thBusIsNotPassedAndItsChannelsStillCount) {
         component.addBus(Vst::kAudio, Vst::kOutput, 1);
     }
     startProcessing();
-    EXPECT_EQ(instance->inputChannelCount, 130);
-    EXPECT_EQ(instance->outputChannelCount, 65);
+    EXPECT_EQ(instance->audio.getInputChannelCount(), 130);
+    EXPECT_EQ(instance->audio.getOutputChannelCount(), 65);
     const RecordedBlock& block = process();
     ASSERT_THAT(block.inputs, SizeIs(64));
     ASSERT_THAT(block.outputs, SizeIs(64));
-    EXPECT_EQ(block.inputs[63], (RecordedBus{2, 0, instance->inputChannels + 126}));
-    EXPECT_EQ(block.outputs[63], (RecordedBus{1, 0, instance->outputChannels + 63}));
+    EXPECT_EQ(block.inputs[63], (RecordedBus{2, 0, instance->audio.getInputChannels() + 126}));
+    EXPECT_EQ(block.outputs[63], (RecordedBus{1, 0, instance->audio.getOutputChannels() + 63}));
 }
 
 TEST_F(Vst3Block, InputsAreSilentWithoutInputAndOutputsNever) {
@@ -297,8 +297,8 @@ TEST_F(Vst3Block, ChannelsThatAPluginHasGrownSinceAreCutAtTheInstances) {
     component.busesOf(Vst::kAudio, Vst::kOutput)[0].channelCount = 3;
     component.addBus(Vst::kAudio, Vst::kOutput, 2);
     const RecordedBlock& block = process(false);
-    float** const out = instance->outputChannels;
-    EXPECT_THAT(block.inputs, ElementsAre(RecordedBus{2, 3, instance->inputChannels}));
+    float** const out = instance->audio.getOutputChannels();
+    EXPECT_THAT(block.inputs, ElementsAre(RecordedBus{2, 3, instance->audio.getInputChannels()}));
     EXPECT_THAT(block.outputs,
                 ElementsAre(RecordedBus{3, 0, out}, RecordedBus{1, 0, out + 3}, RecordedBus{0, 0, out + 4}));
 }

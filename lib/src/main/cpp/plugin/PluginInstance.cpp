@@ -5,25 +5,7 @@
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginHostProxyHandler.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <new>
-
-namespace {
-
-// One pointer to each channel; null without channels.
-float** makeChannels(int32_t count, float* audio, int32_t stride) {
-    if (count == 0)
-        return nullptr;
-    auto** channels = static_cast<float**>(std::malloc(static_cast<size_t>(count) * sizeof(float*)));
-    if (channels == nullptr)
-        throw std::bad_alloc();
-    for (int32_t i = 0; i < count; ++i)
-        channels[i] = audio + static_cast<ptrdiff_t>(i) * stride;
-    return channels;
-}
-
-} // namespace
 
 String pluginText(const char* buffer, int32_t size) {
     return {buffer, strnlen(buffer, static_cast<size_t>(size)), base::core::UTF8Encoding::instance};
@@ -33,7 +15,6 @@ PluginInstance::PluginInstance(PluginHostContext* host, int32_t instanceId, bool
     : host(host), instanceId(instanceId), dpiAware(dpiAware) {}
 
 PluginInstance::~PluginInstance() {
-    freeChannels();
     delete window.get();
 }
 
@@ -42,7 +23,7 @@ bool PluginInstance::hasMidiControllerMapping() {
 }
 
 void PluginInstance::setParameterValue(int32_t index, float) {
-    markDisplayDirty(index);
+    audio.markDisplayDirty(index);
 }
 
 void PluginInstance::setWindowTitle(const String& title) {
@@ -64,10 +45,10 @@ void PluginInstance::editorSizeChanged(int32_t, int32_t, int32_t width, int32_t 
 }
 
 void PluginInstance::idle() {
-    PluginAudioContext* context = audioContext;
+    PluginAudioContext* context = audio.getContext();
     if (context == nullptr)
         return;
-    pendingDisplayUpdates.store(0, std::memory_order_relaxed);
+    audio.pendingDisplayUpdates.store(0, std::memory_order_relaxed);
     const int32_t count = getParameterCount();
     for (int32_t i = 0; i < count; ++i) {
         if (!context->hasParameterFlag(i, parameterDisplayDirty))
@@ -87,21 +68,23 @@ bool PluginInstance::alwaysFalse() {
 
 void PluginInstance::beginParameterEdit(int32_t index) {
     notifyParameterEdit(index, true);
+    parameterEdit.begin(index);
 }
 
 void PluginInstance::endParameterEdit(int32_t index) {
     notifyParameterEdit(index, false);
+    parameterEdit.end(index);
+}
+
+void PluginInstance::endLeftEdit() {
+    if (const std::optional<int32_t> held = parameterEdit.getHeld())
+        endParameterEdit(*held);
 }
 
 void PluginInstance::setAudioContext(const Ref<PluginAudioContext>& context) {
-    freeChannels();
-    inputChannelCount = context->inputChannelCount;
-    inputChannels = makeChannels(inputChannelCount, context->inputAudio, context->paddedBlockSize);
-    outputChannelCount = context->outputChannelCount;
-    outputChannels = makeChannels(outputChannelCount, context->outputAudio, context->paddedBlockSize);
-    transport = context->transport;
+    audio.connect(*context, host->sampleRate, host->blockSize);
     channelsChanged();
-    audioContext = context;
+    audio.publish(context);
 }
 
 void PluginInstance::channelsChanged() {}
@@ -115,6 +98,23 @@ void PluginInstance::endWindowChange() {
     windowHidden = false;
     if (const PluginWindow* open = window)
         host->settleWindow(open->getWindowId(), windowSerial);
+}
+
+void PluginInstance::finishOpening(PluginWindow& open, bool resizable, const String& title,
+                                   const std::function<void()>& adoptSize) {
+    if (!open.waitForPluginWindow()) {
+        endLeftEdit();
+        destroyWindow();
+        return;
+    }
+    open.setTitle(title);
+    adoptSize();
+    if (hasWindowPosition)
+        open.move(windowX, windowY);
+    open.show();
+    if (resizable)
+        open.setResizable();
+    endWindowChange();
 }
 
 void PluginInstance::destroyWindow() {
@@ -131,7 +131,7 @@ void PluginInstance::notifyParameterChanged(int32_t index, float value) {
     if (!self)
         return;
     host->runOnMainThread(new UpdateParameterNotification(*this, sender, index, value));
-    markDisplayDirty(index);
+    audio.markDisplayDirty(index);
 }
 
 void PluginInstance::notifyAllParametersChanged() {
@@ -143,14 +143,6 @@ void PluginInstance::notifyAllParametersChanged() {
         return;
     if (const Ref<PluginInstance> self = holdUnlessEnding())
         host->runOnMainThread(new UpdateAllParametersNotification(*this, sender));
-}
-
-void PluginInstance::markDisplayDirty(int32_t index) {
-    PluginAudioContext* context = audioContext;
-    if (context != nullptr && context->hasParameterFlag(index, parameterWatched)) {
-        context->setParameterFlag(index, parameterDisplayDirty);
-        pendingDisplayUpdates.fetch_add(1, std::memory_order_relaxed);
-    }
 }
 
 String PluginInstance::parameterNameText(int32_t index) {
@@ -184,11 +176,4 @@ Ref<PluginInstance> PluginInstance::holdUnlessEnding() {
     Ref<PluginInstance> self(this);
     base::core::release(this);
     return self;
-}
-
-void PluginInstance::freeChannels() {
-    std::free(inputChannels);
-    inputChannels = nullptr;
-    std::free(outputChannels);
-    outputChannels = nullptr;
 }

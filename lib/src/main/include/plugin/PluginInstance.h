@@ -1,13 +1,17 @@
 #pragma once
 
 #include "plugin/CoreNames.h"
+#include "plugin/InstanceAudio.h"
+#include "plugin/ParameterEdit.h"
 #include "plugin/ParameterInfo.h"
 #include "plugin/PluginAudioBus.h"
 #include "plugin/PluginAudioContext.h"
 #include "plugin/PluginWindow.h"
+#include "plugin/ProcessingState.h"
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 class PluginApi;
@@ -21,17 +25,6 @@ enum DeviceType : int32_t {
     noteToAudioDevice = 1,
     noteToNoteDevice = 2,
     audioToNoteDevice = 3,
-};
-
-enum class ProcessingState : int32_t { created = 0, initialised = 1, processing = 2, terminated = 3 };
-
-/// What `process` says of the blocks to come.
-enum ProcessResult : int32_t {
-    /// Nothing more will come out until there is new input.
-    processSilent = 0,
-    processActive = 1,
-    /// A tail is still ringing out.
-    processTail = 2,
 };
 
 /// One running plug-in: the contract above which nobody knows a plug-in format. Parameters, programs and
@@ -134,14 +127,14 @@ public:
     virtual void loadPreset(const String& path) = 0;
     /// Throws `IOException`.
     virtual void savePreset(const String& path) = 0;
-    /// Any thread.
+    /// The first of overlapping edits is protected from changes by the client. Any thread.
     virtual void beginParameterEdit(int32_t index);
     /// Any thread.
     virtual void endParameterEdit(int32_t index);
 
-    /// Takes on the audio block: points the channel arrays and `transport` into it and publishes
-    /// `audioContext` last, so that whoever sees the context sees the rest. Main thread, before the client
-    /// knows the instance.
+    /// Takes on the audio block: points the channel arrays and the transport of `audio` into it and publishes
+    /// the context last, so that whoever sees the context sees the rest. Main thread, before the client knows
+    /// the instance.
     void setAudioContext(const Ref<PluginAudioContext>& context);
 
     /// The editor's window is about to be opened or shown again: until that has settled, its moves aren't the
@@ -157,16 +150,8 @@ public:
     /// Makes what workers did in their ended turns visible to the caller.
     void awaitWorkerTurns() const { (void)workerTurns.load(std::memory_order_acquire); }
 
-    // Touched by the audio worker, set up before it knows the instance.
-
-    PublishedRef<PluginAudioContext> audioContext;
-    /// One pointer to a channel, from `malloc`; null without channels.
-    float** inputChannels = nullptr;
-    int32_t inputChannelCount = 0;
-    float** outputChannels = nullptr;
-    int32_t outputChannelCount = 0;
-    /// In the audio block; null until that is there.
-    TransportBlock* transport = nullptr;
+    /// What the audio worker may use of the instance, set up before it has the instance.
+    InstanceAudio audio{window};
 
     // Touched by any thread.
 
@@ -180,8 +165,6 @@ public:
     Relaxed<bool> allParametersChanged = false;
     /// `terminate` has begun.
     Relaxed<bool> closing = false;
-    /// Counted and never read.
-    std::atomic<int32_t> pendingDisplayUpdates{0};
     Relaxed<bool> windowHidden = false;
     /// The client shows its editors scaled.
     const bool dpiAware;
@@ -201,6 +184,13 @@ public:
     PublishedPointer<PluginWindow> window;
 
 protected:
+    /// The second half of an opening, once the plug-in has the window: waits for the plug-in's own, has
+    /// `adoptSize` give the window its size, and shows it. Where the plug-in makes no window, the editor is
+    /// closed again without a call to the plug-in, and `windowBusy` stays set. Both deliberate: there is
+    /// nothing of the plug-in's to close, and the next opening finds them so. Nothing may touch the instance
+    /// after this. Main thread.
+    void finishOpening(PluginWindow& open, bool resizable, const String& title,
+                       const std::function<void()>& adoptSize);
     /// Destroys the editor's window, if there is one. The window may hold the last reference: nothing may
     /// touch the instance after this.
     void destroyWindow();
@@ -208,22 +198,23 @@ protected:
     void notifyParameterChanged(int32_t index, float value);
     /// Tells the client to expect everything anew. Any thread; allocates.
     void notifyAllParametersChanged();
-    /// Has the client told of the parameter's display text at the next poll, if it watches it. Any thread;
-    /// lock-free.
-    void markDisplayDirty(int32_t index);
+    /// Ends an edit that the plug-in has begun and left open: a drag that was cut off by the end of its
+    /// editor is over for the client, too.
+    void endLeftEdit();
 
     String parameterNameText(int32_t index);
     String parameterDisplayText(int32_t index);
     String programNameText(int32_t index);
 
-    /// The channel arrays and `transport` are new; no worker has seen them yet. Main thread.
+    /// The channel arrays of `audio` are new; no worker has seen them yet. Main thread.
     virtual void channelsChanged();
+
+    ParameterEdit parameterEdit;
 
 private:
     /// Null once the last reference has gone: who calls in while an instance ends gives it no new owner.
     Ref<PluginInstance> holdUnlessEnding();
     void notifyParameterEdit(int32_t index, bool isBegin);
-    void freeChannels();
 
     std::atomic<uint32_t> workerTurns{0};
 

@@ -1,17 +1,14 @@
-// The part of `Vst3PluginInstance` that an audio worker runs: a block is put together from the flat audio
-// context, and what comes back is turned into the context's flat records. It locks and prints nothing, and
-// allocates only while its lists grow.
+#include "vst3/Vst3Block.h"
 
-#include "plugin/PluginAudioContext.h"
-#include "plugin/PluginHostContext.h"
-#include "vst3/Vst3PluginInstance.h"
+#include "vst3/Vst3Buses.h"
+#include "vst3/Vst3Parameters.h"
+#include "vst3/Vst3Programs.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <limits>
 #include <pluginterfaces/vst/ivstmidicontrollers.h>
-#include <pluginterfaces/vst/ivstprocesscontext.h>
 
 namespace {
 
@@ -90,20 +87,56 @@ NoteData noteDataOf(const Vst::Event& event) {
 
 } // namespace
 
-int32_t Vst3PluginInstance::process(int32_t frames, bool keepActive, bool realtime) {
-    if (PluginAudioContext* context = audioContext; context != nullptr && canProcess())
-        renderBlock(*context, frames, keepActive, realtime);
+Vst3Block::Vst3Block(InstanceAudio& audio, const ParameterEdit& parameterEdit, const Calls& plugin)
+    : audio(audio), parameterEdit(parameterEdit), plugin(plugin) {}
+
+Vst3Block::~Vst3Block() = default;
+
+void Vst3Block::startProcessing() {
+    if (plugin.processor)
+        plugin.processor->setProcessing(true);
+    state = ProcessingState::processing;
+}
+
+void Vst3Block::stopProcessing() {
+    if (plugin.processor)
+        plugin.processor->setProcessing(false);
+    state = ProcessingState::initialised;
+}
+
+bool Vst3Block::hasNoteInput() const {
+    return plugin.buses.count(Vst::kEvent, Vst::kInput) > 0;
+}
+
+bool Vst3Block::hasNoteOutput() const {
+    return plugin.buses.count(Vst::kEvent, Vst::kOutput) > 0;
+}
+
+int32_t Vst3Block::getLatency() const {
+    if (!plugin.processor)
+        return 0;
+    constexpr float greatest = 2147483520.0F; // that an int32 holds
+    const auto latency = static_cast<float>(static_cast<int32_t>(plugin.processor->getLatencySamples()));
+    return static_cast<int32_t>(std::clamp(latency, 0.0F, greatest));
+}
+
+void Vst3Block::selectProgram(int32_t index, int32_t sampleOffset) {
+    plugin.programs.select(index, sampleOffset, inputParameterChanges);
+}
+
+int32_t Vst3Block::process(int32_t frames, bool keepActive, bool realtime) {
+    if (PluginAudioContext* context = audio.getContext(); context != nullptr && canProcess())
+        render(*context, frames, keepActive, realtime);
     return judgeTail(frames, keepActive);
 }
 
-bool Vst3PluginInstance::canProcess() const {
+bool Vst3Block::canProcess() const {
     // The sample size is asked for in every block: plug-ins change their minds.
-    return processingState == ProcessingState::processing && processor &&
-           processor->canProcessSampleSize(Vst::kSample32) == kResultOk;
+    return state == ProcessingState::processing && plugin.processor &&
+           plugin.processor->canProcessSampleSize(Vst::kSample32) == kResultOk;
 }
 
-void Vst3PluginInstance::renderBlock(PluginAudioContext& context, int32_t frames, bool keepActive,
-                                     bool realtime) {
+void Vst3Block::render(PluginAudioContext& context, int32_t frames, bool keepActive, bool realtime) {
     const BlockLists lists(inputParameterChanges, inputEvents, outputEvents);
     applyParameterChanges(context);
 
@@ -133,16 +166,16 @@ void Vst3PluginInstance::renderBlock(PluginAudioContext& context, int32_t frames
     fillProcessContext(processContext);
     data.processContext = &processContext;
 
-    // What it answers is nobody's concern: its output is what counts.
-    processor->process(data);
+    // The result is ignored: the output is what counts.
+    plugin.processor->process(data);
 
     if (sendsNotes)
         writeEvents(context);
 }
 
-void Vst3PluginInstance::applyParameterChanges(const PluginAudioContext& context) {
+void Vst3Block::applyParameterChanges(const PluginAudioContext& context) {
     for (const ParameterChange& change : context.getParameterChanges()) {
-        if (Vst::ParameterInfo info; readParameter(change.parameterIndex, info)) {
+        if (Vst::ParameterInfo info; plugin.parameters.read(change.parameterIndex, info)) {
             if (Vst3ParamValueQueue* queue = inputParameterChanges.queueOf(info.id))
                 queue->append(change.sampleOffset, change.value);
         }
@@ -151,15 +184,24 @@ void Vst3PluginInstance::applyParameterChanges(const PluginAudioContext& context
     }
 }
 
-int32_t Vst3PluginInstance::describeBuses(Vst::BusDirection direction, bool isSilent,
-                                          Vst::AudioBusBuffers* buses) const {
+void Vst3Block::setParameterValue(int32_t index, float value) {
+    // The user is holding this control in the editor, and wins. The change is lost, deliberately.
+    if (parameterEdit.holds(index))
+        return;
+    audio.markDisplayDirty(index);
+    if (Vst::ParameterInfo info; plugin.parameters.read(index, info))
+        plugin.parameters.setValue(info.id, value);
+}
+
+int32_t Vst3Block::describeBuses(Vst::BusDirection direction, bool isSilent,
+                                 Vst::AudioBusBuffers* buses) const {
     const bool isInput = direction == Vst::kInput;
-    float** channels = isInput ? inputChannels : outputChannels;
-    int32_t channelsLeft = isInput ? inputChannelCount : outputChannelCount;
-    const int32_t count = std::clamp(countBuses(Vst::kAudio, direction), 0, maximumBusCount);
+    float** channels = isInput ? audio.getInputChannels() : audio.getOutputChannels();
+    int32_t channelsLeft = isInput ? audio.getInputChannelCount() : audio.getOutputChannelCount();
+    const int32_t count = std::clamp(plugin.buses.count(Vst::kAudio, direction), 0, maximumBusCount);
     for (int32_t i = 0; i < count; ++i) {
         // A plug-in may have grown since the block was laid out.
-        const int32_t channelCount = std::clamp(getBus(direction, i).channelCount, 0, channelsLeft);
+        const int32_t channelCount = std::clamp(plugin.buses.get(direction, i).channelCount, 0, channelsLeft);
         auto* bus = new (buses + i) Vst::AudioBusBuffers;
         bus->numChannels = channelCount;
         bus->channelBuffers32 = channels;
@@ -171,34 +213,35 @@ int32_t Vst3PluginInstance::describeBuses(Vst::BusDirection direction, bool isSi
     return count;
 }
 
-void Vst3PluginInstance::fillProcessContext(Vst::ProcessContext& processContext) const {
+void Vst3Block::fillProcessContext(Vst::ProcessContext& processContext) const {
+    const TransportBlock& transport = *audio.getTransport();
     processContext = {};
-    processContext.sampleRate = PluginInstance::host->sampleRate;
-    processContext.projectTimeSamples = static_cast<Vst::TSamples>(transport->samplePosition);
+    processContext.sampleRate = audio.getSampleRate();
+    processContext.projectTimeSamples = static_cast<Vst::TSamples>(transport.samplePosition);
     // Filled in, and yet not marked as valid. Deliberate.
-    processContext.systemTime = static_cast<Steinberg::int64>(transport->systemTime);
-    processContext.projectTimeMusic = transport->position;
-    processContext.tempo = transport->tempo;
-    processContext.timeSigNumerator = transport->timeSignatureNumerator;
-    processContext.timeSigDenominator = transport->timeSignatureDenominator;
+    processContext.systemTime = static_cast<Steinberg::int64>(transport.systemTime);
+    processContext.projectTimeMusic = transport.position;
+    processContext.tempo = transport.tempo;
+    processContext.timeSigNumerator = transport.timeSignatureNumerator;
+    processContext.timeSigDenominator = transport.timeSignatureDenominator;
     processContext.state = Vst::ProcessContext::kProjectTimeMusicValid | Vst::ProcessContext::kTempoValid |
                            Vst::ProcessContext::kTimeSigValid;
-    if (transport->tempo < slowestTempo) {
+    if (transport.tempo < slowestTempo) {
         processContext.tempo = fallbackTempo;
         processContext.state &= ~static_cast<uint32_t>(Vst::ProcessContext::kTempoValid);
     }
-    if ((transport->flags & transportPlaying) != 0)
+    if ((transport.flags & transportPlaying) != 0)
         processContext.state |= Vst::ProcessContext::kPlaying;
-    if ((transport->flags & transportRecording) != 0)
+    if ((transport.flags & transportRecording) != 0)
         processContext.state |= Vst::ProcessContext::kRecording;
-    if ((transport->flags & transportLoopOn) != 0) {
+    if ((transport.flags & transportLoopOn) != 0) {
         processContext.state |= Vst::ProcessContext::kCycleActive | Vst::ProcessContext::kCycleValid;
-        processContext.cycleStartMusic = transport->loopStart;
-        processContext.cycleEndMusic = transport->loopEnd;
+        processContext.cycleStartMusic = transport.loopStart;
+        processContext.cycleEndMusic = transport.loopEnd;
     }
 }
 
-void Vst3PluginInstance::readEvents(const PluginAudioContext& context) {
+void Vst3Block::readEvents(const PluginAudioContext& context) {
     for (const EventRecord& record : context.getInputEvents()) {
         Vst::Event event;
         std::memset(&event, 0, sizeof event);
@@ -223,7 +266,7 @@ void Vst3PluginInstance::readEvents(const PluginAudioContext& context) {
     }
 }
 
-void Vst3PluginInstance::readMidiEvent(const EventRecord& record, Vst::Event& event) {
+void Vst3Block::readMidiEvent(const EventRecord& record, Vst::Event& event) {
     const auto channel = static_cast<int16_t>(record.midi[0] & 0x0F);
     // Seven bits each, whatever the client wrote: no pitch above 127 and no value above 1 reaches a plug-in.
     constexpr int dataMask = 0x7F;
@@ -259,7 +302,7 @@ void Vst3PluginInstance::readMidiEvent(const EventRecord& record, Vst::Event& ev
         addControllerPoint(channel, data1, static_cast<float>(data2) * perMidiStep, record.sampleOffset);
         break;
     case 0xC0:
-        setCurrentProgram(data1, record.sampleOffset);
+        selectProgram(data1, record.sampleOffset);
         break;
     case 0xD0:
         addControllerPoint(channel, Vst::kAfterTouch, static_cast<float>(data1) * perMidiStep,
@@ -274,17 +317,18 @@ void Vst3PluginInstance::readMidiEvent(const EventRecord& record, Vst::Event& ev
     }
 }
 
-void Vst3PluginInstance::addControllerPoint(int16_t channel, Vst::CtrlNumber number, float value,
-                                            int32_t sampleOffset) {
+void Vst3Block::addControllerPoint(int16_t channel, Vst::CtrlNumber number, float value,
+                                   int32_t sampleOffset) {
     Vst::ParamID id = Vst::kNoParamId;
-    if (!midiMapping || midiMapping->getMidiControllerAssignment(0, channel, number, id) != kResultOk)
+    if (!plugin.midiMapping ||
+        plugin.midiMapping->getMidiControllerAssignment(0, channel, number, id) != kResultOk)
         return;
     int32_t index = 0;
     if (Vst::IParamValueQueue* queue = inputParameterChanges.addParameterData(id, index))
         queue->addPoint(sampleOffset, value, index);
 }
 
-void Vst3PluginInstance::readNoteExpression(const EventRecord& record, Vst::Event& event) {
+void Vst3Block::readNoteExpression(const EventRecord& record, Vst::Event& event) {
     const int32_t channel = record.noteExpression.channel;
     const int32_t key = record.noteExpression.key;
     const float value = record.noteExpression.value;
@@ -318,12 +362,12 @@ void Vst3PluginInstance::readNoteExpression(const EventRecord& record, Vst::Even
     inputEvents.addEvent(event);
 }
 
-double Vst3PluginInstance::mapVolume(float value) const {
-    const int32_t count =
-        noteExpressionController ? noteExpressionController->getNoteExpressionCount(0, 0) : 0;
+double Vst3Block::mapVolume(float value) const {
+    Vst::INoteExpressionController* expressions = plugin.noteExpressionController;
+    const int32_t count = expressions != nullptr ? expressions->getNoteExpressionCount(0, 0) : 0;
     for (int32_t i = 0; i < count; ++i) {
         Vst::NoteExpressionTypeInfo info{};
-        if (noteExpressionController->getNoteExpressionInfo(0, 0, i, info) != kResultOk ||
+        if (expressions->getNoteExpressionInfo(0, 0, i, info) != kResultOk ||
             info.typeId != Vst::kVolumeTypeID)
             continue;
         const Vst::NoteExpressionValueDescription& range = info.valueDesc;
@@ -336,8 +380,8 @@ double Vst3PluginInstance::mapVolume(float value) const {
     return std::min((value * 0.25) * (double{value} * value), 1.0);
 }
 
-void Vst3PluginInstance::writeEvents(PluginAudioContext& context) const {
-    const int32_t lastFrame = std::max(PluginInstance::host->blockSize - 1, 0);
+void Vst3Block::writeEvents(PluginAudioContext& context) const {
+    const int32_t lastFrame = std::max(audio.getBlockSize() - 1, 0);
     for (const Vst::Event& event : outputEvents.getEvents()) {
         const uint8_t status = statusOf(event);
         if (status == 0)
@@ -358,7 +402,7 @@ void Vst3PluginInstance::writeEvents(PluginAudioContext& context) const {
     }
 }
 
-int32_t Vst3PluginInstance::judgeTail(int32_t frames, bool keepActive) {
+int32_t Vst3Block::judgeTail(int32_t frames, bool keepActive) {
     if (keepActive) {
         silentFrames = 0;
         return processActive;
@@ -366,10 +410,10 @@ int32_t Vst3PluginInstance::judgeTail(int32_t frames, bool keepActive) {
     silentFrames = static_cast<int32_t>(
         std::min<int64_t>(int64_t{silentFrames} + frames, std::numeric_limits<int32_t>::max()));
     // An open editor keeps a plug-in running.
-    if (window != nullptr)
+    if (audio.isEditorOpen())
         return processActive;
-    const bool canRender = processor && audioContext != nullptr;
-    const int32_t tail = canRender ? static_cast<int32_t>(processor->getTailSamples()) : 0;
+    const bool canRender = plugin.processor && audio.getContext() != nullptr;
+    const int32_t tail = canRender ? static_cast<int32_t>(plugin.processor->getTailSamples()) : 0;
     if (tail < 0)
         return processTail;
     if (tail == 0)

@@ -1,20 +1,30 @@
-// The part of `Vst2PluginInstance` that an audio worker runs. Nothing here allocates, locks or prints, but
-// for a plug-in that reports from inside its own calls.
-
-#include "vst2/Vst2PluginInstance.h"
+#include "vst2/Vst2Block.h"
 
 #include "core/Log.h"
-#include "plugin/PluginHostContext.h"
+#include "vst2/EffectCall.h"
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <new>
 
 namespace {
 
 // Both kinds say so, whatever their structure takes on this processor.
 constexpr VstInt32 eventByteSize = 32;
+constexpr size_t eventSize = std::max(sizeof(VstMidiEvent), sizeof(VstMidiSysexEvent));
+
+// A memory block that outlives exceptions only with its owner.
+template <class T>
+T* allocateBytes(size_t size) {
+    void* memory = std::malloc(size);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    return static_cast<T*>(memory);
+}
 
 VstMidiEvent* writeMidiEvent(uint8_t* target, const EventRecord& record) {
     auto* event = new (target) VstMidiEvent{};
@@ -81,15 +91,57 @@ constinit thread_local VstTimeInfo ownTimeInfo{};
 
 } // namespace
 
-int32_t Vst2PluginInstance::process(int32_t frames, bool keepActive, bool inRealtime) {
+Vst2Block::Vst2Block(InstanceAudio& audio, const ParameterEdit& parameterEdit)
+    : audio(audio), parameterEdit(parameterEdit) {}
+
+Vst2Block::~Vst2Block() {
+    std::free(eventList);
+    std::free(eventBuffer);
+}
+
+void Vst2Block::attach(AEffect* newEffect) {
+    effect = newEffect;
+}
+
+void Vst2Block::prepare(const Abilities& newAbilities) {
+    abilities = newAbilities;
+    eventList = allocateBytes<VstEvents>(offsetof(VstEvents, events) + eventCapacity * sizeof(void*));
+    eventBuffer = allocateBytes<uint8_t>(eventCapacity * eventSize);
+    eventBufferSize = eventCapacity * eventSize;
+}
+
+void Vst2Block::connectChannels() {
+    inputs.connect(audio.getInputChannels(), audio.getInputChannelCount(), audio.getBlockSize());
+    outputs.connect(audio.getOutputChannels(), audio.getOutputChannelCount(), audio.getBlockSize());
+}
+
+void Vst2Block::startProcessing() {
+    callDispatcher(effect, effStartProcess);
+    state = ProcessingState::processing;
+}
+
+void Vst2Block::stopProcessing() {
+    callDispatcher(effect, effStopProcess);
+    state = ProcessingState::initialised;
+}
+
+bool Vst2Block::hasNoteInput() const {
+    return (effect->flags & effFlagsIsSynth) != 0 || abilities.receivesMidi;
+}
+
+int32_t Vst2Block::getLatency() const {
+    return effect != nullptr ? effect->initialDelay : 0;
+}
+
+int32_t Vst2Block::process(int32_t frames, bool keepActive, bool inRealtime) {
     EffectCall call;
     inProcess = true;
     processThread = &ownTimeInfo;
     realtime = inRealtime;
-    if (const PluginAudioContext* context = audioContext) {
-        lastTransport.publish(*context->transport);
+    if (const PluginAudioContext* context = audio.getContext()) {
+        lastTransport.publish(context->getTransport());
         applyParameterChanges(*context);
-        if (processingState == ProcessingState::processing) {
+        if (state == ProcessingState::processing) {
             if (hasNoteInput())
                 sendEvents(*context);
             if (effect != nullptr)
@@ -102,15 +154,15 @@ int32_t Vst2PluginInstance::process(int32_t frames, bool keepActive, bool inReal
     return judgeTail(frames, keepActive);
 }
 
-void Vst2PluginInstance::setParameterValue(int32_t index, float value) {
+void Vst2Block::setParameterValue(int32_t index, float value) {
     // The user is holding this control in the editor, and wins. The change is lost, deliberately.
-    if (index == editedParameter)
+    if (parameterEdit.holds(index))
         return;
     effect->setParameter(effect, index, value);
-    markDisplayDirty(index);
+    audio.markDisplayDirty(index);
 }
 
-void Vst2PluginInstance::applyParameterChanges(const PluginAudioContext& context) {
+void Vst2Block::applyParameterChanges(const PluginAudioContext& context) {
     const std::atomic_ref count(*context.parameterChangeCount);
     const int32_t changes = std::min(count.load(std::memory_order_relaxed), context.parameterChangeCapacity);
     for (int32_t i = 0; i < changes; ++i) {
@@ -122,7 +174,7 @@ void Vst2PluginInstance::applyParameterChanges(const PluginAudioContext& context
     }
 }
 
-void Vst2PluginInstance::sendEvents(const PluginAudioContext& context) {
+void Vst2Block::sendEvents(const PluginAudioContext& context) {
     eventList->numEvents = 0;
     eventList->reserved = 0;
     const std::span<const EventRecord> records = context.getInputEvents();
@@ -130,13 +182,13 @@ void Vst2PluginInstance::sendEvents(const PluginAudioContext& context) {
         return;
     uint8_t* next = eventBuffer;
     const uint8_t* end = eventBuffer + eventBufferSize;
-    constexpr ptrdiff_t step = std::max(sizeof(VstMidiEvent), sizeof(VstMidiSysexEvent));
+    constexpr ptrdiff_t step = eventSize;
     // The array is longer than its type says.
     VstEvent** const list = eventList->events;
     int32_t count = 0;
     for (const EventRecord& record : records) {
         const bool isMidi = record.kind == EventKind::midi;
-        if (!isMidi && !(record.kind == EventKind::systemExclusive && receivesSysex))
+        if (!isMidi && !(record.kind == EventKind::systemExclusive && abilities.receivesSysex))
             continue;
         if (end - next < step)
             break;
@@ -151,10 +203,10 @@ void Vst2PluginInstance::sendEvents(const PluginAudioContext& context) {
         }
     }
     eventList->numEvents = count;
-    dispatch(effProcessEvents, 0, 0, eventList);
+    callDispatcher(effect, effProcessEvents, 0, 0, eventList);
 }
 
-void Vst2PluginInstance::render(const PluginAudioContext& context, int32_t frames) {
+void Vst2Block::render(const PluginAudioContext& context, int32_t frames) {
     // Once for the block: the effect may change them on any thread.
     const int32_t claimedInputs = std::atomic_ref(effect->numInputs).load(std::memory_order_relaxed);
     const int32_t claimedOutputs = std::atomic_ref(effect->numOutputs).load(std::memory_order_relaxed);
@@ -166,9 +218,9 @@ void Vst2PluginInstance::render(const PluginAudioContext& context, int32_t frame
     }
     if (inputs.isBeyondBlock(claimedInputs)) [[unlikely]]
         inputs.silenceScratch();
-    else if (inputChannelCount == 0)
+    else if (audio.getInputChannelCount() == 0)
         inputTable = nullptr;
-    if (outputChannelCount == 0 && claimedOutputs == 0)
+    if (audio.getOutputChannelCount() == 0 && claimedOutputs == 0)
         outputTable = nullptr;
     if ((effect->flags & effFlagsCanReplacing) != 0) {
         effect->processReplacing(effect, inputTable, outputTable, frames);
@@ -181,24 +233,19 @@ void Vst2PluginInstance::render(const PluginAudioContext& context, int32_t frame
     effect->process(effect, inputTable, outputTable, frames);
 }
 
-void Vst2PluginInstance::silenceOutputs(const PluginAudioContext& context) {
+void Vst2Block::silenceOutputs(const PluginAudioContext& context) {
     if (context.outputChannelCount > 0)
         std::memset(context.outputAudio, 0,
                     static_cast<size_t>(context.outputChannelCount) *
                         static_cast<size_t>(context.paddedBlockSize) * sizeof(float));
 }
 
-void Vst2PluginInstance::channelsChanged() {
-    inputs.connect(inputChannels, inputChannelCount, host->blockSize);
-    outputs.connect(outputChannels, outputChannelCount, host->blockSize);
-}
-
-int32_t Vst2PluginInstance::judgeTail(int32_t frames, bool keepActive) {
-    if (isGenerator)
+int32_t Vst2Block::judgeTail(int32_t frames, bool keepActive) {
+    if (abilities.isGenerator)
         return processActive;
     tailCounter = addSaturated(tailCounter, frames);
     // An open editor keeps a plug-in running.
-    if (keepActive || window != nullptr) {
+    if (keepActive || audio.isEditorOpen()) {
         tailCounter = 0;
         return processActive;
     }
@@ -207,7 +254,7 @@ int32_t Vst2PluginInstance::judgeTail(int32_t frames, bool keepActive) {
     tailCounter = addSaturated(tailCounter, frames);
     constexpr VstIntPtr tailUnknown = 0;
     constexpr VstIntPtr noTail = 1;
-    const VstIntPtr tailSize = dispatch(effGetTailSize);
+    const VstIntPtr tailSize = callDispatcher(effect, effGetTailSize);
     if (tailSize == tailUnknown)
         return (effect->flags & effFlagsNoSoundInStop) != 0 ? processSilent : processTail;
     if (tailSize == noTail)
@@ -217,18 +264,19 @@ int32_t Vst2PluginInstance::judgeTail(int32_t frames, bool keepActive) {
     return int64_t{tailSize} + getLatency() >= tailCounter ? processTail : processSilent;
 }
 
-VstIntPtr Vst2PluginInstance::queryTime() {
-    if (audioContext == nullptr)
+VstIntPtr Vst2Block::queryTime() {
+    if (audio.getContext() == nullptr)
         return 0;
+    TransportBlock& transport = *audio.getTransport();
     // What an earlier answer points to is never half old and half new, nor zero, while its reader may look.
     const bool isInProcess = processThread == &ownTimeInfo;
     VstTimeInfo& answer = isInProcess ? timeInfo : ownTimeInfo;
-    answer = timeInfoOf(isInProcess ? *transport : lastTransport.read(*transport));
+    answer = timeInfoOf(isInProcess ? transport : lastTransport.read(transport));
     return reinterpret_cast<VstIntPtr>(&answer);
 }
 
-VstIntPtr Vst2PluginInstance::receiveEvents(const VstEvents* events) {
-    PluginAudioContext* context = audioContext;
+VstIntPtr Vst2Block::receiveEvents(const VstEvents* events) {
+    PluginAudioContext* context = audio.getContext();
     if (!inProcess || context == nullptr || events == nullptr)
         return 1;
     const VstEvent* const* const list = events->events;
@@ -242,7 +290,7 @@ VstIntPtr Vst2PluginInstance::receiveEvents(const VstEvents* events) {
         record->kind = EventKind::midi;
         // The block's size is the limit, and not the frames of this call.
         record->sampleOffset =
-            static_cast<uint16_t>(std::clamp(event->deltaFrames, 0, std::max(host->blockSize - 1, 0)));
+            static_cast<uint16_t>(std::clamp(event->deltaFrames, 0, std::max(audio.getBlockSize() - 1, 0)));
         std::memcpy(record->midi, reinterpret_cast<const VstMidiEvent*>(event)->midiData, 3);
     }
     return 1;

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "plugin/CoreNames.h"
+#include "plugin/PluginAudioContext.h"
+
+#include <atomic>
+#include <cstdint>
+
+class PluginInstance;
+class PluginWindow;
+
+/// What an audio worker may use of an instance, whatever the format: the audio block with the channels in it,
+/// whether an editor is open, and the marks for parameters whose texts have changed. A format hands it to the
+/// object that renders, which has no other way to the instance.
+///
+/// Owned by the instance, which alone sets it up, on the main thread before a worker has the instance.
+class InstanceAudio : public NonCopyable, public NonMovable {
+public:
+    /// `window` is the instance's, and stays as long as this.
+    explicit InstanceAudio(const PublishedPointer<PluginWindow>& window);
+    ~InstanceAudio();
+
+    /// Null until there is one. Whoever sees it sees the channels and the transport, too.
+    PluginAudioContext* getContext() const { return context; }
+    /// In the audio block; null until that is there.
+    TransportBlock* getTransport() const { return transport; }
+    /// One pointer to a channel; null without channels.
+    float** getInputChannels() const { return inputChannels; }
+    int32_t getInputChannelCount() const { return inputChannelCount; }
+    float** getOutputChannels() const { return outputChannels; }
+    int32_t getOutputChannelCount() const { return outputChannelCount; }
+    /// The host's, in Hz.
+    int32_t getSampleRate() const { return sampleRate; }
+    /// The host's, in frames.
+    int32_t getBlockSize() const { return blockSize; }
+
+    bool isEditorOpen() const { return window != nullptr; }
+    /// Has the client told of the parameter's display text at the next poll, if it watches it. Any thread;
+    /// lock-free.
+    void markDisplayDirty(int32_t index);
+
+    /// Counted and never read.
+    std::atomic<int32_t> pendingDisplayUpdates{0};
+
+private:
+    friend class PluginInstance;
+
+    /// Points the channel arrays and `transport` into a block that `publish` then shows to workers.
+    void connect(const PluginAudioContext& newContext, int32_t newSampleRate, int32_t newBlockSize);
+    void publish(const Ref<PluginAudioContext>& newContext) { context = newContext; }
+    void freeChannels();
+
+    PublishedRef<PluginAudioContext> context;
+    TransportBlock* transport = nullptr;
+    /// From `malloc`.
+    float** inputChannels = nullptr;
+    int32_t inputChannelCount = 0;
+    float** outputChannels = nullptr;
+    int32_t outputChannelCount = 0;
+    int32_t sampleRate = 0;
+    int32_t blockSize = 0;
+    const PublishedPointer<PluginWindow>& window;
+};

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "plugin/CoreNames.h"
+
+#include <cstdint>
+#include <vector>
+
+class Vst3Buses;
+
+// What the subcategories of a class, as in "Fx|Delay|Stereo", say of it.
+
+/// All but the first one; the text itself if there is no other.
+String categoryOf(const String& subcategories);
+/// The `DeviceType`s: by the first one, else by the main buses. Also writes the first one to the standard
+/// output stream, without a line end. Deliberate: who reads reports has always met it there.
+std::vector<int32_t> deviceTypesOf(const String& subcategories, const Vst3Buses& buses);

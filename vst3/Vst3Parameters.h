@@ -1,0 +1,27 @@
+#pragma once
+
+#include "vst3/Vst3Names.h"
+
+#include <cstdint>
+#include <pluginterfaces/vst/ivsteditcontroller.h>
+
+/// The parameters of a plug-in by their places in the controller's list. Nothing is cached: plug-ins change
+/// them as they like. Main thread and audio worker.
+class Vst3Parameters {
+public:
+    /// `controller` is the instance's, and may be null.
+    explicit Vst3Parameters(const IPtr<Vst::IEditController>& controller) : controller(controller) {}
+
+    int32_t getCount() const;
+    /// False without a controller, too.
+    bool read(int32_t index, Vst::ParameterInfo& info) const;
+
+    // Of a parameter that was read. Values are normalised.
+
+    double getValue(Vst::ParamID id) const;
+    void setValue(Vst::ParamID id, double value) const;
+    double normalise(Vst::ParamID id, double plainValue) const;
+
+private:
+    const IPtr<Vst::IEditController>& controller;
+};
