@@ -1,6 +1,6 @@
 #pragma once
 
-#include "plugin/PluginAudioContext.h"
+#include "plugin/CoreNames.h"
 #include "plugin/PluginHostNotificationListener.h"
 
 #include <cstdint>
@@ -14,6 +14,4 @@ public:
     const int32_t instanceId;
     /// May be null.
     const Ref<PluginHostNotificationListener> listener;
-    /// Null until the client has made one.
-    Ref<PluginAudioContext> context;
 };

@@ -39,7 +39,7 @@ void LocalPluginHostProxy::start() {
 void LocalPluginHostProxy::removePluginInstance(int32_t instanceId) {
     // Let go of without the lock, since it may be the end of a receiver.
     Requests requests;
-    Ref<RemotePluginInstance> instance;
+    Ref<LocalPluginInstance> instance;
     const auto current = state.lock();
     std::erase_if(current->unanswered, [&](const auto& request) {
         if (!request->isForInstance(instanceId))
@@ -71,7 +71,7 @@ Ref<PluginHostReply> LocalPluginHostProxy::sendRequest(const Ref<PluginHostReque
 }
 
 Ref<PluginAudioContext> LocalPluginHostProxy::createAudioContext(const CreatePluginInstanceReply& reply) {
-    const Ref<RemotePluginInstance> instance = findInstance(reply.instanceId);
+    const Ref<LocalPluginInstance> instance = findInstance(reply.instanceId);
     if (!instance || !instance->context)
         throw IOException(concat("No audio block for plugin instance ", reply.instanceId));
     return instance->context;
@@ -121,7 +121,7 @@ bool LocalPluginHostProxy::prepareForDeletion() {
     return undoRetain(this) == 0;
 }
 
-Ref<RemotePluginInstance> LocalPluginHostProxy::findInstance(int32_t instanceId) {
+Ref<LocalPluginInstance> LocalPluginHostProxy::findInstance(int32_t instanceId) {
     const auto current = state.lock();
     const auto entry = current->instances.find(instanceId);
     return entry != current->instances.end() ? entry->second : nullptr;
@@ -130,7 +130,7 @@ Ref<RemotePluginInstance> LocalPluginHostProxy::findInstance(int32_t instanceId)
 void LocalPluginHostProxy::addPluginInstance(int32_t instanceId,
                                              const Ref<PluginHostNotificationListener>& listener) {
     const auto current = state.lock();
-    current->instances.emplace(instanceId, new RemotePluginInstance(instanceId, listener));
+    current->instances.emplace(instanceId, new LocalPluginInstance(instanceId, listener));
 }
 
 void LocalPluginHostProxy::enqueue(const Ref<PluginHostRequest>& request) {

@@ -2,10 +2,10 @@
 
 #include "client/MakingProcess.h"
 #include "client/PluginHostProxy.h"
-#include "client/RemotePluginInstance.h"
 #include "core/Guarded.h"
 #include "local/LocalPluginHostProxyHandler.h"
 #include "local/LocalPluginHostRunThread.h"
+#include "local/LocalPluginInstance.h"
 #include "plugin/PluginHostRequest.h"
 
 #include <atomic>
@@ -46,7 +46,7 @@ public:
     bool prepareForDeletion() override;
 
     /// The client's side of an instance, or null. Any thread.
-    Ref<RemotePluginInstance> findInstance(int32_t instanceId);
+    Ref<LocalPluginInstance> findInstance(int32_t instanceId);
     bool isClosed() const override { return closed.load() || makingProcess.isCopied(); }
 
 protected:
@@ -57,7 +57,7 @@ private:
     friend class LocalPluginHostRunThread;
 
     using Requests = std::vector<Ref<PluginHostRequest>>;
-    using Instances = std::unordered_map<int32_t, Ref<RemotePluginInstance>>;
+    using Instances = std::unordered_map<int32_t, Ref<LocalPluginInstance>>;
 
     struct State {
         std::list<Ref<PluginHostRequest>> queue;

@@ -1,9 +1,9 @@
 #include "local/LocalPluginHostProxyHandler.h"
 
 #include "client/CallReceiver.h"
-#include "client/RemotePluginInstance.h"
 #include "local/LocalPluginAudioContext.h"
 #include "local/LocalPluginHostProxy.h"
+#include "local/LocalPluginInstance.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostNotification.h"
@@ -40,7 +40,7 @@ void LocalPluginHostProxyHandler::sendError(PluginHostRequest& request, const St
 }
 
 void LocalPluginHostProxyHandler::sendNotification(PluginHostNotification& notification) {
-    const Ref<RemotePluginInstance> instance = proxy->findInstance(notification.instanceId);
+    const Ref<LocalPluginInstance> instance = proxy->findInstance(notification.instanceId);
     if (!instance || !instance->listener || proxy->isClosed())
         return;
     notification.sender = proxy;
@@ -56,6 +56,6 @@ void LocalPluginHostProxyHandler::setUpAudio(PluginInstance& instance) {
     context->layOut();
     context->fillGuards();
     instance.setAudioContext(context);
-    if (const Ref<RemotePluginInstance> known = proxy->findInstance(instance.instanceId))
+    if (const Ref<LocalPluginInstance> known = proxy->findInstance(instance.instanceId))
         known->context = context;
 }

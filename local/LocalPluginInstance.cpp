@@ -1,0 +1,3 @@
+#include "local/LocalPluginInstance.h"
+
+LocalPluginInstance::~LocalPluginInstance() = default;
