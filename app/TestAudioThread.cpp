@@ -64,23 +64,21 @@ void TestAudioThread::stopProcessing() {
 }
 
 void TestAudioThread::prepareBlock() {
-    TransportBlock& transport = *context->transport;
+    TransportBlock& transport = context->getTransport();
     transport = {};
     transport.sampleRate = sampleRate;
     transport.tempo = 120.0;
     transport.timeSignatureNumerator = 4;
     transport.timeSignatureDenominator = 4;
-    const int32_t inputSamples = context->inputChannelCount * context->paddedBlockSize;
-    const int32_t outputSamples = context->outputChannelCount * context->paddedBlockSize;
-    std::fill_n(context->inputAudio, inputSamples, 0.0F);
-    std::fill_n(context->outputAudio, outputSamples, 0.0F);
+    context->silenceInput();
+    context->silenceOutput();
     context->beginBlock();
-    *context->outputEventCount = 0;
+    context->forgetOutputEvents();
 }
 
 void TestAudioThread::renderBlocks() {
     const int32_t blockSize = context->blockSize;
-    TransportBlock& transport = *context->transport;
+    TransportBlock& transport = context->getTransport();
     const int32_t blocks = blockSize > 0 ? minute / blockSize : 0;
     for (int32_t block = 0; block < blocks && !stopRequested; ++block) {
         context->process(blockSize, true, false);

@@ -25,7 +25,7 @@ void RemotePluginAudioContextProxy::startProcessing() {
 
 int32_t RemotePluginAudioContextProxy::process(int32_t frames, bool keepActive, bool realtime) {
     AudioThreadProxy::Exchange exchange(*worker);
-    *outputEventCount = 0;
+    forgetOutputEvents();
     writeCommand(*worker->getOutput(), WorkerCommand::process,
                  ProcessCommand{instanceId, frames, keepActive, realtime});
     const int32_t result = worker->getInput()->readInt32();

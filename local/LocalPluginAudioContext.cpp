@@ -31,7 +31,7 @@ void LocalPluginAudioContext::startProcessing() {
 
 int32_t LocalPluginAudioContext::process(int32_t frames, bool keepActive, bool realtime) {
     const FlushDenormals flushDenormals;
-    *outputEventCount = 0;
+    forgetOutputEvents();
     // The buffers hold a block and no more.
     const int32_t result = instance->process(std::clamp(frames, 0, blockSize), keepActive, realtime);
     instance->endWorkerTurn();

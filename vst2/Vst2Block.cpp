@@ -163,13 +163,12 @@ void Vst2Block::setParameterValue(int32_t index, float value) {
 }
 
 void Vst2Block::applyParameterChanges(const PluginAudioContext& context) {
-    const std::atomic_ref count(*context.parameterChangeCount);
-    const int32_t changes = std::min(count.load(std::memory_order_relaxed), context.parameterChangeCapacity);
-    for (int32_t i = 0; i < changes; ++i) {
+    const std::span<const ParameterChange> changes = context.getParameterChanges();
+    for (size_t i = 0; i < changes.size(); ++i) {
         // Somebody else is writing to the block: nothing in it can be trusted any more.
-        if (count.load(std::memory_order_relaxed) < i)
+        if (context.readParameterChangeCount() < static_cast<int32_t>(i))
             __builtin_trap();
-        const ParameterChange& change = context.parameterChanges[i];
+        const ParameterChange& change = changes[i];
         setParameterValue(change.parameterIndex, change.value);
     }
 }
@@ -213,7 +212,7 @@ void Vst2Block::render(const PluginAudioContext& context, int32_t frames) {
     float** inputTable = inputs.reach(claimedInputs);
     float** outputTable = outputs.reach(claimedOutputs);
     if (inputTable == nullptr || outputTable == nullptr) [[unlikely]] {
-        silenceOutputs(context);
+        context.silenceOutput();
         return;
     }
     if (inputs.isBeyondBlock(claimedInputs)) [[unlikely]]
@@ -227,17 +226,10 @@ void Vst2Block::render(const PluginAudioContext& context, int32_t frames) {
         return;
     }
     // The older function adds to what its outputs hold.
-    silenceOutputs(context);
+    context.silenceOutput();
     if (outputs.isBeyondBlock(claimedOutputs)) [[unlikely]]
         outputs.silenceScratch();
     effect->process(effect, inputTable, outputTable, frames);
-}
-
-void Vst2Block::silenceOutputs(const PluginAudioContext& context) {
-    if (context.outputChannelCount > 0)
-        std::memset(context.outputAudio, 0,
-                    static_cast<size_t>(context.outputChannelCount) *
-                        static_cast<size_t>(context.paddedBlockSize) * sizeof(float));
 }
 
 int32_t Vst2Block::judgeTail(int32_t frames, bool keepActive) {

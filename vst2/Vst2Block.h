@@ -69,7 +69,6 @@ private:
     void applyParameterChanges(const PluginAudioContext& context);
     void sendEvents(const PluginAudioContext& context);
     void render(const PluginAudioContext& context, int32_t frames);
-    static void silenceOutputs(const PluginAudioContext& context);
     int32_t judgeTail(int32_t frames, bool keepActive);
 
     InstanceAudio& audio;

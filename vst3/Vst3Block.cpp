@@ -1,7 +1,7 @@
 #include "vst3/Vst3Block.h"
 
 #include "vst3/Vst3Buses.h"
-#include "vst3/Vst3Parameters.h"
+#include "vst3/Vst3ParameterList.h"
 #include "vst3/Vst3Programs.h"
 
 #include <algorithm>

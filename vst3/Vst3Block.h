@@ -13,7 +13,7 @@
 #include <pluginterfaces/vst/ivstprocesscontext.h>
 
 class Vst3Buses;
-class Vst3Parameters;
+class Vst3ParameterList;
 class Vst3Programs;
 
 /// What an audio worker touches of a VST 3 instance: a block is put together from the flat audio context, and
@@ -28,7 +28,7 @@ public:
     /// instance and stays as long; the interfaces may be null.
     struct Calls {
         const Vst3Buses& buses;
-        const Vst3Parameters& parameters;
+        const Vst3ParameterList& parameters;
         const Vst3Programs& programs;
         const IPtr<Vst::IAudioProcessor>& processor;
         const IPtr<Vst::IMidiMapping>& midiMapping;

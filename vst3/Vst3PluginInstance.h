@@ -4,7 +4,7 @@
 #include "vst3/Vst3Block.h"
 #include "vst3/Vst3Buses.h"
 #include "vst3/Vst3Host.h"
-#include "vst3/Vst3Parameters.h"
+#include "vst3/Vst3ParameterList.h"
 #include "vst3/Vst3Programs.h"
 
 #include <pluginterfaces/gui/iplugview.h>
@@ -190,7 +190,7 @@ private:
     PublishedPointer<Vst::IEditController> publishedController;
 
     const Vst3Buses buses{component};
-    const Vst3Parameters parameters{controller};
+    const Vst3ParameterList parameters{controller};
     Vst3Programs programs{parameters};
     Vst3Block block{audio,
                     parameterEdit,

@@ -1,7 +1,7 @@
 #include "vst3/Vst3Programs.h"
 
 #include "vst3/Vst3ParameterChanges.h"
-#include "vst3/Vst3Parameters.h"
+#include "vst3/Vst3ParameterList.h"
 
 void Vst3Programs::find(Vst::IUnitInfo* units) {
     const int32_t count = parameters.getCount();

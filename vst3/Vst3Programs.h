@@ -7,14 +7,14 @@
 #include <pluginterfaces/vst/ivstunits.h>
 
 class Vst3ParameterChanges;
-class Vst3Parameters;
+class Vst3ParameterList;
 
 /// The programs of a plug-in, which are the steps of one of its parameters. There are none without a list of
 /// them.
 class Vst3Programs {
 public:
     /// `parameters` are the instance's, and stay as long as this.
-    explicit Vst3Programs(const Vst3Parameters& parameters) : parameters(parameters) {}
+    explicit Vst3Programs(const Vst3ParameterList& parameters) : parameters(parameters) {}
 
     /// Takes the parameter, and the list where there is one, by which the program is chosen; `units` may be
     /// null. Main thread, before a worker has the instance.
@@ -28,7 +28,7 @@ public:
     void select(int32_t index, int32_t sampleOffset, Vst3ParameterChanges& changes) const;
 
 private:
-    const Vst3Parameters& parameters;
+    const Vst3ParameterList& parameters;
     Vst::ProgramListID listId = Vst::kNoProgramListId;
     Vst::ParamID parameterId = Vst::kNoParamId;
     int32_t parameterIndex = -1;

@@ -49,20 +49,20 @@ void ProcessRig::setUp(const Ref<PluginInstance>& newInstance) {
     context->layOut();
     instance->setAudioContext(context);
     instance->startProcessing();
-    for (int32_t i = 0; i < context->inputEventCapacity; ++i) {
-        EventRecord& record = context->inputEvents[i];
+    for (int32_t i = 0; i < context->getRegions().inputEventCapacity; ++i) {
+        EventRecord& record = context->getRegions().inputEvents[i];
         record.kind = EventKind::midi;
         record.sampleOffset = static_cast<uint16_t>(i);
         record.midi[0] = 0x90;
     }
     const int32_t parameters = instance->getParameterCount();
     for (int32_t i = 0; i < changes; ++i)
-        context->parameterChanges[i] = {0.5F, static_cast<uint16_t>(i % parameters), 0};
+        context->getRegions().parameterChanges[i] = {0.5F, static_cast<uint16_t>(i % parameters), 0};
 }
 
 void ProcessRig::renderByInstance(const Work& work) {
-    *context->inputEventCount = work.events;
-    *context->parameterChangeCount = work.changes;
+    *context->getRegions().inputEventCount = work.events;
+    *context->getRegions().parameterChangeCount = work.changes;
     benchmark::DoNotOptimize(instance->process(frames, true, true));
 }
 

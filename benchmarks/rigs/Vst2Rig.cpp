@@ -41,8 +41,8 @@ Vst2Rig::~Vst2Rig() = default;
 void Vst2Rig::renderDirectly(const Work& work) {
     AEffect* const target = effect->getEffect();
     for (int32_t i = 0; i < work.changes; ++i)
-        target->setParameter(target, context->parameterChanges[i].parameterIndex,
-                             context->parameterChanges[i].value);
+        target->setParameter(target, context->getRegions().parameterChanges[i].parameterIndex,
+                             context->getRegions().parameterChanges[i].value);
     if (work.events > 0)
         target->dispatcher(target, effProcessEvents, 0, 0, eventList, 0);
     target->processReplacing(target, instance->audio.getInputChannels(), instance->audio.getOutputChannels(),
@@ -54,7 +54,7 @@ WorkDone& Vst2Rig::getDone() {
 }
 
 void Vst2Rig::fillEventList() {
-    const auto count = static_cast<size_t>(context->inputEventCapacity);
+    const auto count = static_cast<size_t>(context->getRegions().inputEventCapacity);
     events.assign(count, {});
     listMemory.assign(offsetof(VstEvents, events) + count * sizeof(VstEvent*), 0);
     eventList = reinterpret_cast<VstEvents*>(listMemory.data());

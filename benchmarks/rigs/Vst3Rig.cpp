@@ -91,7 +91,7 @@ Vst3Rig::~Vst3Rig() = default;
 void Vst3Rig::renderDirectly(const Work& work) {
     Vst::IEditController* const edited = controller;
     for (int32_t i = 0; i < work.changes; ++i) {
-        const ParameterChange& change = context->parameterChanges[i];
+        const ParameterChange& change = context->getRegions().parameterChanges[i];
         edited->setParamNormalized(firstId + change.parameterIndex, change.value);
     }
     Vst::AudioBusBuffers input;
@@ -120,8 +120,9 @@ WorkDone& Vst3Rig::getDone() {
 
 void Vst3Rig::fillLists() {
     for (int32_t i = 0; i < changes; ++i)
-        allChanges.queueOf(firstId + context->parameterChanges[i].parameterIndex)->append(0, 0.5);
-    for (int32_t i = 0; i < context->inputEventCapacity; ++i) {
+        allChanges.queueOf(firstId + context->getRegions().parameterChanges[i].parameterIndex)
+            ->append(0, 0.5);
+    for (int32_t i = 0; i < context->getRegions().inputEventCapacity; ++i) {
         Vst::Event event = noteOn(i);
         allEvents.addEvent(event);
     }

@@ -152,7 +152,7 @@ private:
             context.addParameterChange(change.parameterIndex, change.value, change.sampleOffset);
         const bool playing = left > 0;
         left = source.fill(context);
-        setTransport(*context.transport, sampleRate, position);
+        setTransport(context.getTransport(), sampleRate, position);
         const Clock::time_point sent = Clock::now();
         result = context.process(context.blockSize, playing, true);
         measurements.addBlock(context, context.blockSize, Clock::now() - sent);

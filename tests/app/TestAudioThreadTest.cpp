@@ -115,13 +115,13 @@ TEST(TestAudioThread, StartsBeforeTheFirstBlockAndStopsAfterTheLast) {
 
 TEST(TestAudioThread, TheTransportBeginsAtTheStartOfASongInFourFour) {
     const Ref<WatchedContext> context(new WatchedContext(4096));
-    std::memset(static_cast<void*>(context->transport), 0x55, sizeof(TransportBlock));
+    std::memset(static_cast<void*>(context->getRegions().transport), 0x55, sizeof(TransportBlock));
     TransportBlock atStart{};
     TransportBlock atFirstBlock{};
-    context->onStart = [&] { atStart = *context->transport; };
+    context->onStart = [&] { atStart = context->getTransport(); };
     context->onBlock = [&] {
         if (context->blocks == 1)
-            atFirstBlock = *context->transport;
+            atFirstBlock = context->getTransport();
     };
     render(context);
     for (const TransportBlock& transport : {atStart, atFirstBlock}) {
@@ -139,33 +139,33 @@ TEST(TestAudioThread, TheTransportMovesOnByABlockAfterEach) {
     bool isInStep = true;
     context->onBlock = [&] {
         const int32_t before = context->blocks - 1;
-        const TransportBlock& transport = *context->transport;
+        const TransportBlock& transport = context->getTransport();
         isInStep = isInStep && transport.samplePosition == static_cast<uint64_t>(before) * 441 &&
                    std::abs(transport.reservedTime - before * 0.01) < 1e-9 && transport.position == 0 &&
                    transport.tempo == 120.0;
     };
     render(context);
     EXPECT_TRUE(isInStep);
-    EXPECT_EQ(context->transport->samplePosition, static_cast<uint64_t>(minute));
-    EXPECT_NEAR(context->transport->reservedTime, 60.0, 1e-9);
+    EXPECT_EQ(context->getTransport().samplePosition, static_cast<uint64_t>(minute));
+    EXPECT_NEAR(context->getTransport().reservedTime, 60.0, 1e-9);
 }
 
 TEST(TestAudioThread, BuffersAndCountsAreZeroBeforeTheStart) {
     const Ref<WatchedContext> context(new WatchedContext(250));
     const int32_t padded = context->paddedBlockSize;
     ASSERT_EQ(padded, 252);
-    std::fill_n(context->inputAudio, padded, 1.0F);
-    std::fill_n(context->outputAudio, 2 * padded, 1.0F);
-    *context->inputEventCount = 1;
-    *context->outputEventCount = 2;
-    *context->parameterChangeCount = 3;
+    std::fill_n(context->getRegions().inputAudio, padded, 1.0F);
+    std::fill_n(context->getRegions().outputAudio, 2 * padded, 1.0F);
+    *context->getRegions().inputEventCount = 1;
+    *context->getRegions().outputEventCount = 2;
+    *context->getRegions().parameterChangeCount = 3;
     context->setParameterFlag(1, parameterWatched);
     context->onStart = [&] {
-        EXPECT_TRUE(isAllZero(context->inputAudio, padded));
-        EXPECT_TRUE(isAllZero(context->outputAudio, 2 * padded));
-        EXPECT_EQ(*context->inputEventCount, 0);
-        EXPECT_EQ(*context->outputEventCount, 0);
-        EXPECT_EQ(*context->parameterChangeCount, 0);
+        EXPECT_TRUE(isAllZero(context->getRegions().inputAudio, padded));
+        EXPECT_TRUE(isAllZero(context->getRegions().outputAudio, 2 * padded));
+        EXPECT_EQ(*context->getRegions().inputEventCount, 0);
+        EXPECT_EQ(*context->getRegions().outputEventCount, 0);
+        EXPECT_EQ(*context->getRegions().parameterChangeCount, 0);
         EXPECT_TRUE(context->areGuardsIntact());
         EXPECT_TRUE(context->hasParameterFlag(1, parameterWatched)) << "no buffer";
     };
@@ -180,7 +180,7 @@ TEST(TestAudioThread, AChangeOfAnyByteOfAnyGuardEndsTheRendering) {
             const Ref<WatchedContext> context(new WatchedContext(256));
             context->onBlock = [&] {
                 if (context->blocks == spoiledBlock)
-                    context->guards[guard][byte] = 0xBA;
+                    context->getRegions().guards[guard][byte] = 0xBA;
             };
             expectFailure(context, "Plugin wrote outside of the supplied buffers.");
             EXPECT_EQ(context->blocks, spoiledBlock);

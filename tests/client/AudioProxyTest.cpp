@@ -82,7 +82,8 @@ protected:
 
     std::byte* at(size_t offset) const { return static_cast<std::byte*>(block->getData()) + offset; }
     ptrdiff_t offsetOf(const void* pointer) const {
-        return static_cast<const std::byte*>(pointer) - static_cast<const std::byte*>(context->memory);
+        return static_cast<const std::byte*>(pointer) -
+               static_cast<const std::byte*>(context->getRegions().memory);
     }
 
     std::optional<StandIn> standIn;
@@ -94,21 +95,21 @@ protected:
 
 TEST_F(AudioProxyTest, TheContextHasTheBlockOfItsInstanceAndTheHostsLayout) {
     begin("");
-    EXPECT_EQ(context->memorySize, blockBytes);
+    EXPECT_EQ(context->getRegions().memorySize, blockBytes);
     EXPECT_EQ(context->blockSize, 256);
     EXPECT_EQ(context->parameterCount, 10);
-    EXPECT_EQ(offsetOf(context->transport), 16);
+    EXPECT_EQ(offsetOf(context->getRegions().transport), 16);
     EXPECT_EQ(offsetOf(context->inputChannel(0)), 128);
     EXPECT_EQ(offsetOf(context->inputChannel(1)), 1152);
     EXPECT_EQ(offsetOf(context->outputChannel(0)), 2192);
     EXPECT_EQ(offsetOf(context->outputChannel(1)), 3216);
-    EXPECT_EQ(offsetOf(context->inputEventCount), 4256);
-    EXPECT_EQ(offsetOf(context->inputEvents), 4272);
-    EXPECT_EQ(offsetOf(context->outputEventCount), 11712);
-    EXPECT_EQ(offsetOf(context->outputEvents), 11728);
-    EXPECT_EQ(offsetOf(context->parameterChangeCount), 19168);
-    EXPECT_EQ(offsetOf(context->parameterChanges), 19184);
-    EXPECT_EQ(offsetOf(context->parameterFlags), 137984);
+    EXPECT_EQ(offsetOf(context->getRegions().inputEventCount), 4256);
+    EXPECT_EQ(offsetOf(context->getRegions().inputEvents), 4272);
+    EXPECT_EQ(offsetOf(context->getRegions().outputEventCount), 11712);
+    EXPECT_EQ(offsetOf(context->getRegions().outputEvents), 11728);
+    EXPECT_EQ(offsetOf(context->getRegions().parameterChangeCount), 19168);
+    EXPECT_EQ(offsetOf(context->getRegions().parameterChanges), 19184);
+    EXPECT_EQ(offsetOf(context->getRegions().parameterFlags), 137984);
     // The same memory, seen from both sides.
     context->inputChannel(1)[3] = 0.5F;
     EXPECT_EQ(*reinterpret_cast<float*>(at(1152 + 3 * sizeof(float))), 0.5F);
@@ -141,22 +142,22 @@ TEST_F(AudioProxyTest, ProcessIsCommandTwoAndItsAnswerIsBigEndian) {
 
 TEST_F(AudioProxyTest, TheOutputEventsOfTheLastBlockAreForgottenAndTheInputIsTheCallers) {
     begin("read:worker0:11 write:worker0:00000000");
-    *context->outputEventCount = 5;
-    *context->inputEventCount = 3;
-    *context->parameterChangeCount = 4;
+    *context->getRegions().outputEventCount = 5;
+    *context->getRegions().inputEventCount = 3;
+    *context->getRegions().parameterChangeCount = 4;
     context->process(256, true, false);
-    EXPECT_EQ(*context->outputEventCount, 0);
-    EXPECT_EQ(*context->inputEventCount, 3);
-    EXPECT_EQ(*context->parameterChangeCount, 4);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 0);
+    EXPECT_EQ(*context->getRegions().inputEventCount, 3);
+    EXPECT_EQ(*context->getRegions().parameterChangeCount, 4);
 }
 
 TEST_F(AudioProxyTest, ADrainIsABlockOfNothingAndReturnsWithItsAnswer) {
     begin("read:worker0:11 write:worker0:00000000");
-    *context->inputEventCount = 3;
-    *context->parameterChangeCount = 4;
+    *context->getRegions().inputEventCount = 3;
+    *context->getRegions().parameterChangeCount = 4;
     context->drain();
-    EXPECT_EQ(*context->inputEventCount, 0);
-    EXPECT_EQ(*context->parameterChangeCount, 0);
+    EXPECT_EQ(*context->getRegions().inputEventCount, 0);
+    EXPECT_EQ(*context->getRegions().parameterChangeCount, 0);
     EXPECT_EQ(standIn->received("worker0"), "02"
                                             "01000000"
                                             "00000000"

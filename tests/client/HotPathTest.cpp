@@ -96,9 +96,10 @@ protected:
 
     void render(int count) {
         for (int i = 0; i < count; ++i) {
-            *context->inputEventCount = 0;
-            *context->parameterChangeCount = 1;
-            context->parameterChanges[0] = {.value = 0.5F, .parameterIndex = 1, .sampleOffset = 0};
+            *context->getRegions().inputEventCount = 0;
+            *context->getRegions().parameterChangeCount = 1;
+            context->getRegions().parameterChanges[0] = {
+                .value = 0.5F, .parameterIndex = 1, .sampleOffset = 0};
             if (context->process(256, true, true) == 1)
                 ++rendered;
         }

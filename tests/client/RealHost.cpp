@@ -14,8 +14,8 @@ void PlayingInstance::play(const Ref<RemotePluginHostProxy>& host,
                            const Ref<CreatePluginInstanceReply>& newReply) {
     reply = newReply;
     context = new RemotePluginAudioContextProxy(host, *reply);
-    context->transport->sampleRate = 44100;
-    context->transport->tempo = 120;
+    context->getTransport().sampleRate = 44100;
+    context->getTransport().tempo = 120;
     context->startProcessing();
 }
 

@@ -55,6 +55,23 @@ std::vector<std::string> includesOf(const std::string& text) {
     return includes;
 }
 
+/// A source of the tree with all that it includes of the tree, directly or not.
+std::set<std::string> includedBy(const std::string& source) {
+    std::set<std::string> included{source};
+    std::vector<std::string> toRead{source};
+    while (!toRead.empty()) {
+        const std::string file = toRead.back();
+        toRead.pop_back();
+        for (const std::string& include : includesOf(readText(inTree(file)))) {
+            const bool isPlugin = include.starts_with("plugin/");
+            const std::string found = isPlugin ? "lib/src/main/include/" + include : include;
+            if (included.insert(found).second)
+                toRead.push_back(found);
+        }
+    }
+    return included;
+}
+
 /// The rules of the document.
 class IncludeRules {
 public:
@@ -180,6 +197,18 @@ TEST(ArchitectureDocument, GivesTheDirectionThatEveryIncludeObeys) {
         }
     }
     EXPECT_GT(seen, 100u) << "The scan hardly saw an include";
+}
+
+TEST(ArchitectureDocument, IsRightThatWhatAWorkerTouchesHasNoWayToTheInstance) {
+    for (const char* source : {"vst2/Vst2Block.cpp", "vst3/Vst3Block.cpp"}) {
+        const std::set<std::string> included = includedBy(source);
+        EXPECT_TRUE(included.contains("lib/src/main/include/plugin/InstanceAudio.h")) << source;
+        for (const char* mainThread :
+             {"lib/src/main/include/plugin/PluginInstance.h", "lib/src/main/include/plugin/PluginWindow.h",
+              "lib/src/main/include/plugin/PluginHostContext.h", "vst2/Vst2PluginInstance.h",
+              "vst3/Vst3PluginInstance.h"})
+            EXPECT_FALSE(included.contains(mainThread)) << source << " comes to include " << mainThread;
+    }
 }
 
 TEST(ArchitectureDocument, NamesClassesOperationsAndFilesThatExistAsTheOneForBeginnersDoes) {

@@ -43,7 +43,7 @@ public:
 
     int32_t offsetOf(const void* region) const {
         return static_cast<int32_t>(static_cast<const uint8_t*>(region) -
-                                    static_cast<const uint8_t*>(memory));
+                                    static_cast<const uint8_t*>(regions.memory));
     }
 
 private:
@@ -110,43 +110,44 @@ TEST(ProtocolDocument, GivesTheRegionsOfTheBlockInTheirOrder) {
         std::string bytes;
         const void* start;
     } regions[] = {
-        {"guard 0", guardBytes, block->guards[0]},
-        {"transport", std::to_string(sizeof(TransportBlock)), block->transport},
-        {"guard 1", guardBytes, block->guards[1]},
-        {"input audio", "inputs * paddedBlockSize * 4", block->inputAudio},
-        {"guard 2", guardBytes, block->guards[2]},
-        {"output audio", "outputs * paddedBlockSize * 4", block->outputAudio},
-        {"guard 3", guardBytes, block->guards[3]},
-        {"input event count", count, block->inputEventCount},
-        {"input events", records(block->inputEventCapacity), block->inputEvents},
-        {"guard 4", guardBytes, block->guards[4]},
-        {"output event count", count, block->outputEventCount},
-        {"output events", records(block->outputEventCapacity), block->outputEvents},
-        {"guard 5", guardBytes, block->guards[5]},
-        {"parameter change count", count, block->parameterChangeCount},
-        {"parameter changes", records(block->parameterChangeCapacity), block->parameterChanges},
-        {"guard 6", guardBytes, block->guards[6]},
-        {"parameter flags", "parameters", block->parameterFlags},
-        {"guard 7", guardBytes, block->guards[7]},
+        {"guard 0", guardBytes, block->getRegions().guards[0]},
+        {"transport", std::to_string(sizeof(TransportBlock)), block->getRegions().transport},
+        {"guard 1", guardBytes, block->getRegions().guards[1]},
+        {"input audio", "inputs * paddedBlockSize * 4", block->getRegions().inputAudio},
+        {"guard 2", guardBytes, block->getRegions().guards[2]},
+        {"output audio", "outputs * paddedBlockSize * 4", block->getRegions().outputAudio},
+        {"guard 3", guardBytes, block->getRegions().guards[3]},
+        {"input event count", count, block->getRegions().inputEventCount},
+        {"input events", records(block->getRegions().inputEventCapacity), block->getRegions().inputEvents},
+        {"guard 4", guardBytes, block->getRegions().guards[4]},
+        {"output event count", count, block->getRegions().outputEventCount},
+        {"output events", records(block->getRegions().outputEventCapacity), block->getRegions().outputEvents},
+        {"guard 5", guardBytes, block->getRegions().guards[5]},
+        {"parameter change count", count, block->getRegions().parameterChangeCount},
+        {"parameter changes", records(block->getRegions().parameterChangeCapacity),
+         block->getRegions().parameterChanges},
+        {"guard 6", guardBytes, block->getRegions().guards[6]},
+        {"parameter flags", "parameters", block->getRegions().parameterFlags},
+        {"guard 7", guardBytes, block->getRegions().guards[7]},
     };
     std::vector<Row> rows;
     for (size_t i = 0; i < std::size(regions); ++i) {
         const int32_t begin = block->offsetOf(regions[i].start);
-        const int32_t end =
-            i + 1 < std::size(regions) ? block->offsetOf(regions[i + 1].start) : block->memorySize;
+        const int32_t end = i + 1 < std::size(regions) ? block->offsetOf(regions[i + 1].start)
+                                                       : block->getRegions().memorySize;
         rows.push_back(
             {regions[i].name, regions[i].bytes, std::to_string(begin), std::to_string(end - begin)});
     }
-    rows.push_back({"end", "", std::to_string(block->memorySize), ""});
+    rows.push_back({"end", "", std::to_string(block->getRegions().memorySize), ""});
     expectRows(protocol().table("Regions", "Region"), {"Region", "Bytes before rounding", "Offset", "Size"},
                rows);
-    EXPECT_EQ(block->memorySize, 138016);
+    EXPECT_EQ(block->getRegions().memorySize, 138016);
 }
 
 TEST(ProtocolDocument, TellsTheGuardsThatTheHostFills) {
     const Ref<BlockInMemory> block = exampleBlock();
     block->fillGuards();
-    for (const uint8_t* guard : block->guards)
+    for (const uint8_t* guard : block->getRegions().guards)
         EXPECT_EQ(std::string(reinterpret_cast<const char*>(guard), 16), std::string(16, '\xBB'));
     EXPECT_NE(protocol().getText().find("Each guard is 16 bytes of 0xBB"), std::string::npos);
 }

@@ -145,8 +145,8 @@ TEST(ProtocolDocument, ShowsTheFramesThatAClientSends) {
     const auto reply = replyFromDump<CreatePluginInstanceReply>("CreatePluginInstanceReply");
     const LocalAudioContext layout(proxy->getBlockSize(), reply->inputChannelCount, reply->outputChannelCount,
                                    static_cast<int32_t>(reply->state->parameters.size()));
-    const auto memory =
-        base::core::SharedMemory::create(audioBlockName(proxy->getHostId(), 1), layout.memorySize);
+    const auto memory = base::core::SharedMemory::create(audioBlockName(proxy->getHostId(), 1),
+                                                         layout.getRegions().memorySize);
     Ref<RemotePluginAudioContextProxy> context(new RemotePluginAudioContextProxy(proxy, *reply));
     context->startProcessing();
     EXPECT_EQ(context->process(256, true, true), 1);

@@ -74,13 +74,13 @@ TEST_F(AudioSetUpTest, TheBlockHasItsNameSizeAndGuardsAndIsZeroElsewhere) {
     for (const size_t guard : {0U, 112U, 2176U, 4240U, 11696U, 19152U, 137968U, 138000U})
         expected.replace(guard, 16, 16, '\xBB');
     EXPECT_TRUE(std::string_view(static_cast<char*>(seen->getData()), blockBytes) == expected);
-    EXPECT_EQ(instance->audio.getContext()->memorySize, blockBytes);
+    EXPECT_EQ(instance->audio.getContext()->getRegions().memorySize, blockBytes);
 }
 
 TEST_F(AudioSetUpTest, NoPageOfTheBlockIsLeftToBeMappedByTheFirstAudio) {
     handler->setUpAudio(*instance);
     const PageMap map;
-    const auto* memory = static_cast<const char*>(instance->audio.getContext()->memory);
+    const auto* memory = static_cast<const char*>(instance->audio.getContext()->getRegions().memory);
     int absent = 0;
     for (int32_t offset = 0; offset < blockBytes; offset += static_cast<int32_t>(map.pageSize))
         absent += map.isPresent(memory + offset) ? 0 : 1;
@@ -106,10 +106,10 @@ TEST_F(AudioSetUpTest, TheInstanceGetsItsContextChannelsAndTransport) {
     EXPECT_EQ(context->blockSize, 256);
     EXPECT_EQ(context->parameterCount, 10);
     EXPECT_EQ(instance->audio.getInputChannelCount(), 2);
-    EXPECT_EQ(instance->audio.getInputChannels()[1], context->inputAudio + 256);
+    EXPECT_EQ(instance->audio.getInputChannels()[1], context->getRegions().inputAudio + 256);
     EXPECT_EQ(instance->audio.getOutputChannelCount(), 2);
-    EXPECT_EQ(instance->audio.getOutputChannels()[1], context->outputAudio + 256);
-    EXPECT_EQ(instance->audio.getTransport(), context->transport);
+    EXPECT_EQ(instance->audio.getOutputChannels()[1], context->getRegions().outputAudio + 256);
+    EXPECT_EQ(instance->audio.getTransport(), context->getRegions().transport);
 }
 
 TEST_F(AudioSetUpTest, AnInstanceWithoutInputsHasNullInputs) {

@@ -50,9 +50,9 @@ TEST_F(LocalAudioContextTest, DenormalsCountAsZeroInsideOfTheInstanceAndNotOutsi
 
 TEST_F(LocalAudioContextTest, EachBlockForgetsTheOutputEventsOfTheLast) {
     const Ref<LocalPluginAudioContext> context = makeContext();
-    *context->outputEventCount = 5;
+    *context->getRegions().outputEventCount = 5;
     context->process(64, false, false);
-    EXPECT_EQ(*context->outputEventCount, 0);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 0);
 }
 
 TEST_F(LocalAudioContextTest, ANewBlockIsZero) {
@@ -60,6 +60,7 @@ TEST_F(LocalAudioContextTest, ANewBlockIsZero) {
     mallopt(M_PERTURB, 0x55);
     const Ref<LocalPluginAudioContext> context = makeContext();
     mallopt(M_PERTURB, 0);
-    const auto* bytes = static_cast<const uint8_t*>(context->memory);
-    EXPECT_TRUE(std::all_of(bytes, bytes + context->memorySize, [](uint8_t byte) { return byte == 0; }));
+    const auto* bytes = static_cast<const uint8_t*>(context->getRegions().memory);
+    EXPECT_TRUE(
+        std::all_of(bytes, bytes + context->getRegions().memorySize, [](uint8_t byte) { return byte == 0; }));
 }

@@ -67,8 +67,8 @@ void RecordedSession::load(const std::string& path, const char* identifier) {
 
 void RecordedSession::play() {
     context = proxy->createAudioContext(*reply);
-    context->transport->sampleRate = 44100;
-    context->transport->tempo = 120;
+    context->getTransport().sampleRate = 44100;
+    context->getTransport().tempo = 120;
     context->startProcessing();
 }
 
@@ -91,9 +91,10 @@ void RecordedSession::letGo() {
 int32_t RecordedSession::render(bool keepActive) {
     const int32_t result = context->process(context->blockSize, keepActive, false);
     const auto samples = static_cast<size_t>(context->outputChannelCount * context->paddedBlockSize);
-    const auto events = static_cast<size_t>(*context->outputEventCount);
-    blocks.push_back(std::to_string(result) + ": " + hexOf(context->outputAudio, samples * sizeof(float)) +
-                     "events " + hexOf(context->outputEvents, events * sizeof(EventRecord)));
+    const auto events = static_cast<size_t>(*context->getRegions().outputEventCount);
+    blocks.push_back(std::to_string(result) + ": " +
+                     hexOf(context->getRegions().outputAudio, samples * sizeof(float)) + "events " +
+                     hexOf(context->getRegions().outputEvents, events * sizeof(EventRecord)));
     context->beginBlock();
     return result;
 }

@@ -23,11 +23,11 @@ struct Block {
     }
 
     ptrdiff_t offsetOf(const void* place) const {
-        return static_cast<const char*>(place) - static_cast<const char*>(context.memory);
+        return static_cast<const char*>(place) - static_cast<const char*>(context.getRegions().memory);
     }
 
     std::string bytesAt(ptrdiff_t offset, size_t size) const {
-        return hexOf(static_cast<const char*>(context.memory) + offset, size);
+        return hexOf(static_cast<const char*>(context.getRegions().memory) + offset, size);
     }
 
     FakeAudioContext context;
@@ -38,25 +38,25 @@ struct Block {
 TEST(AudioContextTest, EveryRegionOfATypicalBlockLiesAtItsPlace) {
     const Block block(256, 2, 2, 10);
     const FakeAudioContext& context = block.context;
-    EXPECT_EQ(block.offsetOf(context.guards[0]), 0);
-    EXPECT_EQ(block.offsetOf(context.transport), 16);
-    EXPECT_EQ(block.offsetOf(context.guards[1]), 112);
-    EXPECT_EQ(block.offsetOf(context.inputAudio), 128);
-    EXPECT_EQ(block.offsetOf(context.guards[2]), 2176);
-    EXPECT_EQ(block.offsetOf(context.outputAudio), 2192);
-    EXPECT_EQ(block.offsetOf(context.guards[3]), 4240);
-    EXPECT_EQ(block.offsetOf(context.inputEventCount), 4256);
-    EXPECT_EQ(block.offsetOf(context.inputEvents), 4272);
-    EXPECT_EQ(block.offsetOf(context.guards[4]), 11696);
-    EXPECT_EQ(block.offsetOf(context.outputEventCount), 11712);
-    EXPECT_EQ(block.offsetOf(context.outputEvents), 11728);
-    EXPECT_EQ(block.offsetOf(context.guards[5]), 19152);
-    EXPECT_EQ(block.offsetOf(context.parameterChangeCount), 19168);
-    EXPECT_EQ(block.offsetOf(context.parameterChanges), 19184);
-    EXPECT_EQ(block.offsetOf(context.guards[6]), 137968);
-    EXPECT_EQ(block.offsetOf(context.parameterFlags), 137984);
-    EXPECT_EQ(block.offsetOf(context.guards[7]), 138000);
-    EXPECT_EQ(context.memorySize, 138016);
+    EXPECT_EQ(block.offsetOf(context.getRegions().guards[0]), 0);
+    EXPECT_EQ(block.offsetOf(context.getRegions().transport), 16);
+    EXPECT_EQ(block.offsetOf(context.getRegions().guards[1]), 112);
+    EXPECT_EQ(block.offsetOf(context.getRegions().inputAudio), 128);
+    EXPECT_EQ(block.offsetOf(context.getRegions().guards[2]), 2176);
+    EXPECT_EQ(block.offsetOf(context.getRegions().outputAudio), 2192);
+    EXPECT_EQ(block.offsetOf(context.getRegions().guards[3]), 4240);
+    EXPECT_EQ(block.offsetOf(context.getRegions().inputEventCount), 4256);
+    EXPECT_EQ(block.offsetOf(context.getRegions().inputEvents), 4272);
+    EXPECT_EQ(block.offsetOf(context.getRegions().guards[4]), 11696);
+    EXPECT_EQ(block.offsetOf(context.getRegions().outputEventCount), 11712);
+    EXPECT_EQ(block.offsetOf(context.getRegions().outputEvents), 11728);
+    EXPECT_EQ(block.offsetOf(context.getRegions().guards[5]), 19152);
+    EXPECT_EQ(block.offsetOf(context.getRegions().parameterChangeCount), 19168);
+    EXPECT_EQ(block.offsetOf(context.getRegions().parameterChanges), 19184);
+    EXPECT_EQ(block.offsetOf(context.getRegions().guards[6]), 137968);
+    EXPECT_EQ(block.offsetOf(context.getRegions().parameterFlags), 137984);
+    EXPECT_EQ(block.offsetOf(context.getRegions().guards[7]), 138000);
+    EXPECT_EQ(context.getRegions().memorySize, 138016);
     EXPECT_EQ(context.allocatedSize, 138016);
 }
 
@@ -64,12 +64,19 @@ TEST(AudioContextTest, ChannelsArePlanarWithThePaddedBlockSizeAsTheirStride) {
     const Block block(250, 2, 3, 0);
     EXPECT_EQ(block.context.blockSize, 250);
     EXPECT_EQ(block.context.paddedBlockSize, 252);
-    EXPECT_EQ(block.offsetOf(block.context.inputChannel(1)) - block.offsetOf(block.context.inputAudio), 1008);
-    EXPECT_EQ(block.offsetOf(block.context.outputChannel(2)) - block.offsetOf(block.context.outputAudio),
+    EXPECT_EQ(block.offsetOf(block.context.inputChannel(1)) -
+                  block.offsetOf(block.context.getRegions().inputAudio),
+              1008);
+    EXPECT_EQ(block.offsetOf(block.context.outputChannel(2)) -
+                  block.offsetOf(block.context.getRegions().outputAudio),
               2016);
-    EXPECT_EQ(block.context.guards[2] - reinterpret_cast<uint8_t*>(block.context.inputAudio), 2016);
+    EXPECT_EQ(block.context.getRegions().guards[2] -
+                  reinterpret_cast<uint8_t*>(block.context.getRegions().inputAudio),
+              2016);
     // 3 * 252 * 4 is 3,024, which is a multiple of 16.
-    EXPECT_EQ(block.context.guards[3] - reinterpret_cast<uint8_t*>(block.context.outputAudio), 3024);
+    EXPECT_EQ(block.context.getRegions().guards[3] -
+                  reinterpret_cast<uint8_t*>(block.context.getRegions().outputAudio),
+              3024);
 }
 
 TEST(AudioContextTest, ABlockSizeIsPaddedToTheNextMultipleOfFour) {
@@ -86,39 +93,43 @@ TEST(AudioContextTest, ABlockSizeIsPaddedToTheNextMultipleOfFour) {
 
 TEST(AudioContextTest, RegionsAreRoundedUpToSixteenBytes) {
     const Block block(1, 1, 1, 17);
-    EXPECT_EQ(block.context.guards[2] - reinterpret_cast<uint8_t*>(block.context.inputAudio), 16);
-    EXPECT_EQ(block.context.guards[7] - block.context.parameterFlags, 32);
+    EXPECT_EQ(block.context.getRegions().guards[2] -
+                  reinterpret_cast<uint8_t*>(block.context.getRegions().inputAudio),
+              16);
+    EXPECT_EQ(block.context.getRegions().guards[7] - block.context.getRegions().parameterFlags, 32);
 }
 
 TEST(AudioContextTest, WithoutInputsTheGuardsAroundTheirRegionLieNextToEachOther) {
     const Block block(256, 0, 2, 0);
-    EXPECT_EQ(block.context.guards[2] - block.context.guards[1], 16);
+    EXPECT_EQ(block.context.getRegions().guards[2] - block.context.getRegions().guards[1], 16);
 }
 
 TEST(AudioContextTest, WithoutParametersTheGuardsAroundTheirFlagsLieNextToEachOther) {
     const Block block(256, 2, 2, 0);
-    EXPECT_EQ(block.context.guards[7] - block.context.guards[6], 16);
+    EXPECT_EQ(block.context.getRegions().guards[7] - block.context.getRegions().guards[6], 16);
 }
 
 TEST(AudioContextTest, ListsWithoutCapacityAreNullAndTheWalkGoesOn) {
     FakeAudioContext context(256, 0, 0, 0);
-    context.inputEventCapacity = 0;
-    context.outputEventCapacity = 0;
-    context.parameterChangeCapacity = 0;
+    context.regions.inputEventCapacity = 0;
+    context.regions.outputEventCapacity = 0;
+    context.regions.parameterChangeCapacity = 0;
     context.layOut();
-    EXPECT_EQ(context.inputEvents, nullptr);
-    EXPECT_EQ(context.outputEvents, nullptr);
-    EXPECT_EQ(context.parameterChanges, nullptr);
-    EXPECT_EQ(context.guards[4] - reinterpret_cast<uint8_t*>(context.inputEventCount), 16);
+    EXPECT_EQ(context.getRegions().inputEvents, nullptr);
+    EXPECT_EQ(context.getRegions().outputEvents, nullptr);
+    EXPECT_EQ(context.getRegions().parameterChanges, nullptr);
+    EXPECT_EQ(context.getRegions().guards[4] -
+                  reinterpret_cast<uint8_t*>(context.getRegions().inputEventCount),
+              16);
     // Eight guards, the transport and three counts.
-    EXPECT_EQ(context.memorySize, 8 * 16 + 96 + 3 * 16);
+    EXPECT_EQ(context.getRegions().memorySize, 8 * 16 + 96 + 3 * 16);
 }
 
 TEST(AudioContextTest, CapacitiesAreTheFormats) {
     const FakeAudioContext context(256, 0, 0, 0);
-    EXPECT_EQ(context.inputEventCapacity, 256);
-    EXPECT_EQ(context.outputEventCapacity, 256);
-    EXPECT_EQ(context.parameterChangeCapacity, 4096);
+    EXPECT_EQ(context.getRegions().inputEventCapacity, 256);
+    EXPECT_EQ(context.getRegions().outputEventCapacity, 256);
+    EXPECT_EQ(context.getRegions().parameterChangeCapacity, 4096);
 }
 
 TEST(AudioContextTest, ABlockTooLargeToBeAddressedIsRefused) {
@@ -134,9 +145,12 @@ TEST(AudioContextTest, ANegativeBlockSizeIsABlockWithoutFrames) {
         const Block without(0, 2, 2, 10);
         EXPECT_EQ(block.context.blockSize, 0);
         EXPECT_EQ(block.context.paddedBlockSize, 0);
-        EXPECT_EQ(block.context.memorySize, without.context.memorySize);
-        EXPECT_EQ(block.offsetOf(block.context.guards[3]) - block.offsetOf(block.context.guards[1]), 32);
-        EXPECT_EQ(block.offsetOf(block.context.guards[7]) + 16, block.context.memorySize);
+        EXPECT_EQ(block.context.getRegions().memorySize, without.context.getRegions().memorySize);
+        EXPECT_EQ(block.offsetOf(block.context.getRegions().guards[3]) -
+                      block.offsetOf(block.context.getRegions().guards[1]),
+                  32);
+        EXPECT_EQ(block.offsetOf(block.context.getRegions().guards[7]) + 16,
+                  block.context.getRegions().memorySize);
     }
 }
 
@@ -181,11 +195,12 @@ TEST(AudioContextTest, TheLargestBlockSizesArePaddedInTheirOwnNumbers) {
 TEST(AudioContextTest, EachGuardIsSixteenBytesOfBB) {
     Block block(16, 1, 1, 1);
     block.context.fillGuards();
-    for (const uint8_t* guard : block.context.guards)
+    for (const uint8_t* guard : block.context.getRegions().guards)
         EXPECT_EQ(hexOf(guard, 16), golden("BB BB BB BB BB BB BB BB BB BB BB BB BB BB BB BB"));
-    const auto filled =
-        std::count(static_cast<uint8_t*>(block.context.memory),
-                   static_cast<uint8_t*>(block.context.memory) + block.context.memorySize, 0xBB);
+    const auto filled = std::count(static_cast<uint8_t*>(block.context.getRegions().memory),
+                                   static_cast<uint8_t*>(block.context.getRegions().memory) +
+                                       block.context.getRegions().memorySize,
+                                   0xBB);
     EXPECT_EQ(filled, 8 * 16);
 }
 
@@ -194,7 +209,7 @@ TEST(AudioContextTest, AStrayByteInAnyGuardShows) {
     EXPECT_FALSE(block.context.areGuardsIntact());
     block.context.fillGuards();
     EXPECT_TRUE(block.context.areGuardsIntact());
-    for (uint8_t* guard : block.context.guards) {
+    for (uint8_t* guard : block.context.getRegions().guards) {
         for (const size_t place : {size_t{0}, size_t{15}}) {
             guard[place] = 0xBA;
             EXPECT_FALSE(block.context.areGuardsIntact());
@@ -213,8 +228,8 @@ TEST(AudioContextTest, AMidiEventIsTwentyNineBytesAndTheNextFollowsUnaligned) {
     record.midi[0] = 0x90;
     record.midi[1] = 0x3C;
     record.midi[2] = 0x64;
-    block.context.inputEvents[1] = record;
-    const ptrdiff_t events = block.offsetOf(block.context.inputEvents);
+    block.context.getRegions().inputEvents[1] = record;
+    const ptrdiff_t events = block.offsetOf(block.context.getRegions().inputEvents);
     EXPECT_EQ(block.bytesAt(events + 29, 29), golden("00 00 02 01 00 00 00 00 00 00 F8 3F"
                                                      "90 3C 64 00 00 00 00 00 00 00 00 00 00 00 00 00 00"));
 }
@@ -225,9 +240,9 @@ TEST(AudioContextTest, ASystemExclusiveEventEndsInItsByteCount) {
     record.kind = EventKind::systemExclusive;
     std::memcpy(record.systemExclusive, "\xF0\x7E\x7F\x06\x01\xF7", 6);
     record.systemExclusiveSize = 6;
-    block.context.outputEvents[0] = record;
+    block.context.getRegions().outputEvents[0] = record;
     EXPECT_EQ(
-        block.bytesAt(block.offsetOf(block.context.outputEvents), 29),
+        block.bytesAt(block.offsetOf(block.context.getRegions().outputEvents), 29),
         golden("01 00 00 00 00 00 00 00 00 00 00 00 F0 7E 7F 06 01 F7 00 00 00 00 00 00 00 00 00 00 06"));
 }
 
@@ -236,21 +251,21 @@ TEST(AudioContextTest, ANoteExpressionEventHasChannelKeyValueAndKind) {
     EventRecord record{};
     record.kind = EventKind::noteExpression;
     record.noteExpression = {3, 60, 0.5F, 4};
-    block.context.inputEvents[0] = record;
-    EXPECT_EQ(block.bytesAt(block.offsetOf(block.context.inputEvents), 21),
+    block.context.getRegions().inputEvents[0] = record;
+    EXPECT_EQ(block.bytesAt(block.offsetOf(block.context.getRegions().inputEvents), 21),
               golden("02 00 00 00 00 00 00 00 00 00 00 00 03 00 3C 00 00 00 00 3F 04"));
 }
 
 TEST(AudioContextTest, AParameterChangeIsEightBytes) {
     const Block block(16, 0, 0, 0);
-    block.context.parameterChanges[1] = {0.5F, 258, 3};
-    EXPECT_EQ(block.bytesAt(block.offsetOf(block.context.parameterChanges) + 8, 8),
+    block.context.getRegions().parameterChanges[1] = {0.5F, 258, 3};
+    EXPECT_EQ(block.bytesAt(block.offsetOf(block.context.getRegions().parameterChanges) + 8, 8),
               golden("00 00 00 3F 02 01 03 00"));
 }
 
 TEST(AudioContextTest, TheTransportBlockHasEachFieldAtItsOffset) {
     const Block block(16, 0, 0, 0);
-    *block.context.transport = {
+    block.context.getTransport() = {
         .sampleRate = 1,
         .tempo = 2,
         .position = 3,
@@ -283,9 +298,9 @@ TEST(AudioContextTest, ParameterFlagsAreBitsOfOneByteEach) {
     context.setParameterFlag(1, parameterDisplayDirty);
     context.setParameterFlag(2, parameterWatched);
     context.setParameterFlag(2, parameterDisplayDirty);
-    EXPECT_EQ(hexOf(context.parameterFlags, 4), golden("01 02 03 00"));
+    EXPECT_EQ(hexOf(context.getRegions().parameterFlags, 4), golden("01 02 03 00"));
     context.clearParameterFlag(2, parameterDisplayDirty);
-    EXPECT_EQ(hexOf(context.parameterFlags, 4), golden("01 02 01 00"));
+    EXPECT_EQ(hexOf(context.getRegions().parameterFlags, 4), golden("01 02 01 00"));
     EXPECT_TRUE(context.hasParameterFlag(2, parameterWatched));
     EXPECT_FALSE(context.hasParameterFlag(2, parameterDisplayDirty));
 }
@@ -295,8 +310,9 @@ TEST(AudioContextTest, ParametersOutsideOfTheCountHaveNoFlags) {
     Block block(16, 0, 0, 16);
     for (const int32_t index : {-1, -16, 16, 32, 1 << 30})
         block.context.setParameterFlag(index, parameterDisplayDirty);
-    const std::string zeros(static_cast<size_t>(block.context.memorySize), '\0');
-    EXPECT_TRUE(std::string_view(static_cast<char*>(block.context.memory), zeros.size()) == zeros)
+    const std::string zeros(static_cast<size_t>(block.context.getRegions().memorySize), '\0');
+    EXPECT_TRUE(std::string_view(static_cast<char*>(block.context.getRegions().memory), zeros.size()) ==
+                zeros)
         << "a byte outside was set";
     block.context.fillGuards();
     for (const int32_t index : {-1, -16, 16, 31, 1 << 30}) {
@@ -346,32 +362,74 @@ TEST(AudioContextTest, AFullBlockTakesNoMoreAndNothingBehindItIsTouched) {
     FakeAudioContext& context = block.context;
     context.fillGuards();
     context.beginBlock();
-    for (int32_t i = 0; i < context.inputEventCapacity; ++i)
+    for (int32_t i = 0; i < context.getRegions().inputEventCapacity; ++i)
         EXPECT_TRUE(context.addMidiEvent(0, 0x90, 60, 100));
     EXPECT_FALSE(context.addMidiEvent(0, 0x90, 60, 100));
-    for (int32_t i = 0; i < context.parameterChangeCapacity; ++i)
+    for (int32_t i = 0; i < context.getRegions().parameterChangeCapacity; ++i)
         EXPECT_TRUE(context.addParameterChange(0, 0.5F));
     EXPECT_FALSE(context.addParameterChange(0, 0.5F));
-    *context.outputEventCount = 0;
-    for (int32_t i = 0; i < context.outputEventCapacity; ++i)
+    *context.getRegions().outputEventCount = 0;
+    for (int32_t i = 0; i < context.getRegions().outputEventCapacity; ++i)
         EXPECT_NE(context.appendOutputEvent(), nullptr);
     EXPECT_EQ(context.appendOutputEvent(), nullptr);
     EXPECT_TRUE(context.areGuardsIntact());
-    EXPECT_EQ(context.getInputEvents().size(), static_cast<size_t>(context.inputEventCapacity));
-    EXPECT_EQ(context.getOutputEvents().size(), static_cast<size_t>(context.outputEventCapacity));
+    EXPECT_EQ(context.getInputEvents().size(), static_cast<size_t>(context.getRegions().inputEventCapacity));
+    EXPECT_EQ(context.getOutputEvents().size(),
+              static_cast<size_t>(context.getRegions().outputEventCapacity));
+}
+
+TEST(AudioContextTest, WhatAPlugInHasSentBeforeIsForgotten) {
+    Block block(64, 1, 1, 4);
+    FakeAudioContext& context = block.context;
+    context.forgetOutputEvents();
+    EXPECT_NE(context.appendOutputEvent(), nullptr);
+    EXPECT_EQ(context.getOutputEvents().size(), 1U);
+    context.forgetOutputEvents();
+    EXPECT_TRUE(context.getOutputEvents().empty());
+}
+
+TEST(AudioContextTest, ADirectionIsSilencedWithItsPaddingAndNothingElse) {
+    Block block(62, 2, 3, 4);
+    FakeAudioContext& context = block.context;
+    context.fillGuards();
+    const std::span<float> input(context.inputChannel(0), size_t{2 * 64});
+    const std::span<float> output(context.outputChannel(0), size_t{3 * 64});
+    const auto isAll = [](std::span<float> samples, float value) {
+        return std::all_of(samples.begin(), samples.end(), [&](float sample) { return sample == value; });
+    };
+    std::fill(input.begin(), input.end(), 1.0F);
+    std::fill(output.begin(), output.end(), 1.0F);
+    context.silenceInput();
+    EXPECT_TRUE(isAll(input, 0));
+    EXPECT_TRUE(isAll(output, 1));
+    std::fill(input.begin(), input.end(), 1.0F);
+    context.silenceOutput();
+    EXPECT_TRUE(isAll(input, 1));
+    EXPECT_TRUE(isAll(output, 0));
+    EXPECT_TRUE(context.areGuardsIntact());
+}
+
+TEST(AudioContextTest, TheNumberOfChangesIsReadAsItStands) {
+    Block block(64, 1, 1, 4);
+    FakeAudioContext& context = block.context;
+    context.beginBlock();
+    context.addParameterChange(0, 0.5F);
+    EXPECT_EQ(context.readParameterChangeCount(), 1);
+    *context.getRegions().parameterChangeCount = -7;
+    EXPECT_EQ(context.readParameterChangeCount(), -7);
 }
 
 TEST(AudioContextTest, CountsThatNobodyCouldHaveWrittenAreHeldAtWhatThereIs) {
     Block block(64, 1, 1, 4);
     FakeAudioContext& context = block.context;
-    *context.inputEventCount = 257;
-    *context.parameterChangeCount = 2000000000;
-    *context.outputEventCount = -1;
+    *context.getRegions().inputEventCount = 257;
+    *context.getRegions().parameterChangeCount = 2000000000;
+    *context.getRegions().outputEventCount = -1;
     EXPECT_EQ(context.getInputEvents().size(), 256U);
     EXPECT_EQ(context.getParameterChanges().size(), 4096U);
     EXPECT_TRUE(context.getOutputEvents().empty());
     EXPECT_EQ(context.appendOutputEvent(), nullptr);
-    *context.parameterChangeCount = -1;
+    *context.getRegions().parameterChangeCount = -1;
     EXPECT_TRUE(context.getParameterChanges().empty());
     EXPECT_FALSE(context.addParameterChange(0, 0.5F));
 }
@@ -379,9 +437,9 @@ TEST(AudioContextTest, CountsThatNobodyCouldHaveWrittenAreHeldAtWhatThereIs) {
 TEST(AudioContextTest, AChannelHasTheFramesOfABlockAndNotItsPadding) {
     Block block(250, 2, 1, 0);
     FakeAudioContext& context = block.context;
-    EXPECT_EQ(context.getInput(1).data(), context.inputAudio + 252);
+    EXPECT_EQ(context.getInput(1).data(), context.getRegions().inputAudio + 252);
     EXPECT_EQ(context.getInput(1).size(), 250U);
-    EXPECT_EQ(context.getOutput(0).data(), context.outputAudio);
+    EXPECT_EQ(context.getOutput(0).data(), context.getRegions().outputAudio);
     EXPECT_EQ(context.getOutput(0).size(), 250U);
-    EXPECT_EQ(&context.getTransport(), context.transport);
+    EXPECT_EQ(&context.getTransport(), context.getRegions().transport);
 }

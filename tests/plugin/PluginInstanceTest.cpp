@@ -51,11 +51,11 @@ TEST_F(PluginInstanceTest, TheChannelsPointIntoTheBlockByItsPaddedSize) {
     instance->setAudioContext(context);
     EXPECT_EQ(instance->audio.getContext(), context.get());
     ASSERT_EQ(instance->audio.getInputChannelCount(), 2);
-    EXPECT_EQ(instance->audio.getInputChannels()[0], context->inputAudio);
-    EXPECT_EQ(instance->audio.getInputChannels()[1], context->inputAudio + 252);
+    EXPECT_EQ(instance->audio.getInputChannels()[0], context->getRegions().inputAudio);
+    EXPECT_EQ(instance->audio.getInputChannels()[1], context->getRegions().inputAudio + 252);
     ASSERT_EQ(instance->audio.getOutputChannelCount(), 3);
-    EXPECT_EQ(instance->audio.getOutputChannels()[2], context->outputAudio + 504);
-    EXPECT_EQ(instance->audio.getTransport(), context->transport);
+    EXPECT_EQ(instance->audio.getOutputChannels()[2], context->getRegions().outputAudio + 504);
+    EXPECT_EQ(instance->audio.getTransport(), context->getRegions().transport);
 }
 
 TEST_F(PluginInstanceTest, AnInstanceWithoutInputsOrOutputsHasNullChannels) {

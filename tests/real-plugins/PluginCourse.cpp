@@ -238,8 +238,10 @@ private:
         if (keepActive)
             roundTrips.emplace_back(Clock::now() - sent);
         checkGuards();
-        if (*context->outputEventCount < 0 || *context->outputEventCount > context->outputEventCapacity)
-            throw std::runtime_error("there are " + std::to_string(*context->outputEventCount) + " events");
+        if (*context->getRegions().outputEventCount < 0 ||
+            *context->getRegions().outputEventCount > context->getRegions().outputEventCapacity)
+            throw std::runtime_error("there are " + std::to_string(*context->getRegions().outputEventCount) +
+                                     " events");
         return result;
     }
 

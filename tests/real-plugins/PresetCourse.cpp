@@ -163,7 +163,8 @@ private:
         PluginAudioContext& block = player->block();
         for (size_t next = 0; next < before.size();) {
             writeBlock(block, blocks++ % score::blocks);
-            while (next < before.size() && *block.parameterChangeCount < block.parameterChangeCapacity) {
+            while (next < before.size() &&
+                   *block.getRegions().parameterChangeCount < block.getRegions().parameterChangeCapacity) {
                 addChange(block, static_cast<int32_t>(next), before[next]->value < 0.5F ? 0.75F : 0.25F);
                 ++next;
             }

@@ -11,7 +11,7 @@ void writeBlock(PluginAudioContext& context, int32_t block) {
     if (const auto note = score::noteAt(block))
         context.addMidiEvent(0, note->status, note->key, note->velocity);
     const score::Transport now = score::transportAt(block);
-    TransportBlock& transport = *context.transport;
+    TransportBlock& transport = context.getTransport();
     transport = {};
     transport.sampleRate = score::sampleRate;
     transport.tempo = now.tempo;
@@ -30,7 +30,7 @@ void writeSilence(PluginAudioContext& context) {
     for (int32_t channel = 0; channel < context.inputChannelCount; ++channel)
         std::fill_n(context.inputChannel(channel), context.blockSize, 0.0F);
     context.beginBlock();
-    context.transport->flags = 0;
+    context.getTransport().flags = 0;
 }
 
 void addChange(PluginAudioContext& context, int32_t parameter, float value) {

@@ -26,6 +26,8 @@ public:
     int32_t process(int32_t, bool, bool) override { return processSilent; }
     void stopProcessing() override {}
 
+    using PluginAudioContext::regions;
+
     int32_t allocatedSize = -1;
 
 private:

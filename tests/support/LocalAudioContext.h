@@ -15,11 +15,11 @@ public:
     LocalAudioContext(int32_t blockSize, int32_t inputs, int32_t outputs, int32_t parameters,
                       int32_t eventCapacity = 256)
         : PluginAudioContext(blockSize, inputs, outputs, parameters) {
-        inputEventCapacity = eventCapacity;
+        regions.inputEventCapacity = eventCapacity;
         layOut();
         fillGuards();
     }
-    ~LocalAudioContext() override { std::free(memory); }
+    ~LocalAudioContext() override { std::free(regions.memory); }
 
     void* allocate(int32_t size) override {
         void* block = std::aligned_alloc(16, static_cast<size_t>(size));
@@ -42,7 +42,7 @@ public:
         record.systemExclusiveSize = static_cast<uint8_t>(bytes.size());
     }
     EventRecord& addEvent(EventKind kind, int32_t sampleOffset) {
-        EventRecord& record = inputEvents[(*inputEventCount)++];
+        EventRecord& record = regions.inputEvents[(*regions.inputEventCount)++];
         record = {};
         record.kind = kind;
         record.sampleOffset = static_cast<uint16_t>(sampleOffset);

@@ -131,10 +131,10 @@ TEST_F(Vst2Changes, AParameterInTheUsersHandDropsTheClientsChangeForGood) {
 }
 
 TEST_F(Vst2Changes, ADroppedChangeMarksNoDisplay) {
-    context->parameterFlags[3] = 1;
+    context->getRegions().parameterFlags[3] = 1;
     ask(audioMasterBeginEdit, 3);
     instance->setParameterValue(3, 0.25F);
-    EXPECT_EQ(context->parameterFlags[3], 1);
+    EXPECT_EQ(context->getRegions().parameterFlags[3], 1);
 }
 
 TEST_F(Vst2Changes, OnlyTheFirstOfTwoOverlappingEditsIsProtected) {
@@ -171,12 +171,12 @@ TEST_F(Vst2Changes, AnEditEndsForAClosingEffectOnlyBeforeTerminate) {
 TEST_F(Vst2Changes, AClientsChangeOfAWatchedParameterComesBackAsTextAlone) {
     effect.answerText(effGetParamName, "Gain");
     effect.answerText(effGetParamDisplay, "-6.0");
-    context->parameterFlags[2] = 1;
+    context->getRegions().parameterFlags[2] = 1;
     instance->setParameterValue(2, 0.5F);
     EXPECT_TRUE(handler->notifications.empty());
-    EXPECT_EQ(context->parameterFlags[2], 3);
+    EXPECT_EQ(context->getRegions().parameterFlags[2], 3);
     instance->idle();
-    EXPECT_EQ(context->parameterFlags[2], 1);
+    EXPECT_EQ(context->getRegions().parameterFlags[2], 1);
     const auto& notification = only<UpdateParameterDisplayNotification>();
     EXPECT_EQ(notification.parameterIndex, 2);
     EXPECT_EQ(notification.name, "Gain");

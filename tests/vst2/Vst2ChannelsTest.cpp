@@ -38,7 +38,9 @@ protected:
             std::fill_n(outs[channel], frames, static_cast<float>(channel + 1));
     }
 
-    float output(int32_t channel) const { return context->outputAudio[channel * context->paddedBlockSize]; }
+    float output(int32_t channel) const {
+        return context->getRegions().outputAudio[channel * context->paddedBlockSize];
+    }
 
     int32_t blocks = 0;
     float inputSum = 0;
@@ -140,7 +142,7 @@ TEST_F(Vst2ChannelsOfABlock, AnEffectThatClaimsNonsenseIsNotCalledAndSilent) {
     for (const int32_t count : {-1, Vst2Channels::limit + 1, std::numeric_limits<int32_t>::max(),
                                 std::numeric_limits<int32_t>::min()}) {
         for (const bool isInput : {false, true}) {
-            std::fill_n(context->outputAudio, 2 * context->paddedBlockSize, 42.0F);
+            std::fill_n(context->getRegions().outputAudio, 2 * context->paddedBlockSize, 42.0F);
             effect.effect.numInputs = isInput ? count : 2;
             effect.effect.numOutputs = isInput ? 2 : count;
             processBlock();

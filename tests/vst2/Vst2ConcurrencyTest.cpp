@@ -24,7 +24,7 @@ protected:
         startProcessing();
         makeAudio();
         for (int32_t i = 0; i < 4; ++i)
-            context->parameterFlags[i] = 1;
+            context->getRegions().parameterFlags[i] = 1;
         plain.dispatcher = [](AEffect*, VstInt32 opcode, VstInt32, VstIntPtr, void*, float) -> VstIntPtr {
             idles += opcode == effIdle ? 1 : 0;
             return opcode == effGetTailSize ? 1 : 0;
@@ -70,8 +70,8 @@ TEST_F(Vst2Concurrency, APluginReportsFromItsOwnThreadWhileItPlaysAndIsPolled) {
     std::vector<std::thread> threads;
     threads.emplace_back([&] {
         for (int32_t i = 0; i < rounds; ++i) {
-            *context->parameterChangeCount = 0;
-            *context->inputEventCount = 0;
+            *context->getRegions().parameterChangeCount = 0;
+            *context->getRegions().inputEventCount = 0;
             context->addParameterChange(2, static_cast<float>(i));
             context->addNote(0, 0x90, 60, 100);
             instance->process(blockSize, false, i % 2 == 0);

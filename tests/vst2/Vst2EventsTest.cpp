@@ -53,7 +53,7 @@ protected:
     }
 
     const uint8_t* outputRecord(size_t index) {
-        return reinterpret_cast<const uint8_t*>(context->outputEvents) + index * 29;
+        return reinterpret_cast<const uint8_t*>(context->getRegions().outputEvents) + index * 29;
     }
 
     // As long as `process` runs.
@@ -92,8 +92,8 @@ TEST_F(Vst2Events, ANotesFourthByteAndPositionStayInTheBlock) {
     makeAudio();
     startProcessing();
     context->addNote(0, 0x90, 1, 2);
-    context->inputEvents[0].midi[3] = 0xEE;
-    context->inputEvents[0].position = 17.5;
+    context->getRegions().inputEvents[0].midi[3] = 0xEE;
+    context->getRegions().inputEvents[0].position = 17.5;
     run();
     ASSERT_EQ(received.size(), 1u);
     EXPECT_EQ(bytesOf(reinterpret_cast<const VstMidiEvent*>(received[0])->midiData, 4),
@@ -141,7 +141,7 @@ TEST_F(Vst2Events, SystemExclusivePointsIntoTheRecordItself) {
     EXPECT_EQ(event.resvd1, 0);
     EXPECT_EQ(event.resvd2, 0);
     EXPECT_EQ(static_cast<void*>(event.sysexDump),
-              reinterpret_cast<uint8_t*>(context->inputEvents) + 29 + 12);
+              reinterpret_cast<uint8_t*>(context->getRegions().inputEvents) + 29 + 12);
 }
 
 TEST_F(Vst2Events, SystemExclusiveNeverClaimsMoreThanARecordHolds) {
@@ -149,7 +149,7 @@ TEST_F(Vst2Events, SystemExclusiveNeverClaimsMoreThanARecordHolds) {
     makeAudio();
     startProcessing();
     context->addSystemExclusive(0, Bytes(16, 1));
-    context->inputEvents[0].systemExclusiveSize = 255;
+    context->getRegions().inputEvents[0].systemExclusiveSize = 255;
     run();
     ASSERT_EQ(received.size(), 1u);
     EXPECT_EQ(reinterpret_cast<const VstMidiSysexEvent*>(received[0])->dumpBytes, 16);
@@ -191,7 +191,7 @@ TEST_F(Vst2Events, ABlockWithoutEventsCallsNothing) {
     makeAudio();
     startProcessing();
     run();
-    *context->inputEventCount = -1;
+    *context->getRegions().inputEventCount = -1;
     run();
     EXPECT_EQ(lists, 0);
     EXPECT_EQ(effect.steps, (std::vector<std::string>{"processReplacing", "processReplacing"}));
@@ -249,7 +249,7 @@ TEST_F(Vst2Events, ACountAboveTheCapacityIsReadOnlyUpToIt) {
     makeAudio(capacity);
     startProcessing();
     for (const int32_t count : {capacity + 1, 256, 257, 0x7FFFFFFF}) {
-        *context->inputEventCount = count;
+        *context->getRegions().inputEventCount = count;
         run();
         EXPECT_EQ(received.size(), size_t{capacity}) << count;
     }
@@ -259,10 +259,10 @@ TEST_F(Vst2Events, ACountAboveTheCapacityIsReadOnlyUpToIt) {
 TEST_F(Vst2Events, ANoteFromThePluginWritesTheseBytesAndKeepsTheOthers) {
     makeAudio();
     startProcessing();
-    std::memset(context->outputEvents, 0xAA, 2 * 29);
+    std::memset(context->getRegions().outputEvents, 0xAA, 2 * 29);
     sendWhileProcessing({note(9, '\x90', 0x40, 0x50)});
     run();
-    EXPECT_EQ(*context->outputEventCount, 1);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 1);
     EXPECT_EQ(bytesOf(outputRecord(0), 29), (Bytes{0,    0, // kind
                                                    9,    0, // sample offset
                                                    0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, // position
@@ -278,7 +278,7 @@ TEST_F(Vst2Events, NotesFromThePluginFollowWhatTheBlockHolds) {
     sendWhileProcessing({note(1, '\x90', 1, 1), note(2, '\x90', 2, 2)});
     run();
     run();
-    EXPECT_EQ(*context->outputEventCount, 4);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 4);
     EXPECT_EQ(outputRecord(2)[2], 1);
     EXPECT_EQ(outputRecord(3)[2], 2);
 }
@@ -290,7 +290,7 @@ TEST_F(Vst2Events, OffsetsFromThePluginAreClampedToTheBlockSizeAndNotToTheFrames
                          note(40, '\x90', 1, 1), note(63, '\x90', 1, 1), note(64, '\x90', 1, 1),
                          note(0x7FFFFFFF, '\x90', 1, 1)});
     run(); // 16 frames of 64
-    ASSERT_EQ(*context->outputEventCount, 7);
+    ASSERT_EQ(*context->getRegions().outputEventCount, 7);
     std::vector<int> offsets;
     for (size_t i = 0; i < 7; ++i)
         offsets.push_back(outputRecord(i)[2] + 256 * outputRecord(i)[3]);
@@ -306,7 +306,7 @@ TEST_F(Vst2Events, OtherEventsFromThePluginArePassedOver) {
     unknown.type = 2;
     sendWhileProcessing({sysex, note(3, '\x90', 1, 1), unknown});
     run();
-    EXPECT_EQ(*context->outputEventCount, 1);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 1);
     EXPECT_EQ(outputRecord(0)[2], 3);
 }
 
@@ -319,7 +319,7 @@ TEST_F(Vst2Events, NotesAboveTheCapacityAreDropped) {
         EXPECT_EQ(send(many), 1);
     };
     run();
-    EXPECT_EQ(*context->outputEventCount, 256);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 256);
     EXPECT_TRUE(context->areGuardsIntact());
 }
 
@@ -329,7 +329,7 @@ TEST_F(Vst2Events, NotesOutsideOfProcessAreLost) {
     EXPECT_EQ(send({note(1, '\x90', 1, 1)}), 1);
     run();
     EXPECT_EQ(send({note(1, '\x90', 1, 1)}), 1);
-    EXPECT_EQ(*context->outputEventCount, 0);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 0);
 }
 
 TEST_F(Vst2Events, NotesWithoutAnAudioBlockAreLost) {
@@ -344,7 +344,7 @@ TEST_F(Vst2Events, NotesSentFromTheEventCallCountAsProcessing) {
                   [&](const DispatcherCall&, void*) { return send({note(1, '\x90', 1, 1)}); });
     context->addNote(0, 0x90, 1, 2);
     run();
-    EXPECT_EQ(*context->outputEventCount, 1);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 1);
 }
 
 TEST_F(Vst2Events, NotesSentWhileTheTailIsAskedAreLost) {
@@ -354,5 +354,5 @@ TEST_F(Vst2Events, NotesSentWhileTheTailIsAskedAreLost) {
                   [&](const DispatcherCall&, void*) { return send({note(1, '\x90', 1, 1)}); });
     instance->process(16, false, true);
     EXPECT_EQ(effect.countCalls(effGetTailSize), 1u);
-    EXPECT_EQ(*context->outputEventCount, 0);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 0);
 }

@@ -182,8 +182,8 @@ TEST_F(Vst2HostCallback, QuestionsWithoutAPlaceForTheAnswerAreHarmless) {
 
 TEST_F(Vst2HostCallback, LatenciesAreThoseOfTheTransport) {
     makeAudio();
-    context->transport->inputLatency = 111;
-    context->transport->outputLatency = 222;
+    context->getTransport().inputLatency = 111;
+    context->getTransport().outputLatency = 222;
     EXPECT_EQ(ask(audioMasterGetInputLatency), 111);
     EXPECT_EQ(ask(audioMasterGetOutputLatency), 222);
     AEffect unlinked{};

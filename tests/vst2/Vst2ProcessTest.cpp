@@ -95,7 +95,7 @@ TEST_F(Vst2Process, WithoutAnAudioBlockOnlyTheTailIsJudged) {
 TEST_F(Vst2Process, AnEmptyListOfChangesAndANegativeCountAreNoChanges) {
     startProcessing();
     makeAudio();
-    *context->parameterChangeCount = -1;
+    *context->getRegions().parameterChangeCount = -1;
     instance->process(blockSize, true, true);
     EXPECT_EQ(effect.steps, Steps{"processReplacing"});
 }
@@ -103,7 +103,7 @@ TEST_F(Vst2Process, AnEmptyListOfChangesAndANegativeCountAreNoChanges) {
 TEST_F(Vst2Process, ACountAboveTheCapacityIsReadOnlyUpToIt) {
     startProcessing();
     makeAudio();
-    *context->parameterChangeCount = 0x7FFFFFFF;
+    *context->getRegions().parameterChangeCount = 0x7FFFFFFF;
     instance->process(blockSize, true, true);
     EXPECT_EQ(effect.steps.size(), 4096u + 1);
 }
@@ -113,7 +113,7 @@ TEST_F(Vst2Process, ACountThatFallsToTheRunningIndexIsStillTrusted) {
     makeAudio();
     context->addParameterChange(1, 0.5F);
     context->addParameterChange(2, 0.5F);
-    effect.onSetParameter = [&](VstInt32, float) { *context->parameterChangeCount = 1; };
+    effect.onSetParameter = [&](VstInt32, float) { *context->getRegions().parameterChangeCount = 1; };
     instance->process(blockSize, true, true);
     EXPECT_EQ(effect.steps, (Steps{"setParameter", "setParameter", "processReplacing"}));
 }
@@ -122,7 +122,7 @@ TEST_F(Vst2Process, ACountThatGrowsMeanwhileBringsNoFurtherChanges) {
     startProcessing();
     makeAudio();
     context->addParameterChange(1, 0.5F);
-    effect.onSetParameter = [&](VstInt32, float) { *context->parameterChangeCount = 10; };
+    effect.onSetParameter = [&](VstInt32, float) { *context->getRegions().parameterChangeCount = 10; };
     instance->process(blockSize, true, true);
     EXPECT_EQ(effect.steps, (Steps{"setParameter", "processReplacing"}));
 }
@@ -134,7 +134,7 @@ TEST_F(Vst2ProcessDeathTest, ACountThatFallsBelowTheRunningIndexTraps) {
     makeAudio();
     for (int32_t i = 0; i < 4; ++i)
         context->addParameterChange(i, 0.5F);
-    effect.onSetParameter = [&](VstInt32, float) { *context->parameterChangeCount = 0; };
+    effect.onSetParameter = [&](VstInt32, float) { *context->getRegions().parameterChangeCount = 0; };
     EXPECT_EXIT(
         {
             takeSignalAsItComes(SIGILL);
@@ -147,12 +147,12 @@ TEST_F(Vst2Process, AReplacingEffectGetsTheChannelsOfTheBlockUncleared) {
     makeStereo();
     startProcessing();
     makeAudio();
-    context->outputAudio[3] = 42;
+    context->getRegions().outputAudio[3] = 42;
     effect.onProcess = [&](float** inputs, float** outputs, VstInt32 frames) {
-        EXPECT_EQ(inputs[0], context->inputAudio);
-        EXPECT_EQ(inputs[1], context->inputAudio + 64);
-        EXPECT_EQ(outputs[0], context->outputAudio);
-        EXPECT_EQ(outputs[1], context->outputAudio + 64);
+        EXPECT_EQ(inputs[0], context->getRegions().inputAudio);
+        EXPECT_EQ(inputs[1], context->getRegions().inputAudio + 64);
+        EXPECT_EQ(outputs[0], context->getRegions().outputAudio);
+        EXPECT_EQ(outputs[1], context->getRegions().outputAudio + 64);
         EXPECT_EQ(frames, 48);
         EXPECT_EQ(outputs[0][3], 42);
     };
@@ -167,14 +167,16 @@ TEST_F(Vst2Process, AnEffectThatCannotReplaceGetsItsWholeOutputClearedFirst) {
     context = new LocalAudioContext(61, 0, 2, 0);
     instance->setAudioContext(context);
     ASSERT_EQ(context->paddedBlockSize, 64);
-    std::fill_n(context->outputAudio, 128, 42.0F);
+    std::fill_n(context->getRegions().outputAudio, 128, 42.0F);
     effect.onProcess = [&](float**, float** outputs, VstInt32) {
-        EXPECT_EQ(std::count(context->outputAudio, context->outputAudio + 128, 0.0F), 128);
+        EXPECT_EQ(
+            std::count(context->getRegions().outputAudio, context->getRegions().outputAudio + 128, 0.0F),
+            128);
         outputs[1][0] += 0.5F;
     };
     instance->process(1, true, true);
     EXPECT_EQ(effect.steps, Steps{"process"});
-    EXPECT_EQ(context->outputAudio[64], 0.5F);
+    EXPECT_EQ(context->getRegions().outputAudio[64], 0.5F);
     EXPECT_TRUE(context->areGuardsIntact());
 }
 
@@ -192,10 +194,11 @@ TEST_F(Vst2Process, ARealEffectThatCannotReplaceAddsToSilence) {
     const Ref<LocalAudioContext> block(new LocalAudioContext(blockSize, 2, 2, 0));
     real->setAudioContext(block);
     real->startProcessing();
-    std::fill_n(block->inputAudio, 128, 0.5F);
+    std::fill_n(block->getRegions().inputAudio, 128, 0.5F);
     for (int32_t i = 0; i < 3; ++i) {
         real->process(blockSize, true, true);
-        EXPECT_EQ(std::count(block->outputAudio, block->outputAudio + 128, 0.25F), 128);
+        EXPECT_EQ(std::count(block->getRegions().outputAudio, block->getRegions().outputAudio + 128, 0.25F),
+                  128);
     }
     EXPECT_TRUE(block->areGuardsIntact());
     real->terminate();
@@ -208,7 +211,7 @@ TEST_F(Vst2Process, APluginWithoutInputsGetsANullInputPointer) {
     makeAudio();
     effect.onProcess = [&](float** inputs, float** outputs, VstInt32) {
         EXPECT_EQ(inputs, nullptr);
-        EXPECT_EQ(outputs[0], context->outputAudio);
+        EXPECT_EQ(outputs[0], context->getRegions().outputAudio);
     };
     instance->process(blockSize, true, true);
     EXPECT_EQ(effect.steps, Steps{"processReplacing"});

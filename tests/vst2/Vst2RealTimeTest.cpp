@@ -19,7 +19,7 @@ protected:
         startProcessing();
         makeAudio();
         announce();
-        std::fill_n(context->parameterFlags, 2000, uint8_t{1});
+        std::fill_n(context->getRegions().parameterFlags, 2000, uint8_t{1});
 
         AEffect& quiet = effect.effect;
         quiet.dispatcher = [](AEffect* self, VstInt32 opcode, VstInt32, VstIntPtr, void* ptr,
@@ -50,7 +50,7 @@ protected:
     void countBlocks(int32_t blocks) {
         countedCalls = {};
         for (int32_t i = 0; i < blocks; ++i) {
-            *context->outputEventCount = 0;
+            *context->getRegions().outputEventCount = 0;
             instance->process(blockSize, i % 2 == 0, i % 3 == 0);
         }
         allocated = countedCalls.allocations;
@@ -93,8 +93,8 @@ TEST_F(Vst2RealTime, AFullBlockAllocatesNothingAndLocksNothing) {
     countBlocks(100);
     EXPECT_EQ(eventsSeen, 25600);
     EXPECT_EQ(changesSeen, 102400);
-    EXPECT_EQ(*context->outputEventCount, 128);
-    EXPECT_EQ(context->parameterFlags[1023], 3);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 128);
+    EXPECT_EQ(context->getRegions().parameterFlags[1023], 3);
     EXPECT_EQ(allocated, 0);
     EXPECT_EQ(locked, 0);
 }

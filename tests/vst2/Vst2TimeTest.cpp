@@ -19,7 +19,7 @@ protected:
     }
 
     VstInt32 flagsFor(uint32_t transportFlags) {
-        context->transport->flags = transportFlags;
+        context->getTransport().flags = transportFlags;
         return time().flags;
     }
 };
@@ -53,21 +53,21 @@ TEST_F(Vst2Time, ThereIsNoTimeWithoutAnAudioBlock) {
 
 TEST_F(Vst2Time, EveryFieldComesFromTheTransport) {
     makeAudio();
-    *context->transport = {.sampleRate = 44100.5,
-                           .tempo = 97.25,
-                           .position = 12.125,
-                           .reservedTime = 1e9,
-                           .systemTime = 123456789012.0,
-                           .barStart = 11.5,
-                           .loopStart = 4.75,
-                           .loopEnd = 8.25,
-                           .inputLatency = 1,
-                           .outputLatency = 2,
-                           .samplePosition = 0x8000000000000000u,
-                           .flags = 0,
-                           .timeSignatureNumerator = 7,
-                           .timeSignatureDenominator = 65535,
-                           .reserved = {}};
+    context->getTransport() = {.sampleRate = 44100.5,
+                               .tempo = 97.25,
+                               .position = 12.125,
+                               .reservedTime = 1e9,
+                               .systemTime = 123456789012.0,
+                               .barStart = 11.5,
+                               .loopStart = 4.75,
+                               .loopEnd = 8.25,
+                               .inputLatency = 1,
+                               .outputLatency = 2,
+                               .samplePosition = 0x8000000000000000u,
+                               .flags = 0,
+                               .timeSignatureNumerator = 7,
+                               .timeSignatureDenominator = 65535,
+                               .reserved = {}};
     const VstTimeInfo& info = time();
     EXPECT_EQ(info.samplePos, 9223372036854775808.0);
     EXPECT_EQ(info.sampleRate, 44100.5);
@@ -104,7 +104,7 @@ TEST_F(Vst2Time, OtherTransportFlagsMeanNothing) {
 
 TEST_F(Vst2Time, TheFilterIsIgnored) {
     makeAudio();
-    context->transport->tempo = 97.25;
+    context->getTransport().tempo = 97.25;
     EXPECT_EQ(time(1 << 14).tempo, 97.25);
     EXPECT_EQ(time(0).flags, alwaysSet);
 }
@@ -113,7 +113,7 @@ TEST_F(Vst2Time, TheTimeIsFilledAnewForEachQuestionInTheSamePlace) {
     makeAudio();
     const VstTimeInfo& first = time();
     const_cast<VstTimeInfo&>(first).smpteOffset = 99;
-    context->transport->position = 3;
+    context->getTransport().position = 3;
     const VstTimeInfo& second = time();
     EXPECT_EQ(&first, &second);
     EXPECT_EQ(second.ppqPos, 3);
@@ -125,17 +125,17 @@ TEST_F(Vst2Time, InsideOfABlockTheTimeIsFilledAnewInTheInstancesOwnPlace) {
     makeAudio();
     const VstTimeInfo* first = nullptr;
     effect.onProcess = [&](float**, float**, VstInt32) {
-        context->transport->position = 1;
+        context->getTransport().position = 1;
         first = &time();
         EXPECT_EQ(first->ppqPos, 1);
-        context->transport->position = 2;
+        context->getTransport().position = 2;
         EXPECT_EQ(&time(), first);
         EXPECT_EQ(first->ppqPos, 2);
     };
     instance->process(blockSize, true, true);
     ASSERT_NE(first, nullptr);
     EXPECT_NE(&time(), first) << "the place is the worker's alone";
-    context->transport->position = 3;
+    context->getTransport().position = 3;
     time();
     EXPECT_EQ(first->ppqPos, 2);
 }
@@ -143,9 +143,9 @@ TEST_F(Vst2Time, InsideOfABlockTheTimeIsFilledAnewInTheInstancesOwnPlace) {
 TEST_F(Vst2Time, AnotherThreadHasTheLastBlocksTimeInAPlaceOfItsOwn) {
     startProcessing();
     makeAudio();
-    context->transport->tempo = 97.25;
+    context->getTransport().tempo = 97.25;
     instance->process(blockSize, true, true);
-    context->transport->tempo = 120; // the client is about to send the next block
+    context->getTransport().tempo = 120; // the client is about to send the next block
     const VstTimeInfo* here = &time();
     EXPECT_EQ(here->tempo, 97.25);
     std::thread([&] {
@@ -161,7 +161,7 @@ TEST_F(Vst2Time, AnotherThreadHasTheLastBlocksTimeInAPlaceOfItsOwn) {
 TEST_F(Vst2Time, AThreadOfThePluginInsideOfABlockHasThatBlocksTime) {
     startProcessing();
     makeAudio();
-    context->transport->tempo = 97.25;
+    context->getTransport().tempo = 97.25;
     double seen = 0;
     effect.onProcess = [&](float**, float**, VstInt32) { std::thread([&] { seen = time().tempo; }).join(); };
     instance->process(blockSize, true, true);
@@ -172,7 +172,7 @@ TEST_F(Vst2Time, NoThreadSeesHalfATime) {
     constexpr int32_t rounds = 20000;
     startProcessing();
     makeAudio();
-    setAll(*context->transport, 1);
+    setAll(context->getTransport(), 1);
     instance->process(0, true, true);
     std::atomic<bool> stop{false};
     std::atomic<int32_t> asked{0};
@@ -191,7 +191,7 @@ TEST_F(Vst2Time, NoThreadSeesHalfATime) {
     }
     EXPECT_TRUE(eventually([&] { return asked >= 2; }));
     for (int32_t i = 2; i < rounds; ++i) {
-        setAll(*context->transport, i);
+        setAll(context->getTransport(), i);
         instance->process(0, true, true);
     }
     stop = true;

@@ -15,11 +15,11 @@ using testing::SizeIs;
 
 namespace {
 
-class Vst3Block : public Vst3ProcessingTest {
+class Vst3BlockTest : public Vst3ProcessingTest {
 protected:
     void addChange(int32_t index, float value, uint16_t sampleOffset = 0) {
-        context->parameterChanges[(*context->parameterChangeCount)++] = {value, static_cast<uint16_t>(index),
-                                                                         sampleOffset};
+        context->getRegions().parameterChanges[(*context->getRegions().parameterChangeCount)++] = {
+            value, static_cast<uint16_t>(index), sampleOffset};
     }
     std::vector<float**> channelsOf(const std::vector<RecordedBus>& buses) {
         std::vector<float**> channels;
@@ -33,7 +33,7 @@ using Changes = std::vector<RecordingController::Change>;
 
 } // namespace
 
-TEST_F(Vst3Block, ABlockCarriesItsFramesItsModeAndItsSampleSize) {
+TEST_F(Vst3BlockTest, ABlockCarriesItsFramesItsModeAndItsSampleSize) {
     addStereo();
     startProcessing();
     instance->process(17, true, true);
@@ -46,7 +46,7 @@ TEST_F(Vst3Block, ABlockCarriesItsFramesItsModeAndItsSampleSize) {
     EXPECT_TRUE(component.blocks[0].hasAlignedBuses);
 }
 
-TEST_F(Vst3Block, AnInstanceThatDoesNotProcessIsGivenNothing) {
+TEST_F(Vst3BlockTest, AnInstanceThatDoesNotProcessIsGivenNothing) {
     addStereo();
     controller.addParameter(5);
     startProcessing();
@@ -60,7 +60,7 @@ TEST_F(Vst3Block, AnInstanceThatDoesNotProcessIsGivenNothing) {
     EXPECT_THAT(process().changes, ElementsAre(RecordedQueue{5, {{0, 0.5}}}));
 }
 
-TEST_F(Vst3Block, APluginWithoutAProcessorIsActiveOnlyByItsInput) {
+TEST_F(Vst3BlockTest, APluginWithoutAProcessorIsActiveOnlyByItsInput) {
     component.hide(Vst::IAudioProcessor::iid);
     component.tail = 0xFFFFFFFF;
     controller.addParameter(5);
@@ -71,7 +71,7 @@ TEST_F(Vst3Block, APluginWithoutAProcessorIsActiveOnlyByItsInput) {
     EXPECT_THAT(controller.changes, IsEmpty());
 }
 
-TEST_F(Vst3Block, WithoutAnAudioBlockNothingIsRenderedAndThereIsNoTail) {
+TEST_F(Vst3BlockTest, WithoutAnAudioBlockNothingIsRenderedAndThereIsNoTail) {
     addStereo();
     component.tail = 0xFFFFFFFF;
     create();
@@ -81,7 +81,7 @@ TEST_F(Vst3Block, WithoutAnAudioBlockNothingIsRenderedAndThereIsNoTail) {
     EXPECT_THAT(component.blocks, IsEmpty());
 }
 
-TEST_F(Vst3Block, TheSampleSizeIsAskedInEveryBlockAndARefusalLeavesTheOutputAsItIs) {
+TEST_F(Vst3BlockTest, TheSampleSizeIsAskedInEveryBlockAndARefusalLeavesTheOutputAsItIs) {
     addStereo();
     component.tail = 100;
     controller.addParameter(5);
@@ -103,7 +103,7 @@ TEST_F(Vst3Block, TheSampleSizeIsAskedInEveryBlockAndARefusalLeavesTheOutputAsIt
     EXPECT_EQ(component.sampleSizesAsked, std::vector<int32_t>(5, Vst::kSample32));
 }
 
-TEST_F(Vst3Block, WhatProcessAnswersIsNotLookedAt) {
+TEST_F(Vst3BlockTest, WhatProcessAnswersIsNotLookedAt) {
     addStereo();
     startProcessing();
     component.processAnswer = kResultFalse;
@@ -115,7 +115,7 @@ TEST_F(Vst3Block, WhatProcessAnswersIsNotLookedAt) {
 
 // Parameters.
 
-TEST_F(Vst3Block, ChangesReachTheirQueuesByIdAndTheControllerInOrder) {
+TEST_F(Vst3BlockTest, ChangesReachTheirQueuesByIdAndTheControllerInOrder) {
     controller.addParameter(900);
     controller.addParameter(5);
     startProcessing();
@@ -127,7 +127,7 @@ TEST_F(Vst3Block, ChangesReachTheirQueuesByIdAndTheControllerInOrder) {
     EXPECT_EQ(controller.changes, (Changes{{5, 0.25}, {900, 0.5}, {5, 0.75}}));
 }
 
-TEST_F(Vst3Block, AValueReachesThePluginAsTheFloatItIs) {
+TEST_F(Vst3BlockTest, AValueReachesThePluginAsTheFloatItIs) {
     controller.addParameter(5);
     startProcessing();
     addChange(0, 0.1F);
@@ -135,7 +135,7 @@ TEST_F(Vst3Block, AValueReachesThePluginAsTheFloatItIs) {
     EXPECT_EQ(controller.changes, (Changes{{5, double{0.1F}}}));
 }
 
-TEST_F(Vst3Block, Of129ChangesOfOneParameter128ReachTheQueueAndAllReachTheController) {
+TEST_F(Vst3BlockTest, Of129ChangesOfOneParameter128ReachTheQueueAndAllReachTheController) {
     controller.addParameter(5);
     startProcessing();
     for (int32_t i = 0; i < 129; ++i)
@@ -148,18 +148,18 @@ TEST_F(Vst3Block, Of129ChangesOfOneParameter128ReachTheQueueAndAllReachTheContro
     EXPECT_EQ(controller.changes[128], (RecordingController::Change{5, 0.5}));
 }
 
-TEST_F(Vst3Block, AParameterWhoseRecordCannotBeReadHasNoQueueButItsDisplayIsMarked) {
+TEST_F(Vst3BlockTest, AParameterWhoseRecordCannotBeReadHasNoQueueButItsDisplayIsMarked) {
     controller.addParameter(5);
     startProcessing();
     controller.parameterAnswer = kResultFalse;
-    context->parameterFlags[0] = parameterWatched;
+    context->getRegions().parameterFlags[0] = parameterWatched;
     addChange(0, 0.5F);
     EXPECT_THAT(process().changes, IsEmpty());
     EXPECT_THAT(controller.changes, IsEmpty());
-    EXPECT_EQ(context->parameterFlags[0], parameterWatched | parameterDisplayDirty);
+    EXPECT_EQ(context->getRegions().parameterFlags[0], parameterWatched | parameterDisplayDirty);
 }
 
-TEST_F(Vst3Block, AChangeOfAParameterThatDoesNotExistIsDropped) {
+TEST_F(Vst3BlockTest, AChangeOfAParameterThatDoesNotExistIsDropped) {
     controller.addParameter(5);
     startProcessing();
     addChange(1, 0.5F);
@@ -168,7 +168,7 @@ TEST_F(Vst3Block, AChangeOfAParameterThatDoesNotExistIsDropped) {
     EXPECT_THAT(controller.changes, IsEmpty());
 }
 
-TEST_F(Vst3Block, WithoutAControllerChangesAreDroppedAndTheBlockIsRendered) {
+TEST_F(Vst3BlockTest, WithoutAControllerChangesAreDroppedAndTheBlockIsRendered) {
     component.controllerClass = FUID();
     addStereo();
     startProcessing();
@@ -176,7 +176,7 @@ TEST_F(Vst3Block, WithoutAControllerChangesAreDroppedAndTheBlockIsRendered) {
     EXPECT_THAT(process().changes, IsEmpty());
 }
 
-TEST_F(Vst3Block, AChangeOfTheParameterInEditReachesTheQueueAndNotTheController) {
+TEST_F(Vst3BlockTest, AChangeOfTheParameterInEditReachesTheQueueAndNotTheController) {
     controller.addParameter(5);
     controller.addParameter(6);
     startProcessing();
@@ -187,31 +187,31 @@ TEST_F(Vst3Block, AChangeOfTheParameterInEditReachesTheQueueAndNotTheController)
     EXPECT_EQ(controller.changes, (Changes{{6, 0.75}}));
 }
 
-TEST_F(Vst3Block, CountsOutsideOfTheListAreHeldAtIt) {
+TEST_F(Vst3BlockTest, CountsOutsideOfTheListAreHeldAtIt) {
     controller.addParameter(5);
     startProcessing();
-    *context->parameterChangeCount = -1;
+    *context->getRegions().parameterChangeCount = -1;
     EXPECT_THAT(process().changes, IsEmpty());
-    *context->parameterChangeCount = INT32_MAX;
+    *context->getRegions().parameterChangeCount = INT32_MAX;
     EXPECT_THAT(process().changes[0].points, SizeIs(128));
     EXPECT_THAT(controller.changes, SizeIs(4096));
 }
 
-TEST_F(Vst3Block, NoChangeOutlivesItsBlock) {
+TEST_F(Vst3BlockTest, NoChangeOutlivesItsBlock) {
     controller.addParameter(5);
     addNoteInput();
     startProcessing();
     addChange(0, 0.5F);
     context->addNote(0, 0x90, 60, 100);
     EXPECT_THAT(process().changes, SizeIs(1));
-    *context->parameterChangeCount = 0;
-    *context->inputEventCount = 0;
+    *context->getRegions().parameterChangeCount = 0;
+    *context->getRegions().inputEventCount = 0;
     const RecordedBlock& second = process();
     EXPECT_THAT(second.changes, IsEmpty());
     EXPECT_THAT(*second.inputEvents, IsEmpty());
 }
 
-TEST_F(Vst3Block, WhatAPluginChangesByItselfGoesNowhereAndStaysInItsList) {
+TEST_F(Vst3BlockTest, WhatAPluginChangesByItselfGoesNowhereAndStaysInItsList) {
     controller.addParameter(5);
     startProcessing();
     announce();
@@ -228,7 +228,7 @@ TEST_F(Vst3Block, WhatAPluginChangesByItselfGoesNowhereAndStaysInItsList) {
 
 // Buses.
 
-TEST_F(Vst3Block, BusesTakeTheirChannelsInOrder) {
+TEST_F(Vst3BlockTest, BusesTakeTheirChannelsInOrder) {
     component.addBus(Vst::kAudio, Vst::kInput, 2);
     component.addBus(Vst::kAudio, Vst::kInput, 1, Vst::kAux);
     component.addBus(Vst::kAudio, Vst::kOutput, 1);
@@ -244,7 +244,7 @@ TEST_F(Vst3Block, BusesTakeTheirChannelsInOrder) {
     EXPECT_EQ(out[3], context->outputChannel(3));
 }
 
-TEST_F(Vst3Block, WhatAPluginRendersIsInTheAudioBlock) {
+TEST_F(Vst3BlockTest, WhatAPluginRendersIsInTheAudioBlock) {
     addStereo();
     startProcessing();
     std::fill_n(context->inputChannel(1), blockSize, 0.25F);
@@ -258,7 +258,7 @@ TEST_F(Vst3Block, WhatAPluginRendersIsInTheAudioBlock) {
     EXPECT_TRUE(context->areGuardsIntact());
 }
 
-TEST_F(Vst3Block, A65thBusIsNotPassedAndItsChannelsStillCount) {
+TEST_F(Vst3BlockTest, A65thBusIsNotPassedAndItsChannelsStillCount) {
     for (int32_t i = 0; i < 65; ++i) {
         component.addBus(Vst::kAudio, Vst::kInput, 2);
         component.addBus(Vst::kAudio, Vst::kOutput, 1);
@@ -273,7 +273,7 @@ TEST_F(Vst3Block, A65thBusIsNotPassedAndItsChannelsStillCount) {
     EXPECT_EQ(block.outputs[63], (RecordedBus{1, 0, instance->audio.getOutputChannels() + 63}));
 }
 
-TEST_F(Vst3Block, InputsAreSilentWithoutInputAndOutputsNever) {
+TEST_F(Vst3BlockTest, InputsAreSilentWithoutInputAndOutputsNever) {
     for (const int32_t channels : {1, 2, 63, 64, 65, 0}) {
         component.addBus(Vst::kAudio, Vst::kInput, channels);
         component.addBus(Vst::kAudio, Vst::kOutput, channels);
@@ -289,7 +289,7 @@ TEST_F(Vst3Block, InputsAreSilentWithoutInputAndOutputsNever) {
         EXPECT_EQ(bus.silenceFlags, 0u);
 }
 
-TEST_F(Vst3Block, ChannelsThatAPluginHasGrownSinceAreCutAtTheInstances) {
+TEST_F(Vst3BlockTest, ChannelsThatAPluginHasGrownSinceAreCutAtTheInstances) {
     addStereo();
     component.addBus(Vst::kAudio, Vst::kOutput, 2);
     startProcessing();
@@ -303,7 +303,7 @@ TEST_F(Vst3Block, ChannelsThatAPluginHasGrownSinceAreCutAtTheInstances) {
                 ElementsAre(RecordedBus{3, 0, out}, RecordedBus{1, 0, out + 3}, RecordedBus{0, 0, out + 4}));
 }
 
-TEST_F(Vst3Block, ABusThatCannotBeReadThrowsAndTheNextBlockStartsAfresh) {
+TEST_F(Vst3BlockTest, ABusThatCannotBeReadThrowsAndTheNextBlockStartsAfresh) {
     addStereo();
     addNoteInput();
     controller.addParameter(5);
@@ -323,8 +323,8 @@ TEST_F(Vst3Block, ABusThatCannotBeReadThrowsAndTheNextBlockStartsAfresh) {
     }
     EXPECT_THAT(component.blocks, IsEmpty());
     component.onGetBusInfo = nullptr;
-    *context->parameterChangeCount = 0;
-    *context->inputEventCount = 0;
+    *context->getRegions().parameterChangeCount = 0;
+    *context->getRegions().inputEventCount = 0;
     const RecordedBlock& block = process();
     EXPECT_THAT(block.changes, IsEmpty());
     EXPECT_THAT(*block.inputEvents, IsEmpty());
@@ -332,7 +332,7 @@ TEST_F(Vst3Block, ABusThatCannotBeReadThrowsAndTheNextBlockStartsAfresh) {
 
 // Calls back from the audio thread.
 
-TEST_F(Vst3Block, APluginMayReportEditsAndChangesFromItsBlock) {
+TEST_F(Vst3BlockTest, APluginMayReportEditsAndChangesFromItsBlock) {
     controller.addParameter(900);
     controller.addParameter(5);
     startProcessing();

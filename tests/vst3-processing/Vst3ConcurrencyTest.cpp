@@ -87,14 +87,14 @@ public:
         component.handler = controller.handler;
         context = new LocalAudioContext(blockSize, 0, 0, parameters);
         instance->setAudioContext(context);
-        std::fill_n(context->parameterFlags, parameters, parameterWatched);
+        std::fill_n(context->getRegions().parameterFlags, parameters, parameterWatched);
         instance->startProcessing();
     }
     ~Player() { instance->terminate(); }
 
     void render() {
-        *context->parameterChangeCount = 0;
-        *context->inputEventCount = 0;
+        *context->getRegions().parameterChangeCount = 0;
+        *context->getRegions().inputEventCount = 0;
         for (int32_t i = 0; i < parameters; ++i)
             context->addParameterChange(i, static_cast<float>(component.value));
         context->addNote(0, 0x90, 60, 100);

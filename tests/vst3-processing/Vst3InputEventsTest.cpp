@@ -47,7 +47,7 @@ protected:
         return block.changes;
     }
 
-    void clear() { *context->inputEventCount = 0; }
+    void clear() { *context->getRegions().inputEventCount = 0; }
 
 private:
     Vst::Event onlyEvent() {
@@ -80,9 +80,9 @@ TEST_F(Vst3InputEvents, ListsArePassedOnlyForTheDirectionsThatHaveNoteBuses) {
 TEST_F(Vst3InputEvents, EventsStayInOrderAndCarryTheirPlaces) {
     startProcessing();
     context->addNote(40, 0x90, 60, 100);
-    context->inputEvents[0].position = 1.75;
+    context->getRegions().inputEvents[0].position = 1.75;
     context->addNote(3, 0x80, 60, 0);
-    context->inputEvents[1].position = -2.5;
+    context->getRegions().inputEvents[1].position = -2.5;
     const std::vector<Vst::Event> events = *process().inputEvents;
     ASSERT_THAT(events, SizeIs(2));
     EXPECT_EQ(events[0].sampleOffset, 40);
@@ -93,11 +93,11 @@ TEST_F(Vst3InputEvents, EventsStayInOrderAndCarryTheirPlaces) {
 
 TEST_F(Vst3InputEvents, CountsOutsideOfTheListAreHeldAtIt) {
     startProcessing();
-    *context->inputEventCount = -1;
+    *context->getRegions().inputEventCount = -1;
     EXPECT_THAT(*process().inputEvents, IsEmpty());
     for (int32_t i = 0; i < 256; ++i)
-        context->inputEvents[i].midi[0] = 0x90;
-    *context->inputEventCount = INT32_MAX;
+        context->getRegions().inputEvents[i].midi[0] = 0x90;
+    *context->getRegions().inputEventCount = INT32_MAX;
     EXPECT_THAT(*process().inputEvents, SizeIs(256));
 }
 
@@ -180,7 +180,7 @@ TEST_F(Vst3InputEvents, RecordsOfAnUnknownKindAreDropped) {
     for (const int16_t kind : std::vector<int16_t>{3, -1, 256}) {
         clear();
         context->addNote(0, 0x90, 60, 100);
-        context->inputEvents[0].kind = static_cast<EventKind>(kind);
+        context->getRegions().inputEvents[0].kind = static_cast<EventKind>(kind);
         EXPECT_THAT(*process().inputEvents, IsEmpty()) << kind;
     }
 }
@@ -244,11 +244,11 @@ TEST_F(Vst3InputEvents, TheControllerAndTheClientDoNotHearOfAControllersValue) {
     controller.mapping[{0, 7}] = 900;
     startProcessing();
     announce();
-    context->parameterFlags[0] = parameterWatched;
+    context->getRegions().parameterFlags[0] = parameterWatched;
     EXPECT_THAT(changesOf(0xB0, 7, 127), SizeIs(1));
     EXPECT_THAT(controller.changes, IsEmpty());
     EXPECT_THAT(handler->notifications, IsEmpty());
-    EXPECT_EQ(context->parameterFlags[0], parameterWatched);
+    EXPECT_EQ(context->getRegions().parameterFlags[0], parameterWatched);
 }
 
 TEST_F(Vst3InputEvents, AControllerThatIsNotAssignedIsDropped) {
@@ -303,7 +303,7 @@ TEST_F(Vst3InputEvents, SystemExclusiveBytesLieInTheAudioBlockItself) {
         EXPECT_EQ(event.type, Vst::Event::kDataEvent);
         EXPECT_EQ(event.sampleOffset, static_cast<int32_t>(5 + i));
         EXPECT_EQ(event.data.type, 0u);
-        EXPECT_EQ(event.data.bytes, context->inputEvents[i].systemExclusive);
+        EXPECT_EQ(event.data.bytes, context->getRegions().inputEvents[i].systemExclusive);
     }
     EXPECT_THAT(block.systemExclusive, ElementsAre("\xF0\x43\x12\xF7", std::string(16, '\xAB'), ""));
 }
@@ -311,7 +311,7 @@ TEST_F(Vst3InputEvents, SystemExclusiveBytesLieInTheAudioBlockItself) {
 TEST_F(Vst3InputEvents, AMessageIsNeverLongerThanItsRecordHolds) {
     startProcessing();
     context->addSystemExclusive(0, std::vector<uint8_t>(16, 0xAB));
-    context->inputEvents[0].systemExclusiveSize = 255;
+    context->getRegions().inputEvents[0].systemExclusiveSize = 255;
     EXPECT_EQ(process().inputEvents->at(0).data.size, 16u);
 }
 

@@ -36,14 +36,14 @@ protected:
 
     /// Renders a block into records of 0xEE.
     void render() {
-        std::memset(context->outputEvents, 0xEE, sizeof(EventRecord) * 256);
-        *context->outputEventCount = 0;
+        std::memset(context->getRegions().outputEvents, 0xEE, sizeof(EventRecord) * 256);
+        *context->getRegions().outputEventCount = 0;
         instance->process(blockSize, true, true);
     }
 
     Bytes recordAt(int32_t index) {
         Bytes bytes(sizeof(EventRecord));
-        std::memcpy(bytes.data(), context->outputEvents + index, bytes.size());
+        std::memcpy(bytes.data(), context->getRegions().outputEvents + index, bytes.size());
         return bytes;
     }
 
@@ -62,8 +62,8 @@ protected:
 
     std::vector<uint16_t> offsets() const {
         std::vector<uint16_t> all;
-        for (int32_t i = 0; i < *context->outputEventCount; ++i)
-            all.push_back(uint16_t{context->outputEvents[i].sampleOffset}); // Unaligned.
+        for (int32_t i = 0; i < *context->getRegions().outputEventCount; ++i)
+            all.push_back(uint16_t{context->getRegions().outputEvents[i].sampleOffset}); // Unaligned.
         return all;
     }
 
@@ -78,7 +78,7 @@ TEST_F(Vst3OutputEvents, NotesAndPressureComeOutWithoutTheirChannelAndTheirScale
     addEvent(Vst::Event::kPolyPressureEvent, 9).polyPressure = {3, 62, 32.0F, 99};
     startProcessing();
     render();
-    EXPECT_EQ(*context->outputEventCount, 3);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 3);
     EXPECT_EQ(recordAt(0), record(7, 0x90, 60, 100));
     EXPECT_EQ(recordAt(1), record(8, 0x80, 61, 64));
     EXPECT_EQ(recordAt(2), record(9, 0xA0, 62, 32));
@@ -92,8 +92,8 @@ TEST_F(Vst3OutputEvents, AVelocityIsTruncatedAndNotScaled) {
     startProcessing();
     render();
     Bytes velocities;
-    for (int32_t i = 0; i < *context->outputEventCount; ++i)
-        velocities.push_back(context->outputEvents[i].midi[2]);
+    for (int32_t i = 0; i < *context->getRegions().outputEventCount; ++i)
+        velocities.push_back(context->getRegions().outputEvents[i].midi[2]);
     EXPECT_EQ(velocities, (Bytes{0, 0, 0, 1, 1}));
 }
 
@@ -109,7 +109,7 @@ TEST_F(Vst3OutputEvents, OtherEventsAreSkippedWithoutARecord) {
     addNoteOn(61, 1);
     startProcessing();
     render();
-    EXPECT_EQ(*context->outputEventCount, 2);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 2);
     EXPECT_EQ(recordAt(0), record(0, 0x90, 60, 1));
     EXPECT_EQ(recordAt(1), record(0, 0x90, 61, 1));
     EXPECT_EQ(recordAt(2), Bytes(29, 0xEE));
@@ -128,7 +128,7 @@ TEST_F(Vst3OutputEvents, AFullListEndsTheWalkAndTheRestIsLost) {
         addNoteOn(static_cast<int16_t>(i % 128), 1);
     startProcessing();
     render();
-    EXPECT_EQ(*context->outputEventCount, 256);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 256);
     EXPECT_EQ(recordAt(255), record(0, 0x90, 127, 1));
     EXPECT_TRUE(context->areGuardsIntact());
 }
@@ -139,22 +139,23 @@ TEST_F(Vst3OutputEvents, EventsThatAreSkippedTakeNoPlaceInAFullList) {
     addNoteOn(60, 1);
     startProcessing();
     render();
-    EXPECT_EQ(*context->outputEventCount, 1);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 1);
 }
 
 TEST_F(Vst3OutputEvents, TheCountIsRaisedFromWhereItStands) {
     addNoteOn(60, 1);
     startProcessing();
-    *context->outputEventCount = 3;
+    *context->getRegions().outputEventCount = 3;
     instance->process(blockSize, true, true);
-    EXPECT_EQ(*context->outputEventCount, 4);
-    EXPECT_EQ(context->outputEvents[3].midi[1], 60);
-    *context->outputEventCount = 256;
+    EXPECT_EQ(*context->getRegions().outputEventCount, 4);
+    EXPECT_EQ(context->getRegions().outputEvents[3].midi[1], 60);
+    *context->getRegions().outputEventCount = 256;
     instance->process(blockSize, true, true);
-    EXPECT_EQ(*context->outputEventCount, 256);
-    *context->outputEventCount = -1;
+    EXPECT_EQ(*context->getRegions().outputEventCount, 256);
+    *context->getRegions().outputEventCount = -1;
     instance->process(blockSize, true, true);
-    EXPECT_EQ(*context->outputEventCount, -1) << "a count from outside never leads out of the list";
+    EXPECT_EQ(*context->getRegions().outputEventCount, -1)
+        << "a count from outside never leads out of the list";
     EXPECT_TRUE(context->areGuardsIntact());
 }
 
@@ -163,9 +164,9 @@ TEST_F(Vst3OutputEvents, NothingComesOutOfABlockThatIsNotRendered) {
     startProcessing();
     instance->stopProcessing();
     render();
-    EXPECT_EQ(*context->outputEventCount, 0);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 0);
     instance->startProcessing();
     render();
     render();
-    EXPECT_EQ(*context->outputEventCount, 1) << "each block's list starts empty";
+    EXPECT_EQ(*context->getRegions().outputEventCount, 1) << "each block's list starts empty";
 }

@@ -9,13 +9,13 @@ protected:
     Vst3ProcessContext() {
         addStereo();
         startProcessing();
-        context->transport->tempo = 120;
+        context->getTransport().tempo = 120;
     }
 
     const Vst::ProcessContext& read() { return process().context; }
 
     uint32_t stateFor(uint32_t flags) {
-        context->transport->flags = flags;
+        context->getTransport().flags = flags;
         return read().state;
     }
 };
@@ -23,7 +23,7 @@ protected:
 } // namespace
 
 TEST_F(Vst3ProcessContext, EveryFieldComesFromItsPlace) {
-    TransportBlock& transport = *context->transport;
+    TransportBlock& transport = context->getTransport();
     transport.sampleRate = 96000;
     transport.tempo = 133.5;
     transport.position = 17.25;
@@ -68,30 +68,30 @@ TEST_F(Vst3ProcessContext, EachFlagSetsItsBitsOfTheState) {
 }
 
 TEST_F(Vst3ProcessContext, TheLoopIsToldOnlyWhileItIsOn) {
-    context->transport->loopStart = 4;
-    context->transport->loopEnd = 8;
+    context->getTransport().loopStart = 4;
+    context->getTransport().loopEnd = 8;
     EXPECT_EQ(read().cycleStartMusic, 0);
     EXPECT_EQ(read().cycleEndMusic, 0);
-    context->transport->flags = transportLoopOn;
+    context->getTransport().flags = transportLoopOn;
     EXPECT_EQ(read().cycleStartMusic, 4);
     EXPECT_EQ(read().cycleEndMusic, 8);
 }
 
 TEST_F(Vst3ProcessContext, ATempoBelowOneIsReplacedAndNotValid) {
-    context->transport->tempo = 0.5;
+    context->getTransport().tempo = 0.5;
     EXPECT_EQ(read().tempo, 110.0);
     EXPECT_EQ(read().state, 0x2200u);
     for (const double tempo : {0.0, -120.0, 0.9999}) {
-        context->transport->tempo = tempo;
+        context->getTransport().tempo = tempo;
         EXPECT_EQ(read().tempo, 110.0) << tempo;
         EXPECT_EQ(read().state, 0x2200u) << tempo;
     }
-    context->transport->tempo = 1.0;
+    context->getTransport().tempo = 1.0;
     EXPECT_EQ(read().tempo, 1.0);
     EXPECT_EQ(read().state, 0x2600u);
 }
 
 TEST_F(Vst3ProcessContext, ASystemTimeIsTruncatedTowardsZero) {
-    context->transport->systemTime = -1.75;
+    context->getTransport().systemTime = -1.75;
     EXPECT_EQ(read().systemTime, -1);
 }

@@ -23,14 +23,14 @@ protected:
         controller.mapping[{0, 7}] = 1000;
         controller.addNoteExpression(Vst::kVolumeTypeID, 0, 0.5, 1);
         startProcessing();
-        std::fill_n(context->parameterFlags, parameters, parameterWatched);
+        std::fill_n(context->getRegions().parameterFlags, parameters, parameterWatched);
         component.isQuiet = controller.isQuiet = true;
         component.onProcess = [this](Vst::ProcessData& data) { countWork(data); };
     }
 
     /// A quarter of each kind; every other controller has a parameter.
     void fillEvents(int32_t count) {
-        *context->inputEventCount = 0;
+        *context->getRegions().inputEventCount = 0;
         for (int32_t i = 0; i < count; i += 4) {
             context->addNote(i % blockSize, 0x90, 60, 100);
             context->addSystemExclusive(i % blockSize, {0xF0, 0xF7});
@@ -40,7 +40,7 @@ protected:
     }
 
     void fillChanges(int32_t count) {
-        *context->parameterChangeCount = 0;
+        *context->getRegions().parameterChangeCount = 0;
         for (int32_t i = 0; i < count; ++i)
             context->addParameterChange(i % parameters, 0.5F);
     }
@@ -49,7 +49,7 @@ protected:
         blocksSeen = eventsSeen = pointsSeen = queuesSeen = 0;
         countedCalls = {};
         for (int32_t i = 0; i < blocks; ++i) {
-            *context->outputEventCount = 0;
+            *context->getRegions().outputEventCount = 0;
             instance->process(blockSize, i % 2 == 0, i % 3 == 0);
         }
         counted = countedCalls;
@@ -97,7 +97,7 @@ TEST_F(Vst3RealTime, ASteadyStreamOfFullBlocksAllocatesNothingAndLocksNothing) {
     EXPECT_EQ(eventsSeen, 100 * 192);
     EXPECT_EQ(queuesSeen, 100 * 64);
     EXPECT_EQ(pointsSeen, 100 * (1024 + 32));
-    EXPECT_EQ(*context->outputEventCount, 64);
+    EXPECT_EQ(*context->getRegions().outputEventCount, 64);
     EXPECT_EQ(counted.allocations, 0);
     EXPECT_EQ(counted.locks, 0);
 }
@@ -125,7 +125,7 @@ TEST_F(Vst3RealTime, OnlyGrowthAllocates) {
 }
 
 TEST_F(Vst3RealTime, AFullQueueOf128PointsAllocatesNothing) {
-    *context->parameterChangeCount = 0;
+    *context->getRegions().parameterChangeCount = 0;
     for (int32_t i = 0; i < 1000; ++i)
         context->addParameterChange(0, 0.5F);
     countBlocks(2);

@@ -8,7 +8,7 @@ using testing::IsEmpty;
 
 namespace {
 
-class Vst3Buses : public Vst3Test {
+class Vst3BusesTest : public Vst3Test {
 protected:
     static constexpr const char* failure =
         "\"Vst3PluginInstance::getBus(...)\" returned error code: 1 (kResultFalse)\n in "
@@ -24,7 +24,7 @@ protected:
 
 } // namespace
 
-TEST_F(Vst3Buses, ChannelsAreCountedOnFromBusToBus) {
+TEST_F(Vst3BusesTest, ChannelsAreCountedOnFromBusToBus) {
     const std::vector<Ref<PluginAudioBus>> inputs = instance->getInputBuses();
     ASSERT_EQ(inputs.size(), 2U);
     EXPECT_EQ(inputs[0]->name, "Input");
@@ -34,7 +34,7 @@ TEST_F(Vst3Buses, ChannelsAreCountedOnFromBusToBus) {
     EXPECT_EQ(instance->getInputChannelCount(), 3);
 }
 
-TEST_F(Vst3Buses, EachDirectionStartsAnew) {
+TEST_F(Vst3BusesTest, EachDirectionStartsAnew) {
     const std::vector<Ref<PluginAudioBus>> outputs = instance->getOutputBuses();
     ASSERT_EQ(outputs.size(), 1U);
     EXPECT_EQ(outputs[0]->name, "Output");
@@ -42,7 +42,7 @@ TEST_F(Vst3Buses, EachDirectionStartsAnew) {
     EXPECT_EQ(instance->getOutputChannelCount(), 2);
 }
 
-TEST_F(Vst3Buses, ABusWithoutChannelsIsABus) {
+TEST_F(Vst3BusesTest, ABusWithoutChannelsIsABus) {
     const Ref<Vst3PluginInstance> many = create("buses-of-every-arrangement");
     const std::vector<Ref<PluginAudioBus>> inputs = many->getInputBuses();
     ASSERT_EQ(inputs.size(), 21U);
@@ -53,7 +53,7 @@ TEST_F(Vst3Buses, ABusWithoutChannelsIsABus) {
     EXPECT_EQ(many->getOutputChannelCount(), 6);
 }
 
-TEST_F(Vst3Buses, ABusThatIsNotKnownFailsTheList) {
+TEST_F(Vst3BusesTest, ABusThatIsNotKnownFailsTheList) {
     record->answers["component getBusInfo audio input 1"] = kResultFalse;
     EXPECT_THAT(failureOf([&] { instance->getInputBuses(); }), testing::StartsWith(failure));
     EXPECT_EQ(instance->getOutputBuses().size(), 1U);
@@ -61,14 +61,14 @@ TEST_F(Vst3Buses, ABusThatIsNotKnownFailsTheList) {
     EXPECT_THAT(failureOf([&] { instance->getOutputBuses(); }), testing::StartsWith(failure));
 }
 
-TEST_F(Vst3Buses, ABusThatIsNotKnownAddsNoChannels) {
+TEST_F(Vst3BusesTest, ABusThatIsNotKnownAddsNoChannels) {
     record->answers["component getBusInfo audio input 0"] = kResultFalse;
     EXPECT_EQ(instance->getInputChannelCount(), 1);
     record->answers["component getBusInfo audio input 1"] = kResultFalse;
     EXPECT_EQ(instance->getInputChannelCount(), 0);
 }
 
-TEST_F(Vst3Buses, APluginHasWhatItHasBusesFor) {
+TEST_F(Vst3BusesTest, APluginHasWhatItHasBusesFor) {
     EXPECT_TRUE(instance->hasAudioInput());
     EXPECT_TRUE(instance->hasAudioOutput());
     EXPECT_TRUE(instance->hasNoteInput());
@@ -85,27 +85,27 @@ TEST_F(Vst3Buses, APluginHasWhatItHasBusesFor) {
     EXPECT_FALSE(effect->hasNoteOutput());
 }
 
-TEST_F(Vst3Buses, NoPluginTakesSysexOrMpe) {
+TEST_F(Vst3BusesTest, NoPluginTakesSysexOrMpe) {
     EXPECT_FALSE(instance->hasSysexInput());
     EXPECT_FALSE(instance->supportsMpe());
 }
 
-TEST_F(Vst3Buses, TheLatencyIsThatOfTheProcessor) {
+TEST_F(Vst3BusesTest, TheLatencyIsThatOfTheProcessor) {
     EXPECT_EQ(instance->getLatency(), 0);
     EXPECT_EQ(latencyOf(512), 512);
     EXPECT_EQ(latencyOf(0xFFFFFF), 0xFFFFFF);
 }
 
-TEST_F(Vst3Buses, TheLatencyLosesPrecisionAsAFloatDoes) {
+TEST_F(Vst3BusesTest, TheLatencyLosesPrecisionAsAFloatDoes) {
     EXPECT_EQ(latencyOf(0x1000001), 0x1000000);
     EXPECT_EQ(latencyOf(0x1000003), 0x1000004);
 }
 
-TEST_F(Vst3Buses, ALatencyIsNeverNegative) {
+TEST_F(Vst3BusesTest, ALatencyIsNeverNegative) {
     EXPECT_EQ(latencyOf(-1), 0);
 }
 
-TEST_F(Vst3Buses, ANoteExpressionThatTheClientSendsIsAControllerMapping) {
+TEST_F(Vst3BusesTest, ANoteExpressionThatTheClientSendsIsAControllerMapping) {
     const Ref<Vst3Plugin> plugin = getPlugin(testModule("expresses-notes"));
     const auto maps = [&](const char* name) {
         for (const auto& [identifier, info] : plugin->classInfos) {
@@ -126,7 +126,7 @@ TEST_F(Vst3Buses, ANoteExpressionThatTheClientSendsIsAControllerMapping) {
     EXPECT_FALSE(instance->hasMidiControllerMapping()) << "a controller without note expressions";
 }
 
-TEST_F(Vst3Buses, NoteExpressionsAreThoseOfTheirBusAndChannel) {
+TEST_F(Vst3BusesTest, NoteExpressionsAreThoseOfTheirBusAndChannel) {
     const Ref<Vst3PluginInstance> volume =
         create(getPlugin(testModule("expresses-notes")), "00000000000000000000000100000000");
     EXPECT_TRUE(volume->hasNoteExpression(0, 0, Vst::kVolumeTypeID));

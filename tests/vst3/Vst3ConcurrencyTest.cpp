@@ -58,7 +58,7 @@ protected:
         Ref<LocalAudioContext> context(new LocalAudioContext(
             blockSize, instance->getInputChannelCount(), instance->getOutputChannelCount(), parameterCount));
         for (int32_t i = 0; i < parameterCount; ++i)
-            context->parameterFlags[i] = 1;
+            context->getRegions().parameterFlags[i] = 1;
         instance->setAudioContext(context);
         instance->handler = handler.get();
         host->instances.insert(id, Ref<PluginInstance>(instance.get()));
@@ -72,8 +72,8 @@ protected:
             mine[i].instance->startProcessing();
         for (int32_t round = 0; round < rounds; ++round) {
             Player& player = mine[round % instancesOfAWorker];
-            *player.context->parameterChangeCount = 0;
-            *player.context->inputEventCount = 0;
+            *player.context->getRegions().parameterChangeCount = 0;
+            *player.context->getRegions().inputEventCount = 0;
             player.context->addParameterChange(1, static_cast<float>(round) / rounds);
             player.context->addNote(0, 0x90, 60, 100);
             player.instance->process(blockSize, round % 3 != 0, round % 2 == 0);

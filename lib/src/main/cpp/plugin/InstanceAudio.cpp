@@ -40,10 +40,11 @@ void InstanceAudio::connect(const PluginAudioContext& newContext, int32_t newSam
     blockSize = newBlockSize;
     freeChannels();
     inputChannelCount = newContext.inputChannelCount;
-    inputChannels = makeChannels(inputChannelCount, newContext.inputAudio, newContext.paddedBlockSize);
+    inputChannels = makeChannels(inputChannelCount, newContext.inputChannel(0), newContext.paddedBlockSize);
     outputChannelCount = newContext.outputChannelCount;
-    outputChannels = makeChannels(outputChannelCount, newContext.outputAudio, newContext.paddedBlockSize);
-    transport = newContext.transport;
+    outputChannels =
+        makeChannels(outputChannelCount, newContext.outputChannel(0), newContext.paddedBlockSize);
+    transport = newContext.getRegions().transport;
 }
 
 void InstanceAudio::freeChannels() {

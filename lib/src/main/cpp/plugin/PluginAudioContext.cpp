@@ -46,9 +46,9 @@ private:
     int64_t offset = 0;
 };
 
-RegionWalk walkRegions(PluginAudioContext& context, void* block) {
+RegionWalk walkRegions(const PluginAudioContext& context, AudioBlockRegions& regions, void* block) {
     RegionWalk walk(block);
-    auto* nextGuard = context.guards;
+    auto* nextGuard = regions.guards;
     const auto takeGuard = [&] { *nextGuard++ = walk.take<uint8_t>(PluginAudioContext::guardSize); };
     const auto audioSize = [&](int64_t channels) {
         // Limited, so that the bytes can be counted too: a block of so many samples is refused in any case.
@@ -56,22 +56,22 @@ RegionWalk walkRegions(PluginAudioContext& context, void* block) {
         return samples * static_cast<int64_t>(sizeof(float));
     };
     takeGuard();
-    context.transport = walk.take<TransportBlock>(sizeof(TransportBlock));
+    regions.transport = walk.take<TransportBlock>(sizeof(TransportBlock));
     takeGuard();
-    context.inputAudio = walk.take<float>(audioSize(context.inputChannelCount));
+    regions.inputAudio = walk.take<float>(audioSize(context.inputChannelCount));
     takeGuard();
-    context.outputAudio = walk.take<float>(audioSize(context.outputChannelCount));
+    regions.outputAudio = walk.take<float>(audioSize(context.outputChannelCount));
     takeGuard();
-    context.inputEventCount = walk.take<int32_t>(countSize);
-    context.inputEvents = walk.takeList<EventRecord>(context.inputEventCapacity, sizeof(EventRecord));
+    regions.inputEventCount = walk.take<int32_t>(countSize);
+    regions.inputEvents = walk.takeList<EventRecord>(regions.inputEventCapacity, sizeof(EventRecord));
     takeGuard();
-    context.outputEventCount = walk.take<int32_t>(countSize);
-    context.outputEvents = walk.takeList<EventRecord>(context.outputEventCapacity, sizeof(EventRecord));
+    regions.outputEventCount = walk.take<int32_t>(countSize);
+    regions.outputEvents = walk.takeList<EventRecord>(regions.outputEventCapacity, sizeof(EventRecord));
     takeGuard();
-    context.parameterChangeCount = walk.take<int32_t>(countSize);
-    context.parameterChanges = walk.takeList<ParameterChange>(context.parameterChangeCapacity, changeRoom);
+    regions.parameterChangeCount = walk.take<int32_t>(countSize);
+    regions.parameterChanges = walk.takeList<ParameterChange>(regions.parameterChangeCapacity, changeRoom);
     takeGuard();
-    context.parameterFlags = walk.take<uint8_t>(context.parameterCount);
+    regions.parameterFlags = walk.take<uint8_t>(context.parameterCount);
     takeGuard();
     return walk;
 }
@@ -101,12 +101,12 @@ void PluginAudioContext::drain() {
 }
 
 void PluginAudioContext::beginBlock() {
-    *inputEventCount = 0;
-    *parameterChangeCount = 0;
+    *regions.inputEventCount = 0;
+    *regions.parameterChangeCount = 0;
 }
 
 bool PluginAudioContext::addEvent(const EventRecord& event) {
-    return append(inputEvents, *inputEventCount, inputEventCapacity, event);
+    return append(regions.inputEvents, *regions.inputEventCount, regions.inputEventCapacity, event);
 }
 
 bool PluginAudioContext::addMidiEvent(uint16_t sampleOffset, uint8_t status, uint8_t data1, uint8_t data2) {
@@ -120,28 +120,28 @@ bool PluginAudioContext::addMidiEvent(uint16_t sampleOffset, uint8_t status, uin
 }
 
 bool PluginAudioContext::addParameterChange(uint16_t parameterIndex, float value, uint16_t sampleOffset) {
-    return append(parameterChanges, *parameterChangeCount, parameterChangeCapacity,
+    return append(regions.parameterChanges, *regions.parameterChangeCount, regions.parameterChangeCapacity,
                   {value, parameterIndex, sampleOffset});
 }
 
 void PluginAudioContext::layOut() {
-    const int64_t size = walkRegions(*this, nullptr).size();
+    const int64_t size = walkRegions(*this, regions, nullptr).size();
     if (size > largestInt32 || padBlockSize(blockSize) > largestInt32)
         throw IOException(concat("Audio block is too large for ", blockSize, " frames of ", inputChannelCount,
                                  " inputs and ", outputChannelCount, " outputs, and ", parameterCount,
                                  " parameters"));
-    memorySize = static_cast<int32_t>(size);
-    memory = allocate(memorySize);
-    walkRegions(*this, memory);
+    regions.memorySize = static_cast<int32_t>(size);
+    regions.memory = allocate(regions.memorySize);
+    walkRegions(*this, regions, regions.memory);
 }
 
 void PluginAudioContext::fillGuards() {
-    for (uint8_t* guard : guards)
+    for (uint8_t* guard : regions.guards)
         std::fill_n(guard, guardSize, guardByte);
 }
 
 bool PluginAudioContext::areGuardsIntact() const {
-    return std::all_of(std::begin(guards), std::end(guards), [](const uint8_t* guard) {
+    return std::all_of(std::begin(regions.guards), std::end(regions.guards), [](const uint8_t* guard) {
         return std::all_of(guard, guard + guardSize, [](uint8_t byte) { return byte == guardByte; });
     });
 }
@@ -152,13 +152,13 @@ bool PluginAudioContext::areGuardsIntact() const {
 bool PluginAudioContext::hasParameterFlag(int32_t index, ParameterFlag flag) const {
     if (index < 0 || index >= parameterCount)
         return false;
-    return (std::atomic_ref(parameterFlags[index]).load(std::memory_order_relaxed) & flag) != 0;
+    return (std::atomic_ref(regions.parameterFlags[index]).load(std::memory_order_relaxed) & flag) != 0;
 }
 
 void PluginAudioContext::setParameterFlag(int32_t index, ParameterFlag flag) {
     if (index < 0 || index >= parameterCount)
         return;
-    const std::atomic_ref flags(parameterFlags[index]);
+    const std::atomic_ref flags(regions.parameterFlags[index]);
     flags.store(static_cast<uint8_t>(flags.load(std::memory_order_relaxed) | flag),
                 std::memory_order_relaxed);
 }
@@ -166,7 +166,7 @@ void PluginAudioContext::setParameterFlag(int32_t index, ParameterFlag flag) {
 void PluginAudioContext::clearParameterFlag(int32_t index, ParameterFlag flag) {
     if (index < 0 || index >= parameterCount)
         return;
-    const std::atomic_ref flags(parameterFlags[index]);
+    const std::atomic_ref flags(regions.parameterFlags[index]);
     flags.store(static_cast<uint8_t>(flags.load(std::memory_order_relaxed) & ~flag),
                 std::memory_order_relaxed);
 }

@@ -7,7 +7,30 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
+
+/// Where the regions of an audio block are, once it is laid out, and how many records its lists hold.
+struct AudioBlockRegions {
+    static constexpr size_t guardCount = 8;
+
+    void* memory = nullptr;
+    int32_t memorySize = 0; // bytes
+    TransportBlock* transport = nullptr;
+    float* inputAudio = nullptr;
+    float* outputAudio = nullptr;
+    int32_t* inputEventCount = nullptr;
+    EventRecord* inputEvents = nullptr;
+    int32_t inputEventCapacity = 256;
+    int32_t* outputEventCount = nullptr;
+    EventRecord* outputEvents = nullptr;
+    int32_t outputEventCapacity = 256;
+    int32_t* parameterChangeCount = nullptr;
+    ParameterChange* parameterChanges = nullptr;
+    int32_t parameterChangeCapacity = 4096;
+    uint8_t* parameterFlags = nullptr;
+    uint8_t* guards[guardCount] = {};
+};
 
 /// The layout of an instance's audio block: input and output audio, events, parameter changes, transport and
 /// parameter flags in one piece of memory that client and host share. Both compute the same layout from the
@@ -38,7 +61,7 @@
 /// write without a lock. Nothing here allocates or locks once `layOut` has run.
 class PluginAudioContext : public Object {
 public:
-    static constexpr size_t guardCount = 8;
+    static constexpr size_t guardCount = AudioBlockRegions::guardCount;
     static constexpr size_t guardSize = 16;
     static constexpr uint8_t guardByte = 0xBB;
 
@@ -58,7 +81,7 @@ public:
     /// told before.
     void drain();
 
-    /// Computes the size, calls `allocate` and sets the pointers below. Throws `IOException` if the block
+    /// Computes the size, calls `allocate` and finds the regions. Throws `IOException` if the block
     /// would have more bytes than an int32 counts.
     void layOut();
 
@@ -67,16 +90,18 @@ public:
     bool areGuardsIntact() const;
 
     float* inputChannel(int32_t index) const {
-        return inputAudio + static_cast<ptrdiff_t>(index) * paddedBlockSize;
+        return regions.inputAudio + static_cast<ptrdiff_t>(index) * paddedBlockSize;
     }
     float* outputChannel(int32_t index) const {
-        return outputAudio + static_cast<ptrdiff_t>(index) * paddedBlockSize;
+        return regions.outputAudio + static_cast<ptrdiff_t>(index) * paddedBlockSize;
     }
 
     // What the client puts into a block and takes out of it, between two calls of `process`.
 
     /// Forgets the events and changes of the block before, which nobody else does: first in each block.
     void beginBlock();
+    /// Forgets what the plug-in has sent in the block before. `process` does so.
+    void forgetOutputEvents() { *regions.outputEventCount = 0; }
     /// The frames of a channel: `blockSize` of them, silent or what the block before left.
     std::span<float> getInput(int32_t channel) const {
         return {inputChannel(channel), static_cast<size_t>(blockSize)};
@@ -93,26 +118,35 @@ public:
     bool addParameterChange(uint16_t parameterIndex, float value, uint16_t sampleOffset = 0);
     /// What the plug-in has sent in the last block.
     std::span<const EventRecord> getOutputEvents() const {
-        return {outputEvents, readCount(*outputEventCount, outputEventCapacity)};
+        return {regions.outputEvents, readCount(*regions.outputEventCount, regions.outputEventCapacity)};
     }
-    TransportBlock& getTransport() const { return *transport; }
+    TransportBlock& getTransport() const { return *regions.transport; }
 
     // What the host reads of a block, and adds to it. The counts are the client's, so they are read once, and
     // held at what the block has room for.
 
+    /// The channels with their padding.
+    void silenceInput() const { silence(regions.inputAudio, inputChannelCount); }
+    void silenceOutput() const { silence(regions.outputAudio, outputChannelCount); }
+
     std::span<const EventRecord> getInputEvents() const {
-        return {inputEvents, readCount(*inputEventCount, inputEventCapacity)};
+        return {regions.inputEvents, readCount(*regions.inputEventCount, regions.inputEventCapacity)};
     }
     std::span<const ParameterChange> getParameterChanges() const {
-        return {parameterChanges, readCount(*parameterChangeCount, parameterChangeCapacity)};
+        return {regions.parameterChanges,
+                readCount(*regions.parameterChangeCount, regions.parameterChangeCapacity)};
+    }
+    /// As it stands in the block now: it is the client's.
+    int32_t readParameterChangeCount() const {
+        return std::atomic_ref(*regions.parameterChangeCount).load(std::memory_order_relaxed);
     }
     /// The record behind the last, whose content is of some block before; null if the block is full.
     EventRecord* appendOutputEvent() {
-        const int32_t index = *outputEventCount;
-        if (index < 0 || index >= outputEventCapacity)
+        const int32_t index = *regions.outputEventCount;
+        if (index < 0 || index >= regions.outputEventCapacity)
             return nullptr;
-        *outputEventCount = index + 1;
-        return &outputEvents[index];
+        *regions.outputEventCount = index + 1;
+        return &regions.outputEvents[index];
     }
 
     /// The flag byte of a parameter; any thread. Parameters outside of `parameterCount` have no flags: their
@@ -121,30 +155,28 @@ public:
     void setParameterFlag(int32_t index, ParameterFlag flag);
     void clearParameterFlag(int32_t index, ParameterFlag flag);
 
-    void* memory = nullptr;
-    int32_t memorySize = 0;
-    int32_t blockSize;
+    /// Where everything is. For what looks at the block as its memory; the operations above are the way to
+    /// what is in it.
+    const AudioBlockRegions& getRegions() const { return regions; }
+
+    /// In frames.
+    const int32_t blockSize;
     /// `blockSize` rounded up to a multiple of 4: the stride of a channel, in floats.
-    int32_t paddedBlockSize;
-    int32_t inputChannelCount;
-    float* inputAudio = nullptr;
-    int32_t outputChannelCount;
-    float* outputAudio = nullptr;
-    int32_t* inputEventCount = nullptr;
-    EventRecord* inputEvents = nullptr;
-    int32_t inputEventCapacity = 256;
-    int32_t* outputEventCount = nullptr;
-    EventRecord* outputEvents = nullptr;
-    int32_t outputEventCapacity = 256;
-    int32_t* parameterChangeCount = nullptr;
-    ParameterChange* parameterChanges = nullptr;
-    int32_t parameterChangeCapacity = 4096;
-    TransportBlock* transport = nullptr;
-    int32_t parameterCount;
-    uint8_t* parameterFlags = nullptr;
-    uint8_t* guards[guardCount] = {};
+    const int32_t paddedBlockSize;
+    const int32_t inputChannelCount;
+    const int32_t outputChannelCount;
+    const int32_t parameterCount;
+
+protected:
+    AudioBlockRegions regions;
 
 private:
+    void silence(float* channels, int32_t count) const {
+        if (count > 0)
+            std::memset(channels, 0,
+                        static_cast<size_t>(count) * static_cast<size_t>(paddedBlockSize) * sizeof(float));
+    }
+
     static size_t readCount(int32_t& count, int32_t capacity) {
         const int32_t read = std::atomic_ref(count).load(std::memory_order_relaxed);
         return static_cast<size_t>(std::clamp(read, 0, capacity));

@@ -7,10 +7,10 @@
 
 /// The parameters of a plug-in by their places in the controller's list. Nothing is cached: plug-ins change
 /// them as they like. Main thread and audio worker.
-class Vst3Parameters {
+class Vst3ParameterList {
 public:
     /// `controller` is the instance's, and may be null.
-    explicit Vst3Parameters(const IPtr<Vst::IEditController>& controller) : controller(controller) {}
+    explicit Vst3ParameterList(const IPtr<Vst::IEditController>& controller) : controller(controller) {}
 
     int32_t getCount() const;
     /// False without a controller, too.
