@@ -1,11 +1,11 @@
 #pragma once
 
 #include "plugin/CoreNames.h"
+#include "plugin/PluginAudioContext.h"
 
 #include <cstdint>
 
 class CreatePluginInstanceReply;
-class PluginAudioContext;
 class PluginHostAsyncReplyHandler;
 class PluginHostNotificationListener;
 class PluginHostReply;

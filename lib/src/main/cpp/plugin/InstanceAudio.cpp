@@ -26,14 +26,6 @@ InstanceAudio::~InstanceAudio() {
     freeChannels();
 }
 
-void InstanceAudio::markDisplayDirty(int32_t index) {
-    PluginAudioContext* current = context;
-    if (current != nullptr && current->hasParameterFlag(index, parameterWatched)) {
-        current->setParameterFlag(index, parameterDisplayDirty);
-        pendingDisplayUpdates.fetch_add(1, std::memory_order_relaxed);
-    }
-}
-
 void InstanceAudio::connect(const PluginAudioContext& newContext, int32_t newSampleRate,
                             int32_t newBlockSize) {
     sampleRate = newSampleRate;

@@ -37,7 +37,13 @@ public:
     bool isEditorOpen() const { return window != nullptr; }
     /// Has the client told of the parameter's display text at the next poll, if it watches it. Any thread;
     /// lock-free.
-    void markDisplayDirty(int32_t index);
+    void markDisplayDirty(int32_t index) {
+        PluginAudioContext* current = context;
+        if (current != nullptr && current->hasParameterFlag(index, parameterWatched)) {
+            current->setParameterFlag(index, parameterDisplayDirty);
+            pendingDisplayUpdates.fetch_add(1, std::memory_order_relaxed);
+        }
+    }
 
     /// Counted and never read.
     std::atomic<int32_t> pendingDisplayUpdates{0};
