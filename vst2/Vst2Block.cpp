@@ -13,7 +13,7 @@
 
 namespace {
 
-// Both kinds say so, whatever their structure takes on this processor.
+// Both kinds give this size, also where their structure takes another.
 constexpr VstInt32 eventByteSize = 32;
 constexpr size_t eventSize = std::max(sizeof(VstMidiEvent), sizeof(VstMidiSysexEvent));
 
@@ -165,7 +165,7 @@ void Vst2Block::setParameterValue(int32_t index, float value) {
 void Vst2Block::applyParameterChanges(const PluginAudioContext& context) {
     const std::span<const ParameterChange> changes = context.getParameterChanges();
     for (size_t i = 0; i < changes.size(); ++i) {
-        // Somebody else is writing to the block: nothing in it can be trusted any more.
+        // The count has shrunk, so something else writes to the block: nothing in it can be trusted any more.
         if (context.readParameterChangeCount() < static_cast<int32_t>(i))
             __builtin_trap();
         const ParameterChange& change = changes[i];

@@ -268,7 +268,7 @@ void Vst3Block::readEvents(const PluginAudioContext& context) {
 
 void Vst3Block::readMidiEvent(const EventRecord& record, Vst::Event& event) {
     const auto channel = static_cast<int16_t>(record.midi[0] & 0x0F);
-    // Seven bits each, whatever the client wrote: no pitch above 127 and no value above 1 reaches a plug-in.
+    // Seven bits of each byte: no pitch above 127 and no value above 1 reaches a plug-in.
     constexpr int dataMask = 0x7F;
     const auto data1 = static_cast<int16_t>(record.midi[1] & dataMask);
     const auto data2 = static_cast<int16_t>(record.midi[2] & dataMask);

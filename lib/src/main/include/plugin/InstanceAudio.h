@@ -9,7 +9,7 @@
 class PluginInstance;
 class PluginWindow;
 
-/// What an audio worker may use of an instance, whatever the format: the audio block with the channels in it,
+/// What an audio worker may use of an instance of any format: the audio block with the channels in it,
 /// whether an editor is open, and the marks for parameters whose texts have changed. A format hands it to the
 /// object that renders, which has no other way to the instance.
 ///
@@ -20,7 +20,7 @@ public:
     explicit InstanceAudio(const PublishedPointer<PluginWindow>& window);
     ~InstanceAudio();
 
-    /// Null until there is one. Whoever sees it sees the channels and the transport, too.
+    /// Null until there is one. A reader of it sees the channels and the transport, too.
     PluginAudioContext* getContext() const { return context; }
     /// In the audio block; null until that is there.
     TransportBlock* getTransport() const { return transport; }
