@@ -104,8 +104,7 @@ void RemoteAudioThread::runCommand(WorkerCommand command) {
 }
 
 PluginInstance* RemoteAudioThread::find(int32_t instanceId) const {
-    // An unknown id gives null, and the worker calls through it. Deliberate: a client that sends one has lost
-    // its order of commands, and must see the host go.
+    // Oddity unknown-command-id-fatal: an unknown id gives null, and the worker calls through it.
     return host->instances.find(instanceId);
 }
 

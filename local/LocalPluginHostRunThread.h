@@ -7,8 +7,8 @@ class PluginHost;
 
 /// Runs the main loop of a host that lives in its client's process. The proxy owns and joins it.
 ///
-/// `PluginHost::isMainThread` is false on it, since another thread has made the host. Deliberate: what a
-/// plug-in reports goes through the host's queue, as from any thread.
+/// Oddity local-main-thread-not-main: `PluginHost::isMainThread` is false on it, since another thread has
+/// made the host. What a plug-in reports goes through the host's queue, as from any thread.
 class LocalPluginHostRunThread : public base::core::Thread {
 public:
     /// Both are borrowed.

@@ -53,7 +53,7 @@ int32_t addSaturated(int32_t counter, int32_t frames) {
 }
 
 VstInt32 timeInfoFlags(uint32_t transportFlags) {
-    // The bar start is filled in, and yet not marked as valid. Deliberate.
+    // Oddity bar-start-not-valid: filled in, but its flag stays clear.
     VstInt32 flags = kVstAutomationReading | kVstNanosValid | kVstPpqPosValid | kVstTempoValid |
                      kVstCyclePosValid | kVstTimeSigValid;
     if ((transportFlags & transportPlaying) != 0)
@@ -155,7 +155,7 @@ int32_t Vst2Block::process(int32_t frames, bool keepActive, bool inRealtime) {
 }
 
 void Vst2Block::setParameterValue(int32_t index, float value) {
-    // The user is holding this control in the editor, and wins. The change is lost, deliberately.
+    // Oddity edited-parameter-change-dropped: the user is holding this control in the editor.
     if (parameterEdit.holds(index))
         return;
     effect->setParameter(effect, index, value);
@@ -241,8 +241,7 @@ int32_t Vst2Block::judgeTail(int32_t frames, bool keepActive) {
         tailCounter = 0;
         return processActive;
     }
-    // A second time: the counter runs at twice the block rate. Deliberate: clients have come to expect tails
-    // of this length.
+    // Oddity tail-counted-twice: the counter runs at twice the block rate.
     tailCounter = addSaturated(tailCounter, frames);
     constexpr VstIntPtr tailUnknown = 0;
     constexpr VstIntPtr noTail = 1;

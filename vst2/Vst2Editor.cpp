@@ -38,7 +38,7 @@ Vst2PluginInstance::openEditor(uint32_t parentWindow, bool resizable, const Stri
     delete window.get();
     window = host->createWindow(*this, parentWindow).release();
     PluginWindow* open = window;
-    // Unguarded, deliberately: a host that can't make its windows ends here.
+    // Oddity editor-without-window-fatal: unguarded, so a host that can't make its windows crashes here.
     const float scale = open->getScaleFactor();
     if (dpiAware)
         dispatch(effVendorSpecific, scaleIndex, scaleValue, nullptr, scale);

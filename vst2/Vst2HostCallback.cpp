@@ -36,9 +36,8 @@ VstIntPtr answerText(void* target, const char* text) {
     return 1;
 }
 
-// `audioMasterGetTime` is the one opcode that reads the link of a null effect, and the process faults.
-// Deliberate: a plug-in that does so has lost its own effect, and must not go on with an answer. Volatile, so
-// that the read happens.
+// Oddity null-effect-faults: `audioMasterGetTime` is the one opcode that reads the link of a null effect, and
+// the process faults. Volatile, so that the read happens.
 #if defined(__SANITIZE_ADDRESS__)
 __attribute__((no_sanitize("null", "address")))
 #endif

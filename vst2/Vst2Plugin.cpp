@@ -44,7 +44,7 @@ bool Vst2Plugin::isValid() const {
 
 PluginInstance* Vst2Plugin::createInstance(int32_t instanceId, const String& identifier, bool dpiAware) {
     const int32_t shellPluginId = identifier.isEmpty() ? 0 : base::core::parseInt(identifier);
-    // Not released when there is no effect. Deliberate: an instance that never had one has nothing to close.
+    // Oddity instance-without-effect-leaks: not released when there is no effect.
     auto* instance = new Vst2PluginInstance(host, instanceId, dpiAware, this, shellPluginId);
     currentShellPluginId = shellPluginId;
     AEffect* effect = pendingEffect != nullptr ? pendingEffect : makeEffect();

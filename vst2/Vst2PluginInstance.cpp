@@ -364,8 +364,7 @@ std::vector<Ref<PluginAudioBus>> Vst2PluginInstance::collectBuses(VstInt32 prope
     std::vector<Ref<PluginAudioBus>> buses;
     const auto addBus = [&](const String& name, int32_t firstChannel, bool stereo) {
         std::vector<int32_t> channels{firstChannel};
-        // A stereo pin at the last channel names one past the end. Deliberate: the client shows what the
-        // plug-in says.
+        // Oddity stereo-pin-past-end: a stereo pin at the last channel names one past the end.
         if (stereo)
             channels.push_back(firstChannel + 1);
         buses.emplace_back(new PluginAudioBus(name, channels));

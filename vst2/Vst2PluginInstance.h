@@ -38,7 +38,7 @@ public:
 
     PluginApi* getApi() const override;
     bool isOpen() const override;
-    /// Turns mains on a second time, after `initialize`. Deliberate: plug-ins have always seen it so.
+    /// Oddity mains-switched-on-twice: turns mains on a second time, after `initialize`.
     void activate() override;
     std::vector<int32_t> getDeviceTypes() override;
     bool hasAudioInput() override;

@@ -113,7 +113,7 @@ void Vst2PresetReader::readBankChunk() {
 }
 
 void Vst2PresetReader::readBankPrograms(const Header& header, int32_t count) {
-    // A second time. Deliberate: plug-ins have always been told so.
+    // Oddity bank-begin-program-twice: the bank has begun it already.
     dispatch(effBeginSetProgram);
     const int32_t taken = std::min(count, effect.numPrograms);
     for (int32_t i = 0; i < taken; ++i)

@@ -10,8 +10,7 @@ namespace {
 constexpr int32_t formVersion = 2;
 constexpr size_t nameCapacity = 256; // bytes that are kept for an effect's text
 
-// Behind the size's own field, without programs: 4 more than there are, which is deliberate, and what an
-// existing reader may have been told.
+// Behind the size's own field, without programs. Oddity bank-size-field: 4 more than there are.
 constexpr int32_t bankRestSize = 152;
 constexpr int32_t programRestSize = 48;
 constexpr int32_t programHeadSize = 8; // the magic and the size
@@ -74,7 +73,7 @@ void Vst2PresetWriter::writeProgram(OutputStream& stream, int32_t index) {
     dispatch(effGetProgramNameIndexed, index, 0, name);
     stream.write(name, vst2ProgramNameSize);
     for (int32_t i = 0; i < effect.numParams; ++i) {
-        // Twice, and the second answer counts. Deliberate: some effects settle a value while it is asked for.
+        // Oddity parameters-read-twice: the second answer counts.
         callGetParameter(&effect, i);
         stream.writeInt32(std::bit_cast<int32_t>(callGetParameter(&effect, i)));
     }

@@ -27,7 +27,7 @@ public:
     tresult PLUGIN_API getInt(AttrID id, Steinberg::int64& value) override;
     tresult PLUGIN_API setFloat(AttrID id, double value) override;
     tresult PLUGIN_API getFloat(AttrID id, double& value) override;
-    /// Only takes away the former value. Deliberate: texts don't survive in this list.
+    /// Oddity attribute-texts-dropped: removes the former value and stores nothing.
     tresult PLUGIN_API setString(AttrID id, const Vst::TChar* string) override;
     /// Of what was set by `setBinary`, twice as many bytes as that had, or as `sizeInBytes` says: what is
     /// beyond the data is zero, and never more than `sizeInBytes` is written.

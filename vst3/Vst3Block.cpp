@@ -185,7 +185,7 @@ void Vst3Block::applyParameterChanges(const PluginAudioContext& context) {
 }
 
 void Vst3Block::setParameterValue(int32_t index, float value) {
-    // The user is holding this control in the editor, and wins. The change is lost, deliberately.
+    // Oddity edited-parameter-change-dropped: the user is holding this control in the editor.
     if (parameterEdit.holds(index))
         return;
     audio.markDisplayDirty(index);
@@ -218,7 +218,7 @@ void Vst3Block::fillProcessContext(Vst::ProcessContext& processContext) const {
     processContext = {};
     processContext.sampleRate = audio.getSampleRate();
     processContext.projectTimeSamples = static_cast<Vst::TSamples>(transport.samplePosition);
-    // Filled in, and yet not marked as valid. Deliberate.
+    // Oddity system-time-not-valid: filled in, but its flag stays clear.
     processContext.systemTime = static_cast<Steinberg::int64>(transport.systemTime);
     processContext.projectTimeMusic = transport.position;
     processContext.tempo = transport.tempo;
@@ -396,7 +396,7 @@ void Vst3Block::writeEvents(PluginAudioContext& context) const {
         record.sampleOffset = static_cast<uint16_t>(std::clamp(event.sampleOffset, 0, lastFrame));
         record.midi[0] = status;
         record.midi[1] = static_cast<uint8_t>(note.pitch);
-        // Truncated and not scaled, deliberately: clients take it as it is.
+        // Oddity note-strength-truncated: to 0 or 1, and not scaled.
         record.midi[2] = static_cast<uint8_t>(static_cast<int32_t>(note.strength));
         record.midi[3] = 0;
     }

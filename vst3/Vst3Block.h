@@ -50,8 +50,8 @@ public:
 
     bool hasNoteInput() const;
     bool hasNoteOutput() const;
-    /// In samples. Through a single-precision float: inexact above 2 to the 24th. Deliberate: it is what
-    /// clients align by.
+    /// In samples. Oddity latency-through-float: through a single-precision float, so inexact above 2 to the
+    /// 24th.
     int32_t getLatency() const;
     /// Sets the program by a point at `sampleOffset`, in frames, of the block that comes next, or that is
     /// being put together.
@@ -84,7 +84,7 @@ private:
     Relaxed<ProcessingState> state = ProcessingState::created;
     /// Empty between blocks, but for what `selectProgram` adds.
     Vst3ParameterChanges inputParameterChanges;
-    /// Never read and never emptied, deliberately: a plug-in reports its changes by edits.
+    /// Oddity output-changes-unread: never read and never emptied.
     Vst3ParameterChanges outputParameterChanges;
     Vst3EventList inputEvents;
     Vst3EventList outputEvents;

@@ -4,7 +4,7 @@
 
 namespace {
 
-// The place in the message, and the file, which reports have always named. Both deliberate.
+// Oddity bus-failure-location: neither names this class.
 constexpr const char* busLocation = "\"Vst3PluginInstance::getBus(...)\"";
 constexpr const char* busFile = "Vst3PluginInstance.cpp";
 

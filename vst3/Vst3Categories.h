@@ -11,6 +11,6 @@ class Vst3Buses;
 
 /// All but the first one; the text itself if there is no other.
 String categoryOf(const String& subcategories);
-/// The `DeviceType`s: by the first one, else by the main buses. Also writes the first one to the standard
-/// output stream, without a line end. Deliberate: who reads reports has always met it there.
+/// The `DeviceType`s: by the first one, else by the main buses. Oddity subcategory-printed: also writes the
+/// first one to the standard output stream, without a line end.
 std::vector<int32_t> deviceTypesOf(const String& subcategories, const Vst3Buses& buses);

@@ -163,7 +163,7 @@ void Vst3PluginInstance::postSize(const PluginWindow& open, int32_t width, int32
 void Vst3PluginInstance::closeEditor() {
     if (view && window != nullptr)
         view->removed();
-    // `contentScaleSupport` stays until the end. Deliberate: plug-ins give a view a life of its own.
+    // Oddity scale-support-outlives-view: `contentScaleSupport` is kept until the instance ends.
     view = nullptr;
     windowHidden = false;
     if (window != nullptr)

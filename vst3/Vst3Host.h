@@ -46,12 +46,12 @@ public:
     /// Frees nothing at 0.
     Steinberg::uint32 PLUGIN_API release() override;
     /// `Linux::IRunLoop`, `IUnitHandler`, `IComponentHandler3`, `IContextMenu`, `IProgress` and all other
-    /// extensions are refused on purpose.
+    /// extensions are refused. Oddity extensions-refused: so is each operation of `IComponentHandler2`.
     tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override;
 
     tresult PLUGIN_API getName(Vst::String128 name) override;
-    /// Makes messages and attribute lists, with a count of 2. Deliberate: a plug-in's single `release` leaves
-    /// them alive, and with them the attributes that all messages of this host share.
+    /// Makes messages and attribute lists, with a count of 2. Oddity messages-never-freed: a plug-in's single
+    /// `release` leaves them alive, and with them the attributes that all messages of this host share.
     tresult PLUGIN_API createInstance(TUID classId, TUID identifier, void** result) override;
 
     tresult PLUGIN_API beginEdit(Vst::ParamID id) override;
@@ -64,7 +64,7 @@ public:
     /// The view asks for another size; passed over without an instance.
     void resizeView(Steinberg::IPlugView* view, Steinberg::ViewRect* newSize);
 
-    // Refused, deliberately.
+    // Oddity extensions-refused: these answer `kResultFalse`.
 
     tresult PLUGIN_API setDirty(Steinberg::TBool state) override;
     tresult PLUGIN_API requestOpenEditor(FIDString name) override;

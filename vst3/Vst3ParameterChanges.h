@@ -30,7 +30,7 @@ public:
     Steinberg::int32 PLUGIN_API getPointCount() override;
     tresult PLUGIN_API getPoint(Steinberg::int32 index, Steinberg::int32& sampleOffset,
                                 Vst::ParamValue& value) override;
-    /// `index` is never written, deliberately. A full queue answers `kOutOfMemory`.
+    /// Oddity point-index-unwritten: `index` is never written. A full queue answers `kOutOfMemory`.
     tresult PLUGIN_API addPoint(Steinberg::int32 sampleOffset, Vst::ParamValue value,
                                 Steinberg::int32& index) override;
 

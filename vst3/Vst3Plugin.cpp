@@ -59,8 +59,8 @@ void Vst3Plugin::resolveBundle() {
     if (parts.empty() || parts.back().length() < bundleSuffixLength)
         return;
     const String& last = parts.back();
-    // Cut by count, whatever the suffix is. The folder is that of the other architecture, also in a 32-bit
-    // process. Both deliberate: this is where the application's bundles have their libraries.
+    // Oddity bundle-library-path: cut by count, without a look at the suffix, and in the folder of the other
+    // architecture, also in a 32-bit process.
     const String name = String::substring(last, 0, last.length() - bundleSuffixLength);
     path = files.join(files.join(files.join(path, "Contents"), "x86_64-linux"), concat(name, ".so"));
 }

@@ -8,8 +8,8 @@ public:
     static Vst3PluginApi instance;
 
     String getName() const override;
-    /// By the end of the path, without a dot and case-sensitively; the content plays no part. Deliberate:
-    /// clients choose the format by the name.
+    /// Oddity format-by-path-end: by the end of the path, without a dot and case-sensitively; the content
+    /// isn't read.
     bool loads(const String& path) const override;
     /// `path` is a module file or a bundle folder.
     Plugin* createPlugin(PluginHostContext* host, const String& path) override;

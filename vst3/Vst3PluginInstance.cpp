@@ -118,7 +118,7 @@ bool Vst3PluginInstance::makeController() {
         singleComponent = false;
         setController(createObject<Vst::IEditController>(*plugin->factory, controllerId));
         if (controller) {
-            // What it answers is ignored, deliberately: such controllers work all the same.
+            // Oddity controller-initialize-result-ignored: a controller that fails here is used all the same.
             controller->initialize(host->getContext());
             return true;
         }

@@ -24,11 +24,12 @@ class Vst3Plugin;
 /// plug-in's own ids. What an audio worker runs is `Vst3Block`.
 ///
 /// The plug-in is brought up in a fixed order, see `createComponents` and `initialize`, and is taken down by
-/// letting go of it: `setActive(false)`, `disconnect` and the plug-in's own `terminate` are never called,
-/// deliberately. See `PluginInstance` for the threads.
+/// letting go of it. Oddity no-termination-calls: `setActive(false)`, `disconnect` and the plug-in's own
+/// `terminate` are never called. See `PluginInstance` for the threads.
 class Vst3PluginInstance : public PluginInstance {
 public:
-    /// `identifier` is a class's identifier text; any other text gives an instance that is never open.
+    /// `identifier` is a class's identifier text. Oddity missing-class-empty-instance: any other text gives
+    /// an instance that is never open.
     Vst3PluginInstance(PluginHostContext* host, Vst3Plugin* plugin, int32_t instanceId,
                        const String& identifier, bool dpiAware);
     ~Vst3PluginInstance() override;
@@ -63,7 +64,7 @@ public:
     void terminate() override;
     void startProcessing() override;
     void stopProcessing() override;
-    /// Programs aren't offered, deliberately: the plug-in is never asked for its program lists.
+    /// Oddity programs-not-offered: none; the plug-in is never asked for its program lists.
     int32_t getProgramCount() override;
     void getProgramName(int32_t index, char* buffer, int32_t size) override;
     int32_t getCurrentProgram() override;
@@ -174,7 +175,7 @@ private:
     IPtr<Vst::IAudioProcessor> processor;
 
 protected:
-    /// Never asked for, deliberately: with it the plug-in's programs would show.
+    /// Oddity programs-not-offered: never asked for.
     IPtr<Vst::IUnitInfo> unitInfo;
 
 private:

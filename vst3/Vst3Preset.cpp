@@ -1,7 +1,7 @@
 // The part of `Vst3PluginInstance` that reads and writes preset files, in the published vstpreset format. The
-// SDK's own reader and writer work on a file that is opened here. A file that isn't a preset, or is one of
-// another class, leaves the plug-in as it was without a word, as does a plug-in that refuses its state:
-// deliberate, users try presets out.
+// SDK's own reader and writer work on a file that is opened here. Oddity preset-refused-silently: a file that
+// isn't a preset, or is one of another class, leaves the plug-in as it was and is no failure, nor is a
+// plug-in that refuses its state.
 
 #include "vst3/Vst3PluginInstance.h"
 

@@ -185,10 +185,11 @@ public:
 
 protected:
     /// The second half of an opening, once the plug-in has the window: waits for the plug-in's own, has
-    /// `adoptSize` give the window its size, and shows it. Where the plug-in makes no window, the editor is
-    /// closed again without a call to the plug-in, and `windowBusy` stays set. Both deliberate: there is
-    /// nothing of the plug-in's to close, and the next opening finds them so. Nothing may touch the instance
-    /// after this. Main thread.
+    /// `adoptSize` give the window its size, and shows it. Nothing may touch the instance after this. Main
+    /// thread.
+    ///
+    /// Oddity windowless-editor-left-open: where the plug-in makes no window, the editor is closed again
+    /// without a call to the plug-in, and `windowBusy` stays set.
     void finishOpening(PluginWindow& open, bool resizable, const String& title,
                        const std::function<void()>& adoptSize);
     /// Destroys the editor's window, if there is one. The window may hold the last reference: nothing may
