@@ -229,8 +229,8 @@ public:
     }
 };
 
-/// Stores where the editor is to stand when it is opened or shown; moves nothing now. Oddity
-/// big-endian-fields: place and size are. No reply.
+/// Stores where the editor is to stand when it is opened or shown; moves nothing now. No reply.
+/// Oddity big-endian-fields: place and size are.
 class SetWindowPositionRequest : public WireRequest<SetWindowPositionRequest> {
 public:
     static constexpr uint8_t type = 15;
