@@ -1,5 +1,5 @@
 #include "client/RemotePluginAudioContextProxy.h"
-#include "client/ReplyWaiter.h"
+#include "client/RemotePluginHostProxy.h"
 
 bool startsHost(const char* program) {
     const Ref<RemotePluginHostProxy> host(new RemotePluginHostProxy(program));
