@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -228,6 +229,20 @@ TEST(ArchitectureDocument, NamesClassesOperationsAndFilesThatExistAsTheOneForBeg
         }
         EXPECT_GT(checked, 30u) << "The scan hardly saw a name";
     }
+}
+
+TEST(DevelopingDocument, FiltersTestsThatExist) {
+    std::string tests;
+    for (const std::string& file : sourcesBelow("tests"))
+        tests += readText(inTree(file));
+    const std::string text = readText(inTree("docs/developing.md"));
+    const std::regex filter("(?:-R '[a-z0-9-]+\\.|--gtest_filter=')(\\w+)");
+    size_t seen = 0;
+    for (std::sregex_iterator match(text.begin(), text.end(), filter), end; match != end; ++match, ++seen) {
+        const std::regex suite("TEST(_[FP])?\\(" + (*match)[1].str());
+        EXPECT_TRUE(std::regex_search(tests, suite)) << "No test has " << match->str();
+    }
+    EXPECT_EQ(seen, 2u);
 }
 
 TEST(IncludeRules, ComplainOfIncludesThatPointUpwardsSidewardsOrNowhere) {
