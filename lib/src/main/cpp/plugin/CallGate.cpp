@@ -11,8 +11,8 @@ void CallGate::close() {
 bool CallGate::waitForCalls(double seconds) {
     const timespec deadline = base::core::monotonicDeadline(seconds);
     const timespec pause{0, 200'000}; // nanoseconds
-    // A write, so that it has its place among the calls: those before it are counted, those behind it see
-    // what was done before it. A plain load could miss a call that hasn't seen that yet.
+    // A read-modify-write, so that it is ordered with the calls: those before it are counted, those after it
+    // see what the waiter did before. A plain load could miss a call that hasn't seen that yet.
     while ((calls.fetch_add(0, std::memory_order_acq_rel) & ~closedFlag) != 0) {
         timespec now{};
         clock_gettime(CLOCK_MONOTONIC, &now);

@@ -27,7 +27,7 @@ void InstanceTable::remove(int32_t instanceId) {
     Bucket* link = &bucketOf(instanceId);
     while (Node* node = link->load(std::memory_order_relaxed)) {
         if (node->instanceId == instanceId) {
-            // The node keeps its own link: a walk that stands on it goes on from there.
+            // The node keeps its link: a walk that has reached it continues from there.
             link->store(node->next.load(std::memory_order_relaxed), std::memory_order_release);
             node->instance.store(nullptr, std::memory_order_release);
             retired.emplace_back(node);

@@ -7,7 +7,7 @@
 namespace {
 
 constexpr int64_t regionAlignment = 16;
-/// A lone count takes a region of its own.
+/// A count has a region of its own.
 constexpr int64_t countSize = sizeof(int32_t);
 constexpr int64_t largestInt32 = std::numeric_limits<int32_t>::max();
 /// Oddity parameter-change-room: changes have the room of event records, of which they use a part.
@@ -21,7 +21,7 @@ int64_t padBlockSize(int64_t blockSize) {
     return blockSize % 4 == 0 ? blockSize : blockSize + 4 - blockSize % 4;
 }
 
-/// Hands out the regions of a block one after the other. Without a block it only adds up their sizes.
+/// Assigns the regions of a block in order. Without a block it only adds up their sizes.
 class RegionWalk {
 public:
     explicit RegionWalk(void* block) : block(static_cast<uint8_t*>(block)) {}
@@ -51,7 +51,8 @@ RegionWalk walkRegions(const PluginAudioContext& context, AudioBlockRegions& reg
     auto* nextGuard = regions.guards;
     const auto takeGuard = [&] { *nextGuard++ = walk.take<uint8_t>(PluginAudioContext::guardSize); };
     const auto audioSize = [&](int64_t channels) {
-        // Limited, so that the bytes can be counted too: a block of so many samples is refused in any case.
+        // Capped, so that the size in bytes doesn't overflow: a block of so many samples is refused in any
+        // case.
         const int64_t samples = std::min(channels * context.paddedBlockSize, largestInt32);
         return samples * static_cast<int64_t>(sizeof(float));
     };

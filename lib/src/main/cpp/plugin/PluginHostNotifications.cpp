@@ -91,7 +91,7 @@ void UpdateAllParametersNotification::run() {
     try {
         state = new PluginInstanceState(*instance);
     } catch (const IOException& exception) {
-        // What changed has changed: a text that can't be sent is no failure of it.
+        // Logged only: the parameters have changed, even if a text of theirs can't be sent.
         base::core::logError("Couldn't tell the client of all parameters of plugin instance ", instanceId,
                              ": ", exception.getMessage());
         return;

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Takes a payload and keeps nothing of it. Refuses what `OutputStream::writeString` can't carry.
+/// Discards a payload. Refuses texts that `OutputStream::writeString` can't carry.
 class TextCheckStream : public OutputStream {
 public:
     void write(const void*, size_t) override {}

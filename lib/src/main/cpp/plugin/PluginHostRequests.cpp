@@ -146,7 +146,7 @@ void ShowAllGUIsRequest::perform(PluginHostContext& host) {
             return;
         instance.beginWindowChange();
         window->show();
-        // Oddity show-moves-to-origin: to 0, 0 where no place is known.
+        // Oddity show-moves-to-origin: to 0, 0 if no place is stored.
         window->move(instance.windowX, instance.windowY);
         instance.endWindowChange();
     });

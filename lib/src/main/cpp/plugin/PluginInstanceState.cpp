@@ -37,7 +37,7 @@ Ref<ParameterInfo> questionParameter(PluginInstance& instance, int32_t index) {
 PluginInstanceState::PluginInstanceState() = default;
 
 PluginInstanceState::PluginInstanceState(PluginInstance& instance) {
-    // The plug-in may call back while it is being questioned.
+    // The plug-in may call back during these queries.
     const MutedNotifications muted(instance);
     inputBuses = instance.getInputBuses();
     outputBuses = instance.getOutputBuses();

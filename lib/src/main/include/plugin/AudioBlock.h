@@ -6,7 +6,7 @@
 // The records of an instance's audio block and the commands on a worker's pipe. Both sides compile these; all
 // of it is in fixed-width types, little-endian, with the offsets given here.
 
-/// What an `EventRecord` is about.
+/// The kind of an `EventRecord`.
 enum class EventKind : int16_t { midi = 0, systemExclusive = 1, noteExpression = 2 };
 
 #pragma pack(push, 1)
@@ -58,7 +58,7 @@ enum TransportFlag : uint32_t {
     transportAutomationWriting = 1u << 6,
 };
 
-/// Where the song is, 96 bytes: written by the client before each block, only read by the host.
+/// The transport, 96 bytes: written by the client before each block, only read by the host.
 struct TransportBlock {
     double sampleRate;                 // 0, Hz
     double tempo;                      // 8, beats a minute
@@ -85,7 +85,7 @@ static_assert(offsetof(TransportBlock, reserved) == 88);
 
 /// Bits of a parameter's flag byte. Client and host both write it, by a load and a store and without a lock.
 enum ParameterFlag : uint8_t {
-    /// Set by the client: it wants to be told when the parameter's text changes.
+    /// Set by the client, which watches the parameter's display text.
     parameterWatched = 1u << 0,
     /// Set by the host: the text may have changed.
     parameterDisplayDirty = 1u << 1,

@@ -5,12 +5,11 @@
 #include <atomic>
 #include <cstdint>
 
-/// Counts the calls that a plug-in makes into the host at the moment, so that what they touch can be taken
-/// away once the last of them has left. Part of an object that outlives every call, and not of what is taken
-/// away.
+/// Counts the calls from a plug-in into the host, so that what they touch can be freed once the last of them
+/// has returned. Part of an object that outlives every call, not of what is freed.
 ///
-/// A thread that sees an open gate is waited for. One that comes after `close` finds everything that its
-/// caller wrote before closing.
+/// `waitForCalls` waits for a thread that has seen an open gate. One that comes after `close` sees all that
+/// the closing thread wrote before.
 class CallGate : public NonCopyable, public NonMovable {
 public:
     /// Keeps a call counted for a scope. Any thread; lock-free.
@@ -18,7 +17,7 @@ public:
     public:
         explicit Call(CallGate& gate) : gate(gate), entered(gate.enter()) {}
         ~Call() { gate.leave(); }
-        /// False if the gate is closed: the caller must touch nothing behind it.
+        /// False if the gate is closed: the caller must not touch what the gate protects.
         explicit operator bool() const { return entered; }
 
     private:
@@ -26,14 +25,14 @@ public:
         const bool entered;
     };
 
-    /// Later calls are refused, on every thread. Any thread; more than once is harmless.
+    /// Refuses later calls on all threads. Any thread; idempotent.
     void close();
     /// Waits until no call is inside, open or closed; false if one still is after `seconds`. A call of the
-    /// waiting thread itself counts, so it isn't to be made from inside of one. What the calls did is visible
-    /// to the caller afterwards, and a call that comes later sees what the caller did before.
+    /// waiting thread itself counts, so don't call it from inside of one. What the calls did is visible to
+    /// the caller afterwards, and a later call sees what the caller did before.
     bool waitForCalls(double seconds);
 
-    /// How long whoever takes something away waits for calls, before it leaks what they touch.
+    /// How long an owner waits for calls before it leaks what they touch.
     static constexpr double longestWait = 2; // seconds
 
 private:
@@ -42,6 +41,6 @@ private:
     bool enter() { return (calls.fetch_add(1, std::memory_order_acq_rel) & closedFlag) == 0; }
     void leave() { calls.fetch_sub(1, std::memory_order_acq_rel); }
 
-    /// How many calls are inside, and above them whether the gate is closed.
+    /// The number of calls inside, and in the top bit whether the gate is closed.
     std::atomic<uint32_t> calls{0};
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-// The foundation library by its short names. All code above it stands in the global namespace and uses these.
+// Short names of the foundation library for all code above it, which is in the global namespace.
 
 #include "core/Exception.h"
 #include "core/InputStream.h"

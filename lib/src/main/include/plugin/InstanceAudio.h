@@ -9,20 +9,20 @@
 class PluginInstance;
 class PluginWindow;
 
-/// What an audio worker may use of an instance of any format: the audio block with the channels in it,
-/// whether an editor is open, and the marks for parameters whose texts have changed. A format hands it to the
-/// object that renders, which has no other way to the instance.
+/// What an audio worker may use of an instance of any format: the audio block with its channels, whether an
+/// editor is open, and the marks for parameters whose texts have changed. A format passes it to the object
+/// that renders, which reaches the instance through it alone.
 ///
 /// Owned by the instance, which alone sets it up, on the main thread before a worker has the instance.
 class InstanceAudio : public NonCopyable, public NonMovable {
 public:
-    /// `window` is the instance's, and stays as long as this.
+    /// `window` is the instance's and outlives this.
     explicit InstanceAudio(const PublishedPointer<PluginWindow>& window);
     ~InstanceAudio();
 
-    /// Null until there is one. A reader of it sees the channels and the transport, too.
+    /// Null until published. A reader that gets it sees the channels and the transport, too.
     PluginAudioContext* getContext() const { return context; }
-    /// In the audio block; null until that is there.
+    /// In the audio block; null without one.
     TransportBlock* getTransport() const { return transport; }
     /// One pointer to a channel; null without channels.
     float** getInputChannels() const { return inputChannels; }
@@ -35,8 +35,8 @@ public:
     int32_t getBlockSize() const { return blockSize; }
 
     bool isEditorOpen() const { return window != nullptr; }
-    /// Has the client told of the parameter's display text at the next poll, if it watches it. Any thread;
-    /// lock-free.
+    /// Marks the parameter's display text as changed: the client gets it at the next poll if it watches the
+    /// parameter. Any thread; lock-free.
     void markDisplayDirty(int32_t index) {
         PluginAudioContext* current = context;
         if (current != nullptr && current->hasParameterFlag(index, parameterWatched)) {
@@ -51,7 +51,7 @@ public:
 private:
     friend class PluginInstance;
 
-    /// Points the channel arrays and `transport` into a block that `publish` then shows to workers.
+    /// Points the channel arrays and `transport` into a block, which `publish` then makes visible to workers.
     void connect(const PluginAudioContext& newContext, int32_t newSampleRate, int32_t newBlockSize);
     void publish(const Ref<PluginAudioContext>& newContext) { context = newContext; }
     void freeChannels();

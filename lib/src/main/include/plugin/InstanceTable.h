@@ -10,34 +10,32 @@
 #include <utility>
 #include <vector>
 
-/// The instances of a host by their id. Only the main thread changes the table; audio workers look instances
-/// up at the same time without a lock: the buckets are fixed, links are published atomically, and a removed
-/// node is freed no earlier than a later idle round, so that a walk that has just reached it finds its way
-/// on.
+/// The instances of a host by id. Only the main thread changes the table; audio workers look instances up
+/// concurrently without a lock: the buckets are fixed, links are published atomically, and a removed node is
+/// freed only in a later idle round, so that a walk that has just reached it can continue.
 ///
-/// An instance itself is dropped at once when it is removed. That no worker is inside it then is the client's
-/// order of commands.
+/// The reference to an instance is dropped at once. The client's order of commands ensures that no worker is
+/// inside the instance then.
 class InstanceTable : public NonCopyable, public NonMovable {
 public:
     InstanceTable();
     ~InstanceTable();
 
-    /// A key that is there already keeps its entry. Main thread.
+    /// An existing key keeps its entry. Main thread.
     void insert(int32_t instanceId, const Ref<PluginInstance>& instance);
     /// Main thread.
     void remove(int32_t instanceId);
-    /// Drops all instances, whose ends may reach the table. Main thread, when no worker is left.
+    /// Drops all instances, whose destructors may use the table. Main thread, when no worker is left.
     void clear();
     /// Null if there is none. Any thread; lock-free.
     PluginInstance* find(int32_t instanceId) const;
     bool isEmpty() const;
 
-    /// Frees the nodes that had been removed before the round before this one. Main thread, once in an idle
-    /// round.
+    /// Frees the nodes that were removed before the previous round. Main thread, once in an idle round.
     void freeRetired();
 
-    /// Calls `visit(PluginInstance&)` for each instance, in the table's order, and holds it meanwhile.
-    /// `visit` may remove instances. Main thread.
+    /// Calls `visit(PluginInstance&)` for each instance, in the table's order, with a reference held during
+    /// the call. `visit` may remove instances. Main thread.
     template <class Visit>
     void forEach(Visit visit) const {
         for (const Bucket& bucket : buckets) {

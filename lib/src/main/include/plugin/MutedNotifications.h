@@ -2,9 +2,8 @@
 
 #include "plugin/PluginInstance.h"
 
-/// Lets no notification out of an instance for a scope, in which the host itself drives the plug-in.
-/// Oddity snapshot-unmutes: at its end notifications leave again, also if they were muted before. Main
-/// thread.
+/// Mutes an instance's notifications for a scope, in which the host itself calls the plug-in.
+/// Oddity snapshot-unmutes: its end unmutes them, also if they were muted before. Main thread.
 class MutedNotifications : public NonCopyable, public NonMovable {
 public:
     explicit MutedNotifications(PluginInstance& instance) : instance(instance) {

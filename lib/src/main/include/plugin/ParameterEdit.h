@@ -6,7 +6,7 @@
 #include <optional>
 
 /// The parameter that the user holds in a plug-in's editor: changes of it from elsewhere are dropped until
-/// the plug-in ends the edit. Of overlapping edits the first counts alone. Any thread; lock-free.
+/// the plug-in ends the edit. Of overlapping edits only the first counts. Any thread; lock-free.
 class ParameterEdit {
 public:
     void begin(int32_t index) {
@@ -19,7 +19,7 @@ public:
     }
 
     bool holds(int32_t index) const { return index == held; }
-    /// Nothing while no edit is open.
+    /// Empty while no edit is open.
     std::optional<int32_t> getHeld() const {
         const int32_t index = held;
         return index != none ? std::optional(index) : std::nullopt;

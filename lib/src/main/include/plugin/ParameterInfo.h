@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-/// What the client knows of one parameter.
+/// One parameter, as sent to the client.
 class ParameterInfo : public Object {
 public:
     static constexpr const char* wireName = "parameter";
@@ -21,9 +21,9 @@ public:
     bool canBeAutomated = false;
     /// Two states only.
     bool isSwitch = false;
-    /// Whether `minInteger` and `maxInteger` hold.
+    /// Whether `minInteger` and `maxInteger` are valid.
     bool usesIntegerRange = false;
-    /// The number that the client shows the parameter under.
+    /// The number that the client shows for the parameter.
     int32_t id = 0;
     int32_t minInteger = 0;
     int32_t maxInteger = 0;
@@ -45,7 +45,7 @@ public:
     }
 };
 
-/// The part of `ParameterInfo` that an instance answers in one go.
+/// The part of `ParameterInfo` that an instance fills in one call.
 struct ParameterProperties {
     bool canBeAutomated = false;
     int32_t id = 0;

@@ -17,8 +17,8 @@ public:
 
     /// Whether the file was opened and its entry point was found.
     virtual bool isValid() const = 0;
-    /// Makes an instance, not yet initialised, of the plug-in that `identifier` names in this file; the empty
-    /// text is the format's default choice. May be null. Throws `PluginException` and what reading the
+    /// Makes an instance, not yet initialised, of the plug-in that `identifier` selects in this file; an
+    /// empty one selects the format's default. May return null. Throws `PluginException` and what reading the
     /// identifier throws.
     virtual PluginInstance* createInstance(int32_t instanceId, const String& identifier, bool dpiAware) = 0;
     /// Appends an identifier for each plug-in of the file, in the file's order.

@@ -8,7 +8,7 @@ class PluginHostContext;
 /// A plug-in format. One object for each lives as long as the process and is shared by all threads.
 class PluginApi {
 public:
-    /// For people: the report prints it, and no decision depends on it.
+    /// For the report; no decision depends on it.
     virtual String getName() const = 0;
     /// Whether a file of this path is of the format.
     virtual bool loads(const String& path) const = 0;

@@ -6,12 +6,12 @@
 #include <vector>
 
 /// A named group of channels, for the client to show: the audio itself is addressed by channel. A channel may
-/// stand in several buses.
+/// be in several buses.
 class PluginAudioBus : public Object {
 public:
     static constexpr const char* wireName = "bus";
 
-    /// Empty, to be read into.
+    /// Empty, for reading into.
     PluginAudioBus();
     PluginAudioBus(const String& name, const std::vector<int32_t>& channels);
     ~PluginAudioBus() override;
@@ -20,7 +20,7 @@ public:
     /// Indices into the instance's flat list of channels; a plug-in may name one that it doesn't have.
     std::vector<int32_t> channels;
 
-    /// Oddity big-endian-fields: the channels and their count are.
+    /// Oddity big-endian-fields: the channels and their count are big-endian.
     static constexpr auto fields() {
         return wire::fields(
             wire::string("name", &PluginAudioBus::name),

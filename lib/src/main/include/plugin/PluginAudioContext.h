@@ -10,7 +10,7 @@
 #include <cstring>
 #include <span>
 
-/// Where the regions of an audio block are, once it is laid out, and how many records its lists hold.
+/// The places of the regions of an audio block, once it is laid out, and the capacities of its lists.
 struct AudioBlockRegions {
     static constexpr size_t guardCount = 8;
 
@@ -57,8 +57,8 @@ struct AudioBlockRegions {
 ///     parameter flags              parameters
 ///     guard 7                      16
 ///
-/// Whoever has the turn on the worker's pipe owns the block, but for the parameter flags, which both sides
-/// write without a lock. Nothing here allocates or locks once `layOut` has run.
+/// The side that has the turn on the worker's pipe owns the block, except for the parameter flags, which both
+/// sides write without a lock. Nothing here allocates or locks after `layOut`.
 class PluginAudioContext : public Object {
 public:
     static constexpr size_t guardCount = AudioBlockRegions::guardCount;
@@ -77,12 +77,12 @@ public:
     virtual int32_t process(int32_t frames, bool keepActive, bool realtime) = 0;
     virtual void stopProcessing() = 0;
 
-    /// A `process` of no frames, events or changes. At its return whoever renders has done all that it was
-    /// told before.
+    /// A `process` without frames, events or changes. When it returns, the renderer has executed all earlier
+    /// commands.
     void drain();
 
-    /// Computes the size, calls `allocate` and finds the regions. Throws `IOException` if the block
-    /// would have more bytes than an int32 counts.
+    /// Computes the size, calls `allocate` and finds the regions. Throws `IOException` if the size in bytes
+    /// exceeds an int32.
     void layOut();
 
     void fillGuards();
@@ -96,36 +96,37 @@ public:
         return regions.outputAudio + static_cast<ptrdiff_t>(index) * paddedBlockSize;
     }
 
-    // What the client puts into a block and takes out of it, between two calls of `process`.
+    // The client's side of a block, between two calls of `process`.
 
-    /// Forgets the events and changes of the block before, which nobody else does: first in each block.
+    /// Clears the events and changes of the previous block. The client calls it first for each block: nothing
+    /// else clears them.
     void beginBlock();
-    /// Forgets what the plug-in has sent in the block before. `process` does so.
+    /// Clears what the plug-in sent in the previous block. `process` does so.
     void forgetOutputEvents() { *regions.outputEventCount = 0; }
-    /// The frames of a channel: `blockSize` of them, silent or what the block before left.
+    /// The `blockSize` frames of a channel, silent or left from the previous block.
     std::span<float> getInput(int32_t channel) const {
         return {inputChannel(channel), static_cast<size_t>(blockSize)};
     }
     std::span<const float> getOutput(int32_t channel) const {
         return {outputChannel(channel), static_cast<size_t>(blockSize)};
     }
-    /// Appends an event; plug-ins get them in this order. False if the block is full, and nothing is
-    /// appended.
+    /// Appends an event; plug-ins get events in this order. False, and nothing is appended, if the block is
+    /// full.
     bool addEvent(const EventRecord& event);
     /// The same for a MIDI message of up to three bytes; `sampleOffset` in frames.
     bool addMidiEvent(uint16_t sampleOffset, uint8_t status, uint8_t data1, uint8_t data2);
-    /// Appends a parameter's new value, normalised. False if the block is full, and nothing is appended.
+    /// Appends a parameter's new value, normalised. False, and nothing is appended, if the block is full.
     bool addParameterChange(uint16_t parameterIndex, float value, uint16_t sampleOffset = 0);
-    /// What the plug-in has sent in the last block.
+    /// What the plug-in sent in the last block.
     std::span<const EventRecord> getOutputEvents() const {
         return {regions.outputEvents, readCount(*regions.outputEventCount, regions.outputEventCapacity)};
     }
     TransportBlock& getTransport() const { return *regions.transport; }
 
-    // What the host reads of a block, and adds to it. The counts are the client's, so they are read once, and
-    // held at what the block has room for.
+    // The host's side of a block. The client may write the counts at any time, so they are read once, and
+    // clamped to the capacities.
 
-    /// The channels with their padding.
+    /// The channels including their padding.
     void silenceInput() const { silence(regions.inputAudio, inputChannelCount); }
     void silenceOutput() const { silence(regions.outputAudio, outputChannelCount); }
 
@@ -136,11 +137,11 @@ public:
         return {regions.parameterChanges,
                 readCount(*regions.parameterChangeCount, regions.parameterChangeCapacity)};
     }
-    /// As it stands in the block now: it is the client's.
+    /// The current value in the block, which the client may change.
     int32_t readParameterChangeCount() const {
         return std::atomic_ref(*regions.parameterChangeCount).load(std::memory_order_relaxed);
     }
-    /// The record behind the last, whose content is of some block before; null if the block is full.
+    /// The record after the last, with the content of an earlier block; null if the block is full.
     EventRecord* appendOutputEvent() {
         const int32_t index = *regions.outputEventCount;
         if (index < 0 || index >= regions.outputEventCapacity)
@@ -150,13 +151,12 @@ public:
     }
 
     /// The flag byte of a parameter; any thread. Parameters outside of `parameterCount` have no flags: their
-    /// bits read as clear, and changing them does nothing.
+    /// bits read as clear, and changing them has no effect.
     bool hasParameterFlag(int32_t index, ParameterFlag flag) const;
     void setParameterFlag(int32_t index, ParameterFlag flag);
     void clearParameterFlag(int32_t index, ParameterFlag flag);
 
-    /// Where everything is. For what looks at the block as its memory; the operations above are the way to
-    /// what is in it.
+    /// The regions, for code that treats the block as memory; use the operations above for its content.
     const AudioBlockRegions& getRegions() const { return regions; }
 
     /// In frames.

@@ -2,7 +2,7 @@
 
 #include "plugin/CoreNames.h"
 
-/// What a plug-in, or the code of its format, could not do.
+/// A failure of a plug-in, or of the code of its format.
 class PluginException : public Exception {
 public:
     using Exception::Exception;

@@ -15,6 +15,6 @@ public:
     virtual bool isForInstance(int32_t instanceId);
     /// `reply` is never null for a request that has one.
     virtual void onReply(PluginHostReply* reply) = 0;
-    /// The host could not do it, for the reason that `message` gives.
+    /// The request failed, for the reason in `message`.
     virtual void onError(const String& message) = 0;
 };

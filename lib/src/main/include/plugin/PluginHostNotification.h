@@ -7,13 +7,13 @@
 
 class PluginHostNotificationListener;
 
-/// What a host tells its client unasked.
+/// A message from a host to its client that isn't a reply.
 class PluginHostNotification : public PluginHostAction {
 public:
     PluginHostNotification(int32_t instanceId, Object* sender);
     ~PluginHostNotification() override;
 
-    /// Host side: hands itself to the handler for sending.
+    /// Host side: passes itself to the handler for sending.
     void run() override;
     virtual int32_t getType() const = 0;
     /// The type byte, then the fields of its kind, of which instanceId is the first.

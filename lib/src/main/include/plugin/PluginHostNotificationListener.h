@@ -9,8 +9,8 @@ class UpdateAllParametersNotification;
 class UpdateParameterDisplayNotification;
 class UpdateParameterNotification;
 
-/// The client's ear for one instance. Called on the thread that reads the host's notifications, where it must
-/// not wait for a reply of that host.
+/// The client's receiver for one instance. Called on the thread that reads the host's notifications, where it
+/// must not wait for a reply of that host.
 class PluginHostNotificationListener : public Object {
 public:
     ~PluginHostNotificationListener() override;

@@ -7,8 +7,8 @@
 class PluginHostProxyHandler;
 class PluginInstance;
 
-/// What a notification gets from its class: the type byte from `Notification::type`, its payload from the
-/// list `Notification::fields()`. `PluginHostNotificationKinds`, at the end of this file, names all classes.
+/// The wire form of a notification: the type byte from `Notification::type`, the payload from the list
+/// `Notification::fields()`. `PluginHostNotificationKinds`, at the end of this file, lists all classes.
 template <class Notification>
 class WireNotification : public PluginHostNotification {
 public:
@@ -47,7 +47,7 @@ public:
     }
 };
 
-/// A parameter's texts are new.
+/// A parameter's texts have changed.
 class UpdateParameterDisplayNotification : public WireNotification<UpdateParameterDisplayNotification> {
 public:
     static constexpr uint8_t type = 1;
@@ -75,8 +75,8 @@ public:
     }
 };
 
-/// Much has changed. The state is taken when the notification runs, so that it shows the plug-in as it is
-/// when it is sent.
+/// Everything may have changed. The state is read when the notification runs, so that it is current when it
+/// is sent.
 class UpdateAllParametersNotification : public WireNotification<UpdateAllParametersNotification> {
 public:
     static constexpr uint8_t type = 2;
@@ -85,8 +85,8 @@ public:
     UpdateAllParametersNotification(InputStream& stream, Object* sender);
     ~UpdateAllParametersNotification() override;
 
-    /// Dropped if the instance has been terminated meanwhile, and with a line in the log if a text of the
-    /// plug-in can't be read.
+    /// Dropped if the instance has been terminated meanwhile; dropped and logged if a text of the plug-in
+    /// can't be read.
     void run() override;
     void deliver(PluginHostNotificationListener& listener) override;
 
@@ -101,7 +101,7 @@ public:
     }
 };
 
-/// The user took hold of a control in the editor, or let go of it.
+/// The user has begun or ended an edit of a control in the editor.
 class BeginOrEndEditParameterNotification : public WireNotification<BeginOrEndEditParameterNotification> {
 public:
     static constexpr uint8_t type = 3;
@@ -137,7 +137,7 @@ public:
 };
 
 /// The editor's window has a new place or size, in pixels of the screen. Oddity big-endian-fields: all four
-/// are.
+/// numbers are big-endian.
 class PluginWindowMovedNotification : public WireNotification<PluginWindowMovedNotification> {
 public:
     static constexpr uint8_t type = 5;

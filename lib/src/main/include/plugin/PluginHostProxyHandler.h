@@ -8,8 +8,8 @@ class PluginHostReply;
 class PluginHostRequest;
 class PluginInstance;
 
-/// The host's end of the protocol: how replies and notifications reach the client. Main thread, but for
-/// window reports, which are sent on the thread that they arise on.
+/// The host's end of the protocol: sends replies and notifications to the client. Main thread, except for
+/// notifications of windows, which are sent on the thread where they arise.
 class PluginHostProxyHandler : public Object {
 public:
     explicit PluginHostProxyHandler(const Ref<PluginHostContext>& host);
@@ -22,7 +22,7 @@ public:
     virtual void sendNotification(PluginHostNotification& notification) = 0;
     /// Ends the host.
     virtual void shutdown() = 0;
-    /// Makes the audio block of an instance and hands it over. Throws `IOException`.
+    /// Makes the audio block of an instance and passes it on. Throws `IOException`.
     virtual void setUpAudio(PluginInstance& instance) = 0;
 
     Ref<PluginHostContext> host;

@@ -6,12 +6,12 @@
 
 class PluginInstance;
 
-/// An instance is up.
+/// An instance has been made.
 class CreatePluginInstanceReply : public WireMessage<CreatePluginInstanceReply, PluginHostReply> {
 public:
     static constexpr int32_t type = 0;
 
-    /// Host side: questions the instance.
+    /// Host side: queries the instance.
     explicit CreatePluginInstanceReply(PluginInstance& instance);
     /// Client side. Throws `IOException`.
     explicit CreatePluginInstanceReply(InputStream& stream);

@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-/// What a host answers to a request. The type is for the client's dispatch and never goes on the wire: a
-/// reply is found by its request.
+/// A host's reply to a request. The type is for the client's dispatch and isn't sent: a reply is identified
+/// by its request.
 class PluginHostReply : public Object {
 public:
     ~PluginHostReply() override;

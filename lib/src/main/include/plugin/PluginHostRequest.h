@@ -10,7 +10,7 @@ class PluginHostAsyncReplyHandler;
 class PluginHostProxyHandler;
 class PluginHostReply;
 
-/// What a client asks of a host. The client builds one and writes it; the host reads it into an object of the
+/// A client's request to a host. The client builds one and writes it; the host reads it into an object of the
 /// same class and runs it on its main thread. Its frame is in plugin/Frames.h.
 class PluginHostRequest : public PluginHostAction {
 public:
@@ -27,7 +27,7 @@ public:
     virtual bool isForInstance(int32_t id) const;
     /// Host side, main thread.
     virtual void perform(PluginHostContext& host) = 0;
-    /// A request without a reply gets nothing back at all.
+    /// Without a reply, not even a failure is sent back.
     virtual bool needsReply() const;
     virtual bool isAsync() const;
     /// The payload alone. Throws `IOException`.
@@ -37,18 +37,18 @@ public:
     virtual Ref<PluginHostReply> readReply(InputStream& stream);
 
     /// Client side, before anything is sent: throws `IOException` if a text of the payload has a character
-    /// above U+FFFF. The host would count such a text short, and take its end for the next request.
+    /// above U+FFFF. The host would read too few bytes of such a text, and its end as the next request.
     void requireSendableTexts() const;
 
     /// Whether its frame carries a requestId and its reply comes on the asynchronous channel.
     bool hasRequestId() const { return needsReply() && isAsync(); }
 
-    /// Host side: what it came through. Null on the client.
+    /// Host side: the handler that received it. Null on the client.
     Ref<PluginHostProxyHandler> handler;
-    /// Client side: who gets the reply; may be null. Null on the host.
+    /// Client side: the receiver of the reply; may be null. Null on the host.
     Ref<PluginHostAsyncReplyHandler> replyHandler;
     int32_t requestId = noRequestId;
 
-    /// Of the payload: none.
+    /// No payload.
     static constexpr auto fields() { return wire::fields(); }
 };

@@ -3,8 +3,8 @@
 #include "plugin/PluginInstanceRequest.h"
 #include "plugin/WireMessage.h"
 
-/// What a request gets from its class: the type byte from `Request::type`, reading and writing from the list
-/// `Request::fields()`. `PluginHostRequests`, at the end of this file, names all classes.
+/// The wire form of a request: the type byte from `Request::type`, reading and writing from the list
+/// `Request::fields()`. `PluginHostRequests`, at the end of this file, lists all classes.
 template <class Request, class Base = PluginInstanceRequest>
 class WireRequest : public WireMessage<Request, Base> {
 public:
@@ -13,15 +13,15 @@ public:
     void read(InputStream& stream) override { wire::read(stream, static_cast<Request&>(*this)); }
 };
 
-/// Brings up a plug-in. Answered by a `CreatePluginInstanceReply`, or by the words of an `Exception` from
-/// loading the plug-in or its preset. Oddity create-keeps-instance: an instance whose preset failed stays in
-/// the host's table.
+/// Makes an instance of a plug-in. Answered by a `CreatePluginInstanceReply`, or by the message of an
+/// `Exception` from loading the plug-in or its preset. Oddity create-keeps-instance: an instance whose preset
+/// failed stays in the host's table.
 class CreatePluginInstanceRequest : public WireRequest<CreatePluginInstanceRequest> {
 public:
     static constexpr uint8_t type = 0;
 
     CreatePluginInstanceRequest();
-    /// `instanceId` is the client's choice and never used again. `identifier` names the plug-in within its
+    /// `instanceId` is chosen by the client and never reused. `identifier` selects the plug-in within its
     /// file, `presetPath` may be empty.
     CreatePluginInstanceRequest(int32_t instanceId, const String& path, const String& presetPath,
                                 const String& identifier, bool dpiAware);
@@ -36,7 +36,7 @@ public:
     String presetPath;
     String identifier;
     bool dpiAware = false;
-    /// Client side: kept for the length of the call.
+    /// Client side: held during the call.
     Ref<Object> callContext;
 
     static constexpr auto fields() {
@@ -68,7 +68,7 @@ public:
 
     void performOnInstance(PluginInstance& instance) override;
 
-    /// The client's X window; its low 32 bits count.
+    /// The client's X window; only the low 32 bits are used.
     int64_t parentWindow = 0;
     bool openEditorFlag = false;
     String title;
@@ -120,7 +120,7 @@ public:
     }
 };
 
-/// Loads a preset. Answered by a `LoadPresetReply`, or by the words of an `IOException`.
+/// Loads a preset. Answered by a `LoadPresetReply`, or by the message of an `IOException`.
 class LoadPresetRequest : public WireRequest<LoadPresetRequest, PresetRequest> {
 public:
     static constexpr uint8_t type = 5;
@@ -131,7 +131,7 @@ public:
     void performOnInstance(PluginInstance& instance) override;
 };
 
-/// Saves a preset, making the directories above it. Answered by a `SavePresetReply`, or by the words of an
+/// Saves a preset, creating its parent directories. Answered by a `SavePresetReply`, or by the message of an
 /// `IOException`.
 class SavePresetRequest : public WireRequest<SavePresetRequest, PresetRequest> {
 public:
@@ -143,7 +143,7 @@ public:
     void performOnInstance(PluginInstance& instance) override;
 };
 
-/// Chooses a program. No reply.
+/// Selects a program. No reply.
 class SetCurrentProgramRequest : public WireRequest<SetCurrentProgramRequest> {
 public:
     static constexpr uint8_t type = 7;
@@ -193,7 +193,7 @@ public:
     void perform(PluginHostContext& host) override;
 };
 
-/// Ends the host; the process exits inside of it. No reply.
+/// Ends the host: the process exits while this runs. No reply.
 class ShutdownRequest : public WireRequest<ShutdownRequest, PluginHostRequest> {
 public:
     static constexpr uint8_t type = 12;
@@ -201,7 +201,8 @@ public:
     void perform(PluginHostContext& host) override;
 };
 
-/// Asks whether the main thread answers: the one request whose reply, empty, comes on the main channel.
+/// Checks that the main thread responds: the only request whose reply, which is empty, comes on the main
+/// channel.
 class PingRequest : public WireRequest<PingRequest, PluginHostRequest> {
 public:
     static constexpr uint8_t type = 13;
@@ -211,7 +212,7 @@ public:
     bool isAsync() const override;
 };
 
-/// Titles the editor window. No reply.
+/// Sets the title of the editor window. No reply.
 class SetWindowTitleRequest : public WireRequest<SetWindowTitleRequest> {
 public:
     static constexpr uint8_t type = 14;
@@ -229,8 +230,8 @@ public:
     }
 };
 
-/// Stores where the editor is to stand when it is opened or shown; moves nothing now. No reply.
-/// Oddity big-endian-fields: place and size are.
+/// Stores the editor's place and size, for its next opening or showing; doesn't move an open window. No
+/// reply. Oddity big-endian-fields: place and size are big-endian.
 class SetWindowPositionRequest : public WireRequest<SetWindowPositionRequest> {
 public:
     static constexpr uint8_t type = 15;

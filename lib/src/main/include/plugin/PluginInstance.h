@@ -27,14 +27,13 @@ enum DeviceType : int32_t {
     audioToNoteDevice = 3,
 };
 
-/// One running plug-in: the contract above which nobody knows a plug-in format. Parameters, programs and
-/// channels are flat lists by index, values are normalised to 0..1, one block of audio is rendered at a time,
-/// and there is one editor window.
+/// One running plug-in, independent of its format. Parameters, programs and channels are flat lists by index,
+/// values are normalised to 0..1, one block of audio is rendered at a time, and there is one editor window.
 ///
 /// Made on the main thread, and held by the host's table of instances until the client destroys it. The main
-/// thread runs everything but `startProcessing`, `stopProcessing` and `process`, which an audio worker runs;
-/// no lock keeps the two apart, the client's order of commands does. A plug-in's own threads reach the
-/// notification makers, which hand on what they make to the main thread.
+/// thread calls everything except `startProcessing`, `stopProcessing` and `process`, which an audio worker
+/// calls; they are kept apart by the client's order of commands, not by a lock. A plug-in's own threads call
+/// the notification makers, which pass the notifications to the main thread.
 class PluginInstance : public Object {
 public:
     /// Bytes of the buffer for a name or a display text.
@@ -66,15 +65,15 @@ public:
     virtual int32_t getOutputChannelCount() = 0;
     virtual String getName() = 0;
     virtual String getVendor() = 0;
-    /// The text under which the plug-in is known, which isn't the one that selects it in its file.
+    /// The client's identifier for the plug-in, not always the one that selects it in its file.
     virtual String getIdentifier() = 0;
     virtual String getCategory() = 0;
     virtual String getVersion() = 0;
     /// In samples.
     virtual int32_t getLatency() = 0;
-    /// Brings the plug-in up; once, before the instance enters the host's table.
+    /// Initialises the plug-in; once, before the instance enters the host's table.
     virtual void initialize() = 0;
-    /// Takes it down, before the instance leaves the table.
+    /// Shuts it down, before the instance leaves the table.
     virtual void terminate() = 0;
     /// Audio worker.
     virtual void startProcessing() = 0;
@@ -92,11 +91,11 @@ public:
     virtual void getParameterProperties(int32_t index, ParameterProperties& properties) = 0;
     virtual float getParameterValue(int32_t index) = 0;
     /// Audio worker, for the changes of a block. The base only marks the parameter for a display update. The
-    /// index isn't checked: one that the plug-in doesn't have goes to the plug-in.
+    /// index isn't checked: one that the plug-in doesn't have is passed to it.
     virtual void setParameterValue(int32_t index, float value);
-    /// Renders one block of `frames`, at most the block size; a `ProcessResult`. `keepActive` says that the
-    /// client goes on calling whatever the result, `realtime` that it waits for the output. Audio worker:
-    /// allocates nothing and locks nothing, but for a plug-in that reports from inside of it.
+    /// Renders one block of `frames`, at most the block size; returns a `ProcessResult`. `keepActive`: the
+    /// client continues to call for any result. `realtime`: it waits for the output. Audio worker: doesn't
+    /// allocate or lock, except for notifications from inside of the plug-in's call.
     virtual int32_t process(int32_t frames, bool keepActive, bool realtime) = 0;
     virtual int32_t getParameterCount() = 0;
     /// `note` is 0 to 127; empty if the plug-in has no name for it.
@@ -107,19 +106,19 @@ public:
     /// `parentWindow` is the client's X window, 0 for none.
     virtual void openEditor(uint32_t parentWindow, bool resizable, const String& title) = 0;
     virtual void setWindowTitle(const String& title);
-    /// Harmless without an open editor.
+    /// No effect without an open editor.
     virtual void closeEditor() = 0;
     virtual void editorWasClosed() = 0;
     virtual void editorMouseWheel(float distance) = 0;
     virtual bool editorKeyDown(uint16_t key, int16_t keyCode, int32_t modifiers) = 0;
     virtual bool editorKeyUp(uint16_t key, int16_t keyCode, int32_t modifiers) = 0;
-    /// Stores the size, in pixels, and tells the client, on the calling thread; nothing while the editor is
-    /// being opened or shown. The place is ignored.
+    /// Stores the size, in pixels, and notifies the client, on the calling thread, unless the editor is being
+    /// opened or shown. The place is ignored.
     virtual void editorSizeChanged(int32_t x, int32_t y, int32_t width, int32_t height);
     virtual void editorFocusChanged(bool focused) = 0;
     virtual void editorSetSize(int32_t& width, int32_t& height) = 0;
-    /// The periodic call of the main thread, about every 40 ms. The base tells the client of new display
-    /// texts.
+    /// The periodic call of the main thread, about every 40 ms. The base notifies the client of changed
+    /// display texts.
     virtual void idle();
     virtual void noOperation();
     virtual bool alwaysFalse();
@@ -127,24 +126,24 @@ public:
     virtual void loadPreset(const String& path) = 0;
     /// Throws `IOException`.
     virtual void savePreset(const String& path) = 0;
-    /// The first of overlapping edits is protected from changes by the client. Any thread.
+    /// The first of overlapping edits is protected from the client's changes. Any thread.
     virtual void beginParameterEdit(int32_t index);
     /// Any thread.
     virtual void endParameterEdit(int32_t index);
 
-    /// Takes on the audio block: points the channel arrays and the transport of `audio` into it and publishes
-    /// the context last, so that whoever sees the context sees the rest. Main thread, before the client knows
-    /// the instance.
+    /// Adopts the audio block: points the channel arrays and the transport of `audio` into it and publishes
+    /// the context last, so that a thread that sees the context sees the rest. Main thread, before the
+    /// instance is announced to the client.
     void setAudioContext(const Ref<PluginAudioContext>& context);
 
-    /// The editor's window is about to be opened or shown again: until that has settled, its moves aren't the
-    /// user's. Main thread.
+    /// Call it before the editor's window is opened or shown again: its moves don't count as the user's until
+    /// that has settled. Main thread.
     void beginWindowChange();
-    /// The open window has been asked for all that it takes. `windowBusy` ends only when the server has told
-    /// of it.
+    /// Call it after the last request of such a change. `windowBusy` is cleared later, when the server has
+    /// reported the results.
     void endWindowChange();
 
-    /// Ends a worker's turn with this instance, so that `awaitWorkerTurns` sees all that the worker did.
+    /// Ends a worker's turn with this instance and publishes the worker's writes to `awaitWorkerTurns`.
     /// Lock-free.
     void endWorkerTurn() { workerTurns.fetch_add(1, std::memory_order_release); }
     /// Makes what workers did in their ended turns visible to the caller.
@@ -155,13 +154,13 @@ public:
 
     // Touched by any thread.
 
-    /// No notification leaves the instance while this is set: the host itself is driving the plug-in.
+    /// No notification is sent while this is set: the host itself is calling the plug-in.
     Relaxed<bool> notificationsMuted = false;
     PluginHostContext* const host;
     const int32_t instanceId;
-    /// Null until the instance has been announced to the client; without it there are no notifications.
+    /// Null until the instance has been announced to the client; no notification is sent without it.
     PublishedPointer<PluginHostProxyHandler> handler;
-    /// A full update was asked for; preset loading clears and tests it.
+    /// A full update was requested; preset loading clears and tests it.
     Relaxed<bool> allParametersChanged = false;
     /// `terminate` has begun.
     Relaxed<bool> closing = false;
@@ -184,36 +183,36 @@ public:
     PublishedPointer<PluginWindow> window;
 
 protected:
-    /// The second half of an opening, once the plug-in has the window: waits for the plug-in's own, has
-    /// `adoptSize` give the window its size, and shows it. Nothing may touch the instance after this. Main
-    /// thread.
+    /// The second half of an opening, once the plug-in has the window: waits for the plug-in's own window,
+    /// calls `adoptSize` to set the size, and shows the window. Nothing may touch the instance after this.
+    /// Main thread.
     ///
-    /// Oddity windowless-editor-left-open: where the plug-in makes no window, the editor is closed again
-    /// without a call to the plug-in, and `windowBusy` stays set.
+    /// Oddity windowless-editor-left-open: if the plug-in makes no window, the editor is closed again without
+    /// a call to the plug-in, and `windowBusy` stays set.
     void finishOpening(PluginWindow& open, bool resizable, const String& title,
                        const std::function<void()>& adoptSize);
     /// Destroys the editor's window, if there is one. The window may hold the last reference: nothing may
     /// touch the instance after this.
     void destroyWindow();
-    /// Tells the client that the plug-in itself changed a value. Any thread; allocates.
+    /// Notifies the client of a value that the plug-in itself changed. Any thread; allocates.
     void notifyParameterChanged(int32_t index, float value);
-    /// Tells the client to expect everything anew. Any thread; allocates.
+    /// Sends the client the whole state anew. Any thread; allocates.
     void notifyAllParametersChanged();
-    /// Ends an edit that the plug-in has begun and left open: a drag that was cut off by the end of its
-    /// editor is over for the client, too.
+    /// Ends an edit that the plug-in left open, such as a drag that the editor's end cut off, and notifies
+    /// the client.
     void endLeftEdit();
 
     String parameterNameText(int32_t index);
     String parameterDisplayText(int32_t index);
     String programNameText(int32_t index);
 
-    /// The channel arrays of `audio` are new; no worker has seen them yet. Main thread.
+    /// Called when the channel arrays of `audio` are new, before a worker sees them. Main thread.
     virtual void channelsChanged();
 
     ParameterEdit parameterEdit;
 
 private:
-    /// Null once the last reference has gone: who calls in while an instance ends gives it no new owner.
+    /// Null once the last reference has gone: a caller that comes during the end must not add a new owner.
     Ref<PluginInstance> holdUnlessEnding();
     void notifyParameterEdit(int32_t index, bool isBegin);
 

@@ -8,15 +8,15 @@ class PluginInstance;
 /// A request to one instance. Its payload starts with `int32n` instanceId.
 class PluginInstanceRequest : public PluginHostRequest {
 public:
-    /// What a request holds before its payload has been read.
+    /// The instanceId before the payload has been read.
     static constexpr int32_t unreadInstanceId = -7;
 
     explicit PluginInstanceRequest(int32_t instanceId = unreadInstanceId);
     ~PluginInstanceRequest() override;
 
     bool isForInstance(int32_t id) const override;
-    /// Looks the instance up and holds it for the run. An unknown id is logged to stderr.
-    /// Oddity unknown-instance-silence: it gets no reply, not even one that the request needs.
+    /// Looks the instance up and holds it during the run. An unknown id is logged to stderr.
+    /// Oddity unknown-instance-silence: it gets no reply, not even to a request that needs one.
     void perform(PluginHostContext& host) override;
     void read(InputStream& stream) override;
     void write(OutputStream& stream) const override;

@@ -12,16 +12,16 @@
 
 class PluginInstance;
 
-/// Everything that the client keeps about an instance. Doesn't change once it is made.
+/// The state of an instance for the client. Immutable.
 class PluginInstanceState : public Object {
 public:
     static constexpr size_t noteCount = 128;
     static constexpr const char* wireName = "record";
 
-    /// Empty, to be read into.
+    /// Empty, for reading into.
     PluginInstanceState();
-    /// Questions the plug-in. Main thread. Mutes the instance's notifications for that time.
-    /// Oddity snapshot-unmutes: unmutes them at the end, also if they were muted before.
+    /// Queries the plug-in, with the instance's notifications muted. Main thread. Oddity snapshot-unmutes:
+    /// unmutes them at the end, also if they were muted before.
     explicit PluginInstanceState(PluginInstance& instance);
     /// Reads one from the wire. Throws `IOException`.
     explicit PluginInstanceState(InputStream& stream);
@@ -58,7 +58,7 @@ public:
     }
 
 private:
-    /// A program is its name on the wire.
+    /// On the wire a program is its name.
     struct ProgramName {
         static constexpr const char* name = wire::Text::name;
         static Ref<Program> read(InputStream& stream) { return new Program(wire::Text::read(stream)); }

@@ -4,13 +4,13 @@
 
 #include <cstdint>
 
-/// The window that an editor stands in. Belongs to its instance, which destroys it to close the editor; its
-/// end is what tells the client. Main thread, but for `resize`, which a plug-in may cause on any.
+/// The window of an editor. Owned by its instance, which destroys it to close the editor; its destructor
+/// notifies the client. Main thread, except for `resize`, which a plug-in may cause on any.
 class PluginWindow : public NonCopyable {
 public:
     virtual ~PluginWindow();
 
-    /// Called when the client asked for an editor that can be resized.
+    /// Called if the client asked for a resizable editor.
     virtual void setResizable() = 0;
     virtual void hide() = 0;
     virtual void show() = 0;
@@ -21,7 +21,7 @@ public:
     virtual void move(int32_t x, int32_t y) = 0;
     virtual float getScaleFactor() const;
     virtual uint32_t getWindowId() const;
-    /// True once the plug-in's own window stands in this one.
+    /// Waits for the plug-in's own window inside of this one; false if it makes none in time.
     virtual bool waitForPluginWindow() = 0;
 
 protected:

@@ -6,14 +6,14 @@
 
 class PluginHostContext;
 
-/// The user, or the window manager, asked to close an editor. An id that no open window has is passed over:
-/// the window may have gone meanwhile.
+/// The user, or the window manager, asked to close an editor. An id without an open window is ignored: the
+/// window may have gone meanwhile.
 class PluginWindowClosedAction : public PluginHostAction {
 public:
     PluginWindowClosedAction(PluginHostContext* host, uint32_t windowId);
     ~PluginWindowClosedAction() override;
 
-    /// Closes the editor, whose window then tells the client.
+    /// Closes the editor, whose window then notifies the client.
     void run() override;
 
 private:
@@ -27,7 +27,7 @@ public:
     PluginWindowMovedAction(PluginHostContext* host, uint32_t windowId, int32_t x, int32_t y);
     ~PluginWindowMovedAction() override;
 
-    /// Stores the place and tells the client, but for a window that is being opened or is hidden: such a move
+    /// Stores the place and notifies the client, unless the window is being opened or is hidden: such a move
     /// isn't the user's.
     void run() override;
 
@@ -38,13 +38,13 @@ private:
     int32_t y;
 };
 
-/// The plug-in has asked for another size of its editor window, in pixels, and has got it.
+/// The plug-in has asked for another size of its editor window, in pixels, which has been applied.
 class PluginWindowResizedAction : public PluginHostAction {
 public:
     PluginWindowResizedAction(PluginHostContext* host, uint32_t windowId, int32_t width, int32_t height);
     ~PluginWindowResizedAction() override;
 
-    /// Tells the instance, as long as the window stands.
+    /// Passes the size to the instance while the window is open.
     void run() override;
 
 private:
@@ -54,8 +54,8 @@ private:
     int32_t height;
 };
 
-/// All that the opening, or the showing, of an editor window caused has been told: from now on its moves are
-/// the user's.
+/// All events of an editor window's opening or showing have been handled: its moves count as the user's from
+/// now on.
 class PluginWindowSettledAction : public PluginHostAction {
 public:
     PluginWindowSettledAction(PluginHostContext* host, uint32_t windowId, uint32_t serial);

@@ -4,11 +4,11 @@
 
 enum class ProcessingState : int32_t { created = 0, initialised = 1, processing = 2, terminated = 3 };
 
-/// What `process` says of the blocks to come.
+/// The result of `process`, about the following blocks.
 enum ProcessResult : int32_t {
-    /// Nothing more will come out until there is new input.
+    /// Silent until there is new input.
     processSilent = 0,
     processActive = 1,
-    /// A tail is still ringing out.
+    /// A tail is still sounding.
     processTail = 2,
 };

@@ -2,7 +2,7 @@
 
 #include "plugin/CoreNames.h"
 
-/// One of the sounds that a plug-in brings, by its place in the plug-in's list.
+/// One of a plug-in's programs, by its index in the plug-in's list.
 class Program : public Object {
 public:
     explicit Program(const String& name);

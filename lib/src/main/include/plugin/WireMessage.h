@@ -2,7 +2,7 @@
 
 #include "plugin/WireRecord.h"
 
-/// What a reply or a request gets from its class: `getType` from `Message::type`, `write` from the list
+/// The wire form of a reply or a request: `getType` from `Message::type`, `write` from the list
 /// `Message::fields()`.
 template <class Message, class Base>
 class WireMessage : public Base {
@@ -15,7 +15,7 @@ public:
     }
 };
 
-/// Classes that share a channel, told apart by the `type` of each.
+/// Classes that share a channel, distinguished by the `type` of each.
 template <class... Messages>
 struct WireFamily {
     /// An object of the class that has this type, made from the arguments; null if none has.

@@ -8,16 +8,16 @@
 #include <type_traits>
 #include <utility>
 
-/// The fields of what crosses between client and host. A record lists them once, in the order of the wire:
+/// The fields of the messages between client and host. A record lists them once, in the order of the wire:
 ///
 ///     static constexpr auto fields() {
 ///         return wire::fields(wire::int32n("program", &Example::program),
 ///                             wire::string("title", &Example::title));
 ///     }
 ///
-/// `wire::read` and `wire::write` follow that list, and so do the tables of docs/protocol.md, which the tests
-/// hold against `wire::describe`. A name is the one of the table. Reading throws `IOException`, and
-/// `EOSException` at the end of the stream; a record that it threw from is half read.
+/// `wire::read` and `wire::write` follow that list, and so do the tables of docs/protocol.md, which tests
+/// compare with `wire::describe`, including the names. Reading throws `IOException`, and `EOSException` at
+/// the end of the stream; the record is then half read.
 namespace wire {
 
 // The primitives: how a value is read and written, and the name that it has in docs/protocol.md.
@@ -124,7 +124,7 @@ struct OptionalArray {
     Flag flag;
     const char* elementName;
     Member member;
-    /// As the table has it: how many elements there are, and when.
+    /// For the table: how many elements there are, and when.
     const char* times;
 
     template <class Record>
@@ -150,7 +150,7 @@ struct OptionalArray {
     }
 };
 
-// What a list of fields is written with.
+// Functions that make a list of fields.
 
 template <class Member>
 constexpr auto int32n(const char* name, Member member) {
@@ -209,7 +209,7 @@ constexpr auto extend(const std::tuple<BaseFields...>& base, Fields... list) {
     return std::tuple_cat(base, std::tuple(list...));
 }
 
-// What follows from a list.
+// Functions that use a list.
 
 template <class Record>
 void read(InputStream& stream, Record& record) {

@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-// What travels on a worker's pipe: a byte for the command, then its fields. Writing and reading allocate
-// nothing; both throw `IOException`.
+// The commands on a worker's pipe: a byte for the command, then its fields. Writing and reading don't
+// allocate; both throw `IOException`.
 
 /// The first byte of a command.
 enum class WorkerCommand : uint8_t {
@@ -14,8 +14,7 @@ enum class WorkerCommand : uint8_t {
     /// An `InstanceCommand`. No answer.
     stopProcessing = 1,
     /// A `ProcessCommand`. Answered by an `int32b`, a `ProcessResult`. Oddity big-endian-fields: the command
-    /// is
-    /// little-endian, the answer isn't.
+    /// is little-endian, the answer isn't.
     process = 2,
 };
 
