@@ -5,9 +5,9 @@
 
 #include <cstdint>
 
-/// The scope of a call into an effect, on any thread. What the host throws while the effect calls back must
-/// not unwind the effect's frames, which may be another language's: the callback keeps it and answers 0, and
-/// `finish` throws it once the effect has returned. Allocates nothing.
+/// The scope of a call into an effect, on any thread. An exception of the host during a callback must not
+/// unwind the effect's frames, which may be another language's: the callback stores it and returns 0, and
+/// `finish` rethrows it once the effect has returned. Doesn't allocate.
 class EffectCall : public NonCopyable, public NonMovable {
 public:
     EffectCall() { ++depth; }
@@ -16,19 +16,19 @@ public:
             drop();
     }
 
-    /// Behind the call. Throws what the callback kept meanwhile.
+    /// Call it after the effect has returned. Rethrows what the callback stored.
     void finish() {
         if (hasKept) [[unlikely]]
             throwKept();
     }
 
-    /// In a handler of the callback: keeps the exception that is being handled. Ends the process on a thread
-    /// that no call of the host's is on, where nothing could catch it.
+    /// In a catch block of the callback: stores the current exception. Ends the process on a thread without
+    /// an `EffectCall`, where nothing could catch it.
     static void keepException() noexcept;
 
 private:
     static void throwKept();
-    /// The effect threw besides, and that has gone past `finish`.
+    /// For a call that the effect left by an exception of its own, past `finish`.
     static void drop() noexcept;
 
     static constinit thread_local int32_t depth;

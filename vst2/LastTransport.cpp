@@ -12,10 +12,10 @@ void LastTransport::publish(const TransportBlock& transport) {
     const auto source = std::bit_cast<Words>(transport);
     const uint32_t before = version.load(std::memory_order_relaxed);
     version.store(before + 1, std::memory_order_relaxed);
-    // Each word releases the odd version: who reads a new word reads that or a later one behind it.
+    // Each word releases the odd version: a reader of a new word then reads that version or a later one.
     for (size_t i = 0; i < words.size(); ++i)
         words[i].store(source[i], std::memory_order_release);
-    // Never 0 again.
+    // Skips 0, which means that there was no block.
     version.store(before + 2 != 0 ? before + 2 : 2, std::memory_order_release);
 }
 
@@ -39,8 +39,8 @@ std::optional<TransportBlock> LastTransport::tryRead(TransportBlock& block) cons
 }
 
 TransportBlock LastTransport::readFirst(TransportBlock& block) {
-    // The client may be writing it for its first block. By halves of words: where 64 bits need four bytes of
-    // alignment only, they aren't one access.
+    // The client may be writing it for its first block. Read in words of 32 bits: where 64 bits need only
+    // four bytes of alignment, they aren't one access.
     std::array<uint32_t, sizeof(TransportBlock) / sizeof(uint32_t)> first;
     auto* source = reinterpret_cast<uint32_t*>(&block);
     for (size_t i = 0; i < first.size(); ++i)

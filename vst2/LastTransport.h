@@ -8,18 +8,18 @@
 #include <cstdint>
 #include <optional>
 
-/// The transport of the last block, for threads other than the worker's: the audio block itself is the
-/// client's to write between two blocks. One worker at a time writes, without a lock and without waiting; a
-/// reader that meets a write reads again.
+/// The transport of the last block, for threads other than the worker's: between two blocks the client may
+/// write to the audio block itself. One worker at a time writes, lock-free and wait-free; a reader that
+/// overlaps a write retries.
 class LastTransport : public NonCopyable, public NonMovable {
 public:
     LastTransport();
 
     /// Audio worker; lock-free.
     void publish(const TransportBlock& transport);
-    /// The transport of the last block, all of one; that in `block` before the first. Any thread.
+    /// A consistent copy of the last block's transport; of `block` before the first. Any thread.
     TransportBlock read(TransportBlock& block) const;
-    /// One attempt at the same: nothing if it meets a write. Any thread.
+    /// One attempt at the same: empty if it overlaps a write. Any thread.
     std::optional<TransportBlock> tryRead(TransportBlock& block) const;
 
 private:

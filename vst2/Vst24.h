@@ -178,7 +178,7 @@ struct VstTimeInfo {
 
 enum VstEventTypes : VstInt32 { kVstMidiType = 1, kVstSysExType = 6 };
 
-/// What all events start with.
+/// The common head of all events.
 struct VstEvent {
     VstInt32 type;
     VstInt32 byteSize;
@@ -211,7 +211,7 @@ struct VstMidiSysexEvent {
     VstIntPtr resvd2;
 };
 
-/// The head of a list of `numEvents` pointers, which goes on beyond the two of this type.
+/// The head of a list of `numEvents` pointers, which extends beyond the two of this type.
 struct VstEvents {
     VstInt32 numEvents;
     VstIntPtr reserved;

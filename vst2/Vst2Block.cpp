@@ -13,11 +13,11 @@
 
 namespace {
 
-// Both kinds give this size, also where their structure takes another.
+// The `byteSize` of both kinds, also where their structure has another size.
 constexpr VstInt32 eventByteSize = 32;
 constexpr size_t eventSize = std::max(sizeof(VstMidiEvent), sizeof(VstMidiSysexEvent));
 
-// A memory block that outlives exceptions only with its owner.
+// From `malloc`; the caller owns it.
 template <class T>
 T* allocateBytes(size_t size) {
     void* memory = std::malloc(size);
@@ -46,7 +46,7 @@ VstMidiSysexEvent* writeSysexEvent(uint8_t* target, const EventRecord& record) {
     return event;
 }
 
-// The counter says how long there has been nothing to play, and no evening is long enough to turn it round.
+// Saturates: an overflow would make a long silence look short.
 int32_t addSaturated(int32_t counter, int32_t frames) {
     return static_cast<int32_t>(
         std::min<int64_t>(int64_t{counter} + frames, std::numeric_limits<int32_t>::max()));
@@ -85,8 +85,8 @@ VstTimeInfo timeInfoOf(const TransportBlock& transport) {
     return info;
 }
 
-// What `audioMasterGetTime` points to on a thread outside of `process`. Its address is the thread's mark,
-// too.
+// What `audioMasterGetTime` points to on a thread outside of `process`. Its address also identifies the
+// thread.
 constinit thread_local VstTimeInfo ownTimeInfo{};
 
 } // namespace
@@ -182,7 +182,7 @@ void Vst2Block::sendEvents(const PluginAudioContext& context) {
     uint8_t* next = eventBuffer;
     const uint8_t* end = eventBuffer + eventBufferSize;
     constexpr ptrdiff_t step = eventSize;
-    // The array is longer than its type says.
+    // The array is longer than its type declares.
     VstEvent** const list = eventList->events;
     int32_t count = 0;
     for (const EventRecord& record : records) {
@@ -206,7 +206,7 @@ void Vst2Block::sendEvents(const PluginAudioContext& context) {
 }
 
 void Vst2Block::render(const PluginAudioContext& context, int32_t frames) {
-    // Once for the block: the effect may change them on any thread.
+    // Read once for the block: the effect may change them on any thread.
     const int32_t claimedInputs = std::atomic_ref(effect->numInputs).load(std::memory_order_relaxed);
     const int32_t claimedOutputs = std::atomic_ref(effect->numOutputs).load(std::memory_order_relaxed);
     float** inputTable = inputs.reach(claimedInputs);
@@ -259,7 +259,7 @@ VstIntPtr Vst2Block::queryTime() {
     if (audio.getContext() == nullptr)
         return 0;
     TransportBlock& transport = *audio.getTransport();
-    // What an earlier answer points to is never half old and half new, nor zero, while its reader may look.
+    // One object for each thread, so that no other thread changes an earlier answer while it is read.
     const bool isInProcess = processThread == &ownTimeInfo;
     VstTimeInfo& answer = isInProcess ? timeInfo : ownTimeInfo;
     answer = timeInfoOf(isInProcess ? transport : lastTransport.read(transport));
@@ -279,7 +279,7 @@ VstIntPtr Vst2Block::receiveEvents(const VstEvents* events) {
         if (record == nullptr)
             return 1;
         record->kind = EventKind::midi;
-        // The block's size is the limit, and not the frames of this call.
+        // Clamped to the block size, not to the frames of this call.
         record->sampleOffset =
             static_cast<uint16_t>(std::clamp(event->deltaFrames, 0, std::max(audio.getBlockSize() - 1, 0)));
         std::memcpy(record->midi, reinterpret_cast<const VstMidiEvent*>(event)->midiData, 3);

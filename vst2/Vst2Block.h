@@ -9,22 +9,21 @@
 
 #include <cstdint>
 
-/// What an audio worker touches of a VST 2 instance: it renders the blocks, and answers what the effect asks
-/// about them. It reaches the effect and the instance's `InstanceAudio`, and nothing else of the instance.
-/// Nothing here allocates, locks or prints but where the main thread sets it up, and but for a plug-in that
-/// reports from inside of its own calls.
+/// What an audio worker uses of a VST 2 instance: renders the blocks, and answers the effect's callbacks
+/// about them. Of the instance it uses only the effect and the `InstanceAudio`. Doesn't allocate, lock or
+/// log, except when the main thread sets it up, and when a plug-in reports from inside of its own calls.
 ///
 /// Owned by the instance, which sets it up on the main thread before a worker has the instance.
 class Vst2Block : public NonCopyable, public NonMovable {
 public:
-    /// What an effect has said of itself when it was brought up.
+    /// What an effect reported when it was initialised.
     struct Abilities {
         bool receivesMidi = false;
         bool receivesSysex = false;
         bool isGenerator = false;
     };
 
-    /// Both are the instance's, and stay as long as this.
+    /// Both are the instance's and outlive this.
     Vst2Block(InstanceAudio& audio, const ParameterEdit& parameterEdit);
     ~Vst2Block();
 
@@ -33,10 +32,10 @@ public:
     void attach(AEffect* newEffect);
     /// Once.
     void prepare(const Abilities& newAbilities);
-    /// Takes on the channels of a new audio block.
+    /// Adopts the channels of a new audio block.
     void connectChannels();
 
-    // Audio worker, as the operations of `PluginInstance` that they stand behind.
+    // Audio worker: what the operations of `PluginInstance` call.
 
     void startProcessing();
     void stopProcessing();
@@ -55,11 +54,11 @@ public:
     int32_t getLatency() const;
     /// The client waits for the output of the block that runs, or ran last.
     bool isRealtime() const { return realtime; }
-    /// A pointer to a `VstTimeInfo`, which stays the caller's until the next question: of the running block
-    /// in this object's own for the thread inside of `process`, of the last block in one of its own for any
-    /// other. 0 without an audio block.
+    /// A pointer to a `VstTimeInfo`, valid until the same thread's next query: of the running block, in this
+    /// object, for the thread inside of `process`; of the last block, in memory of the thread, for any other.
+    /// 0 without an audio block.
     VstIntPtr queryTime();
-    /// Takes the MIDI events that the effect sends during `process`; others are lost.
+    /// Stores the MIDI events that the effect sends during `process`; drops others.
     VstIntPtr receiveEvents(const VstEvents* events);
 
 private:

@@ -5,10 +5,9 @@
 #include <cstdint>
 #include <memory>
 
-/// What an effect gets as its channels of one direction: those of the audio block and, since an effect may
-/// claim more than it had when the block was made, one scratch channel in the place of each further one. An
-/// effect may do so at any time, on any thread: the first `alwaysThere` are there whatever it claims
-/// meanwhile.
+/// The channels that an effect gets in one direction: those of the audio block and, since an effect may claim
+/// more than it had when the block was made, one shared scratch channel for each further one. The claim may
+/// change at any time, on any thread: the first `alwaysThere` channels are valid for any claim.
 class Vst2Channels : public NonCopyable, public NonMovable {
 public:
     /// An effect that claims more isn't called.
@@ -18,10 +17,9 @@ public:
     Vst2Channels();
     ~Vst2Channels();
 
-    /// Takes on the channels of a block, of up to `blockSize` frames. Main thread, before the worker sees
-    /// them.
+    /// Adopts the channels of a block, of up to `blockSize` frames. Main thread, before the worker sees them.
     void connect(float* const* blockChannels, int32_t blockChannelCount, int32_t blockSize);
-    /// The channels, at least `claimed`; null if there can't be as many. Audio worker; allocates nothing.
+    /// At least `claimed` channels; null if there can't be as many. Audio worker; doesn't allocate.
     float** reach(int32_t claimed);
     /// Makes the scratch channel silent. Audio worker.
     void silenceScratch();
@@ -33,7 +31,7 @@ private:
     };
 
     int32_t channelCount = 0;
-    /// Entries of `table` that are set. The rest is untouched memory, which costs none.
+    /// Entries of `table` that are set. The rest is untouched memory, which takes no pages.
     int32_t reached = 0;
     int32_t capacity = 0;
     size_t scratchSize = 0; // bytes

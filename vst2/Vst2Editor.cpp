@@ -1,5 +1,5 @@
-// The part of `Vst2PluginInstance` that opens and closes the editor. The format gives the plug-in the id of a
-// window, and the plug-in makes its own in it.
+// The part of `Vst2PluginInstance` that opens and closes the editor. The plug-in gets the id of a window, and
+// makes its own in it.
 
 #include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostNotifications.h"
@@ -10,7 +10,7 @@
 namespace {
 
 constexpr int32_t smallestWindow = 10; // pixels
-// The published numbers by which a plug-in is told its scale.
+// The published numbers of the call that passes the scale to a plug-in.
 constexpr VstInt32 scaleIndex = 0x50726553;
 constexpr VstIntPtr scaleValue = 0x41654373;
 
@@ -28,7 +28,7 @@ bool Vst2PluginInstance::checkEditorSize(int32_t&, int32_t&) {
     return false;
 }
 
-// Not looked at by UBSan: see the window that couldn't be made.
+// Without UBSan's check for null: the window may be null below.
 __attribute__((no_sanitize("null"))) void
 Vst2PluginInstance::openEditor(uint32_t parentWindow, bool resizable, const String& title) {
     if (window != nullptr)
@@ -59,8 +59,8 @@ void Vst2PluginInstance::adoptEditorSize() {
 }
 
 void Vst2PluginInstance::applyEditorSize(PluginWindow& open) {
-    // Again if a thread of the plug-in's has asked for another size meanwhile: it may have had that applied
-    // just before the older one. A plug-in that never stops asking has the last word by itself.
+    // Repeated if a thread of the plug-in has requested another size meanwhile: that may have been applied
+    // just before the older one. A plug-in that never stops applies its last request itself.
     constexpr int32_t rounds = 100;
     for (int32_t round = 0; round < rounds; ++round) {
         const int32_t width = windowWidth;

@@ -47,7 +47,7 @@ readLinkUnguarded(AEffect* effect) {
     return *const_cast<volatile VstIntPtr*>(&unguarded->resvd1);
 }
 
-/// What doesn't depend on the effect.
+/// Answers that don't depend on the effect.
 VstIntPtr answerForAnyEffect(VstInt32 opcode, void* ptr) {
     const PluginHostContext* host = PluginHostContext::getCurrent();
     switch (opcode) {
@@ -74,7 +74,7 @@ VstIntPtr answerForAnyEffect(VstInt32 opcode, void* ptr) {
     }
 }
 
-/// For an effect that no instance stands behind.
+/// Answers for an effect without an instance.
 VstIntPtr answerForUnlinkedEffect(VstInt32 opcode, void* ptr) {
     switch (opcode) {
     case audioMasterIOChanged:
@@ -142,7 +142,7 @@ VstIntPtr vst2HostCallback(AEffect* effect, VstInt32 opcode, VstInt32 index, Vst
         const CallGate::Call call(Vst2PluginInstance::gateOf(effect));
         return answerForEffect(*effect, opcode, index, value, ptr, opt);
     } catch (const abi::__forced_unwind&) {
-        // No exception: a thread that is being ended.
+        // Not an exception: the thread is being cancelled.
         throw;
     } catch (...) {
         EffectCall::keepException();

@@ -63,7 +63,7 @@ void Vst2Plugin::getPluginIds(std::vector<String>& list) {
         throw PluginException("createAEffectInstance returned NULL");
     if (dispatch(effect, effGetPlugCategory) != kPlugCategShell) {
         list.push_back(String::fromInteger(effect->uniqueID));
-        // One from an earlier list is left alone: no instance has taken it.
+        // One from an earlier list is leaked: no instance has taken it.
         base::core::leaveAllocated(pendingEffect);
         pendingEffect = effect;
         return;
@@ -73,7 +73,7 @@ void Vst2Plugin::getPluginIds(std::vector<String>& list) {
         list.push_back(String::fromInteger(static_cast<int32_t>(id)));
     // The shell's own effect stays alive and unused: closing it ends the effects of some shells.
     base::core::leaveAllocated(effect);
-    // The whole list counts, and not what was added.
+    // Tests the whole list, not what was added.
     if (list.empty())
         throw PluginException("Shell plug-in is empty");
 }

@@ -5,9 +5,9 @@
 
 class PluginHostContext;
 
-/// One loaded VST 2 file: an entry point, each call of which makes an effect. A shell file makes different
-/// effects by what the host answers to `audioMasterCurrentId` meanwhile, which is a value of the whole
-/// process: effects are made on the main thread alone. The module is never closed, since effects outlive this
+/// One loaded VST 2 file: an entry point, each call of which makes an effect. A shell file chooses the effect
+/// by the host's answer to `audioMasterCurrentId` during that call. The answer is one value for the process,
+/// so effects are made on the main thread alone. The module is never closed, since effects outlive this
 /// object.
 class Vst2Plugin : public Plugin {
 public:
@@ -19,14 +19,14 @@ public:
     void load();
 
     bool isValid() const override;
-    /// `identifier` is a decimal number; what a shell answers it for, and nothing to any other file. Throws
-    /// `NumberFormatException`, before the entry point runs, and `PluginException`.
+    /// `identifier` is a decimal number, which selects an effect of a shell and is ignored by other files.
+    /// Throws `NumberFormatException`, before the entry point runs, and `PluginException`.
     PluginInstance* createInstance(int32_t instanceId, const String& identifier, bool dpiAware) override;
     /// Keeps the effect of a file that is no shell for the next `createInstance`. Throws `PluginException`.
     void getPluginIds(std::vector<String>& list) override;
     PluginApi* getApi() const override;
 
-    /// What `audioMasterCurrentId` answers: the number that the latest instance was made with. Any thread.
+    /// The answer to `audioMasterCurrentId`: the number that the latest instance was made with. Any thread.
     static int32_t getCurrentShellPluginId();
 
 private:

@@ -9,7 +9,7 @@ public:
 
     /// "VST 2.4".
     String getName() const override;
-    /// All that no other format takes.
+    /// Accepts any path: add this format last.
     bool loads(const String& path) const override;
     Plugin* createPlugin(PluginHostContext* host, const String& path) override;
 };

@@ -42,7 +42,7 @@ bool Vst2PluginInstance::prepareForDeletion() {
     if (effect == nullptr)
         return true;
     handler = nullptr;
-    // A terminated effect may be gone, and has lost its link before.
+    // A terminated effect may have been freed; its link has been cleared before.
     if (block.getState() != ProcessingState::terminated) {
         auto self = reinterpret_cast<VstIntPtr>(this);
         std::atomic_ref(effect->resvd1).compare_exchange_strong(self, 0);
@@ -194,13 +194,13 @@ void Vst2PluginInstance::initialize() {
 
 void Vst2PluginInstance::terminate() {
     closing = true;
-    // What they report must not be the last to hold the instance, on a thread of the plug-in.
+    // A report of theirs must not hold the last reference to the instance, on a thread of the plug-in.
     callIsStuck = !gateOf(effect).waitForCalls(CallGate::longestWait);
     if (block.getState() == ProcessingState::processing)
         stopProcessing();
     switchMains(false);
     closeEditor();
-    // The last chance: the effect may be freed now, and one that isn't must not reach a freed instance.
+    // The latest point: `effClose` may free the effect, and one that stays must not reach a freed instance.
     setLink(closedLink);
     dispatch(effClose);
     block.setState(ProcessingState::terminated);
@@ -270,7 +270,7 @@ void Vst2PluginInstance::getParameterProperties(int32_t index, ParameterProperti
         properties.id = answer.displayIndex;
     properties.isSwitch = (answer.flags & kVstParameterIsSwitch) != 0;
     properties.usesIntegerRange = (answer.flags & kVstParameterUsesIntegerMinMax) != 0;
-    // Whatever the flags say.
+    // Regardless of the flags.
     properties.minInteger = answer.minInteger;
     properties.maxInteger = answer.maxInteger;
     if ((answer.flags & kVstParameterSupportsDisplayCategory) != 0)
@@ -348,7 +348,7 @@ VstIntPtr Vst2PluginInstance::queryOutputLatency() const {
 }
 
 Vst2PluginInstance::DispatcherAnswer Vst2PluginInstance::canDo(const char* ability) const {
-    // The interface wants a pointer to what it only reads.
+    // The interface has a pointer to non-const, and only reads.
     return dispatch(effCanDo, 0, 0, const_cast<char*>(ability));
 }
 
@@ -386,7 +386,7 @@ std::vector<Ref<PluginAudioBus>> Vst2PluginInstance::collectBuses(VstInt32 prope
     } else if (rest == 2) {
         addBus(concat("Stereo ", direction), channel, true);
     } else if (rest > 2) {
-        // Each channel stands in a stereo bus and again in a mono bus; an odd last one only in the latter.
+        // Each channel is in a stereo bus and again in a mono bus; an odd last one only in the latter.
         for (int32_t i = 0; i < rest / 2; ++i)
             addBus(concat("Stereo ", direction, " ", i + 1), channel + 2 * i, true);
         for (int32_t i = 0; i < rest; ++i)

@@ -10,30 +10,29 @@
 
 class Vst2Plugin;
 
-/// The instance of one VST 2 effect, which finds its way back here by the effect's `resvd1`. Most operations
-/// are one call of the effect's dispatcher; what an audio worker runs is `Vst2Block`. See `PluginInstance`
-/// for the threads.
+/// The instance of one VST 2 effect, which the callback finds by the effect's `resvd1`. Most operations are
+/// one call of the effect's dispatcher; what an audio worker runs is `Vst2Block`. See `PluginInstance` for
+/// the threads.
 class Vst2PluginInstance : public PluginInstance {
 public:
     Vst2PluginInstance(PluginHostContext* host, int32_t instanceId, bool dpiAware, Vst2Plugin* plugin,
                        int32_t shellPluginId);
     /// Closes an effect that was initialised and never terminated.
     ~Vst2PluginInstance() override;
-    /// Takes the link out of an effect that stays, and waits for calls that the effect's threads are making.
-    /// One that doesn't come back keeps the instance allocated, with a line in the log.
+    /// Clears the link of an effect that stays, and waits for calls of the effect's threads. If one doesn't
+    /// return, the instance is leaked, which is logged.
     bool prepareForDeletion() override;
 
-    /// Takes over a new effect and links the two. Its calls until then reach the callback without an
-    /// instance.
+    /// Adopts a new effect and links the two. Calls of the effect before that find no instance.
     void attach(AEffect* newEffect);
-    /// What an effect has in its `resvd1`: 0 while it isn't linked, `closedLink` from its `effClose` on, else
-    /// its instance. Any thread; the instance stays while a `CallGate::Call` of `gateOf` that was made before
-    /// is there.
+    /// The `resvd1` of an effect: 0 while it isn't linked, `closedLink` from its `effClose` on, else its
+    /// instance. Any thread; the instance is valid while a `CallGate::Call` of `gateOf` that was made before
+    /// exists.
     static VstIntPtr linkOf(AEffect& effect);
     static const VstIntPtr closedLink;
     static Vst2PluginInstance* instanceOf(VstIntPtr link);
-    /// Counts the calls of an effect into the host. Not in the instance, whose end they are counted for.
-    /// Several effects share one.
+    /// Counts the calls of an effect into the host. Not in the instance, whose end waits for them. Several
+    /// effects share one.
     static CallGate& gateOf(const AEffect* effect);
 
     PluginApi* getApi() const override;
@@ -93,16 +92,17 @@ public:
     void loadPreset(const String& path) override;
     void savePreset(const String& path) override;
 
-    /// Gives an editor's window the last size that was asked for, also one that a thread of the effect asks
-    /// for meanwhile. Main thread.
+    /// Applies the last requested size to an editor's window, also one that a thread of the effect requests
+    /// meanwhile. Main thread.
     void applyEditorSize(PluginWindow& open);
 
-    // What the effect asks of its host: any thread, no lock. Each returns the answer to the effect.
+    // The effect's callbacks: any thread, lock-free. Each returns the answer for the effect.
 
     VstIntPtr parameterAutomated(int32_t index, float value);
     VstIntPtr everythingChanged();
     VstIntPtr requestIdle();
-    /// In pixels. Sizes below 10 are stored and not applied: plug-ins report them before they know better.
+    /// In pixels. Sizes below 10 are stored and not applied: plug-ins report them before they have a real
+    /// one.
     VstIntPtr sizeWindow(int32_t width, int32_t height);
     VstIntPtr currentProcessLevel() const;
     VstIntPtr queryTime();
@@ -121,7 +121,7 @@ private:
     String dispatchedText(VstInt32 opcode) const;
     std::vector<Ref<PluginAudioBus>> collectBuses(VstInt32 propertiesOpcode, int32_t channelCount,
                                                   const char* direction) const;
-    /// Takes on the size that the effect tells for its editor, if it tells one.
+    /// Adopts the size that the effect reports for its editor, if any.
     void adoptEditorSize();
     void loadBankOrProgram(const String& path);
     bool dispatchKey(VstInt32 opcode, uint16_t key, int32_t modifiers) const;
@@ -137,7 +137,7 @@ private:
     Relaxed<bool> mainsOn = false;
     Relaxed<bool> needsIdle = false;
     bool isShell = false;
-    /// `terminate` has waited in vain for the effect's threads.
+    /// `terminate` has timed out waiting for the effect's threads.
     bool callIsStuck = false;
     int32_t shellPluginId;
 };

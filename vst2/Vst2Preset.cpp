@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Bytes. Sizes in the published forms and of chunks are signed integers of 32 bits; one byte more is needed.
+/// Bytes. Sizes in the published forms and of chunks are int32, and the reader appends one byte.
 constexpr int64_t largestFile = std::numeric_limits<int32_t>::max() - 1;
 
 std::vector<uint8_t> readFile(const String& path) {
@@ -21,7 +21,7 @@ std::vector<uint8_t> readFile(const String& path) {
     if (size > largestFile)
         throw IOException(concat("File is too large for a preset: ", path));
     std::vector<uint8_t> file;
-    // The reader puts a zero behind it.
+    // The reader appends a zero.
     file.reserve(static_cast<size_t>(size) + 1);
     file.resize(static_cast<size_t>(size));
     stream->readFully(file.data(), file.size());
@@ -48,7 +48,7 @@ void Vst2PluginInstance::loadPreset(const String& path) try {
         Vst2PresetReader(*effect, readFile(path)).readRiff();
     else
         Vst2PresetReader(*effect, readFile(path)).readChunk();
-    // An effect that has reported by itself has already had the client told.
+    // Unless the effect has reported the change itself.
     if (!allParametersChanged)
         notifyAllParametersChanged();
 } catch (const std::bad_alloc&) {

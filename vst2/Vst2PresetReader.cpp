@@ -20,14 +20,14 @@ int32_t reversed(int32_t value) {
     return static_cast<int32_t>(__builtin_bswap32(static_cast<uint32_t>(value)));
 }
 
-// Two ids by which the makers of one plug-in have called it: files of the one load into the other.
+// Two ids of one plug-in: presets of either load into the other.
 bool isKnownPair(int32_t a, int32_t b) {
     constexpr int32_t olderId = 0x75685057;
     constexpr int32_t newerId = 0x70727355;
     return (a == olderId && b == newerId) || (a == newerId && b == olderId);
 }
 
-// Effects take some files for a text.
+// Terminated, since effects read some files as text.
 const uint8_t* terminated(std::vector<uint8_t>& file) {
     file.push_back(0);
     return file.data();
@@ -129,7 +129,7 @@ void Vst2PresetReader::readBankProgram(const Header& header, int32_t index) {
     stream->readInt32(); // the size of the rest
     const int32_t format = stream->readInt32();
     if (!is(magic, vst2ChunkMagic) || !is(format, vst2ProgramMagic))
-        throw IOException(concat("Incorrect program format id for progam ", index)); // as clients know it
+        throw IOException(concat("Incorrect program format id for progam ", index)); // text fixed by clients
     stream->readInt32(); // the version of the form
     const int32_t uniqueId = stream->readInt32();
     stream->readInt32(); // the plug-in's version
@@ -156,7 +156,7 @@ void Vst2PresetReader::handOverChunk(int32_t index, int32_t size) {
     const size_t left = stream->available();
     if (static_cast<size_t>(size) > left)
         throw EOSException();
-    // From `malloc`, whose alignment plug-ins are used to, and with a zero behind it, as all that they get.
+    // From `malloc`, for the alignment that plug-ins rely on, with a zero appended, as for all data.
     const std::unique_ptr<uint8_t[], decltype(&std::free)> chunk(
         static_cast<uint8_t*>(std::malloc(static_cast<size_t>(size) + 1)), std::free);
     if (!chunk)

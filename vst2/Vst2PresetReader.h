@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <vector>
 
-/// Hands a preset file to an effect. The file is read whole before, so that no size in it is believed beyond
-/// what the file holds. A failure leaves the effect with what it has been handed until then. Main thread.
+/// Loads a preset file into an effect. The file is read completely first, so that any size in it is checked
+/// against its length. After a failure the effect keeps what it got before. Main thread.
 ///
 /// The forms are those of the VST 2.4 interface (".fxp" and ".fxb", big-endian, or little-endian by some
 /// writers), and three whose data is opaque.
@@ -17,12 +17,13 @@ class Vst2PresetReader : public NonCopyable {
 public:
     Vst2PresetReader(AEffect& effect, std::vector<uint8_t> bytes);
 
-    // Each throws `IOException`; what stands in a file decides what it holds.
+    // Each throws `IOException`. The file's content decides what it is, not its name.
 
-    /// A program or a bank in one of the two published forms, of values or of a chunk as the effect keeps its
-    /// programs: an effect that has changed from one to the other can't read its old files.
+    /// A program or a bank in one of the two published forms, of values or of a chunk. The form has to be the
+    /// one that the effect uses now: an effect that has changed from one to the other can't read its old
+    /// files.
     void readBankOrProgram();
-    /// A text that the effect takes as a chunk, but for the line of its window's scale, which is blanked.
+    /// A text that the effect gets as a chunk, with the line of its window's scale blanked.
     void readText();
     /// The "PCHK" chunk of a RIFF file.
     void readRiff();
@@ -33,7 +34,7 @@ private:
     struct Header {
         int32_t format;
         int32_t version;
-        /// A magic that was read in the file's own order stands reversed.
+        /// Magics that were read in the file's order are then reversed.
         bool isLittleEndian;
     };
 
@@ -44,7 +45,7 @@ private:
     void readBankPrograms(const Header& header, int32_t count);
     void readBankProgram(const Header& header, int32_t index);
     void readParameters(int32_t count);
-    /// Gives the effect the next `size` bytes, in memory of their own. `index` is 0 for a bank, 1 for a
+    /// Passes the next `size` bytes to the effect, in a separate allocation. `index` is 0 for a bank, 1 for a
     /// program.
     void handOverChunk(int32_t index, int32_t size);
 
@@ -54,7 +55,7 @@ private:
     bool isForEffect(int32_t uniqueId) const;
 
     AEffect& effect;
-    /// Not above 2 GiB, and a zero behind it.
+    /// Not above 2 GiB, with a zero appended.
     std::vector<uint8_t> file;
     const size_t fileSize;
     const Ref<base::core::MemoryInputStream> stream;

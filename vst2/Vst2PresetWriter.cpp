@@ -10,7 +10,7 @@ namespace {
 constexpr int32_t formVersion = 2;
 constexpr size_t nameCapacity = 256; // bytes that are kept for an effect's text
 
-// Behind the size's own field, without programs. Oddity bank-size-field: 4 more than there are.
+// After the size's own field, without programs. Oddity bank-size-field: 4 more than there are.
 constexpr int32_t bankRestSize = 152;
 constexpr int32_t programRestSize = 48;
 constexpr int32_t programHeadSize = 8; // the magic and the size

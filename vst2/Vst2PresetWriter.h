@@ -6,13 +6,13 @@
 
 #include <cstdint>
 
-/// Writes the state of an effect as a bank, the published ".fxb": as a chunk if the effect gives one, else
-/// as the values of all its programs, through which it walks the effect. Main thread.
+/// Writes the state of an effect as a bank, the published ".fxb": as a chunk if the effect gives one, else as
+/// the values of all its programs, selecting each in turn. Main thread.
 class Vst2PresetWriter : public NonCopyable {
 public:
     explicit Vst2PresetWriter(AEffect& effect) : effect(effect) {}
 
-    /// Asks the effect for its chunk, which stays the effect's. Before anything is written.
+    /// Gets the effect's chunk, which the effect owns. Call it before anything is written.
     void fetchChunk();
     /// Throws `IOException`.
     void writeBank(OutputStream& stream);

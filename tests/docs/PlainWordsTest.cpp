@@ -12,7 +12,7 @@ namespace {
 const std::regex quaint("\\b(nobody|whatever|known by heart|come to expect|is told|are told)\\b");
 
 const std::vector<std::string> plainFolders = {"core",       "window", "app", "examples",
-                                               "benchmarks", "fuzz",   "lib"};
+                                               "benchmarks", "fuzz",   "lib", "vst2"};
 
 } // namespace
 
