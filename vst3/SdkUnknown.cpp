@@ -1,6 +1,6 @@
-// A unit of the SDK, with random numbers of its own. As the program starts, the SDK makes up an identifier,
-// and would seed and use those of the process for it, which plug-ins make noises with: they would sound
-// different here.
+// A unit of the SDK, with random numbers of its own. At program start the SDK generates an identifier, for
+// which it would seed and use the process's random numbers: plug-ins that make noise with them would sound
+// different in this host.
 
 #include <cstddef>
 #include <cstdint>
@@ -10,7 +10,7 @@ namespace {
 
 uint32_t state = 0;
 
-// Found by the unit before the functions of the C library.
+// Found in this unit before the functions of the C library.
 
 void srand(size_t seed) {
     state = static_cast<uint32_t>(seed);

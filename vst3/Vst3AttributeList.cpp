@@ -8,7 +8,7 @@
 
 namespace {
 
-// Any bytes are a key, since nothing may be thrown at a plug-in.
+// Any bytes are a valid key, since no exception may reach a plug-in.
 String keyOf(Vst::IAttributeList::AttrID id) {
     return id != nullptr ? String(id, std::strlen(id), base::core::Latin1Encoding::instance) : String();
 }

@@ -10,9 +10,8 @@
 
 class Vst3Host;
 
-/// The attributes of messages, each a value under an id. Frees itself with its last reference. Values are
-/// taken and given back as they are: no getter looks at the kind of a value. Any thread; the lock is never
-/// held across a call out.
+/// The attributes of messages, each a value under an id. Frees itself with its last reference. Getters return
+/// the stored value without a check of its kind. Any thread; the lock is never held during a call out.
 class Vst3AttributeList final : public Vst::IAttributeList {
 public:
     /// Starts with a count of 1.
@@ -29,14 +28,14 @@ public:
     tresult PLUGIN_API getFloat(AttrID id, double& value) override;
     /// Oddity attribute-texts-dropped: removes the former value and stores nothing.
     tresult PLUGIN_API setString(AttrID id, const Vst::TChar* string) override;
-    /// Of what was set by `setBinary`, twice as many bytes as that had, or as `sizeInBytes` says: what is
-    /// beyond the data is zero, and never more than `sizeInBytes` is written.
+    /// Copies what `setBinary` stored, as twice as many bytes as that has, or as `sizeInBytes`, the smaller
+    /// number; what is beyond the data is zero.
     tresult PLUGIN_API getString(AttrID id, Vst::TChar* string, Steinberg::uint32 sizeInBytes) override;
     tresult PLUGIN_API setBinary(AttrID id, const void* data, Steinberg::uint32 sizeInBytes) override;
-    /// `data` is the list's own copy, valid as long as the value stays.
+    /// `data` is the list's own copy, valid as long as the value is stored.
     tresult PLUGIN_API getBinary(AttrID id, const void*& data, Steinberg::uint32& sizeInBytes) override;
 
-    /// Whose plug-in has made it; may be null.
+    /// The host of the plug-in that made it; may be null.
     Vst3Host* getHost() const { return host; }
 
 private:

@@ -29,7 +29,7 @@ private:
     alignas(16) std::byte memory[maximumBusCount * sizeof(Vst::AudioBusBuffers)];
 };
 
-/// Empties the lists of a block at its end, however that comes.
+/// Empties the lists of a block at its end, also on an exception.
 class BlockLists : public NonCopyable, public NonMovable {
 public:
     BlockLists(Vst3ParameterChanges& changes, Vst3EventList& inputEvents, Vst3EventList& outputEvents)
@@ -50,12 +50,12 @@ uint64_t silenceMask(int32_t channels) {
     return channels >= silenceBits ? ~uint64_t{0} : (uint64_t{1} << std::max(channels, 0)) - 1;
 }
 
-// A note's off and on agree by it without a table.
+// The same for a note's on and off, without a table.
 int32_t noteIdOf(int32_t channel, int32_t pitch) {
     return channel << 8 | pitch;
 }
 
-/// The status byte that an event goes out with, 0 for one that doesn't. The channel stays 0.
+/// The MIDI status byte for an event, on channel 0; 0 for an event that isn't sent.
 uint8_t statusOf(const Vst::Event& event) {
     switch (event.type) {
     case Vst::Event::kNoteOnEvent:
@@ -131,7 +131,7 @@ int32_t Vst3Block::process(int32_t frames, bool keepActive, bool realtime) {
 }
 
 bool Vst3Block::canProcess() const {
-    // The sample size is asked for in every block: plug-ins change their minds.
+    // Queried for every block: plug-ins change their answer.
     return state == ProcessingState::processing && plugin.processor &&
            plugin.processor->canProcessSampleSize(Vst::kSample32) == kResultOk;
 }
@@ -179,7 +179,7 @@ void Vst3Block::applyParameterChanges(const PluginAudioContext& context) {
             if (Vst3ParamValueQueue* queue = inputParameterChanges.queueOf(info.id))
                 queue->append(change.sampleOffset, change.value);
         }
-        // The controller hears of it on this thread as well.
+        // The controller gets the change on this thread as well.
         setParameterValue(change.parameterIndex, change.value);
     }
 }
@@ -392,7 +392,7 @@ void Vst3Block::writeEvents(PluginAudioContext& context) const {
         const NoteData note = noteDataOf(event);
         EventRecord& record = *appended;
         record.kind = EventKind::midi;
-        // The block's size is the limit, and not the frames of this call.
+        // Clamped to the block size, not to the frames of this call.
         record.sampleOffset = static_cast<uint16_t>(std::clamp(event.sampleOffset, 0, lastFrame));
         record.midi[0] = status;
         record.midi[1] = static_cast<uint8_t>(note.pitch);

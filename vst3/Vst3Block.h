@@ -16,16 +16,15 @@ class Vst3Buses;
 class Vst3ParameterList;
 class Vst3Programs;
 
-/// What an audio worker touches of a VST 3 instance: a block is put together from the flat audio context, and
-/// what comes back is turned into the context's flat records. It reaches the instance's `InstanceAudio` and
-/// what the format lets an audio thread call, and nothing else of the instance. It locks and prints nothing,
-/// and allocates only while its lists grow.
+/// What an audio worker uses of a VST 3 instance: converts the flat audio context into a block of the format,
+/// and its output back into the context's records. Of the instance it uses only the `InstanceAudio` and what
+/// the format allows on an audio thread. Doesn't lock or log, and allocates only while its lists grow.
 ///
 /// Owned by the instance.
 class Vst3Block : public NonCopyable, public NonMovable {
 public:
-    /// What a worker may call of a plug-in. All of it is the instance's, is there before a worker has the
-    /// instance and stays as long; the interfaces may be null.
+    /// What a worker may call of a plug-in. Owned by the instance, set before a worker has the instance, and
+    /// valid as long as it; the interfaces may be null.
     struct Calls {
         const Vst3Buses& buses;
         const Vst3ParameterList& parameters;
@@ -38,7 +37,7 @@ public:
     Vst3Block(InstanceAudio& audio, const ParameterEdit& parameterEdit, const Calls& plugin);
     ~Vst3Block();
 
-    // Audio worker, as the operations of `PluginInstance` that they stand behind.
+    // Audio worker: what the operations of `PluginInstance` call.
 
     void startProcessing();
     void stopProcessing();
@@ -53,8 +52,8 @@ public:
     /// In samples. Oddity latency-through-float: through a single-precision float, so inexact above 2 to the
     /// 24th.
     int32_t getLatency() const;
-    /// Sets the program by a point at `sampleOffset`, in frames, of the block that comes next, or that is
-    /// being put together.
+    /// Sets the program by a point at `sampleOffset`, in frames, of the current block, or else of the next
+    /// one.
     void selectProgram(int32_t index, int32_t sampleOffset);
 
     /// Any thread.

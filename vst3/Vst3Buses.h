@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <pluginterfaces/vst/ivstcomponent.h>
 
-/// What a component says of its buses, asked anew each time. Main thread and audio worker.
+/// The buses of a component, queried anew each time. Main thread and audio worker.
 class Vst3Buses {
 public:
     /// `component` is the instance's, and may be null.

@@ -15,7 +15,7 @@ namespace {
 constexpr const char* sizeLocation = "\"Vst3PluginInstance::openGUI#getSize\"";
 constexpr int32_t smallestWindow = 11; // pixels
 
-// The client's bits, and those of the SDK, whose header isn't at hand.
+// The client's bits, and those of the SDK, whose header isn't available.
 constexpr int32_t shiftModifier = 0x1;
 constexpr int32_t commandModifier = 0x2;
 constexpr int32_t alternateModifier = 0x8;
@@ -41,7 +41,7 @@ struct ViewSize {
     bool operator==(const ViewSize&) const = default;
 };
 
-// The edges are a plug-in's, and may be any numbers.
+// The edges are a plug-in's, and may have any values.
 int32_t distance(int32_t from, int32_t to) {
     return static_cast<int32_t>(std::clamp(int64_t{to} - from, int64_t{std::numeric_limits<int32_t>::min()},
                                            int64_t{std::numeric_limits<int32_t>::max()}));
@@ -112,7 +112,7 @@ void Vst3PluginInstance::openGUI(uint32_t parentWindow, bool resizable, const St
         return;
     beginWindowChange();
     if (hasWindowPosition) {
-        // The view takes on its last size; nobody is told of it meanwhile.
+        // Sets the view's last size. The client isn't notified while `windowBusy` is set.
         editorSizeChanged(0, 0, windowWidth, windowHeight);
     } else {
         adoptViewSize(editor);
@@ -122,14 +122,14 @@ void Vst3PluginInstance::openGUI(uint32_t parentWindow, bool resizable, const St
         return;
     window = open;
     const ViewSize former{windowWidth, windowHeight};
-    // What it answers is nobody's concern: a window of the plug-in's is what counts.
+    // Result ignored: the plug-in's window is what counts.
     editor.attached(reinterpret_cast<void*>(uintptr_t{open->getWindowId()}),
                     Steinberg::kPlatformTypeX11EmbedWindowID);
     finishOpening(*open, resizable, title, [&] {
         const ViewSize asked{windowWidth, windowHeight};
         adoptViewSize(editor);
-        // The size that the view gives wins over one that it has asked for meanwhile, of which it is going to
-        // be told.
+        // The size that the view reports overrides one that it has requested meanwhile. That request has
+        // posted its own size to the view, so the reported one is posted after it.
         applySize(*open, asked != former && asked != ViewSize{windowWidth, windowHeight});
     });
 }
@@ -144,8 +144,8 @@ void Vst3PluginInstance::adoptViewSize(Steinberg::IPlugView& editor) {
 }
 
 void Vst3PluginInstance::applySize(PluginWindow& open, bool tellsView) {
-    // The view may ask for another size at the same time, from a thread of its own. It stores that before it
-    // resizes the window, so the last size asked for is the one that stays.
+    // The view may request another size concurrently, from a thread of its own. It stores that before it
+    // resizes the window, so the last request wins.
     ViewSize applied{};
     do {
         applied = {windowWidth, windowHeight};
@@ -223,8 +223,8 @@ tresult Vst3PluginInstance::resizeView(Steinberg::IPlugView*, Steinberg::ViewRec
     windowWidth = size.width;
     windowHeight = size.height;
     open->resize(static_cast<uint32_t>(size.width), static_cast<uint32_t>(size.height));
-    // The view hears of its new size later and from the main thread, and not of one that it has: otherwise
-    // the two could chase each other.
+    // The view is notified of its new size later, from the main thread, and not of a size that it has:
+    // otherwise requests and notifications could alternate without end.
     if (isNew)
         postSize(*open, size.width, size.height);
     return kResultOk;

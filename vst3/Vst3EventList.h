@@ -7,7 +7,7 @@
 #include <pluginterfaces/vst/ivstevents.h>
 #include <vector>
 
-/// The events of a block, into a plug-in or out of it. Held by value: the count that plug-ins see frees
+/// The events of a block, to or from a plug-in. Held by value: the reference count that plug-ins see frees
 /// nothing. One thread at a time; its memory is kept from block to block, so that only growth allocates.
 class Vst3EventList final : public Vst::IEventList {
 public:

@@ -15,7 +15,7 @@ namespace {
 constexpr std::u16string_view productName = u"Tanvex Studio";
 constexpr int32_t noParameter = -1;
 
-/// All hosts, from the last to the first: so that those whose plug-ins have gone don't count as leaked.
+/// All hosts, newest first: leak checkers find those whose plug-ins have gone.
 std::atomic<Vst3Host*> newestHost = nullptr;
 
 } // namespace
@@ -47,7 +47,7 @@ Steinberg::uint32 Vst3Host::release() {
 }
 
 tresult Vst3Host::queryInterface(const TUID identifier, void** result) {
-    // By address, not by content: this is for the host's own code. The list comes without a reference.
+    // By address, not by content: this is for the host's own code. The list is returned without a reference.
     if (identifier == Vst::IAttributeList::iid.toTUID()) {
         *result = attributes;
         return kResultOk;
@@ -70,7 +70,7 @@ tresult Vst3Host::getName(Vst::String128 name) {
 }
 
 tresult Vst3Host::createInstance(TUID classId, TUID identifier, void** result) {
-    // Both are made with a reference too many, so plug-ins hardly ever release the last one.
+    // Both are made with an extra reference, so plug-ins hardly ever release the last one.
     if (isInterface(classId, Vst::IMessage::iid) && isInterface(identifier, Vst::IMessage::iid)) {
         auto* message = new Vst3Message(this, attributes);
         base::core::leaveAllocated(message);

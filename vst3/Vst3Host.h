@@ -13,15 +13,15 @@
 class Vst3AttributeList;
 class Vst3PluginInstance;
 
-/// What an instance's plug-in sees of its host: the host context, the handler that the controller reports
-/// edits to, and the frame of its views.
+/// The host for an instance's plug-in: the host context, the handler to which the controller reports edits,
+/// and the frame of its views.
 ///
-/// Plug-ins keep these after their instance, some release them more often than they retained them, and
-/// threads of theirs go on calling. So a host is never freed, and its count frees nothing: each instance
-/// leaves its host and the attributes that messages share behind, about 200 bytes. All hosts of the process
-/// are kept in a list. From `detach` on nothing reaches the instance any more.
+/// Plug-ins keep these longer than their instance, some release them more often than they retained them, and
+/// their threads may call at any time. So a host is never freed, and its reference count frees nothing: each
+/// instance leaks its host and the attributes that messages share, about 200 bytes. All hosts of the process
+/// are kept in a list. After `detach` no call reaches the instance.
 ///
-/// Plug-ins call it on any thread, their audio thread too. The lock of the index map is never held across a
+/// Plug-ins call it on any thread, including audio threads. The lock of the index map is never held during a
 /// call out.
 class Vst3Host final : public Vst3Object,
                        public Vst::IHostApplication,
@@ -31,15 +31,15 @@ public:
     /// Never to be deleted.
     explicit Vst3Host(Vst3PluginInstance* instance);
 
-    /// The interface that plug-ins are given; they ask it for the others.
+    /// The interface that plug-ins get; they query it for the others.
     FUnknown* getContext() { return static_cast<Vst::IComponentHandler*>(this); }
     Vst::IComponentHandler* getComponentHandler() { return this; }
 
     Steinberg::IPlugFrame* getFrame() { return &frame; }
 
-    /// From now on plug-ins are answered without the instance. Waits for calls that have already reached it;
-    /// false if one hasn't ended after 2 s: the instance must stay allocated then. Once is enough, and more
-    /// often is harmless. Not from inside of such a call.
+    /// Answers later calls without the instance. Waits for calls that have already reached it; false if one
+    /// hasn't ended after 2 s: the instance must stay allocated then. Idempotent. Don't call it from inside
+    /// of such a call.
     bool detach();
 
     Steinberg::uint32 PLUGIN_API addRef() override;
@@ -58,10 +58,10 @@ public:
     /// `value` is normalised; one outside of 0 to 1 is refused, and a NaN is not.
     tresult PLUGIN_API performEdit(Vst::ParamID id, Vst::ParamValue value) override;
     tresult PLUGIN_API endEdit(Vst::ParamID id) override;
-    /// Has the client told of everything anew, whatever the flags say: none of them is looked at.
+    /// Notifies the client of the whole state anew; the flags are ignored.
     tresult PLUGIN_API restartComponent(Steinberg::int32 flags) override;
 
-    /// The view asks for another size; passed over without an instance.
+    /// The view requests another size; ignored without an instance.
     void resizeView(Steinberg::IPlugView* view, Steinberg::ViewRect* newSize);
 
     // Oddity extensions-refused: these answer `kResultFalse`.
@@ -78,21 +78,22 @@ private:
     template <class Act>
     tresult withParameter(Vst::ParamID id, const Act& act);
 
-    /// The place of a parameter in the controller's list, -1 if it has none. An id that isn't known costs a
-    /// walk over all parameters each time.
+    /// The index of a parameter in the controller's list, -1 if it isn't there. Each lookup of an unknown id
+    /// walks over all parameters.
     int32_t findParameterIndex(Vst3PluginInstance* owner, Vst::ParamID id);
     int32_t lookUpParameterIndex(Vst::ParamID id);
 
     std::atomic<uint32_t> refCount = 1;
     /// Never emptied before `detach`.
     base::core::Guarded<std::unordered_map<Vst::ParamID, int32_t>> parameterIndexes;
-    /// Whoever reaches the instance is counted here.
+    /// Counts the calls that may reach the instance.
     CallGate calls;
-    /// `detach` has begun: a call that comes back from the plug-in's controller goes no further.
+    /// `detach` has begun: a call that returns from the plug-in's controller ends without the instance.
     std::atomic<bool> isDetaching = false;
     /// The owner; null once nothing reaches it any more.
     PublishedPointer<Vst3PluginInstance> instance;
-    /// Shared by all messages that this host makes. Never released: messages count it carelessly.
+    /// Shared by all messages that this host makes. Never released by it: messages release more references
+    /// than they retain.
     Vst3AttributeList* const attributes;
     Vst3PlugFrame frame{*this};
     /// The host that was made before this one.

@@ -14,7 +14,7 @@ class Vst3Host;
 /// reference. Used by one thread at a time.
 class Vst3Message final : public Vst::IMessage {
 public:
-    /// Starts with a count of 1. `attributes` may be null; it is released at the end and not counted here.
+    /// Starts with a count of 1. `attributes` may be null; it is released at the end and not retained here.
     Vst3Message(Vst3Host* host, Vst3AttributeList* attributes);
     virtual ~Vst3Message();
 
@@ -24,7 +24,7 @@ public:
     /// Null until it is set; valid until it is set again.
     FIDString PLUGIN_API getMessageID() override;
     void PLUGIN_API setMessageID(FIDString id) override;
-    /// Never null: a message without attributes gets a list of its own, with a reference more.
+    /// Never null: a message without attributes gets a list of its own, with an extra reference.
     Vst::IAttributeList* PLUGIN_API getAttributes() override;
 
 private:

@@ -1,7 +1,7 @@
 #pragma once
 
-// The VST 3 SDK by short names. Its namespace is never opened: it has a `String` and a `ParameterInfo` of its
-// own.
+// Short names of the VST 3 SDK. Its namespace is never imported: it has a `String` and a `ParameterInfo` of
+// its own.
 
 #include <pluginterfaces/base/funknown.h>
 #include <pluginterfaces/base/smartpointer.h>
@@ -23,8 +23,8 @@ using Steinberg::kResultOk;
 using Steinberg::tresult;
 using Steinberg::TUID;
 
-/// Asks an object for an interface. What it gives comes with a reference of its own and counts whatever the
-/// answer was, since plug-ins answer carelessly; null for a null object.
+/// Queries an object for an interface. A pointer, which comes with a reference, is accepted with any result,
+/// since plug-ins return wrong ones; null for a null object.
 template <class Interface>
 IPtr<Interface> interfaceOf(FUnknown* object, tresult* answer = nullptr) {
     void* found = nullptr;
@@ -35,7 +35,7 @@ IPtr<Interface> interfaceOf(FUnknown* object, tresult* answer = nullptr) {
     return Steinberg::owned(static_cast<Interface*>(found));
 }
 
-/// The same where only `kResultOk` counts.
+/// The same, but accepted only with `kResultOk`.
 template <class Interface>
 IPtr<Interface> checkedInterfaceOf(FUnknown* object) {
     tresult answer = kNoInterface;

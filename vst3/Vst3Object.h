@@ -3,7 +3,7 @@
 #include "plugin/CoreNames.h"
 #include "vst3/Vst3Names.h"
 
-/// Joins this program's reference counting to `FUnknown`: both work on one count. Any thread.
+/// Maps `FUnknown` to this program's reference counting: both use one count. Any thread.
 class Vst3Object : public Object, public FUnknown {
 public:
     Steinberg::uint32 PLUGIN_API addRef() override {

@@ -8,9 +8,9 @@ static_assert(sizeof(Vst3ParamValueQueue) == (sizeof(void*) == 4 ? 1552 : 1560))
 
 namespace {
 
-/// The memory of free queues: one stack for the process, whose links lie in the first word of each piece. It
-/// has a single word for its head, so a pop takes the whole chain and pushes the rest back: no piece can be
-/// taken away and come back between the look at a head and its exchange.
+/// The memory of free queues: one lock-free stack for the process, linked through the first word of each
+/// piece. Its head is a single word, without a tag against ABA, so a pop takes the whole chain and pushes the
+/// rest back.
 class QueuePool : public NonCopyable, public NonMovable {
 public:
     constexpr QueuePool() = default;
@@ -43,7 +43,7 @@ private:
         Piece* next;
     };
 
-    // What others have pushed meanwhile, which is little, is taken off and put before the chain.
+    // Pieces that others have pushed meanwhile, which are few, are taken off and put before the chain.
     void pushBack(Piece* chain) {
         for (Piece* expected = nullptr; !head.compare_exchange_weak(
                  expected, chain, std::memory_order_release, std::memory_order_relaxed);
@@ -135,7 +135,7 @@ tresult Vst3ParamValueQueue::append(int32_t sampleOffset, double value) {
 Vst3ParameterChanges::Vst3ParameterChanges() = default;
 
 Vst3ParameterChanges::~Vst3ParameterChanges() {
-    // The last first: the pool hands them out in their order again.
+    // The last first: the pool returns them in their order again.
     for (size_t i = queues.size(); i > 0; --i)
         Vst3ParamValueQueue::giveBack(queues[i - 1]);
 }

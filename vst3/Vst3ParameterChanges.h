@@ -8,8 +8,8 @@
 #include <pluginterfaces/vst/ivstparameterchanges.h>
 #include <vector>
 
-/// One parameter's changes in a block, in the order in which they came: they aren't sorted, and two points at
-/// one offset both stay. Made by `Vst3ParamValueQueue::take` and ended by `giveBack`; the count that plug-ins
+/// One parameter's changes in a block, in the order of their arrival: unsorted, and two points at one offset
+/// both stay. Made by `Vst3ParamValueQueue::take` and ended by `giveBack`; the reference count that plug-ins
 /// see frees nothing. One thread at a time.
 class Vst3ParamValueQueue final : public Vst::IParamValueQueue {
 public:
@@ -18,9 +18,9 @@ public:
     /// A queue without points, from the process's pool of free queues or else from `malloc`; null if there is
     /// no memory. Any thread, lock-free.
     static Vst3ParamValueQueue* take(Vst::ParamID parameterId);
-    /// Ends a queue and puts its memory back into the pool. Any thread, lock-free.
+    /// Ends a queue and returns its memory to the pool. Any thread, lock-free.
     static void giveBack(Vst3ParamValueQueue* queue);
-    /// Makes a queue that is in use anew, for another parameter and without points.
+    /// Resets a queue that is in use, for another parameter and without points.
     static void remake(Vst3ParamValueQueue* queue, Vst::ParamID parameterId);
 
     tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override;
@@ -30,11 +30,11 @@ public:
     Steinberg::int32 PLUGIN_API getPointCount() override;
     tresult PLUGIN_API getPoint(Steinberg::int32 index, Steinberg::int32& sampleOffset,
                                 Vst::ParamValue& value) override;
-    /// Oddity point-index-unwritten: `index` is never written. A full queue answers `kOutOfMemory`.
+    /// Oddity point-index-unwritten: `index` is never written. A full queue returns `kOutOfMemory`.
     tresult PLUGIN_API addPoint(Steinberg::int32 sampleOffset, Vst::ParamValue value,
                                 Steinberg::int32& index) override;
 
-    /// What `addPoint` does, without a way through the interface. A full queue drops the point.
+    /// Non-virtual `addPoint`. A full queue drops the point.
     tresult append(int32_t sampleOffset, double value);
 
 private:
@@ -55,9 +55,9 @@ private:
     Point points[capacity];
 };
 
-/// The parameter changes of a block, a queue for each parameter. Held by value: the count that plug-ins see
-/// frees nothing. One thread at a time; what it allocates is kept from block to block, and its queues go back
-/// to the pool with it.
+/// The parameter changes of a block, a queue for each parameter. Held by value: the reference count that
+/// plug-ins see frees nothing. One thread at a time; what it allocates is kept from block to block, and its
+/// destructor returns the queues to the pool.
 class Vst3ParameterChanges final : public Vst::IParameterChanges {
 public:
     Vst3ParameterChanges();
@@ -71,15 +71,15 @@ public:
     Steinberg::int32 PLUGIN_API getParameterCount() override;
     /// `index` isn't checked.
     Vst::IParamValueQueue* PLUGIN_API getParameterData(Steinberg::int32 index) override;
-    /// The queue of a parameter, made if it isn't there; `index` becomes its place. Null if there is no
+    /// The queue of a parameter, added if it isn't there; `index` is set to its place. Null if there is no
     /// memory.
     Vst::IParamValueQueue* PLUGIN_API addParameterData(const Vst::ParamID& id,
                                                        Steinberg::int32& index) override;
 
-    /// What `addParameterData` does, for the host's own use.
+    /// `addParameterData` for the host's own use.
     Vst3ParamValueQueue* queueOf(Vst::ParamID id);
-    /// Empties the list, which keeps its queues for the blocks to come. Only growth asks the pool: workers
-    /// that did so in every block would meet there, and make new ones each time that they do.
+    /// Empties the list, which keeps its queues for later blocks. Only growth uses the pool: workers that did
+    /// so in every block would contend for it, and allocate whenever they find it empty.
     void clear() { used = 0; }
 
 private:

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <pluginterfaces/vst/ivsteditcontroller.h>
 
-/// The parameters of a plug-in by their places in the controller's list. Nothing is cached: plug-ins change
-/// them as they like. Main thread and audio worker.
+/// The parameters of a plug-in by index in the controller's list. Nothing is cached: plug-ins may change them
+/// at any time. Main thread and audio worker.
 class Vst3ParameterList {
 public:
     /// `controller` is the instance's, and may be null.

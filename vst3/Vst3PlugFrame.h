@@ -8,8 +8,8 @@
 
 class Vst3Host;
 
-/// What a view sees of its host: the way to ask for another size. A part of its instance's `Vst3Host`, with
-/// which it outlives the instance, since views keep their frame. Its count frees nothing. Any thread.
+/// The frame of a view, by which it requests another size. A part of its instance's `Vst3Host`, which
+/// outlives the instance, since views keep their frame. Its reference count frees nothing. Any thread.
 class Vst3PlugFrame final : public Steinberg::IPlugFrame {
 public:
     explicit Vst3PlugFrame(Vst3Host& host) : host(host) {}
@@ -20,7 +20,7 @@ public:
     Steinberg::uint32 PLUGIN_API addRef() override;
     /// Frees nothing at 0.
     Steinberg::uint32 PLUGIN_API release() override;
-    /// `kResultOk` in all cases, also when there is no window or no instance any more.
+    /// Returns `kResultOk` always, also without a window or an instance.
     tresult PLUGIN_API resizeView(Steinberg::IPlugView* view, Steinberg::ViewRect* newSize) override;
 
 private:

@@ -71,7 +71,7 @@ void Vst3Plugin::loadModule() {
         throw PluginException(concat("Failed to load VST plug-in ", path, ": ", dlerror()));
     if (const auto enter = reinterpret_cast<EntryFunction>(dlsym(moduleHandle, "ModuleEntry"));
         enter != nullptr && !enter(moduleHandle)) {
-        // The wording is what clients know.
+        // Text fixed by clients.
         throw PluginException(
             concat("Failed to initialized VST plug-in ", path, ": ModuleInit() returned false"));
     }
@@ -86,7 +86,7 @@ void Vst3Plugin::loadModule() {
 void Vst3Plugin::readClasses() {
     Steinberg::PFactoryInfo ignored{};
     factory->getFactoryInfo(&ignored);
-    // Asked anew each time: a factory may grow while it is read.
+    // Queried anew each time: a factory may grow while it is read.
     for (int32_t i = 0; i < factory->countClasses(); ++i) {
         Steinberg::PClassInfo info{};
         factory->getClassInfo(i, &info);

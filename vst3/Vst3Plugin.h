@@ -9,9 +9,9 @@
 
 class PluginHostContext;
 
-/// One loaded VST 3 module: its class factory and the audio classes that the factory offers. A class is named
-/// by its identifier text, see `classIdText`. The module is never closed and its exit never announced, since
-/// instances outlive this object.
+/// One loaded VST 3 module: its class factory and the audio classes of the factory. A class is identified by
+/// its identifier text, see `classIdText`. The module is never closed and its exit function never called,
+/// since instances outlive this object.
 class Vst3Plugin : public Plugin {
 public:
     Vst3Plugin(PluginHostContext* host, const String& path);
@@ -22,9 +22,8 @@ public:
     void load();
 
     bool isValid() const override;
-    /// `identifier` is a class's identifier text; the empty text is the only class of a module that has one.
-    /// Any other names a class that doesn't exist, which gives an instance that isn't open. Prints the
-    /// identifier to the standard error stream.
+    /// `identifier` is a class's identifier text; an empty one selects the only class of a module that has
+    /// one. Any other text gives an instance that isn't open. Logs the identifier to stderr.
     PluginInstance* createInstance(int32_t instanceId, const String& identifier, bool dpiAware) override;
     void getPluginIds(std::vector<String>& list) override;
     PluginApi* getApi() const override;
@@ -37,7 +36,7 @@ public:
 
     IPtr<Steinberg::IPluginFactory> factory;
     IPtr<Steinberg::IPluginFactory2> factory2;
-    /// In the factory's order; a class that stands twice in the factory stands twice here.
+    /// In the factory's order; a class that the factory lists twice is here twice.
     std::vector<String> classIds;
     /// By identifier text.
     std::map<String, Steinberg::PClassInfo, TextOrder> classInfos;
@@ -48,7 +47,7 @@ private:
     void loadModule();
     void readClasses();
 
-    /// Asked for, never used and never released.
+    /// Queried, never used and never released.
     Steinberg::IPluginFactory3* factory3 = nullptr;
     void* moduleHandle = nullptr;
     PluginHostContext* host;

@@ -21,7 +21,7 @@ static_assert(sizeof(Vst::ParameterInfo) == 792);
 
 namespace {
 
-// Places in messages; their double quotes are part of the text.
+// Locations in messages; their double quotes are part of the text.
 constexpr const char* setupLocation = "\"Vst3PluginInstance::open()#setupProcessing\"";
 constexpr const char* activateBusLocation = "\"Vst3PluginInstance::activateBussesOfType(...)\"";
 constexpr const char* openLocation = "\"Vst3PluginInstance::open()\"";
@@ -111,7 +111,7 @@ bool Vst3PluginInstance::makeComponent() {
 }
 
 bool Vst3PluginInstance::makeController() {
-    // A module's controller classes are never searched for one: what the component names is used alone.
+    // Only the class that the component names is used; the module isn't searched for others.
     TUID controllerId{};
     if (component->getControllerClassId(controllerId) == kResultOk &&
         FUID::fromTUID(controllerId).isValid()) {
@@ -188,7 +188,7 @@ void Vst3PluginInstance::adoptBusArrangements() {
     std::vector<Vst::SpeakerArrangement> outputs = collectArrangements(Vst::kOutput);
     const auto inputCount = static_cast<int32_t>(inputs.size());
     const auto outputCount = static_cast<int32_t>(outputs.size());
-    // The pointers are valid also where there is nothing to point to.
+    // So that `data` isn't null without buses.
     inputs.push_back(Vst::SpeakerArr::kEmpty);
     outputs.push_back(Vst::SpeakerArr::kEmpty);
     processor->setBusArrangements(inputs.data(), inputCount, outputs.data(), outputCount);
@@ -356,7 +356,7 @@ void Vst3PluginInstance::getParameterProperties(int32_t index, ParameterProperti
     if (!parameters.read(index, info))
         return;
     properties.canBeAutomated = (info.flags & Vst::ParameterInfo::kCanAutomate) != 0;
-    // The index, and not the plug-in's id: the client knows parameters by nothing else.
+    // The index, not the plug-in's id: the client identifies parameters by index alone.
     properties.id = index;
     properties.usesIntegerRange = info.stepCount > 1;
     properties.isSwitch = info.stepCount == 1;
@@ -377,7 +377,7 @@ String Vst3PluginInstance::getIdentifier() {
     return classIdText(classId);
 }
 
-// The lookups below add an empty record for a class that the module doesn't list, which answers for it.
+// For a class that the module doesn't list, the lookups below add an empty record and use it.
 
 String Vst3PluginInstance::getName() {
     return fixedText(plugin->classInfos[classIdText(classId)].name);

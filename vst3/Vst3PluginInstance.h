@@ -19,13 +19,13 @@
 
 class Vst3Plugin;
 
-/// The instance of one VST 3 class: a component that renders and, where there is one, a controller that knows
-/// the parameters. A parameter's index is its place in the controller's list, and the client never sees the
+/// The instance of one VST 3 class: a component that renders and, if there is one, a controller with the
+/// parameters. A parameter's index is its place in the controller's list, and the client never sees the
 /// plug-in's own ids. What an audio worker runs is `Vst3Block`.
 ///
-/// The plug-in is brought up in a fixed order, see `createComponents` and `initialize`, and is taken down by
-/// letting go of it. Oddity no-termination-calls: `setActive(false)`, `disconnect` and the plug-in's own
-/// `terminate` are never called. See `PluginInstance` for the threads.
+/// The plug-in is initialised in a fixed order, see `createComponents` and `initialize`, and ended by
+/// releasing its interfaces. Oddity no-termination-calls: `setActive(false)`, `disconnect` and the plug-in's
+/// own `terminate` are never called. See `PluginInstance` for the threads.
 class Vst3PluginInstance : public PluginInstance {
 public:
     /// `identifier` is a class's identifier text. Oddity missing-class-empty-instance: any other text gives
@@ -64,7 +64,7 @@ public:
     void terminate() override;
     void startProcessing() override;
     void stopProcessing() override;
-    /// Oddity programs-not-offered: none; the plug-in is never asked for its program lists.
+    /// Oddity programs-not-offered: none; the plug-in is never queried for its program lists.
     int32_t getProgramCount() override;
     void getProgramName(int32_t index, char* buffer, int32_t size) override;
     int32_t getCurrentProgram() override;
@@ -88,22 +88,22 @@ public:
     void editorMouseWheel(float distance) override;
     bool editorKeyDown(uint16_t key, int16_t keyCode, int32_t modifiers) override;
     bool editorKeyUp(uint16_t key, int16_t keyCode, int32_t modifiers) override;
-    /// The view hears of it even while nobody else does.
+    /// Notifies the view even while the client isn't notified.
     void editorSizeChanged(int32_t x, int32_t y, int32_t width, int32_t height) override;
     void editorFocusChanged(bool focused) override;
     void editorSetSize(int32_t& width, int32_t& height) override;
     void loadPreset(const String& path) override;
     void savePreset(const String& path) override;
 
-    /// What a view asks of its frame: another size, in pixels; one below 11 in either direction is passed
-    /// over, as plug-ins tell it before they know better. Always `kResultOk`. Any thread.
+    /// A view's request for another size, in pixels; one below 11 in either direction is ignored, as plug-ins
+    /// send it before they have a real one. Always `kResultOk`. Any thread.
     virtual tresult resizeView(Steinberg::IPlugView* view, Steinberg::ViewRect* newSize);
 
     /// Keeps the instance allocated as long as a call of the plug-in's is inside of it.
     bool prepareForDeletion() override;
 
-    /// Makes the component and its controller and joins them; once, right after construction. Throws nothing:
-    /// a class that can't be made shows as `isOpen`.
+    /// Makes the component and its controller and connects them; once, right after construction. Throws
+    /// nothing: `isOpen` is false for a class that can't be made.
     virtual void createComponents();
     virtual String getFormatVersion();
     virtual bool hasNoteExpression(int32_t busIndex, int16_t channel, Vst::NoteExpressionTypeID typeId);
@@ -111,13 +111,13 @@ public:
     virtual void openGUI(uint32_t parentWindow, bool resizable, const String& title,
                          Steinberg::IPlugView& editor);
 
-    /// Sets the program by a point at `sampleOffset`, in frames, of the block that comes next.
+    /// Sets the program by a point at `sampleOffset`, in frames, of the next block.
     void setCurrentProgram(int32_t index, int32_t sampleOffset);
 
-    /// The context, handler and frame that the plug-in is given; outlives the instance.
+    /// The context, handler and frame for the plug-in; outlives the instance.
     Vst3Host& getHost() const { return *host; }
 
-    // What the plug-in tells its host. Any thread.
+    // Reports of the plug-in. Any thread.
 
     /// Null until there is one.
     Vst::IEditController* getController() const { return publishedController; }
@@ -125,15 +125,16 @@ public:
     void everythingChanged() { notifyAllParametersChanged(); }
 
 protected:
-    /// Takes the parameter, and the list where there is one, by which the plug-in's program is chosen.
+    /// Finds the parameter, and the list if there is one, that selects the plug-in's program.
     void findProgramParameter();
 
 private:
-    /// No call of the plug-in's reaches the instance any more; false if one doesn't end.
+    /// Cuts the instance off from the plug-in's calls; false if one doesn't end.
     bool endCalls();
 
-    // Bringing the plug-in up.
-    /// So that making them anew starts from nothing.
+    // Initialisation.
+
+    /// Before the components are made anew.
     void releaseComponents();
     bool makeComponent();
     bool makeController();
@@ -151,11 +152,11 @@ private:
     IPtr<Steinberg::IPlugView> makeView();
     /// The view, made if there is none; null if the plug-in gives none.
     Steinberg::IPlugView* provideView();
-    /// Takes on the size that the view tells, if it tells one.
+    /// Adopts the size that the view reports, if any.
     void adoptViewSize(Steinberg::IPlugView& editor);
-    /// Gives the window the stored size, and has the view told of it later if `tellsView`.
+    /// Applies the stored size to the window, and notifies the view later if `tellsView`.
     void applySize(PluginWindow& open, bool tellsView);
-    /// Has the view told, from the main loop. Any thread.
+    /// Notifies the view, from the main loop. Any thread.
     void postSize(const PluginWindow& open, int32_t width, int32_t height);
 
     Vst3Plugin* plugin;
@@ -167,7 +168,7 @@ private:
     /// Never changed: the mode of `initialize`, not of a block.
     const bool setupRealtime = true;
 
-    // The plug-in. Set up before a worker has the instance; let go of from the last to the first.
+    // The plug-in. Set up before a worker has the instance; released from the last to the first.
 
     IPtr<Vst::IComponent> component;
     IPtr<Vst::IEditController> controller;
@@ -175,7 +176,7 @@ private:
     IPtr<Vst::IAudioProcessor> processor;
 
 protected:
-    /// Oddity programs-not-offered: never asked for.
+    /// Oddity programs-not-offered: never queried.
     IPtr<Vst::IUnitInfo> unitInfo;
 
 private:

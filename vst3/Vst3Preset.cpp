@@ -12,8 +12,8 @@
 
 namespace {
 
-/// A file that is written anew. It is closed with the last release, which has no way to tell that it failed:
-/// `isWritten` finds out before.
+/// A file that is overwritten. The last release closes it and can't report a failure: call `isWritten`
+/// before.
 class WrittenFile : public Vst::FileStream {
 public:
     /// Null if the file can't be opened.
@@ -28,8 +28,8 @@ public:
 private:
     using FileStream::FileStream;
 
-    // Network file systems report a full disk as late as when a descriptor of the file is closed: a second
-    // one serves as well as the stream's own.
+    // Network file systems may report a full disk only when a descriptor of the file is closed: a duplicate
+    // of the stream's own will do.
     bool closesWithoutFailure() const {
         const int second = fcntl(fileno(file), F_DUPFD_CLOEXEC, 0);
         return second < 0 || close(second) == 0;

@@ -13,18 +13,18 @@ class Vst3ParameterList;
 /// them.
 class Vst3Programs {
 public:
-    /// `parameters` are the instance's, and stay as long as this.
+    /// `parameters` are the instance's and outlive this.
     explicit Vst3Programs(const Vst3ParameterList& parameters) : parameters(parameters) {}
 
-    /// Takes the parameter, and the list where there is one, by which the program is chosen; `units` may be
-    /// null. Main thread, before a worker has the instance.
+    /// Finds the parameter, and the list if there is one, that selects the program; `units` may be null. Main
+    /// thread, before a worker has the instance.
     void find(Vst::IUnitInfo* units);
 
     /// `kNoProgramListId` if there is none.
     Vst::ProgramListID getListId() const { return listId; }
     int32_t getCount() const;
-    /// Sets the program, by a point in `changes` at `sampleOffset` where that can be automated. Nothing for
-    /// one that there isn't. Main thread and audio worker.
+    /// Sets the program, by a point in `changes` at `sampleOffset` if the parameter can be automated. No
+    /// effect for an index out of range. Main thread and audio worker.
     void select(int32_t index, int32_t sampleOffset, Vst3ParameterChanges& changes) const;
 
 private:

@@ -11,7 +11,7 @@ namespace {
 constexpr std::array resultNames{"kNoInterface",    "kResultOk",      "kResultFalse",    "kInvalidArgument",
                                  "kNotImplemented", "kInternalError", "kNotInitialized", "kOutOfMemory"};
 
-// The build may have given the compiler a path that is nobody's business.
+// Without the folders of the build machine.
 const char* fileName(const char* path) {
     const char* separator = std::strrchr(path, '/');
     return separator != nullptr ? separator + 1 : path;
