@@ -112,6 +112,7 @@ int runCommandLine(int argumentCount, const char* const arguments[]) {
     if (!normalizePath(arguments[argumentCount - 1], path))
         return usageStatus;
     if (!LocalFileSystem::get().exists(path)) {
+        // Oddity misspelt-texts: "exists".
         logProgress("Error: file does not exists.");
         printUsage();
         return usageStatus;

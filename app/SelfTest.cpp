@@ -119,6 +119,7 @@ void SelfTest::runScript(const String& file) {
     print("Creating plug-in instance");
     const Ref<TestReplyHandler> created(new TestReplyHandler);
     // A VST 2 shell takes a number; an empty identifier is the only class of a VST 3 module.
+    // Oddity format-by-path-end: the same rule as the host's.
     const char* identifier = String::endsWith(file, "vst3") ? "" : "0";
     const int32_t instanceId =
         proxy->createPluginInstance(file, {}, identifier, false, new TestingNotificationListener, created);

@@ -128,7 +128,7 @@ void Thread::applyPriority() const {
         const int result = setpriority(PRIO_PROCESS, threadId, scheduling.niceness);
         if (result != 0) {
             // Oddity niceness-error-eperm: the result is compared in the place of `errno`, so the word is
-            // always "EPERM".
+            // always "EPERM". Oddity misspelt-texts: "EACESS", which is never logged.
             logError("Error setting niceness for thread to ", scheduling.niceness,
                      " (error = ", result == EACCES ? "EACESS" : "EPERM", ", min = ", scheduling.minNiceness,
                      ", max = ", scheduling.maxNiceness, ")");

@@ -35,6 +35,7 @@ bool Vst3Plugin::isValid() const {
 }
 
 PluginInstance* Vst3Plugin::createInstance(int32_t instanceId, const String& identifier, bool dpiAware) {
+    // Oddity identifier-logged: of each instance, as a line of its own.
     base::core::logError(identifier);
     const String& chosen = identifier.isEmpty() && classIds.size() == 1 ? classIds.front() : identifier;
     auto* instance = new Vst3PluginInstance(host, this, instanceId, chosen, dpiAware);
@@ -71,7 +72,7 @@ void Vst3Plugin::loadModule() {
         throw PluginException(concat("Failed to load VST plug-in ", path, ": ", dlerror()));
     if (const auto enter = reinterpret_cast<EntryFunction>(dlsym(moduleHandle, "ModuleEntry"));
         enter != nullptr && !enter(moduleHandle)) {
-        // Text fixed by clients.
+        // Oddity misspelt-texts: "to initialized".
         throw PluginException(
             concat("Failed to initialized VST plug-in ", path, ": ModuleInit() returned false"));
     }

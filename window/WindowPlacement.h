@@ -24,7 +24,7 @@ struct ScreenRectangle {
     int64_t bottom() const { return int64_t{y} + height; }
 };
 
-/// Moves a window by the least distance that brings it on a screen: on the one that it overlaps, or else on
+/// Moves a window by the least distance that brings it on a screen: on the last one that it is on, or else on
 /// the first. Oddity screen-choice-asymmetric: the test differs in its two directions. A window larger than
 /// its screen goes to the left and top edges. Without screens it isn't moved.
 ScreenPoint placeOnScreen(const ScreenRectangle& window, const std::vector<ScreenRectangle>& screens);

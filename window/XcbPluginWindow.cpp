@@ -189,6 +189,7 @@ bool XcbPluginWindow::waitForPluginWindow() {
         }
         usleep(roundLength);
     }
+    // Oddity misspelt-texts: "it's".
     base::core::logError("VST plugin did not create it's window inside the plugin window");
     return false;
 }

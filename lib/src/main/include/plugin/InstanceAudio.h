@@ -45,7 +45,7 @@ public:
         }
     }
 
-    /// Counted and never read.
+    /// Marks since the last `idle`. For a debugger: the flags in the block are what `idle` reads.
     std::atomic<int32_t> pendingDisplayUpdates{0};
 
 private:

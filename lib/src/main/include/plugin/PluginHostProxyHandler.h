@@ -8,8 +8,7 @@ class PluginHostReply;
 class PluginHostRequest;
 class PluginInstance;
 
-/// The host's end of the protocol: sends replies and notifications to the client. Main thread, except for
-/// notifications of windows, which are sent on the thread where they arise.
+/// The host's end of the protocol: sends replies and notifications to the client. Main thread.
 class PluginHostProxyHandler : public Object {
 public:
     explicit PluginHostProxyHandler(const Ref<PluginHostContext>& host);

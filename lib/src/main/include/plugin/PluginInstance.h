@@ -90,8 +90,9 @@ public:
     /// Fills a record that the caller has zeroed.
     virtual void getParameterProperties(int32_t index, ParameterProperties& properties) = 0;
     virtual float getParameterValue(int32_t index) = 0;
-    /// Audio worker, for the changes of a block. The base only marks the parameter for a display update. The
-    /// index isn't checked: one that the plug-in doesn't have is passed to it.
+    /// What a change of a block does, which a worker does by the format's block object. The base only marks
+    /// the parameter for a display update. The index isn't checked: one that the plug-in doesn't have is
+    /// passed to it.
     virtual void setParameterValue(int32_t index, float value);
     /// Renders one block of `frames`, at most the block size; returns a `ProcessResult`. `keepActive`: the
     /// client continues to call for any result. `realtime`: it waits for the output. Audio worker: doesn't
@@ -102,6 +103,8 @@ public:
     virtual String getNoteName(int32_t note) = 0;
     virtual bool hasEditor() = 0;
     virtual bool canResizeEditor() = 0;
+    /// Part of the contract, like the operations for the mouse, keys, focus and size below; this host calls
+    /// none of them: a plug-in's window gets its events from the X server.
     virtual bool checkEditorSize(int32_t& width, int32_t& height) = 0;
     /// `parentWindow` is the client's X window, 0 for none.
     virtual void openEditor(uint32_t parentWindow, bool resizable, const String& title) = 0;
@@ -120,6 +123,7 @@ public:
     /// The periodic call of the main thread, about every 40 ms. The base notifies the client of changed
     /// display texts.
     virtual void idle();
+    /// Both keep their place in the contract; not called.
     virtual void noOperation();
     virtual bool alwaysFalse();
     /// Throws `IOException`.
@@ -174,6 +178,7 @@ public:
 
     // The editor window: where it is, in pixels of the screen, and the window itself, null while closed.
 
+    /// The four numbers below hold: the client has sent a place, or the window had one.
     bool hasWindowPosition = false;
     int32_t windowX = 0;
     int32_t windowY = 0;
