@@ -7,12 +7,12 @@
 
 /// The client's end of one worker's pipe. One thread drives it at a time.
 ///
-/// A command that fails half-way may leave a part of itself, or its answer, in the pipe, where the next
-/// command would take it for its own. So every command is one `Exchange`, and after one that wasn't completed
-/// the pipe takes no further command, of whichever instance.
+/// A command that fails half-way may leave part of itself, or its answer, in the pipe, where the next command
+/// would read it as its own. So every command is one `Exchange`, and after an incomplete one the pipe takes
+/// no further command for any instance.
 class AudioThreadProxy : public Object {
 public:
-    /// Creates the pipe of worker `index` and opens nothing. Throws `IOException`.
+    /// Creates the pipe of worker `index` without opening it. Throws `IOException`.
     AudioThreadProxy(int32_t hostId, int32_t index);
     ~AudioThreadProxy() override;
 
@@ -40,6 +40,6 @@ private:
     /// Borrowed from `pipe`.
     InputStream* input = nullptr;
     OutputStream* output = nullptr;
-    /// No command is under way. Several threads may drive the worker, one after the other.
+    /// No command is in progress. Several threads may drive the worker, one after the other.
     Relaxed<bool> inStep = true;
 };

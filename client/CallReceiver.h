@@ -5,8 +5,8 @@
 
 #include <exception>
 
-/// Calls an object that the client has handed in: a manager, a listener, a reply handler. What it throws is
-/// logged under the name of the receiver, and ends neither the calling thread nor the connection.
+/// Calls an object that the client has handed in: a manager, a listener, a reply handler. Exceptions are
+/// logged under the receiver's name and end neither the calling thread nor the connection.
 template <class Call>
 void callReceiver(const char* receiver, const Call& call) noexcept {
     try {

@@ -20,7 +20,7 @@ int32_t PluginHostProxy::createPluginInstance(const String& path, const String& 
     try {
         sendRequest(request, replyHandler);
     } catch (...) {
-        // The caller never learns its id.
+        // The caller never gets the id.
         removePluginInstance(instanceId);
         throw;
     }

@@ -9,23 +9,23 @@
 
 class CreatePluginInstanceReply;
 
-/// The client's side of an instance's audio block, which the host has made: samples travel in it, and each
-/// call here is a short command on a worker's pipe.
+/// The client's side of an instance's audio block, which the host creates. The block carries the samples;
+/// each call here is a short command on a worker's pipe.
 ///
-/// Whoever fills the block calls `beginBlock` each time: nobody else forgets the events and changes of the
-/// block before. One thread drives a context. `process` allocates nothing and costs one write and one read. A
-/// host that is gone shows as `IOException`, `EOSException` in `process`.
+/// The code that fills the block calls `beginBlock` each time; nothing else clears the events and changes of
+/// the previous block. One thread drives a context. `process` allocates nothing and costs one write and one
+/// read. Once the host is gone, calls throw `IOException`, and `process` an `EOSException`.
 ///
-/// After a call that threw, of whatever reason (a signal handler of the client may interrupt one), each
-/// further call on a context of the same worker throws `IOException`: the answer that wasn't read may still
-/// come, and would be taken for that of a later block. Such a host is shut down.
+/// After a call that threw for any reason (a signal handler of the client may interrupt one), every call on a
+/// context of the same worker throws `IOException`: the unread answer may still arrive and would be taken for
+/// a later block's. Shut such a host down.
 ///
-/// Stop has no answer: before an instance is destroyed, its driver sends one `process` of 0 frames after the
-/// stop, which `drain` does, so that the worker is done with it.
+/// Stop has no answer: before an instance is destroyed, its driver calls `drain` after the stop, which is a
+/// `process` of 0 frames, so that the worker is done with it.
 class RemotePluginAudioContextProxy : public PluginAudioContext {
 public:
-    /// From the reply that told of the instance; opens the block. `workerIndex` is the worker that is to
-    /// render it. Throws `IOException`.
+    /// From the reply that created the instance; opens the block. `workerIndex` is the worker that renders
+    /// it. Throws `IOException`.
     RemotePluginAudioContextProxy(const Ref<RemoteWorkers>& proxy, const CreatePluginInstanceReply& reply,
                                   int32_t workerIndex = 0);
     ~RemotePluginAudioContextProxy() override;

@@ -48,7 +48,7 @@ void callManager(const Call& call) {
         callReceiver(managerName, [&] { call(*manager); });
 }
 
-// A dead host is to show as a failed write. A handler that the client has installed stays.
+// A write to a dead host must fail instead of ending the client. A handler that the client installed stays.
 void ignoreBrokenPipes() {
     struct sigaction action {};
     sigaction(SIGPIPE, nullptr, &action);
@@ -78,8 +78,8 @@ std::map<std::string, std::string> hostEnvironment(const char* const* environmen
 
 RemotePluginHostProxy::RemotePluginHostProxy(const String& executablePath)
     : RemoteWorkers(nextHostId++, defaultBlockSize), childProcess(new ChildProcess) {
-    // Held until the constructor returns: the manager may hear of the host's death meanwhile, and what it
-    // makes and drops of references must not end this.
+    // Held until the constructor returns: a death may be reported meanwhile, and a reference that the manager
+    // makes and drops must not destroy this.
     retain(this);
     ignoreBrokenPipes();
     mainServerPipe = NamedServerPipe::create(mainChannelName(hostId), true);
@@ -87,7 +87,7 @@ RemotePluginHostProxy::RemotePluginHostProxy(const String& executablePath)
     const Ref<AudioThreadProxy> worker(new AudioThreadProxy(hostId, 0));
     launch(executablePath);
 
-    // The host opens its pipes in the same order, so neither side waits for the other for ever.
+    // The host opens its pipes in the same order, so the two can't deadlock.
     const Ref<NamedPipe> mainPipe = mainServerPipe->open();
     mainInput = mainPipe->getInput().get();
     mainOutput = mainPipe->getOutput().get();
@@ -98,7 +98,7 @@ RemotePluginHostProxy::RemotePluginHostProxy(const String& executablePath)
         worker->open();
         audioThreadProxies.push_back(worker);
     } catch (...) {
-        // Nobody will shut down what was never connected: the reply thread is ended here.
+        // `shutdown` never runs for a proxy that wasn't connected, so the reply thread ends here.
         ending = true;
         closed = 1;
         endStart();
@@ -123,7 +123,7 @@ void RemotePluginHostProxy::setManager(const Ref<RemotePluginHostProxyManager>& 
 }
 
 void RemotePluginHostProxy::removePluginInstance(int32_t instanceId) {
-    // Let go of without the locks, since it may be the end of a receiver.
+    // Released without the locks, as that may destroy a receiver.
     std::vector<Ref<PluginHostRequest>> requests;
     Ref<RemotePluginInstance> instance;
     {
@@ -178,7 +178,7 @@ bool RemotePluginHostProxy::abandon() {
 void RemotePluginHostProxy::shutdown() {
     if (makingProcess.isCopied())
         return;
-    // Closed first, so that the end of the host is nobody's death, and then asked past the test of `closed`.
+    // Closed first, so that the host's end isn't reported as a death; `sendRequest` would throw from here on.
     int32_t open = 0;
     if (!closed.compare_exchange_strong(open, 1))
         return;
@@ -188,7 +188,7 @@ void RemotePluginHostProxy::shutdown() {
         const Ref<PluginHostRequest> request(new ShutdownRequest);
         writeRequest(*request);
     } catch (...) {
-        // The host has just gone. Nobody reports its death any more, so all is cleaned up as ever.
+        // The host has just died, which is no longer reported: clean up as usual.
         failure = std::current_exception();
     }
     dropReceivers();
@@ -206,10 +206,10 @@ bool RemotePluginHostProxy::prepareForDeletion() {
         MakingProcess::leave(this);
         return false;
     }
-    // Held while receivers may make references and drop them.
+    // Held, as receivers may make and drop references meanwhile.
     retain(this);
     if (replyThread->isCurrentThread()) {
-        // The thread can't wait for its own end.
+        // A thread can't join itself.
         base::core::releaseOnNewThread(this);
         return false;
     }
@@ -221,7 +221,7 @@ bool RemotePluginHostProxy::prepareForDeletion() {
         }
     }
     joinReplyThread();
-    // A receiver may have kept a reference, whose release comes here again.
+    // If a receiver kept a reference, its release calls this again.
     return undoRetain(this) == 0;
 }
 
@@ -252,7 +252,7 @@ void RemotePluginHostProxy::launch(const String& executablePath) {
 }
 
 void RemotePluginHostProxy::writeRequest(PluginHostRequest& request) {
-    // The thread that reads replies may lose the connection meanwhile, and leaves the stream alone then.
+    // If the reply thread loses the connection meanwhile, it leaves closing the stream to this.
     class Turn : public NonCopyable, public NonMovable {
     public:
         explicit Turn(RemotePluginHostProxy& proxy) : proxy(proxy) { proxy.writeLock.lock(); }
@@ -304,7 +304,7 @@ void RemotePluginHostProxy::connectionLost(const String& message, bool onReplyTh
 }
 
 Ref<RemotePluginHostProxy> RemotePluginHostProxy::holdDuringCall() {
-    // The end of this waits for the thread that reads replies, and a reference there would only put it off.
+    // No reference on the reply thread: destruction waits for that thread anyway.
     return replyThread->isCurrentThread() ? nullptr : this;
 }
 
@@ -316,7 +316,7 @@ bool RemotePluginHostProxy::beginReport() {
             return true;
         }
     }
-    // The constructor has returned, and its caller is about to take the first reference: one that the manager
+    // The constructor has returned and its caller is about to take the first reference. One that the manager
     // makes and drops before that would be the last.
     constexpr timespec moment{0, 100000};
     while (countReferences(this) == 0 && !ending)
@@ -338,7 +338,7 @@ void RemotePluginHostProxy::endStart() {
 }
 
 void RemotePluginHostProxy::dropReceivers() {
-    // Let go of without the locks, since it may be the end of a receiver.
+    // Released without the locks, as that may destroy a receiver.
     Requests droppedRequests;
     Instances droppedInstances;
     droppedRequests.swap(*pendingRequests.lock());
@@ -358,8 +358,7 @@ Ref<PluginHostRequest> RemotePluginHostProxy::takePendingRequest(int32_t request
 void RemotePluginHostProxy::joinReplyThread() {
     if (replyThread->isCurrentThread())
         return;
-    // The host closes its end when it goes. One that doesn't go is not waited for: the closed pipe wakes the
-    // thread.
+    // The host closes its end when it exits. If it doesn't in time, closing the pipe here wakes the thread.
     if (!replyThread->waitForEnd(replyThreadPatience))
         closeQuietly(asyncInput);
     replyThread->join();

@@ -19,14 +19,14 @@
 
 class RemotePluginHostProxyManager;
 
-/// Starts `plugin-host host` as a child process, connects its pipes, and turns calls into request frames. A
-/// child that dies shows as the loss of a pipe, wherever that is met first; a manager is told once, and from
-/// then on every call throws. A proxy doesn't reconnect: make a new one.
+/// Starts `plugin-host host` as a child process, connects its pipes, and turns calls into request frames. The
+/// death of the child shows as a lost pipe to the thread that uses one first; it is reported to the manager
+/// once, and every later call throws. A proxy doesn't reconnect: make a new one.
 ///
-/// Made on a thread that outlives it, since the kernel ends the child with that thread, and with one thread
-/// making proxies. Dropping the last reference, on any thread, shuts the host down, or kills it, and leaves
-/// no process, FIFO, audio block, thread or descriptor behind. Where the thread that reads replies drops it,
-/// in a receiver, that happens on another thread, a moment later.
+/// Make all proxies on one thread, which outlives them: the kernel ends a child with the thread that started
+/// it. Releasing the last reference, on any thread, shuts down or kills the host and leaves no process, FIFO,
+/// audio block, thread or descriptor behind. If a receiver on the reply thread releases it, that happens
+/// asynchronously on another thread.
 class RemotePluginHostProxy : public RemoteWorkers {
 public:
     /// What the host is started with.
@@ -34,9 +34,9 @@ public:
     static constexpr int32_t defaultBlockSize = 256;
     static constexpr int32_t defaultWorkerCount = 1;
 
-    /// Starts the program and blocks until it has opened its pipes: for ever, if it never does. Ignores
-    /// `SIGPIPE` for this process where it still has its default. Throws `IOException`; the manager hears of
-    /// no death then that it hasn't heard of before.
+    /// Starts the program and blocks, without a time limit, until it has opened its pipes. Sets `SIGPIPE` to
+    /// ignored for this process if it has its default action. Throws `IOException`; no death is reported to
+    /// the manager from then on.
     explicit RemotePluginHostProxy(const String& executablePath);
     ~RemotePluginHostProxy() override;
 
@@ -47,14 +47,14 @@ public:
     Ref<PluginHostReply> sendRequest(const Ref<PluginHostRequest>& request,
                                      const Ref<PluginHostAsyncReplyHandler>& replyHandler) override;
     Ref<PluginAudioContext> createAudioContext(const CreatePluginInstanceReply& reply) override;
-    /// Kills the child, which shows as its death. False if there is none.
+    /// Kills the child, which is then reported as a death. False without a child.
     bool abandon() override;
-    /// Asks the host to end, drops all that is pending and closes the pipes. Nobody is told of a death after
-    /// this, but the manager of the shutdown. Harmless when the connection is closed. Throws `IOException` if
-    /// the host has gone by itself meanwhile, and has done all the same then.
+    /// Asks the host to end, drops all pending requests and all instances, and closes the pipes. Reports the
+    /// shutdown to the manager, and no death afterwards. No effect on a closed connection. Throws
+    /// `IOException` if the host died meanwhile, after the same clean-up.
     void shutdown() override;
 
-    /// Shuts down a connection that still stands; nothing escapes.
+    /// Shuts down a connection that is still open; exceptions are ignored.
     bool prepareForDeletion() override;
 
     /// The client's side of an instance, or null. Any thread.
@@ -81,32 +81,31 @@ private:
 
     void launch(const String& executablePath);
     void writeRequest(PluginHostRequest& request);
-    /// Unless a request is being written: its writer then closes the stream when it is done.
+    /// If a request is being written, its writer closes the stream afterwards instead.
     void closeMainOutput();
     Ref<PluginHostReply> awaitReply(PluginHostRequest& request);
-    /// The first thread that sees the death tells of it, and only that one.
+    /// The first thread that notices the death reports it; later calls have no effect.
     void connectionLost(const String& message, bool onReplyThread);
-    /// Keeps this alive while the manager is called, which may drop the last reference of others.
+    /// Keeps this alive during a call of the manager, which may release the last other reference.
     Ref<RemotePluginHostProxy> holdDuringCall();
-    /// The reply thread is about to call the manager: waits for the owner's first reference, but for no
-    /// constructor that is still at work. False if this object is going, or never came up.
+    /// Before the reply thread calls the manager: waits for the owner's first reference, unless the
+    /// constructor is still running. False if this object is being destroyed or its constructor failed.
     bool beginReport();
     void endReport();
-    /// The constructor is about to return: waits for a report that is under way.
+    /// Before the constructor returns: waits for a report in progress.
     void endStart();
     void dropReceivers();
     /// Removes a pending request and returns it; throws `IOException` for an unknown id.
     Ref<PluginHostRequest> takePendingRequest(int32_t requestId);
     void joinReplyThread();
-    /// Takes away the audio blocks of a host that is gone: one that dies, or is shut down with instances,
-    /// leaves them.
+    /// Removes the audio blocks that a host leaves behind if it dies, or is shut down with instances.
     void removeAudioBlocks() const;
 
     const MakingProcess makingProcess;
     int32_t sampleRate = defaultSampleRate;
     int32_t workerCount = defaultWorkerCount;
     Ref<base::core::ChildProcess> childProcess;
-    /// 0 while the connection stands.
+    /// 0 while the connection is open.
     std::atomic<int32_t> closed{0};
     /// The constructor has finished.
     bool connected = false;
@@ -117,9 +116,9 @@ private:
     InputStream* asyncInput = nullptr;
     OutputStream* mainOutput = nullptr;
     int32_t nextRequestId = 1;
-    /// The highest id of an instance so far.
+    /// The highest instance id so far.
     int32_t lastInstanceId = 0;
-    /// Nobody is left to whom a death could be reported.
+    /// The proxy is being destroyed, or its constructor failed: a death is no longer reported.
     std::atomic<bool> ending = false;
     base::core::Condition reportEnded;
     base::core::Guarded<Start> start;
@@ -131,7 +130,7 @@ private:
     base::core::Mutex writeLock;
 };
 
-/// The environment of a child host: that of this process, in which, where the library path of plug-ins is
-/// set, "LD_LIBRARY_PATH" has its value and the variable itself is gone. `environment` is a null-terminated
-/// list of "NAME=value"; an entry without "=" is a name with an empty value.
+/// The environment of a child host: `environment`, with "TANVEX_PLUGIN_HOST_LIBRARY_PATH" renamed to
+/// "LD_LIBRARY_PATH" if it is set. `environment` is a null-terminated list of "NAME=value"; an entry without
+/// "=" is a name with an empty value.
 std::map<std::string, std::string> hostEnvironment(const char* const* environment);

@@ -58,7 +58,7 @@ void RemotePluginHostProxyAsyncReplyThread::readNotificationFrame() {
     const Ref<PluginHostNotification> notification = readNotification(*proxy->asyncInput, proxy);
     if (!notification) {
         BASE_FAIL(concat("Illegal state: ", "Unknown notification type"));
-        // Nothing that follows can be understood.
+        // The rest of the stream can't be parsed.
         throw IOException("Unknown notification type");
     }
     const Ref<RemotePluginInstance> instance = proxy->findInstance(notification->instanceId);

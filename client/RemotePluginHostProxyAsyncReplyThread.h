@@ -7,14 +7,14 @@
 
 class RemotePluginHostProxy;
 
-/// Reads what a host sends unasked and hands each frame to its receiver, on this thread. Owned by the proxy,
-/// which ends it by closing the pipe. The death of a host between two calls is found here.
+/// Reads a host's asynchronous replies and notifications, and calls the receiver of each on this thread.
+/// Owned by the proxy, which ends it by closing the pipe. Notices the death of a host between two calls.
 class RemotePluginHostProxyAsyncReplyThread : public base::core::Thread {
 public:
     explicit RemotePluginHostProxyAsyncReplyThread(RemotePluginHostProxy* proxy);
     ~RemotePluginHostProxyAsyncReplyThread() override;
 
-    /// Waits for the end of the body; false if it hasn't come after `seconds`.
+    /// Waits until the thread's body has ended; false if it hasn't after `seconds`.
     bool waitForEnd(double seconds);
 
 protected:

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-/// What a proxy keeps of an instance on the client's side.
+/// The client's side of an instance, kept by its proxy.
 class RemotePluginInstance : public Object {
 public:
     RemotePluginInstance(int32_t instanceId, const Ref<PluginHostNotificationListener>& listener);

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <vector>
 
-/// A host in a process of its own as its audio contexts see it: its number, its block size and its workers.
-/// `RemotePluginHostProxy` is the one that there is.
+/// What audio contexts need of a host in a process of its own: its number, its block size and its workers.
+/// Implemented by `RemotePluginHostProxy` alone.
 class RemoteWorkers : public PluginHostProxy {
 public:
     ~RemoteWorkers() override;

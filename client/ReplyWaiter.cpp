@@ -70,7 +70,7 @@ void ReplyWaiter::failAll(const PluginHostProxy* proxy, Outcome outcome, const S
 }
 
 bool ReplyWaiter::hasToWait(const State& current) const {
-    // A host that was lost before this waiter was registered tells nobody any more.
+    // A host that was lost before this waiter registered doesn't end its wait.
     return current.outcome == Outcome::none && (proxy == nullptr || !proxy->isClosed());
 }
 

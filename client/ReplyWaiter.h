@@ -8,8 +8,8 @@
 
 class PluginHostProxy;
 
-/// Lets a thread wait for the outcome of one request. Make it, send the request with it, `wait`. The loss of
-/// the host, be it a process or in this one, ends the wait too.
+/// Lets a thread wait for the outcome of one request: make it, send the request with it, `wait`. Losing the
+/// host, in a process of its own or in this one, also ends the wait.
 class ReplyWaiter : public PluginHostAsyncReplyHandler {
 public:
     /// For a request to the host of `proxy`, which is borrowed until `wait` returns.
@@ -19,11 +19,11 @@ public:
     void onReply(PluginHostReply* reply) override;
     void onError(const String& message) override;
 
-    /// Blocks until the outcome is there, and returns the reply. Throws `PluginException` with the host's
-    /// words if the request failed, `IOException` if the host is gone. Not on the thread that calls
+    /// Blocks until the request is answered and returns the reply. Throws `PluginException` with the host's
+    /// message if the request failed, `IOException` if the host is gone. Not on the thread that calls
     /// receivers.
     Ref<PluginHostReply> wait();
-    /// The same for `seconds` at most: throws `IOException` if they have passed.
+    /// The same for at most `seconds`, after which it throws `IOException`.
     Ref<PluginHostReply> wait(double seconds);
 
     /// The same for a reply of a known class.
@@ -32,19 +32,19 @@ public:
         return static_cast<Reply*>(wait(seconds).get());
     }
 
-    /// For proxies: fails all who wait for the host of `proxy`, which is gone. Any thread.
+    /// For proxies: fails all waiters for the host of `proxy`, which is gone. Any thread.
     static void hostLost(const PluginHostProxy& proxy);
 
 protected:
     enum class Outcome { none, reply, error, lost };
 
-    /// For no certain host: its owner calls `failAll` once one is lost.
+    /// For no particular host: its owner calls `failAll` when one is lost.
     ReplyWaiter();
-    /// Gives an outcome to all who wait for the host of `proxy`; null stands for those for no certain host.
+    /// Ends the wait of all waiters for the host of `proxy`; null means those for no particular host.
     static void failAll(const PluginHostProxy* proxy, Outcome outcome, const String& message);
 
 private:
-    /// The first outcome stays.
+    /// The first outcome is kept.
     struct State {
         Outcome outcome = Outcome::none;
         Ref<PluginHostReply> reply;
