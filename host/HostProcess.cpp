@@ -14,11 +14,11 @@ void runHostProcess(const char* const arguments[4], void (*addFormats)(PluginHos
     const int32_t hostId = parseInt(arguments[2]);
     const int32_t audioThreadCount = parseInt(arguments[3]);
 
-    // A client that is gone shows as a failed write.
+    // A write to a client that is gone must fail instead of ending the process.
     std::signal(SIGPIPE, SIG_IGN);
 
-    // Host and handler hold each other for the life of the process: other threads are still in them while it
-    // exits.
+    // Host and handler reference each other and are never destroyed: other threads still use them during the
+    // exit.
     Ref<PluginHost> host(new PluginHost(sampleRate, blockSize));
     addFormats(*host);
     const Ref<RemotePluginHostProxyHandler> handler(new RemotePluginHostProxyHandler(host, hostId));

@@ -24,7 +24,7 @@ PluginHost::PluginHost(int32_t sampleRate, int32_t blockSize)
 
 PluginHost::~PluginHost() {
     windows.closeAll();
-    // Still at work after a main loop that threw.
+    // Still listening after a main loop that threw.
     windows.stopListening();
     dropInstances();
 }
@@ -54,7 +54,7 @@ void PluginHost::run() {
         const Ref<PluginHostAction> action = takeAction();
         if (action) {
             action->run();
-            // Taken before the action ran: at least one action runs between two idle rounds.
+            // Measured before the action ran: at least one action runs between two idle rounds.
             if (sinceIdle < idleInterval)
                 continue;
         } else if (sinceIdle < idleInterval && waitForAction(idleInterval - sinceIdle)) {
@@ -117,7 +117,7 @@ void PluginHost::settleWindow(uint32_t windowId, uint32_t serial) {
 bool PluginHost::waitForAction(double secondsLeft) {
     const timespec deadline = base::core::monotonicDeadline(secondsLeft);
     const auto queue = actions.lock();
-    // An action may have come since the queue was found empty.
+    // An action may have been posted since `takeAction`.
     return !queue->empty() || queue.waitUntil(actionsAvailable, deadline);
 }
 

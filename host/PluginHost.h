@@ -16,22 +16,22 @@ class PluginApi;
 class PluginHostRunThread;
 
 /// The centre of a host process: owns the plug-ins, their instances, the X connection and the queue of
-/// actions that the main thread works off. All that isn't real-time passes through that queue, so a plug-in
+/// actions that the main thread runs. All work that isn't real-time passes through that queue, so a plug-in
 /// sees one thread for its editor, its parameters and its presets.
 ///
-/// The thread that constructs it is its main thread. In the `host` action it is never destroyed: `exit` runs
-/// while other threads still wait for it.
+/// The thread that constructs it is its main thread. In the `host` action it is never destroyed: other
+/// threads still use it during `exit`.
 class PluginHost : public PluginHostContext {
 public:
-    /// `sampleRate` in Hz, `blockSize` in frames, a negative one counting as 0; both hold for the host's
-    /// life. Knows no format yet. Without an X server the process exits: see `XConnection`.
+    /// `sampleRate` in Hz, `blockSize` in frames, a negative one counting as 0; neither changes later. Has no
+    /// format yet. Without an X server the process exits: see `XConnection`.
     PluginHost(int32_t sampleRate, int32_t blockSize);
     ~PluginHost() override;
 
-    /// Runs the main loop on a thread of its own; `isMainThread` stays what it was.
+    /// Runs the main loop on a thread of its own, for which `isMainThread` stays false.
     virtual void startRunThread();
     bool isMainThread() const override;
-    /// Joins the run thread, which must have been told to stop.
+    /// Joins the run thread; only after `stop`.
     bool prepareForDeletion() override;
 
     /// The main loop: one action after the other, and every 40 ms `idle` of each instance. Returns once
@@ -40,11 +40,11 @@ public:
     void post(const Ref<PluginHostAction>& action) override;
     void stop() override;
 
-    /// Has the host load what a format takes, unless one that was added before takes it. `format` outlives
-    /// the host. Before the first plug-in is loaded.
+    /// Adds a format; a file that several formats take is loaded by the one added first. `format` outlives
+    /// the host. Only before the first plug-in is loaded.
     void addFormat(PluginApi& format);
-    /// The plug-in of a file, loaded the first time that its path is asked for, by the first format that
-    /// takes the path; null if none does. Throws `PluginException`. Main thread.
+    /// The plug-in of a file, loaded on the first request of its path, by the first format that takes it;
+    /// null if none does. Throws `PluginException`. Main thread.
     Ref<Plugin> getPlugin(const String& path);
     Ref<PluginInstance> createPluginInstance(int32_t instanceId, const String& path, const String& identifier,
                                              bool dpiAware) override;
@@ -64,7 +64,7 @@ private:
     bool waitForAction(double secondsLeft);
     Ref<PluginHostAction> takeAction();
     void runIdleRound();
-    /// While the queue still stands: plug-ins call back as they end.
+    /// Only while the queue exists: plug-ins call back as they end.
     void dropInstances();
 
     Ref<PluginHostRunThread> runThread;

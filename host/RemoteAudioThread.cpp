@@ -31,7 +31,7 @@ void RemoteAudioThread::shutDown() {
         return;
     base::core::closeQuietly(input.get());
     join();
-    // Not before: closing flushes, and the worker may be writing its answer until it ends.
+    // Only after the join: closing flushes, and the worker may be writing an answer until it ends.
     base::core::closeQuietly(output.get());
 }
 
@@ -89,7 +89,7 @@ void RemoteAudioThread::runCommand(WorkerCommand command) {
     case WorkerCommand::process: {
         const ProcessCommand block = read<ProcessCommand>();
         PluginInstance* instance = find(block.instanceId);
-        // The buffers hold a block and no more.
+        // The buffers hold one block.
         const int32_t frames = std::clamp(block.frames, 0, host->blockSize);
         const int32_t result = instance->process(frames, block.keepActive, block.realtime);
         instance->endWorkerTurn();
@@ -98,7 +98,7 @@ void RemoteAudioThread::runCommand(WorkerCommand command) {
         break;
     }
     default:
-        // An unknown command byte is passed over, and the next byte is taken as a command.
+        // An unknown command byte is ignored, and the next byte is read as a command.
         break;
     }
 }

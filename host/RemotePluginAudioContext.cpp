@@ -14,7 +14,7 @@ RemotePluginAudioContext::~RemotePluginAudioContext() = default;
 
 void* RemotePluginAudioContext::allocate(int32_t size) {
     memoryObject = base::core::SharedMemory::create(audioBlockName(hostId, instance->instanceId), size);
-    // It is zero already: written to, so that its pages are mapped before a worker touches them.
+    // Zero already; the write maps the pages before a worker touches them.
     std::memset(memoryObject->getData(), 0, static_cast<size_t>(size));
     return memoryObject->getData();
 }

@@ -4,8 +4,8 @@
 #include "plugin/PluginAudioContext.h"
 #include "plugin/PluginInstance.h"
 
-/// The host's side of an audio block: creates the shared memory and removes it from the system when it goes.
-/// The instance holds it.
+/// The host's side of an audio block: creates the shared memory, and removes it from the system when
+/// destroyed. Owned by the instance.
 class RemotePluginAudioContext : public PluginAudioContext {
 public:
     RemotePluginAudioContext(PluginInstance& instance, int32_t hostId, int32_t blockSize);
@@ -19,7 +19,7 @@ public:
     void stopProcessing() override;
 
 private:
-    /// Borrowed: the instance holds this.
+    /// Borrowed: the instance owns this.
     PluginInstance* instance;
     int32_t hostId;
     Ref<base::core::SharedMemory> memoryObject;

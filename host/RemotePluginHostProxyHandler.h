@@ -10,8 +10,8 @@
 #include <vector>
 
 /// The host's end of the pipes: writes replies and notifications, owns the workers and the request thread,
-/// and ends the process. Lives as long as the process. What it sends is sent on the main thread and without a
-/// lock; a window report may be sent on the plug-in's thread.
+/// and ends the process. Lives as long as the process. Sends on the main thread and without a lock; a window
+/// report may be sent on the plug-in's thread.
 class RemotePluginHostProxyHandler : public PluginHostProxyHandler {
 public:
     RemotePluginHostProxyHandler(const Ref<PluginHostContext>& host, int32_t hostId);
@@ -21,7 +21,7 @@ public:
     void openPipes();
     /// Starts workers 0 to `count - 1`, none for a count below 1. Each opens its own pipe.
     void startAudioThreads(int32_t count);
-    /// After `openPipes`: no reply can meet a missing stream.
+    /// Only after `openPipes`, since replies need its streams.
     void startRequestThread();
 
     void sendReply(PluginHostRequest& request, PluginHostReply& reply) override;
@@ -34,7 +34,7 @@ public:
     void setUpAudio(PluginInstance& instance) override;
 
 private:
-    /// Where the reply goes.
+    /// The stream that takes the reply.
     OutputStream& channelOf(const PluginHostRequest& request) const;
 
     int32_t hostId;

@@ -20,7 +20,7 @@ void RemotePluginHostProxyHandlerThread::shutDown() {
     try {
         input->close();
     } catch (const IOException&) {
-        // Closed before.
+        // Closed already.
     }
     join();
 }

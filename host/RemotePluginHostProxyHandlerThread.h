@@ -6,9 +6,8 @@
 class PluginHostContext;
 class RemotePluginHostProxyHandler;
 
-/// Reads the requests of the main pipe and posts them to the host; nothing else. The loss of the pipe, or a
-/// request that can't be read, becomes a `ShutdownRequest`. Owned by the handler, which ends it by
-/// `shutDown`.
+/// Reads the requests of the main pipe and posts them to the host; nothing else. A lost pipe, or a request
+/// that can't be read, is posted as a `ShutdownRequest`. Owned by the handler, which ends it by `shutDown`.
 class RemotePluginHostProxyHandlerThread : public base::core::Thread {
 public:
     RemotePluginHostProxyHandlerThread(RemotePluginHostProxyHandler* handler, PluginHostContext* host,
