@@ -32,7 +32,7 @@ void LocalPluginAudioContext::startProcessing() {
 int32_t LocalPluginAudioContext::process(int32_t frames, bool keepActive, bool realtime) {
     const FlushDenormals flushDenormals;
     forgetOutputEvents();
-    // The buffers hold a block and no more.
+    // The buffers hold one block.
     const int32_t result = instance->process(std::clamp(frames, 0, blockSize), keepActive, realtime);
     instance->endWorkerTurn();
     return result;

@@ -6,11 +6,11 @@
 #include <cstdint>
 #include <memory>
 
-/// The audio block of an instance in the client's own process: plain memory, which client and instance both
-/// hold, and whose driver calls the instance itself. What a worker does around a command is done here too, so
-/// that the plug-in renders the same samples.
+/// The audio block of an instance in the client's own process: plain memory that client and instance share,
+/// with direct calls of the instance. Each call does what a worker does around a command, so that the plug-in
+/// renders the same samples.
 ///
-/// One thread drives it, while the instance lives.
+/// One thread at a time, while the instance lives.
 class LocalPluginAudioContext : public PluginAudioContext {
 public:
     LocalPluginAudioContext(PluginInstance& instance, int32_t blockSize);
@@ -23,7 +23,7 @@ public:
     void stopProcessing() override;
 
 private:
-    /// Borrowed: the instance holds this.
+    /// Borrowed: the instance owns this.
     PluginInstance* instance;
     std::unique_ptr<void, void (*)(void*)> storage;
 };

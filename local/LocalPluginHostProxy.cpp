@@ -12,7 +12,7 @@
 
 namespace {
 
-/// What runs the oldest request, whichever that is by then.
+/// Runs the request that is the oldest by then.
 class NextRequestAction : public PluginHostAction {
 public:
     explicit NextRequestAction(const Ref<LocalPluginHostProxyHandler>& handler) : handler(handler) {}
@@ -37,7 +37,7 @@ void LocalPluginHostProxy::start() {
 }
 
 void LocalPluginHostProxy::removePluginInstance(int32_t instanceId) {
-    // Let go of without the lock, since it may be the end of a receiver.
+    // Released without the lock, as that may destroy a receiver.
     Requests requests;
     Ref<LocalPluginInstance> instance;
     const auto current = state.lock();
@@ -84,14 +84,14 @@ bool LocalPluginHostProxy::abandon() {
 void LocalPluginHostProxy::shutdown() {
     if (makingProcess.isCopied())
         return;
-    // A receiver may drop the last reference meanwhile. The end of this waits for the host's thread, where a
-    // reference would only put it off.
+    // A receiver may release the last other reference meanwhile. None is needed on the host's thread:
+    // destruction waits for that thread.
     const Ref<LocalPluginHostProxy> self = runThread->isCurrentThread() ? nullptr : this;
     {
-        // Let go of without the lock, since it may be the end of a receiver.
+        // Released without the lock, as that may destroy a receiver.
         Requests droppedRequests;
         Instances droppedInstances;
-        // Closed with the same lock, so that the end of the host is nobody's death.
+        // Closed under the same lock, so that the host's end isn't reported as a death.
         const auto current = state.lock();
         if (!closed) {
             enqueueIn(*current, new ShutdownRequest);
@@ -109,15 +109,15 @@ bool LocalPluginHostProxy::prepareForDeletion() {
         MakingProcess::leave(this);
         return false;
     }
-    // Held while receivers may make references and drop them.
+    // Held, as receivers may make and drop references meanwhile.
     retain(this);
     if (runThread->isCurrentThread()) {
-        // The thread can't wait for its own end.
+        // A thread can't join itself.
         base::core::releaseOnNewThread(this);
         return false;
     }
     shutdown();
-    // A receiver may have kept a reference, whose release comes here again.
+    // If a receiver kept a reference, its release calls this again.
     return undoRetain(this) == 0;
 }
 
@@ -135,7 +135,8 @@ void LocalPluginHostProxy::addPluginInstance(int32_t instanceId,
 
 void LocalPluginHostProxy::enqueue(const Ref<PluginHostRequest>& request) {
     const auto current = state.lock();
-    // Under the lock: a host that ends by itself fails all that is unanswered, and nothing comes after that.
+    // Tested under the lock: a host that ends by itself fails the unanswered requests once, and would never
+    // answer a later one.
     if (closed)
         throw IOException(lostMessage);
     enqueueIn(*current, request);
@@ -184,11 +185,11 @@ void LocalPluginHostProxy::hostEnded(const String& message) {
 }
 
 void LocalPluginHostProxy::joinRunThread() {
-    // Its main loop still runs this: it ends behind the request, and whoever comes from elsewhere joins it.
+    // The main loop that runs this ends after the request; a later `shutdown` on another thread joins it.
     if (runThread->isCurrentThread())
         return;
     runThread->join();
-    // Host and handler hold each other.
+    // Host and handler reference each other.
     if (host)
         host->handler = nullptr;
     handler->host = nullptr;

@@ -16,32 +16,31 @@
 
 class PluginHost;
 
-/// A proxy whose host lives in this process: what a plug-in does wrong here is the plug-in's own, since no
-/// protocol stands between, and a debugger sees both sides. Requests skip the pipes; replies and
-/// notifications come on the host's thread, where no receiver may wait for that host. A plug-in that crashes
-/// takes the client with it.
+/// A proxy whose host lives in this process: with no protocol involved, a fault here is the plug-in's own,
+/// and a debugger sees both sides. Requests bypass the pipes; replies and notifications arrive on the host's
+/// thread, where no receiver may wait for that host. A plug-in that crashes takes the client with it.
 ///
-/// Dropping the last reference, on any thread, shuts the host down. Where the host's own thread drops it, in
-/// a receiver, that happens on another thread, a moment later.
+/// Releasing the last reference, on any thread, shuts the host down. If a receiver on the host's thread
+/// releases it, that happens asynchronously on another thread.
 class LocalPluginHostProxy : public PluginHostProxy {
 public:
-    /// For a host that nobody runs yet; becomes its handler.
+    /// For a host that doesn't run yet; sets its handler.
     explicit LocalPluginHostProxy(const Ref<PluginHost>& host);
     ~LocalPluginHostProxy() override;
 
     /// Starts the thread that runs the host. Once, before anything is sent.
     void start();
 
-    /// What the host answers to a dropped request is dropped.
+    /// A reply to a dropped request is dropped, too.
     void removePluginInstance(int32_t instanceId) override;
     Ref<PluginHostReply> sendRequest(const Ref<PluginHostRequest>& request,
                                      const Ref<PluginHostAsyncReplyHandler>& replyHandler) override;
     /// The block that the instance itself holds.
     Ref<PluginAudioContext> createAudioContext(const CreatePluginInstanceReply& reply) override;
     bool abandon() override;
-    /// Lets the host work off its queue, joins its thread and lets go of it. Plug-ins aren't terminated.
-    /// Harmless when the host has ended. On the host's own thread, in a receiver, it doesn't wait: the host
-    /// ends when it has worked off its queue, and the next `shutdown`, or the end of the proxy, joins it.
+    /// Lets the host finish its queue, joins its thread and releases it. Plug-ins aren't terminated. May be
+    /// called after the host has ended. On the host's own thread, in a receiver, it doesn't wait: the host
+    /// ends after its queue, and the next `shutdown`, or the release of the proxy, joins the thread.
     void shutdown() override;
     bool prepareForDeletion() override;
 
@@ -61,19 +60,20 @@ private:
 
     struct State {
         std::list<Ref<PluginHostRequest>> queue;
-        /// Those that are to be answered and aren't yet, queued or not.
+        /// Requests whose reply is outstanding, queued or not.
         Requests unanswered;
         Instances instances;
     };
 
-    /// Puts a request behind the others, and has the host's main loop take the oldest.
+    /// Appends a request to the queue, and posts an action to the host that runs the oldest.
     void enqueue(const Ref<PluginHostRequest>& request);
-    /// The same with the host at work.
+    /// The same under the lock, for a host that isn't closed.
     void enqueueIn(State& current, const Ref<PluginHostRequest>& request);
     Ref<PluginHostRequest> takeQueuedRequest();
-    /// Whom the outcome of a request goes to; null if nobody is waiting, or waits any more. Once for each.
+    /// The receiver of a request's outcome, once for each request; null if there is none, or none any more.
     Ref<PluginHostAsyncReplyHandler> takeReceiver(PluginHostRequest& request);
-    /// The main loop is over. Where nobody has asked for that, fails all who wait.
+    /// Called after the main loop has ended. Fails all unanswered requests, unless `shutdown` asked for the
+    /// end.
     void hostEnded(const String& message);
     void joinRunThread();
 
@@ -81,8 +81,8 @@ private:
     Ref<PluginHost> host;
     Ref<LocalPluginHostProxyHandler> handler;
     Ref<LocalPluginHostRunThread> runThread;
-    /// Set while the state is locked.
+    /// Set under the lock of `state`.
     std::atomic<bool> closed = false;
-    /// Where the calling thread and the host's meet, and nowhere else.
+    /// Shared by the calling thread and the host's.
     base::core::Guarded<State> state;
 };

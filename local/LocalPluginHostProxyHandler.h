@@ -4,8 +4,8 @@
 
 class LocalPluginHostProxy;
 
-/// The host's end of a local proxy: takes requests from the proxy's queue, and hands replies and
-/// notifications to the proxy's receivers, on the thread that they arise on.
+/// The host's end of a local proxy: takes requests from the proxy's queue, and passes replies and
+/// notifications to the proxy's receivers, on the thread that sends them.
 class LocalPluginHostProxyHandler : public PluginHostProxyHandler {
 public:
     /// `proxy` is borrowed, and outlives the host's main loop.
@@ -19,7 +19,7 @@ public:
     void sendEmptyReply(PluginHostRequest& request) override;
     void sendError(PluginHostRequest& request, const String& message) override;
     void sendNotification(PluginHostNotification& notification) override;
-    /// Lets the main loop end. The proxy, which has asked for it, joins the thread.
+    /// Ends the main loop. The proxy, which requested it, joins the thread.
     void shutdown() override;
     void setUpAudio(PluginInstance& instance) override;
 

@@ -3,7 +3,7 @@
 #include "client/RemotePluginInstance.h"
 #include "plugin/PluginAudioContext.h"
 
-/// What a proxy keeps of an instance whose host lives in the same process: its audio block, too.
+/// The client's side of an instance in the same process, which includes its audio block.
 class LocalPluginInstance : public RemotePluginInstance {
 public:
     using RemotePluginInstance::RemotePluginInstance;
