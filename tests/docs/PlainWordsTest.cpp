@@ -11,8 +11,11 @@ namespace {
 /// What is said instead: who calls, owns or reads; ignored, any, logged, reported; who relies on it.
 const std::regex quaint("\\b(nobody|whatever|known by heart|come to expect|is told|are told)\\b");
 
-const std::vector<std::string> plainFolders = {"core", "window", "app",  "examples", "benchmarks",
-                                               "fuzz", "lib",    "vst2", "vst3"};
+const std::vector<std::string> plainFolders = {
+    "core",   "window", "app",   "examples", "benchmarks", "fuzz", //
+    "lib",    "vst2",   "vst3",                                    //
+    "client", "host",   "local",                                   //
+};
 
 } // namespace
 
