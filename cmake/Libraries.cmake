@@ -1,7 +1,7 @@
 # The libraries of the chosen architecture, each as an imported target. Their headers are system headers.
 
-# PkgConfig::NAME, of the modules that follow. What is found stands in the cache under a name of this project's, since a
-# project that this tree is a part of may look for a library of the same name.
+# Adds PkgConfig::NAME, with the pkg-config modules that follow the name. Results are cached under names with this
+# project's prefix, since a parent project may look for a library of the same name.
 function(plugin_host_find_library name)
     pkg_check_modules(PLUGIN_HOST_${name} REQUIRED IMPORTED_TARGET ${ARGN})
     add_library(PkgConfig::${name} ALIAS PkgConfig::PLUGIN_HOST_${name})
@@ -10,7 +10,7 @@ endfunction()
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 
-# A project that this tree is a part of looks for its own libraries as before.
+# Restored at the end, for a parent project's own searches.
 set(former_library_directories $ENV{PKG_CONFIG_LIBDIR})
 if(PLUGIN_HOST_PKG_CONFIG_PATH)
     set(ENV{PKG_CONFIG_LIBDIR} ${PLUGIN_HOST_PKG_CONFIG_PATH})
@@ -39,6 +39,6 @@ function(plugin_host_library name)
     add_library(plugin-host::${name} ALIAS plugin-host-${name})
     plugin_host_compile_together(plugin-host-${name})
     target_include_directories(plugin-host-${name} PUBLIC ${PROJECT_SOURCE_DIR})
-    # Of the headers: a project of an older standard compiles by this one what includes them.
+    # Required by the headers: in a project of an older standard, what links the library compiles as C++20.
     target_compile_features(plugin-host-${name} PUBLIC cxx_std_20)
 endfunction()

@@ -5,18 +5,18 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
-# Programs aren't position independent: i386 pays for each access to a global otherwise. Plug-ins are, and what becomes
-# a part of another project's.
+# Programs aren't position independent, which would cost i386 extra at each access to a global. Plug-ins are, and all
+# targets within a parent project.
 if(PROJECT_IS_TOP_LEVEL)
     set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
 else()
     set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 endif()
-# No -rdynamic: plug-ins must not meet the symbols of the program.
+# No -rdynamic: plug-ins must not bind to symbols of the program.
 set(CMAKE_ENABLE_EXPORTS OFF)
 set(CMAKE_SHARED_LIBRARY_LINK_CXX_FLAGS "")
-# The libraries are where the system looks for them. CMake would name their directory, and pad it for the installation
-# by an empty entry, which is the directory that the program is started in: the place of anybody's libraries.
+# The loader finds the libraries by default. CMake would add their directory, and pad it for the installation with an
+# empty entry, which means the current directory: anyone's libraries could be loaded from there.
 set(CMAKE_SKIP_RPATH ON)
 set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g")
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
@@ -24,17 +24,17 @@ set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
 add_compile_definitions(_GNU_SOURCE)
 add_compile_options(-Wall -Wextra)
 if(PROJECT_IS_TOP_LEVEL)
-    # Another project's compiler may warn of what ours pass over.
+    # A parent project's compiler may have other warnings.
     add_compile_options(-Werror)
 endif()
-# GCC's ideas of them; clang, which builds the fuzzers, has others. Shadowing among locals only: a constructor's
-# parameter has the name of the member that it sets.
+# GCC's versions of these warnings; clang, which builds the fuzzers, has others. Shadowing of locals only: a
+# constructor's parameter has the name of the member that it sets.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     add_compile_options(-Wshadow=local -Wconversion)
 endif()
 
 if(PLUGIN_HOST_ARCHITECTURE STREQUAL "i386")
-    # Floats are rounded, and denormals flushed, as SSE does it.
+    # SSE for all floats: rounding to their type, and flushing of denormals.
     add_compile_options(-m32 -msse2 -mfpmath=sse)
     add_link_options(-m32)
     add_compile_definitions(_FILE_OFFSET_BITS=64)
@@ -42,7 +42,7 @@ if(PLUGIN_HOST_ARCHITECTURE STREQUAL "i386")
 else()
     set(library_directories /usr/lib/x86_64-linux-gnu /usr/lib64)
 endif()
-# Where distributions have the descriptions of an architecture's libraries; the first that there is, below the folders of
+# Where distributions keep the pkg-config files of an architecture: the first directory that exists, below
 # CMAKE_FIND_ROOT_PATH before the system's own.
 set(package_path "")
 foreach(root IN LISTS CMAKE_FIND_ROOT_PATH ITEMS "")
@@ -52,7 +52,7 @@ foreach(root IN LISTS CMAKE_FIND_ROOT_PATH ITEMS "")
         endif()
     endforeach()
 endforeach()
-set(PLUGIN_HOST_PKG_CONFIG_PATH "${package_path}" CACHE STRING "What pkg-config looks through; empty: what it would itself")
+set(PLUGIN_HOST_PKG_CONFIG_PATH "${package_path}" CACHE STRING "Search path of pkg-config; empty: its default")
 
 if(PLUGIN_HOST_SANITIZERS)
     set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O1 -g1")
@@ -63,17 +63,17 @@ if(PLUGIN_HOST_SANITIZERS)
         add_compile_options(-fno-sanitize-recover=undefined)
     endif()
     if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-        # The names that GCC gives to builds with sanitizers.
+        # The macros that GCC defines under sanitizers.
         foreach(sanitizer address thread)
             if(PLUGIN_HOST_SANITIZERS MATCHES ${sanitizer})
                 string(TOUPPER ${sanitizer} upper)
                 add_compile_definitions(__SANITIZE_${upper}__)
             endif()
         endforeach()
-        # A plug-in's entry point is called by the type of whoever loads it.
+        # A plug-in's entry point is called through the function type of its loader.
         add_compile_options(-fno-sanitize=function)
     elseif(PLUGIN_HOST_SANITIZERS MATCHES "thread")
-        # Thread fences are unknown to ThreadSanitizer; the one in Object orders nothing that it could report.
+        # ThreadSanitizer doesn't support fences; the one in Object orders nothing that it could report.
         add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-error=tsan>)
     endif()
 else()
@@ -82,26 +82,26 @@ else()
     if(PROJECT_IS_TOP_LEVEL)
         add_link_options(-no-pie)
     endif()
-    # What nobody calls stays out of a host's memory.
+    # Unused code stays out of a host's memory.
     add_compile_options(-ffunction-sections -fdata-sections)
     add_link_options(-Wl,--gc-sections)
 endif()
 
-# On i386, clang leaves atomic 64-bit values to a library: they may lie at four bytes there.
+# On i386, clang calls a library for 64-bit atomics, which may be aligned to four bytes only.
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND NOT PLUGIN_HOST_SANITIZERS MATCHES "fuzzer")
     link_libraries(atomic)
 endif()
 
-# Under sanitizers, most of a compilation is code of headers that the sources of a target share: there, five of them are
-# compiled as one. A source with a name that another has, too, stays by itself by SKIP_UNITY_BUILD_INCLUSION.
+# Under sanitizers, most of the compile time goes into headers that the sources of a target share, so five sources are
+# compiled as one. A source whose names collide with another's sets SKIP_UNITY_BUILD_INCLUSION.
 function(plugin_host_compile_together target)
     if(PLUGIN_HOST_SANITIZERS)
         set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 5)
     endif()
 endfunction()
 
-# For what calls objects of VST 3 modules, which needn't be a C++ compiler's: they have tables of functions, and
-# behind these no type that UBSan could look at.
+# For targets that call objects of VST 3 modules. These needn't be made by a C++ compiler: they have function tables,
+# but maybe not the type information that UBSan reads with them.
 function(plugin_host_calls_plugins target)
     if(PLUGIN_HOST_SANITIZERS MATCHES "undefined")
         target_compile_options(${target} PRIVATE -fno-sanitize=vptr)
@@ -111,7 +111,7 @@ endfunction()
 add_link_options(-Wl,--as-needed -Wl,-O1 -Wl,--hash-style=gnu)
 
 if(PLUGIN_HOST_COVERAGE) # by clang
-    # The counts lie in a mapped file, so that a host which is killed, or ends by `_exit`, leaves them behind.
+    # The counts are in a mapped file, so that those of a host that is killed, or ends by `_exit`, are kept.
     add_compile_options(-O0 -fprofile-instr-generate -fcoverage-mapping
         "SHELL:-mllvm -runtime-counter-relocation" -fprofile-update=atomic)
     add_link_options(-fprofile-instr-generate)
