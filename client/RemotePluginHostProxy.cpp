@@ -148,6 +148,7 @@ RemotePluginHostProxy::sendRequest(const Ref<PluginHostRequest>& request,
     if (isClosed())
         throw IOException(lostMessage);
     if (mainOutput == nullptr)
+        // Oddity misspelt-texts: "requst".
         throw IOException("Attempting to send requst to plug-in host process with no output stream");
     request->requireSendableTexts();
     if (request->hasRequestId()) {

@@ -4,7 +4,8 @@
 
 class PluginHost;
 
-/// Runs the main loop of a host that lives in the process of its client. The host owns and joins it.
+/// Runs a host's main loop on a thread of its own: see `PluginHost::startRunThread`. The host owns and joins
+/// it. The local proxy has a thread of its own kind, `LocalPluginHostRunThread`.
 class PluginHostRunThread : public base::core::Thread {
 public:
     explicit PluginHostRunThread(PluginHost* host);
