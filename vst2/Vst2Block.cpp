@@ -15,12 +15,13 @@ namespace {
 
 // The `byteSize` of both kinds, also where their structure has another size.
 constexpr VstInt32 eventByteSize = 32;
+constexpr size_t cacheLine = 64; // bytes
 constexpr size_t eventSize = std::max(sizeof(VstMidiEvent), sizeof(VstMidiSysexEvent));
 
-// From `malloc`; the caller owns it.
+// To be freed by `free`. On the boundary of a cache line, so that no event lies across two.
 template <class T>
 T* allocateBytes(size_t size) {
-    void* memory = std::malloc(size);
+    void* memory = std::aligned_alloc(cacheLine, (size + cacheLine - 1) / cacheLine * cacheLine);
     if (memory == nullptr)
         throw std::bad_alloc();
     return static_cast<T*>(memory);
@@ -180,14 +181,15 @@ void Vst2Block::sendEvents(const PluginAudioContext& context) {
     if (records.empty())
         return;
     uint8_t* next = eventBuffer;
-    const uint8_t* end = eventBuffer + eventBufferSize;
+    const uint8_t* const end = eventBuffer + eventBufferSize;
+    const bool takesSysex = abilities.receivesSysex;
     constexpr ptrdiff_t step = eventSize;
     // The array is longer than its type declares.
     VstEvent** const list = eventList->events;
     int32_t count = 0;
     for (const EventRecord& record : records) {
         const bool isMidi = record.kind == EventKind::midi;
-        if (!isMidi && !(record.kind == EventKind::systemExclusive && abilities.receivesSysex))
+        if (!isMidi && !(record.kind == EventKind::systemExclusive && takesSysex))
             continue;
         if (end - next < step)
             break;

@@ -83,7 +83,7 @@ private:
     // What the effect gets as its channels; connected before the worker has the audio context.
     Vst2Channels inputs;
     Vst2Channels outputs;
-    /// From `malloc`: room for `eventCapacity` pointers and as many records of the larger kind of event.
+    /// Freed by `free`: room for `eventCapacity` pointers and as many records of the larger kind of event.
     VstEvents* eventList = nullptr;
     uint8_t* eventBuffer = nullptr;
     int32_t eventBufferSize = 0;
