@@ -93,9 +93,10 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND NOT PLUGIN_HOST_SANITIZERS MATCHES 
 endif()
 
 # Under sanitizers, most of the compile time goes into headers that the sources of a target share, so five sources are
-# compiled as one. A source whose names collide with another's sets SKIP_UNITY_BUILD_INCLUSION.
+# compiled as one. A source whose names collide with another's sets SKIP_UNITY_BUILD_INCLUSION. With ALWAYS, as for the
+# tests of the 64-bit build, also without sanitizers.
 function(plugin_host_compile_together target)
-    if(PLUGIN_HOST_SANITIZERS)
+    if(PLUGIN_HOST_SANITIZERS OR "ALWAYS" IN_LIST ARGN)
         set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 5)
     endif()
 endfunction()
