@@ -1,10 +1,10 @@
 #include "process/RawBlock.h"
 
-#include "process/RawClient.h"
-
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <md5.h>
 #include <stdexcept>
 #include <string>
 #include <sys/mman.h>
@@ -139,4 +139,40 @@ int32_t RawBlock::readCount(size_t offset) const {
 
 void RawBlock::writeCount(size_t offset, int32_t count) {
     std::memcpy(memory + offset, &count, sizeof count);
+}
+
+std::string blockName(int32_t hostId, int32_t instanceId) {
+    const char* user = getenv("USER");
+    const std::string name = std::string(user != nullptr ? user : "") + "-tanvex-plugin-host" +
+                             std::to_string(hostId) + "-" + std::to_string(instanceId);
+    uint8_t digest[18] = {}; // two more, so that three bytes make four characters throughout
+    MD5_CTX context;
+    MD5Init(&context);
+    MD5Update(&context, reinterpret_cast<const uint8_t*>(name.data()), name.size());
+    MD5Final(digest, &context);
+    constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+-";
+    std::string result = "/";
+    for (size_t i = 0; i < sizeof digest; i += 3) {
+        const uint32_t three = static_cast<uint32_t>(digest[i] << 16 | digest[i + 1] << 8 | digest[i + 2]);
+        for (int shift = 18; shift >= 0; shift -= 6)
+            result += alphabet[three >> shift & 63];
+    }
+    return result.substr(0, 23) + "==";
+}
+
+bool blockExists(int32_t hostId, int32_t instanceId) {
+    const int file = shm_open(blockName(hostId, instanceId).c_str(), O_RDWR, 0600);
+    if (file >= 0)
+        close(file);
+    return file >= 0;
+}
+
+void removeBlock(int32_t hostId, int32_t instanceId) {
+    shm_unlink(blockName(hostId, instanceId).c_str());
+}
+
+void removeBlocks(int32_t hostId) {
+    constexpr int32_t usedByTests = 100;
+    for (int32_t instanceId = 0; instanceId < usedByTests; ++instanceId)
+        removeBlock(hostId, instanceId);
 }

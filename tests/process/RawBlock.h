@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 /// The client's view of an instance's audio block, by offsets that this class works out for itself.
@@ -48,3 +49,10 @@ private:
     size_t paddedBlockSize;
     uint8_t* memory = nullptr;
 };
+
+/// The system name of an instance's audio block.
+std::string blockName(int32_t hostId, int32_t instanceId);
+bool blockExists(int32_t hostId, int32_t instanceId);
+void removeBlock(int32_t hostId, int32_t instanceId);
+/// Removes what a host has left that wasn't asked to destroy its instances.
+void removeBlocks(int32_t hostId);

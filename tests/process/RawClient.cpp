@@ -1,5 +1,8 @@
 #include "process/RawClient.h"
 
+#include "process/RawBlock.h"
+#include "process/RawPipes.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -11,7 +14,6 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <md5.h>
 #include <poll.h>
 #include <stdexcept>
 #include <sys/ioctl.h>
@@ -27,75 +29,8 @@ extern char** environ;
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds patience{20};
 
 std::atomic<int32_t> nextHostId{1};
-
-int millisecondsUntil(Clock::time_point deadline) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    return static_cast<int>(std::clamp<int64_t>(left, 0, 60000));
-}
-
-void closeDescriptor(int& descriptor) {
-    if (descriptor >= 0)
-        close(descriptor);
-    descriptor = -1;
-}
-
-void sendAll(int descriptor, const Bytes& data) {
-    const auto deadline = Clock::now() + patience;
-    size_t sent = 0;
-    while (sent < data.size()) {
-        const ssize_t count = write(descriptor, data.data() + sent, data.size() - sent);
-        if (count >= 0) {
-            sent += static_cast<size_t>(count);
-            continue;
-        }
-        if (errno != EAGAIN && errno != EINTR)
-            throw std::runtime_error(std::string("the host doesn't take a frame: ") + std::strerror(errno));
-        pollfd event{descriptor, POLLOUT, 0};
-        if (poll(&event, 1, millisecondsUntil(deadline)) == 0)
-            throw std::runtime_error("the host doesn't take a frame in time");
-    }
-}
-
-void sendSome(int descriptor, const Bytes& data) {
-    size_t sent = 0;
-    while (sent < data.size()) {
-        const ssize_t count = write(descriptor, data.data() + sent, data.size() - sent);
-        if (count < 0)
-            return;
-        sent += static_cast<size_t>(count);
-    }
-}
-
-Bytes readExactly(int descriptor, size_t size, const char* channel) {
-    const auto deadline = Clock::now() + patience;
-    Bytes data(size);
-    size_t received = 0;
-    while (received < size) {
-        pollfd event{descriptor, POLLIN, 0};
-        const int ready = poll(&event, 1, millisecondsUntil(deadline));
-        const ssize_t count = ready > 0 ? read(descriptor, data.data() + received, size - received) : -1;
-        if (ready == 0 || count == 0) {
-            data.resize(received);
-            throw std::runtime_error((ready == 0 ? "nothing more in time on " : "the end of ") +
-                                     std::string(channel) + " behind " + readable(data));
-        }
-        if (count > 0)
-            received += static_cast<size_t>(count);
-    }
-    return data;
-}
-
-std::string readFile(int descriptor) {
-    std::string content;
-    char part[4096];
-    ssize_t count = 0;
-    while ((count = pread(descriptor, part, sizeof part, static_cast<off_t>(content.size()))) > 0)
-        content.append(part, static_cast<size_t>(count));
-    return content;
-}
 
 std::string readLine(const std::filesystem::path& path) {
     std::ifstream file(path);
@@ -453,42 +388,6 @@ void RawClient::release() {
     removeBlocks(hostId);
     std::error_code ignored;
     std::filesystem::remove_all(directory, ignored);
-}
-
-std::string blockName(int32_t hostId, int32_t instanceId) {
-    const char* user = getenv("USER");
-    const std::string name = std::string(user != nullptr ? user : "") + "-tanvex-plugin-host" +
-                             std::to_string(hostId) + "-" + std::to_string(instanceId);
-    uint8_t digest[18] = {}; // two more, so that three bytes make four characters throughout
-    MD5_CTX context;
-    MD5Init(&context);
-    MD5Update(&context, reinterpret_cast<const uint8_t*>(name.data()), name.size());
-    MD5Final(digest, &context);
-    constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+-";
-    std::string result = "/";
-    for (size_t i = 0; i < sizeof digest; i += 3) {
-        const uint32_t three = static_cast<uint32_t>(digest[i] << 16 | digest[i + 1] << 8 | digest[i + 2]);
-        for (int shift = 18; shift >= 0; shift -= 6)
-            result += alphabet[three >> shift & 63];
-    }
-    return result.substr(0, 23) + "==";
-}
-
-bool blockExists(int32_t hostId, int32_t instanceId) {
-    const int file = shm_open(blockName(hostId, instanceId).c_str(), O_RDWR, 0600);
-    if (file >= 0)
-        close(file);
-    return file >= 0;
-}
-
-void removeBlock(int32_t hostId, int32_t instanceId) {
-    shm_unlink(blockName(hostId, instanceId).c_str());
-}
-
-void removeBlocks(int32_t hostId) {
-    constexpr int32_t usedByTests = 100;
-    for (int32_t instanceId = 0; instanceId < usedByTests; ++instanceId)
-        removeBlock(hostId, instanceId);
 }
 
 void pauseShortly() {

@@ -134,13 +134,6 @@ private:
     std::vector<Duplex> workers;
 };
 
-/// The system name of an instance's audio block.
-std::string blockName(int32_t hostId, int32_t instanceId);
-bool blockExists(int32_t hostId, int32_t instanceId);
-void removeBlock(int32_t hostId, int32_t instanceId);
-/// Removes what a host has left that wasn't asked to destroy its instances.
-void removeBlocks(int32_t hostId);
-
 /// Waits until a condition holds; throws with `what` after a generous while.
 template <class Condition>
 void waitUntil(const char* what, Condition condition);
