@@ -98,6 +98,8 @@ endif()
 function(plugin_host_compile_together target)
     if(PLUGIN_HOST_SANITIZERS OR "ALWAYS" IN_LIST ARGN)
         set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 5)
+        # GCC takes the sources for headers then, where a base from an unnamed namespace would be a mistake.
+        target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
     endif()
 endfunction()
 
