@@ -9,7 +9,7 @@ using base::core::Guarded;
 
 namespace {
 
-// Never destroyed: a host may die while the process exits.
+// Never destroyed: a host may die during `exit`.
 Guarded<std::set<ReplyWaiter*>>& registry() {
     static auto& waiters = *new Guarded<std::set<ReplyWaiter*>>;
     return waiters;
@@ -70,7 +70,7 @@ void ReplyWaiter::failAll(const PluginHostProxy* proxy, Outcome outcome, const S
 }
 
 bool ReplyWaiter::hasToWait(const State& current) const {
-    // A host that was lost before this waiter registered doesn't end its wait.
+    // `hostLost` doesn't reach a waiter that registered after it.
     return current.outcome == Outcome::none && (proxy == nullptr || !proxy->isClosed());
 }
 
