@@ -2,6 +2,7 @@
 
 #include "core/Log.h"
 #include "plugin/PluginException.h"
+#include "plugin/PluginText.h"
 
 #include <algorithm>
 #include <exception>
@@ -31,7 +32,7 @@ void TestAudioThread::run() {
     } catch (const Exception& exception) {
         fail(exception.getMessage());
     } catch (const std::exception& exception) {
-        fail(exception.what());
+        fail(pluginText(exception.what()));
     } catch (...) {
         fail("Unknown exception");
     }

@@ -2,6 +2,7 @@
 
 #include "host/PluginHost.h"
 #include "local/LocalPluginHostProxy.h"
+#include "plugin/PluginText.h"
 
 #include <exception>
 
@@ -19,7 +20,7 @@ void LocalPluginHostRunThread::run() {
     } catch (const Exception& exception) {
         message = exception.getMessage();
     } catch (const std::exception& exception) {
-        message = exception.what();
+        message = pluginText(exception.what());
     } catch (...) {
         message = "Unknown exception";
     }

@@ -3,6 +3,7 @@
 #include "core/LeftAllocated.h"
 #include "core/Number.h"
 #include "plugin/PluginException.h"
+#include "plugin/PluginText.h"
 #include "vst2/EffectCall.h"
 #include "vst2/Vst2HostCallback.h"
 #include "vst2/Vst2PluginApi.h"
@@ -29,7 +30,7 @@ Vst2Plugin::~Vst2Plugin() {
 void Vst2Plugin::load() {
     moduleHandle = dlopen(path.toStdString().c_str(), RTLD_NOW);
     if (moduleHandle == nullptr)
-        throw PluginException(concat("Failed to load VST plug-in ", path, ": ", dlerror()));
+        throw PluginException(concat("Failed to load VST plug-in ", path, ": ", pluginText(dlerror())));
     void* entry = dlsym(moduleHandle, "VSTPluginMain");
     if (entry == nullptr)
         entry = dlsym(moduleHandle, "main");

@@ -3,6 +3,7 @@
 #include "core/Log.h"
 #include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostNotifications.h"
+#include "plugin/PluginText.h"
 #include "vst2/Vst2PluginApi.h"
 
 #include <algorithm>
@@ -294,7 +295,7 @@ String Vst2PluginInstance::getNoteName(int32_t note) {
     // Plug-ins use this text for a key without a name.
     if (!named || std::strcmp(key.keyName, "---") == 0)
         return {};
-    return key.keyName;
+    return pluginText(key.keyName);
 }
 
 void Vst2PluginInstance::idle() {

@@ -1,8 +1,10 @@
 #include "vst3/Vst3Plugin.h"
 
-#include "core/FileSystem.h"
 #include "core/Log.h"
+#include "plugin/Extensions.h"
+#include "plugin/PluginBundle.h"
 #include "plugin/PluginException.h"
+#include "plugin/PluginText.h"
 #include "vst3/Vst3PluginApi.h"
 #include "vst3/Vst3PluginInstance.h"
 #include "vst3/Vst3Text.h"
@@ -11,8 +13,6 @@
 #include <dlfcn.h>
 
 namespace {
-
-constexpr int32_t bundleSuffixLength = 5;
 
 using EntryFunction = bool (*)(void* moduleHandle);
 using FactoryFunction = Steinberg::IPluginFactory* (*)();
@@ -52,24 +52,13 @@ PluginApi* Vst3Plugin::getApi() const {
 }
 
 void Vst3Plugin::resolveBundle() {
-    base::core::FileSystem& files = base::core::LocalFileSystem::get();
-    if (files.isFile(path))
-        return;
-    std::vector<String> parts;
-    String::split(path, U'/', parts);
-    if (parts.empty() || parts.back().length() < bundleSuffixLength)
-        return;
-    const String& last = parts.back();
-    // Oddity bundle-library-path: cut by count, without a look at the suffix, and in the folder of the other
-    // architecture, also in a 32-bit process.
-    const String name = String::substring(last, 0, last.length() - bundleSuffixLength);
-    path = files.join(files.join(files.join(path, "Contents"), "x86_64-linux"), concat(name, ".so"));
+    path = vst3Library(path, ownWidth, isEnabled(Extension::bundle));
 }
 
 void Vst3Plugin::loadModule() {
     moduleHandle = dlopen(path.toStdString().c_str(), RTLD_NOW);
     if (moduleHandle == nullptr)
-        throw PluginException(concat("Failed to load VST plug-in ", path, ": ", dlerror()));
+        throw PluginException(concat("Failed to load VST plug-in ", path, ": ", pluginText(dlerror())));
     if (const auto enter = reinterpret_cast<EntryFunction>(dlsym(moduleHandle, "ModuleEntry"));
         enter != nullptr && !enter(moduleHandle)) {
         // Oddity misspelt-texts: "to initialized".

@@ -1,5 +1,6 @@
 #include "vst3/Vst3PluginApi.h"
 
+#include "plugin/PluginBundle.h"
 #include "vst3/Vst3Plugin.h"
 
 #include <memory>
@@ -11,7 +12,7 @@ String Vst3PluginApi::getName() const {
 }
 
 bool Vst3PluginApi::loads(const String& path) const {
-    return String::endsWith(path, "vst3");
+    return isVst3Path(path);
 }
 
 Plugin* Vst3PluginApi::createPlugin(PluginHostContext* host, const String& path) {

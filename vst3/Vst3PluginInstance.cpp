@@ -2,6 +2,7 @@
 
 #include "core/Log.h"
 #include "plugin/PluginHostContext.h"
+#include "plugin/PluginText.h"
 #include "vst3/Vst3Categories.h"
 #include "vst3/Vst3Plugin.h"
 #include "vst3/Vst3PluginApi.h"

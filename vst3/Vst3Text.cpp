@@ -1,7 +1,11 @@
 #include "vst3/Vst3Text.h"
 
+#include "plugin/Extensions.h"
+#include "plugin/PluginText.h"
+
 #include <array>
 #include <cstring>
+#include <string>
 
 namespace {
 
@@ -15,6 +19,15 @@ bool isHighSurrogate(char16_t unit) {
 
 bool isLowSurrogate(char16_t unit) {
     return (unit & 0xFC00) == 0xDC00;
+}
+
+void cutBetweenCharacters(std::string& utf8, size_t room) {
+    if (utf8.size() <= room)
+        return;
+    const auto continues = [&](size_t place) { return (static_cast<uint8_t>(utf8[place]) & 0xC0) == 0x80; };
+    while (room > 0 && continues(room))
+        --room;
+    utf8.resize(room);
 }
 
 } // namespace
@@ -45,10 +58,16 @@ String pluginText(const Vst::String128& text) {
         const bool isHalf = (isHighSurrogate(text[i]) || isLowSurrogate(text[i])) && !startsPair && !endsPair;
         units[i] = isHalf ? replacement : text[i];
     }
-    return String(units.data());
+    const String decoded(units.data());
+    return isEnabled(Extension::text) ? sendableText(decoded) : decoded;
 }
 
 void copyPluginText(const Vst::String128& text, char* buffer, int32_t size) {
-    if (size > 0)
-        std::strncpy(buffer, pluginText(text).toStdString().c_str(), static_cast<size_t>(size));
+    if (size <= 0)
+        return;
+    const auto room = static_cast<size_t>(size);
+    std::string utf8 = pluginText(text).toStdString();
+    if (isEnabled(Extension::text))
+        cutBetweenCharacters(utf8, room);
+    std::strncpy(buffer, utf8.c_str(), room);
 }

@@ -13,9 +13,11 @@ String classIdText(const FUID& classId);
 /// case are accepted, and a pair that isn't hexadecimal is a zero byte.
 FUID parseClassId(const String& text);
 
-/// A plug-in's UTF-16 text, terminated or not. Unpaired surrogates become U+FFFD.
+/// A plug-in's UTF-16 text, terminated or not. Unpaired surrogates become U+FFFD. With the extension `text`
+/// the result is a `sendableText`.
 String pluginText(const Vst::String128& text);
 
 /// Copies a plug-in's UTF-16 text as UTF-8 into a zeroed buffer of `size` bytes, as `strncpy` does: a text
-/// that fills the buffer is cut and has no terminator.
+/// that fills the buffer is cut and has no terminator. With the extension `text` it is cut between
+/// characters.
 void copyPluginText(const Vst::String128& text, char* buffer, int32_t size);

@@ -1,5 +1,6 @@
 #include "plugin/PluginHostContext.h"
 
+#include "plugin/Extensions.h"
 #include "plugin/PluginWindow.h"
 
 #include <algorithm>
@@ -13,6 +14,7 @@ std::atomic<PluginHostContext*> currentHost{nullptr};
 
 PluginHostContext::PluginHostContext(int32_t sampleRate, int32_t blockSize)
     : sampleRate(sampleRate), blockSize(std::max(blockSize, 0)) {
+    readExtensions();
     currentHost.store(this, std::memory_order_release);
 }
 

@@ -1,15 +1,9 @@
 #include "plugin/PluginInstance.h"
 
-#include "core/TextEncoding.h"
 #include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginHostProxyHandler.h"
-
-#include <cstring>
-
-String pluginText(const char* buffer, int32_t size) {
-    return {buffer, strnlen(buffer, static_cast<size_t>(size)), base::core::UTF8Encoding::instance};
-}
+#include "plugin/PluginText.h"
 
 PluginInstance::PluginInstance(PluginHostContext* host, int32_t instanceId, bool dpiAware)
     : host(host), instanceId(instanceId), dpiAware(dpiAware) {}

@@ -2,6 +2,7 @@
 
 #include "plugin/MutedNotifications.h"
 #include "plugin/PluginInstance.h"
+#include "plugin/PluginText.h"
 
 namespace {
 

@@ -225,7 +225,3 @@ private:
 
     friend class PluginInstanceState;
 };
-
-/// A plug-in's 8-bit text of at most `size` bytes, terminated or not. Oddity utf8-texts-only: throws
-/// `IOException` for any other encoding, which isn't guessed.
-String pluginText(const char* buffer, int32_t size);
