@@ -5,6 +5,7 @@
 #include "core/ChildProcess.h"
 #include "core/NamedPipe.h"
 #include "plugin/Channels.h"
+#include "plugin/Extensions.h"
 #include "support/CapturedOutput.h"
 #include "support/TestDirectory.h"
 
@@ -107,14 +108,23 @@ TEST(ManualPage, HasTheVariablesThatTheProgramReads) {
     const std::string text = sources();
     const std::set<std::string> listed = wordsBehind(".It Ev ", "ENVIRONMENT");
     std::set<std::string> read = matches(text, "(?:getenv|getEnvironmentVariable)\\(\"?([A-Za-z_]+)\"?[,)]");
-    // The parameter of the call itself, and the one variable that has a constant.
+    // The parameter of the call itself, and the variables that have a constant.
     EXPECT_EQ(read.erase("name"), 1u);
-    EXPECT_EQ(read.erase("libraryPathVariable"), 1u);
-    read.merge(matches(text, "libraryPathVariable = \"([A-Z_]+)\""));
+    for (const std::string constant : {"libraryPathVariable", "extensionsVariable"}) {
+        EXPECT_EQ(read.erase(constant), 1u);
+        read.merge(matches(text, (constant + " = \"([A-Z_]+)\"").c_str()));
+    }
     // Read by the loader, and given to hosts.
     read.merge(matches(text, "entries\\[\"([A-Z_]+)\"\\] ="));
     EXPECT_EQ(listed, read);
     EXPECT_GE(listed.size(), 6u);
+}
+
+TEST(ManualPage, HasTheExtensionsOfAHost) {
+    const std::set<std::string> described = wordsBehind(".It Ql ", "ENVIRONMENT");
+    EXPECT_EQ(described.size(), std::size(extensionNames));
+    for (const auto& [extension, name] : extensionNames)
+        EXPECT_TRUE(described.contains(name)) << "The page lacks " << name;
 }
 
 TEST(ManualPage, HasThePipesOfAHost) {
