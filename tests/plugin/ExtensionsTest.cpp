@@ -3,13 +3,17 @@
 #include "plugin/Extensions.h"
 
 #include "host/PluginHost.h"
+#include "support/CapturedOutput.h"
+#include "support/ScopedEnvironment.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <set>
 #include <thread>
+#include <unistd.h>
 
+using namespace test_support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -58,6 +62,16 @@ TEST(Extensions, UnknownNamesAreListedOnceInTheirOrder) {
     EXPECT_THAT(parsed.unknown, ElementsAre("texts", "TEXT", "text bundle", "tex", "text\xE9"));
 }
 
+TEST(Extensions, AreReadOnceInAProcess) {
+    const ScopedExtensions extensions({Extension::text});
+    const ScopedEnvironment environment("TANVEX_PLUGIN_HOST_EXTENSIONS", "bundle,unheard-of");
+    const CapturedOutput errors(STDERR_FILENO);
+    const Ref<PluginHost> host(new PluginHost(44100, 64));
+    EXPECT_TRUE(isEnabled(Extension::text));
+    EXPECT_FALSE(isEnabled(Extension::bundle));
+    EXPECT_EQ(errors.text(), "");
+}
+
 TEST(Extensions, OfAScopeAreExactlyThoseAndEndWithIt) {
     const bool before = isEnabled(Extension::text);
     {
@@ -69,8 +83,7 @@ TEST(Extensions, OfAScopeAreExactlyThoseAndEndWithIt) {
             EXPECT_FALSE(isEnabled(Extension::text));
             std::thread([] { EXPECT_TRUE(isEnabled(Extension::bundle)); }).join();
         }
-        const Ref<PluginHost> host(new PluginHost(44100, 64));
-        EXPECT_TRUE(isEnabled(Extension::text)) << "The environment is read before a scope";
+        EXPECT_TRUE(isEnabled(Extension::text));
         EXPECT_FALSE(isEnabled(Extension::bundle));
     }
     EXPECT_EQ(isEnabled(Extension::text), before);

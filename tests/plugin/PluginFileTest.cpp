@@ -35,6 +35,7 @@ struct Fields {
     uint64_t tablePlace = 0;
     uint16_t entrySize = 0;
     uint16_t entries = 1;
+    uint64_t segmentPlace = 0;
     uint64_t segmentSize = 200; // of the whole file
     uint32_t segmentType = 1;   // to be loaded
 };
@@ -50,7 +51,7 @@ std::string library32(Fields fields = {}) {
     file +=
         little(52, 2) + little(fields.entrySize != 0 ? fields.entrySize : 32, 2) + little(fields.entries, 2);
     file += std::string(6, '\0');
-    file += little(fields.segmentType, 4) + little(0, 4) + little(0, 4) + little(0, 4);
+    file += little(fields.segmentType, 4) + little(fields.segmentPlace, 4) + little(0, 4) + little(0, 4);
     file += little(fields.segmentSize, 4) + little(4096, 4) + little(5, 4) + little(4096, 4);
     file.resize(200);
     return file;
@@ -66,7 +67,8 @@ std::string library64(Fields fields = {}) {
     file +=
         little(64, 2) + little(fields.entrySize != 0 ? fields.entrySize : 56, 2) + little(fields.entries, 2);
     file += std::string(6, '\0');
-    file += little(fields.segmentType, 4) + little(5, 4) + little(0, 8) + little(0, 8) + little(0, 8);
+    file += little(fields.segmentType, 4) + little(5, 4) + little(fields.segmentPlace, 8) + little(0, 8) +
+            little(0, 8);
     file += little(fields.segmentSize, 8) + little(4096, 8) + little(4096, 8);
     file.resize(200);
     return file;
@@ -225,6 +227,8 @@ TEST_F(PluginFileTest, ALibraryThatEndsTooEarlyIsCutOff) {
         EXPECT_EQ(problemOf(library64().substr(0, size)), expected) << size;
     EXPECT_EQ(problemOf(library32({.segmentSize = 201})), expected);
     EXPECT_EQ(problemOf(library64({.segmentSize = 0xFFFFFFFFFFFFFFFF})), expected);
+    EXPECT_EQ(problemOf(library32({.segmentPlace = 1})), expected);
+    EXPECT_EQ(problemOf(library64({.segmentPlace = 0xFFFFFFFFFFFFF000, .segmentSize = 0x1010})), expected);
 }
 
 TEST_F(PluginFileTest, ATableOutsideOfTheFileIsCutOff) {
