@@ -2,6 +2,7 @@
 // that no application sends, writes outside of its buffers unseen, or isn't stopped when something breaks.
 
 #include "app/TestAudioThread.h"
+#include "plugin/Extensions.h"
 #include "plugin/PluginException.h"
 #include "support/CapturedOutput.h"
 #include "support/LocalAudioContext.h"
@@ -207,6 +208,13 @@ TEST(TestAudioThread, KeepsTheErrorOfAnyExceptionAndStops) {
     stranger->onBlock = [] { throw 7; };
     stranger->onStop = [] { throw 8; };
     expectFailure(stranger, "Unknown exception");
+}
+
+TEST(TestAudioThread, KeepsTheErrorOfAnExceptionInAnyEncodingWithTheExtensionForTexts) {
+    const ScopedExtensions extensions(ExtensionSet{Extension::text});
+    const Ref<WatchedContext> context(new WatchedContext(256));
+    context->onBlock = [] { throw std::runtime_error("Fl\xFCgel"); };
+    expectFailure(context, "Fl\xC3\xBCgel");
 }
 
 TEST(TestAudioThread, RendersNoBlocksOfNoFrames) {

@@ -4,6 +4,7 @@
 #include "app/PluginFormats.h"
 #include "host/PluginHost.h"
 #include "local/LocalPluginHostProxy.h"
+#include "plugin/Extensions.h"
 #include "plugin/PluginException.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostNotificationListener.h"
@@ -140,6 +141,9 @@ TEST_F(OwnershipTest, AHostThatEndsByItselfSaysByWhat) {
                 testing::HasSubstr("Plugin host died: it broke\n"));
     EXPECT_THAT(words([] { throw std::runtime_error("so did this"); }),
                 testing::HasSubstr("Plugin host died: so did this\n"));
+    const ScopedExtensions extensions(ExtensionSet{Extension::text});
+    EXPECT_THAT(words([] { throw std::runtime_error("fl\xFCgel"); }),
+                testing::HasSubstr("Plugin host died: fl\xC3\xBCgel\n"));
     EXPECT_THAT(words([] { throw 7; }), testing::HasSubstr("Plugin host died: Unknown exception\n"));
 }
 
