@@ -40,7 +40,7 @@ String vst3Library(const String& path, HostWidth width, bool ownFolders) {
     const String contents = files.join(path, "Contents");
     if (ownFolders) {
         for (const char* folder : foldersOf(width)) {
-            const String library = files.join(files.join(contents, folder), name);
+            String library = files.join(files.join(contents, folder), name);
             if (files.isFile(library))
                 return library;
         }
