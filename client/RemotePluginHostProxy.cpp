@@ -6,7 +6,6 @@
 #include "client/ReplyWaiter.h"
 #include "core/CloseQuietly.h"
 #include "core/Log.h"
-#include "core/SharedMemory.h"
 #include "plugin/Channels.h"
 #include "plugin/Frames.h"
 #include "plugin/PluginException.h"
@@ -31,9 +30,6 @@ namespace {
 
 constexpr const char* libraryPathVariable = "TANVEX_PLUGIN_HOST_LIBRARY_PATH";
 constexpr double replyThreadPatience = 2.0; // seconds
-
-// Proxies are made on one thread.
-int32_t nextHostId = 1;
 
 // Never destroyed: a host may die while the process exits.
 Guarded<Ref<RemotePluginHostProxyManager>>& currentManager() {
@@ -77,7 +73,7 @@ std::map<std::string, std::string> hostEnvironment(const char* const* environmen
 }
 
 RemotePluginHostProxy::RemotePluginHostProxy(const String& executablePath)
-    : RemoteWorkers(nextHostId++, defaultBlockSize), childProcess(new ChildProcess) {
+    : RemoteWorkers(defaultBlockSize), childProcess(new ChildProcess) {
     // Held until the constructor returns: a death may be reported meanwhile, and a reference that the manager
     // makes and drops must not destroy this.
     retain(this);
@@ -115,7 +111,6 @@ RemotePluginHostProxy::~RemotePluginHostProxy() {
     ending = true;
     joinReplyThread();
     childProcess = nullptr;
-    removeAudioBlocks();
 }
 
 void RemotePluginHostProxy::setManager(const Ref<RemotePluginHostProxyManager>& newManager) {
@@ -234,7 +229,7 @@ Ref<RemotePluginInstance> RemotePluginHostProxy::findInstance(int32_t instanceId
 
 void RemotePluginHostProxy::addPluginInstance(int32_t instanceId,
                                               const Ref<PluginHostNotificationListener>& listener) {
-    lastInstanceId = instanceId;
+    hostIdClaim.noteInstance(instanceId);
     const auto known = instances.lock();
     known->emplace(instanceId, new RemotePluginInstance(instanceId, listener));
 }
@@ -363,9 +358,4 @@ void RemotePluginHostProxy::joinReplyThread() {
     if (!replyThread->waitForEnd(replyThreadPatience))
         closeQuietly(asyncInput);
     replyThread->join();
-}
-
-void RemotePluginHostProxy::removeAudioBlocks() const {
-    for (int32_t instanceId = 1; instanceId <= lastInstanceId; ++instanceId)
-        base::core::SharedMemory::remove(audioBlockName(hostId, instanceId));
 }

@@ -98,8 +98,6 @@ private:
     /// Removes a pending request and returns it; throws `IOException` for an unknown id.
     Ref<PluginHostRequest> takePendingRequest(int32_t requestId);
     void joinReplyThread();
-    /// Removes the audio blocks that a host leaves behind if it dies, or is shut down with instances.
-    void removeAudioBlocks() const;
 
     const MakingProcess makingProcess;
     int32_t sampleRate = defaultSampleRate;
@@ -116,8 +114,6 @@ private:
     InputStream* asyncInput = nullptr;
     OutputStream* mainOutput = nullptr;
     int32_t nextRequestId = 1;
-    /// The highest instance id so far.
-    int32_t lastInstanceId = 0;
     /// The proxy is being destroyed, or its constructor failed: a death is no longer reported.
     std::atomic<bool> ending = false;
     base::core::Condition reportEnded;

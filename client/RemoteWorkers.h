@@ -1,6 +1,7 @@
 #pragma once
 
 #include "client/AudioThreadProxy.h"
+#include "client/HostIdClaim.h"
 #include "client/PluginHostProxy.h"
 
 #include <cstdint>
@@ -14,17 +15,19 @@ public:
 
     /// In frames.
     int32_t getBlockSize() const { return blockSize; }
-    int32_t getHostId() const { return hostId; }
+    int32_t getHostId() const { return hostIdClaim.getId(); }
     /// Throws `std::out_of_range`.
     AudioThreadProxy& getAudioThread(int32_t index) const {
         return *audioThreadProxies.at(static_cast<size_t>(index));
     }
 
 protected:
-    RemoteWorkers(int32_t hostId, int32_t blockSize);
+    /// Throws `IOException`.
+    explicit RemoteWorkers(int32_t blockSize);
 
+    /// Before what uses the id, here and in the proxy: ends after the host and all of its pipes.
+    HostIdClaim hostIdClaim;
     const int32_t blockSize;
-    /// The number of this host within the process.
     const int32_t hostId;
     std::vector<Ref<AudioThreadProxy>> audioThreadProxies;
 };

@@ -5,11 +5,9 @@
 #include "core/Environment.h"
 #include "core/Exception.h"
 #include "core/FileSystem.h"
-#include "core/TrustedDirectory.h"
 
 #include <cerrno>
 #include <fcntl.h>
-#include <memory>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -41,22 +39,6 @@ Directory openDirectoryOf(const std::string& path, const char* operation) {
     }
 }
 
-Directory makeDirectoryOf(const std::string& path) {
-    // Checked first: nothing is created in another user's directory.
-    openDirectoryOf(path, "create");
-    FileSystem& files = LocalFileSystem::get();
-    try {
-        files.createDirectories(files.getParent(path.c_str()));
-    } catch (const IOException& exception) {
-        throw IOException(
-            concat("Could not create directory structure for named pipe: ", exception.getMessage()));
-    }
-    Directory directory = openDirectoryOf(path, "create");
-    if (directory->get() < 0)
-        throw failure("create", path, lastErrorMessage());
-    return directory;
-}
-
 void createFifo(const TrustedDirectory& directory, const std::string& path) {
     // A dead process may have left one.
     struct stat stale {};
@@ -64,6 +46,12 @@ void createFifo(const TrustedDirectory& directory, const std::string& path) {
         unlinkat(directory.get(), nameOf(path), 0);
     if (mknodat(directory.get(), nameOf(path), fifoMode, 0) != 0)
         throw failure("create", path, lastErrorMessage());
+}
+
+/// Opens what an `O_PATH` descriptor leads to, so that the file is the one that was checked. Close-on-exec.
+int32_t openFound(const FileDescriptor& fifo, int flags) {
+    const std::string found = "/proc/self/fd/" + std::to_string(fifo.get());
+    return aboveConsole(open(found.c_str(), flags | O_CLOEXEC));
 }
 
 /// An `O_PATH` descriptor: opening another user's FIFO for reading or writing could block without end. -1,
@@ -83,9 +71,7 @@ int32_t openFifo(const std::string& path, int flags) {
         throw failure("open", path, "it is no named pipe");
     if (status.st_uid != geteuid())
         throw failure("open", path, "it belongs to another user");
-    // By the descriptor, so that the file is the one that was checked. Close-on-exec.
-    const std::string found = "/proc/self/fd/" + std::to_string(fifo.get());
-    const int32_t descriptor = aboveConsole(open(found.c_str(), flags | O_CLOEXEC));
+    const int32_t descriptor = openFound(fifo, flags);
     if (descriptor < 0)
         throw failure("open", path, lastErrorMessage());
     return descriptor;
@@ -112,6 +98,33 @@ String namedPipePath(const String& name, bool toClient) {
     path.append(name);
     path.append(toClient ? "-to-client" : "-from-client");
     return path.toString();
+}
+
+Directory makePipeDirectory(const std::string& fifoPath) {
+    // Checked first: nothing is created in another user's directory.
+    openDirectoryOf(fifoPath, "create");
+    FileSystem& files = LocalFileSystem::get();
+    try {
+        files.createDirectories(files.getParent(fifoPath.c_str()));
+    } catch (const IOException& exception) {
+        throw IOException(
+            concat("Could not create directory structure for named pipe: ", exception.getMessage()));
+    }
+    Directory directory = openDirectoryOf(fifoPath, "create");
+    if (directory->get() < 0)
+        throw failure("create", fifoPath, lastErrorMessage());
+    return directory;
+}
+
+bool isPipeRead(const TrustedDirectory& directory, const char* name) {
+    const FileDescriptor fifo(openat(directory.get(), name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (fifo.get() < 0)
+        return errno != ENOENT;
+    struct stat status {};
+    if (fstat(fifo.get(), &status) != 0 || !S_ISFIFO(status.st_mode) || status.st_uid != geteuid())
+        return false;
+    const FileDescriptor writer(openFound(fifo, O_WRONLY | O_NONBLOCK));
+    return writer.get() >= 0 || errno != ENXIO;
 }
 
 NamedPipeInputStream::NamedPipeInputStream(int32_t fileDescriptor) : fileDescriptor(fileDescriptor) {}
@@ -177,7 +190,7 @@ NamedServerPipe::NamedServerPipe(const String& name, bool duplex, const std::str
 Ref<NamedServerPipe> NamedServerPipe::create(const String& name, bool duplex) {
     const std::string toClient = systemPath(name, true);
     const std::string fromClient = systemPath(name, false);
-    const Directory directory = makeDirectoryOf(duplex ? toClient : fromClient);
+    const Directory directory = makePipeDirectory(duplex ? toClient : fromClient);
     Ref<NamedServerPipe> pipe(new NamedServerPipe(name, duplex, toClient, fromClient));
     if (duplex)
         createFifo(*directory, toClient);

@@ -5,7 +5,9 @@
 #include "core/OutputStream.h"
 #include "core/Ref.h"
 #include "core/String.h"
+#include "core/TrustedDirectory.h"
 
+#include <memory>
 #include <string>
 #include <sys/types.h>
 
@@ -15,6 +17,14 @@ namespace base::core {
 /// "-to-client" for the direction from the creator to the opener or "-from-client" for the other.
 /// Oddity to-client-leads-to-host: the creator is the client, the opener its host.
 String namedPipePath(const String& name, bool toClient);
+
+/// Opens the directory of a FIFO, and makes what is missing of it. Throws `IOException`, as
+/// `NamedServerPipe::create` does.
+std::unique_ptr<TrustedDirectory> makePipeDirectory(const std::string& fifoPath);
+
+/// Whether a process has this user's FIFO open for reading, or waits for a writer in its `open`. Never
+/// blocks. Without descriptors or /proc it counts as read.
+bool isPipeRead(const TrustedDirectory& directory, const char* name);
 
 /// The reading end of a FIFO. A read is one `read` call: it blocks without a time-out, isn't restarted after
 /// a signal, and returns 0 once the writer is gone.

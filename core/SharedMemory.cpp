@@ -21,7 +21,11 @@ constexpr mode_t ownerOnly = 0600;
 } // namespace
 
 std::string sharedMemoryName(const String& logicalName) {
-    const std::string text = concat(getEnvironmentVariable("USER"), "-", logicalName).toStdString();
+    return sharedMemoryName(getEnvironmentVariable("USER"), logicalName);
+}
+
+std::string sharedMemoryName(const String& user, const String& logicalName) {
+    const std::string text = concat(user, "-", logicalName).toStdString();
     MD5_CTX context;
     MD5Init(&context);
     MD5Update(&context, reinterpret_cast<const uint8_t*>(text.data()), text.size());
@@ -61,7 +65,11 @@ Ref<SharedMemory> SharedMemory::open(const String& logicalName, int32_t size) {
 }
 
 void SharedMemory::remove(const String& logicalName) {
-    shm_unlink(sharedMemoryName(logicalName).c_str());
+    remove(getEnvironmentVariable("USER"), logicalName);
+}
+
+void SharedMemory::remove(const String& user, const String& logicalName) {
+    shm_unlink(sharedMemoryName(user, logicalName).c_str());
 }
 
 SharedMemory::~SharedMemory() {

@@ -13,6 +13,8 @@ namespace base::core {
 /// The system's name of a block: "/" and the base64 form of the MD5 digest (RFC 1321) of "USER", "-" and the
 /// logical name. Of a fixed length, without further slashes, and distinct for each user.
 std::string sharedMemoryName(const String& logicalName);
+/// The same with `user` in the place of `USER`.
+std::string sharedMemoryName(const String& user, const String& logicalName);
 
 /// One POSIX shared-memory object, mapped for reading and writing. Removed with its creator's `SharedMemory`;
 /// a creator that crashes leaves it until the next `create` of the name. One of another size, owner or mode
@@ -26,6 +28,8 @@ public:
     static Ref<SharedMemory> open(const String& logicalName, int32_t size);
     /// Removes the object that a dead creator has left under the name, if any.
     static void remove(const String& logicalName);
+    /// The same with `user` in the place of `USER`.
+    static void remove(const String& user, const String& logicalName);
     /// The creator's removes the object from the system, but not in a fork of its process.
     ~SharedMemory() override;
 

@@ -1,0 +1,131 @@
+#include "client/HostLeftovers.h"
+
+#include "core/LockFile.h"
+#include "core/NamedPipe.h"
+#include "core/SharedMemory.h"
+#include "core/TrustedDirectory.h"
+#include "plugin/Channels.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using base::core::LockFile;
+using base::core::TrustedDirectory;
+
+namespace {
+
+constexpr std::string_view hostPrefix = "plugin";
+constexpr size_t longestNumber = 16;
+
+template <class Action>
+void forEachName(const TrustedDirectory& directory, const Action& action) {
+    const int32_t descriptor = openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0)
+        return;
+    DIR* const opened = fdopendir(descriptor);
+    if (opened == nullptr) {
+        close(descriptor);
+        return;
+    }
+    const std::unique_ptr<DIR, int (*)(DIR*)> list(opened, closedir);
+    while (const dirent* entry = readdir(opened))
+        action(entry->d_name);
+}
+
+bool areDigits(std::string_view text) {
+    return !text.empty() &&
+           std::all_of(text.begin(), text.end(), [](unsigned char digit) { return std::isdigit(digit) != 0; });
+}
+
+/// The id of a host whose directory has this name; 0 for another name.
+int32_t hostIdOf(std::string_view name) {
+    if (!name.starts_with(hostPrefix))
+        return 0;
+    const std::string_view number = name.substr(hostPrefix.size());
+    int32_t hostId = 0;
+    const auto result = std::from_chars(number.data(), number.data() + number.size(), hostId);
+    const bool isWhole = result.ec == std::errc() && result.ptr == number.data() + number.size();
+    return isWhole && hostId > 0 && std::to_string(hostId) == number ? hostId : 0;
+}
+
+/// Whether a FIFO of this name is one of a host's pipes.
+bool isPipeName(std::string_view name) {
+    for (const std::string_view end : {"-to-client", "-from-client"}) {
+        if (!name.ends_with(end))
+            continue;
+        name.remove_suffix(end.size());
+        constexpr std::string_view worker = "worker";
+        return name == "main" || name == "async-replies" ||
+               (name.starts_with(worker) && areDigits(name.substr(worker.size())));
+    }
+    return false;
+}
+
+void removePipes(const TrustedDirectory& directory) {
+    forEachName(directory, [&](const char* name) {
+        struct stat status {};
+        if (isPipeName(name) && fstatat(directory.get(), name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+            S_ISFIFO(status.st_mode) && status.st_uid == geteuid())
+            unlinkat(directory.get(), name, 0);
+    });
+}
+
+/// 0 for another text than a number.
+int32_t highestInstanceIn(const LockFile& lock) {
+    const std::string text = lock.read(longestNumber);
+    int32_t highest = 0;
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), highest);
+    if (result.ec == std::errc::result_out_of_range)
+        return highestLeftInstance;
+    return std::clamp(highest, 0, highestLeftInstance);
+}
+
+void removeLeftoversOf(const String& user, int32_t hostId, const std::string& path) {
+    const TrustedDirectory directory(path);
+    const auto lock = LockFile::tryLock(directory, path + "/" + hostLockName);
+    if (lock == nullptr || isHostAlive(directory))
+        return;
+    removeLeftovers(user, hostId, directory, *lock);
+    lock->remove();
+}
+
+} // namespace
+
+void removeAudioBlocks(const String& user, int32_t hostId, int32_t highestInstance) {
+    for (int32_t instanceId = 1; instanceId <= highestInstance; ++instanceId)
+        base::core::SharedMemory::remove(user, audioBlockName(hostId, instanceId));
+}
+
+bool isHostAlive(const TrustedDirectory& directory) {
+    return base::core::isPipeRead(directory, "main-to-client");
+}
+
+void removeLeftovers(const String& user, int32_t hostId, const TrustedDirectory& directory,
+                     const LockFile& lock) {
+    removeAudioBlocks(user, hostId, highestInstanceIn(lock));
+    removePipes(directory);
+}
+
+void removeAllLeftovers(const String& user, const std::string& hostsPath) try {
+    const TrustedDirectory hosts(hostsPath);
+    forEachName(hosts, [&](const std::string& name) {
+        const int32_t hostId = hostIdOf(name);
+        struct stat ignored {};
+        if (hostId == 0 ||
+            fstatat(hosts.get(), (name + "/" + hostLockName).c_str(), &ignored, AT_SYMLINK_NOFOLLOW) != 0)
+            return;
+        try {
+            removeLeftoversOf(user, hostId, hostsPath + "/" + name);
+        } catch (const Exception&) {
+            // The other directories are looked at all the same.
+        }
+    });
+} catch (const Exception&) {
+    // Tried again with the next host.
+}
