@@ -86,8 +86,9 @@ int32_t highestInstanceIn(const LockFile& lock) {
     return std::clamp(highest, 0, highestLeftInstance);
 }
 
-void removeLeftoversOf(const String& user, int32_t hostId, const std::string& path) {
-    const TrustedDirectory directory(path);
+void removeLeftoversOf(const String& user, int32_t hostId, const TrustedDirectory& hosts,
+                       const std::string& path) {
+    const TrustedDirectory directory(hosts, path);
     const auto lock = LockFile::tryLock(directory, path + "/" + hostLockName);
     if (lock == nullptr || isHostAlive(directory))
         return;
@@ -121,7 +122,7 @@ void removeAllLeftovers(const String& user, const std::string& hostsPath) try {
             fstatat(hosts.get(), (name + "/" + hostLockName).c_str(), &ignored, AT_SYMLINK_NOFOLLOW) != 0)
             return;
         try {
-            removeLeftoversOf(user, hostId, hostsPath + "/" + name);
+            removeLeftoversOf(user, hostId, hosts, hostsPath + "/" + name);
         } catch (const Exception&) {
             // The other directories are looked at all the same.
         }

@@ -102,7 +102,10 @@ String namedPipePath(const String& name, bool toClient) {
 
 Directory makePipeDirectory(const std::string& fifoPath) {
     // Checked first: nothing is created in another user's directory.
-    openDirectoryOf(fifoPath, "create");
+    Directory found = openDirectoryOf(fifoPath, "create");
+    struct stat status {};
+    if (found->get() >= 0 && fstat(found->get(), &status) == 0 && S_ISDIR(status.st_mode))
+        return found;
     FileSystem& files = LocalFileSystem::get();
     try {
         files.createDirectories(files.getParent(fifoPath.c_str()));
@@ -110,10 +113,10 @@ Directory makePipeDirectory(const std::string& fifoPath) {
         throw IOException(
             concat("Could not create directory structure for named pipe: ", exception.getMessage()));
     }
-    Directory directory = openDirectoryOf(fifoPath, "create");
-    if (directory->get() < 0)
+    found = openDirectoryOf(fifoPath, "create");
+    if (found->get() < 0)
         throw failure("create", fifoPath, lastErrorMessage());
-    return directory;
+    return found;
 }
 
 bool isPipeRead(const TrustedDirectory& directory, const char* name) {

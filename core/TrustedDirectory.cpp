@@ -60,4 +60,7 @@ TrustedDirectory::TrustedDirectory(const std::string& path) : descriptor(openDir
     }
 }
 
+TrustedDirectory::TrustedDirectory(const TrustedDirectory& parent, const std::string& path)
+    : descriptor(openDirectory(parent.get(), path.substr(path.rfind('/') + 1), path)) {}
+
 } // namespace base::core

@@ -18,6 +18,8 @@ public:
     /// may write to, without the sticky bit, is logged, once in a process. Throws `IOException` if a part
     /// belongs to another user.
     explicit TrustedDirectory(const std::string& path);
+    /// The same for the last part of a path whose parent is open.
+    TrustedDirectory(const TrustedDirectory& parent, const std::string& path);
 
     /// For system calls with a directory; -1 if it couldn't be opened.
     int32_t get() const { return descriptor != nullptr ? descriptor->get() : -1; }
