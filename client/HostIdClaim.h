@@ -18,8 +18,8 @@ class LockFile;
 /// for clients that lock nothing.
 ///
 /// Owned by the proxy, whose pipes and child end before it. `USER` is that of its creation. Any thread may
-/// make one; afterwards one thread at a time. In a fork of the process a copy removes nothing; if the original
-/// is killed, the copy holds the id until it ends, too.
+/// make one; afterwards one thread at a time. In a fork of the process a copy removes nothing; if the
+/// original is killed, the copy holds the id until it ends, too.
 class HostIdClaim : public NonCopyable, public NonMovable {
 public:
     /// Takes the process's next number that is free. Removes the pipes, audio blocks and lock files of all

@@ -39,8 +39,8 @@ void forEachName(const TrustedDirectory& directory, const Action& action) {
 }
 
 bool areDigits(std::string_view text) {
-    return !text.empty() &&
-           std::all_of(text.begin(), text.end(), [](unsigned char digit) { return std::isdigit(digit) != 0; });
+    return !text.empty() && std::all_of(text.begin(), text.end(),
+                                        [](unsigned char digit) { return std::isdigit(digit) != 0; });
 }
 
 /// The id of a host whose directory has this name; 0 for another name.

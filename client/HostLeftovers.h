@@ -10,8 +10,8 @@ class LockFile;
 class TrustedDirectory;
 } // namespace base::core
 
-// What the client of a host leaves behind if it is killed: the lock file and the pipes of a `HostIdClaim`, and
-// the host's audio blocks. `user` is the value of `USER`.
+// What the client of a host leaves behind if it is killed: the lock file and the pipes of a `HostIdClaim`,
+// and the host's audio blocks. `user` is the value of `USER`.
 
 /// A lock file holds the highest instance id of its host, as decimal text with a line feed. Blocks of ids
 /// above this bound stay: a damaged file must not keep its finder busy.

@@ -82,8 +82,7 @@ std::unique_ptr<LockFile> LockFile::lock(const TrustedDirectory& directory, cons
         if (missing && !create)
             return nullptr;
         if (missing) {
-            descriptor =
-                aboveConsole(openat(directory.get(), name, openFlags | O_CREAT | O_EXCL, ownerOnly));
+            descriptor = aboveConsole(openat(directory.get(), name, openFlags | O_CREAT | O_EXCL, ownerOnly));
             if (descriptor < 0 && errno == EEXIST)
                 continue;
         }

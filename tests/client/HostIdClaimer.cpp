@@ -1,4 +1,5 @@
-// A process that takes host ids as it is told by the lines of its standard input, and answers each with a line:
+// A process that takes host ids as it is told by the lines of its standard input, and answers each with a
+// line:
 //
 //     take             takes an id: the id, or why there is none
 //     together COUNT   takes one on each of so many threads at once: the ids in order
@@ -9,7 +10,8 @@
 //     linger           leaves a forked copy that does nothing: its process id
 //     race DIRECTORY ROUNDS
 //                      takes an id in as many forked copies, one after the other, whose half ends without
-//                      dropping it: how many held an id that no other process held, by a file in the directory
+//                      dropping it: how many held an id that no other process held, by a file in the
+//                      directory
 
 #include "client/HostIdClaim.h"
 #include "support/Meeting.h"

@@ -1,5 +1,5 @@
-// Clients of one user that start at the same moment, each with a host and a plug-in of its own. If these fail,
-// an application disturbs another one that the user runs beside it, or what a killed one left.
+// Clients of one user that start at the same moment, each with a host and a plug-in of its own. If these
+// fail, an application disturbs another one that the user runs beside it, or what a killed one left.
 
 #include "ClientTest.h"
 
@@ -77,9 +77,9 @@ TEST_P(ManyClientsTest, OfOneUserThatStartTogetherPlayTheirOwnPlugins) {
     for (int round = 0; round < roundsOfAPart && !HasFailure(); ++round) {
         std::vector<std::unique_ptr<ChildProgram>> clients;
         for (const std::string& plugin : plugins)
-            clients.push_back(std::make_unique<ChildProgram>(
-                std::vector<std::string>{PLUGIN_HOST_EXECUTABLE, plugin}, ChildProgram::Environment(), "/",
-                SMALLEST_CLIENT_PROGRAM));
+            clients.push_back(
+                std::make_unique<ChildProgram>(std::vector<std::string>{PLUGIN_HOST_EXECUTABLE, plugin},
+                                               ChildProgram::Environment(), "/", SMALLEST_CLIENT_PROGRAM));
         int number = 0;
         for (const auto& client : clients) {
             client->waitForEnd();
@@ -135,8 +135,7 @@ using KilledClientTest = ManyClientsTest;
 INSTANTIATE_TEST_SUITE_P(Once, KilledClientTest, testing::Values(0));
 
 TEST_P(KilledClientTest, LeavesWhatTheNextClientRemoves) {
-    const std::string block =
-        "/dev/shm" + base::core::sharedMemoryName(user.c_str(), audioBlockName(1, 1));
+    const std::string block = "/dev/shm" + base::core::sharedMemoryName(user.c_str(), audioBlockName(1, 1));
     {
         const ShortLivedClient client;
         client.kill();

@@ -1,5 +1,5 @@
-// An effect whose output is constant: as many sixteenths as the name of its file ends with, as in "voice-3.so".
-// Copies and links of the file are different plug-ins.
+// An effect whose output is constant: as many sixteenths as the name of its file ends with, as in
+// "voice-3.so". Copies and links of the file are different plug-ins.
 
 #include "plugins/Vst2Effect.h"
 
