@@ -2,6 +2,7 @@
 // a variable or an exit status, or tells of one that the program doesn't have.
 
 #include "app/PluginReport.h"
+#include "client/HostLeftovers.h"
 #include "core/ChildProcess.h"
 #include "core/NamedPipe.h"
 #include "plugin/Channels.h"
@@ -127,7 +128,7 @@ TEST(ManualPage, HasTheExtensionsOfAHost) {
         EXPECT_TRUE(described.contains(name)) << "The page lacks " << name;
 }
 
-TEST(ManualPage, HasThePipesOfAHost) {
+TEST(ManualPage, HasThePipesOfAHostAndTheirLock) {
     const std::set<std::string> paths = wordsBehind(".Pa ", "FILES");
     const std::pair<String, bool> pipes[] = {{mainChannelName(1), true},
                                              {mainChannelName(1), false},
@@ -140,7 +141,8 @@ TEST(ManualPage, HasThePipesOfAHost) {
         EXPECT_EQ(path.parent_path(),
                   fs::path("/tmp/pipes-" + std::string(std::getenv("USER")) + "/tanvex/engine/plugin1"));
     }
-    EXPECT_EQ(paths.size(), std::size(pipes));
+    EXPECT_TRUE(paths.contains(hostLockName)) << "The page lacks the lock file";
+    EXPECT_EQ(paths.size(), std::size(pipes) + 1);
     EXPECT_TRUE(wordsBehind(".It Pa ", "FILES").contains("/tmp/pipes-"));
     EXPECT_NE(readText(page).find("Pa /tanvex/engine/plugin Ns Ar id"), std::string::npos);
 }

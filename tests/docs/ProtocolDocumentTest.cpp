@@ -4,6 +4,7 @@
 #include "MarkdownDocument.h"
 #include "WireFields.h"
 
+#include "client/HostLeftovers.h"
 #include "plugin/Frames.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostNotifications.h"
@@ -367,6 +368,12 @@ TEST(ProtocolDocument, DescribesAStateRecordThatTheCodeReadsToTheLastByte) {
     EXPECT_EQ(state->programs.size(), 2u);
     EXPECT_TRUE(state->hasNoteNames);
     EXPECT_EQ(toHex(writtenState(*state)), toHex(bytes));
+}
+
+TEST(ProtocolDocument, GivesTheLockFileAndTheBoundOfItsNumber) {
+    const std::string& text = protocol().getText();
+    EXPECT_NE(text.find("`/tmp/pipes-alice/tanvex/engine/plugin7/"s + hostLockName + "`"), std::string::npos);
+    EXPECT_NE(text.find("(at most " + std::to_string(highestLeftInstance) + ")"), std::string::npos);
 }
 
 TEST(ProtocolDocument, HasNoDumpThatIsHeldAgainstNothing) {
