@@ -15,7 +15,7 @@ class TrustedDirectory;
 
 /// A lock file holds the highest instance id of its host, as decimal text with a line feed. Blocks of ids
 /// above this bound stay: a damaged file must not keep its finder busy.
-constexpr int32_t highestLeftInstance = 65536;
+constexpr int32_t highestLeftInstance = 16384;
 
 /// The name of the lock file in the directory of a host's pipes.
 constexpr const char* hostLockName = "lock";

@@ -15,7 +15,7 @@ public:
 
     /// In frames.
     int32_t getBlockSize() const { return blockSize; }
-    int32_t getHostId() const { return hostIdClaim.getId(); }
+    int32_t getHostId() const { return hostId; }
     /// Throws `std::out_of_range`.
     AudioThreadProxy& getAudioThread(int32_t index) const {
         return *audioThreadProxies.at(static_cast<size_t>(index));

@@ -139,7 +139,8 @@ TEST_F(HostLeftoversTest, ALockFileWithoutANumberNamesNoBlocks) {
 }
 
 TEST_F(HostLeftoversTest, ANumberBeyondTheBoundRemovesNoMoreThanThat) {
-    for (const std::string text : {"65537", "2147483648\n", "99999999999999999999\n"}) {
+    for (const std::string& text :
+         {std::to_string(highestLeftInstance + 1), std::string("99999999999999999999\n")}) {
         for (const int32_t instance : {1, highestLeftInstance, highestLeftInstance + 1})
             makeBlock(1, instance);
         makeLock(1, text);

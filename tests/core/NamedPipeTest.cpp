@@ -60,6 +60,26 @@ TEST_F(NamedPipeTest, CreatingOverAStaleFifoReplacesIt) {
     close(stale);
 }
 
+TEST_F(NamedPipeTest, IsReadOnceItsOpenerHasOpenedItOrWaits) {
+    const Ref<NamedServerPipe> pipe = NamedServerPipe::create("x", true);
+    const TrustedDirectory place(directory);
+    EXPECT_FALSE(isPipeRead(place, "x-to-client"));
+    EXPECT_FALSE(isPipeRead(place, "missing"));
+    std::ofstream(path("file")) << "no pipe";
+    EXPECT_FALSE(isPipeRead(place, "file"));
+    std::filesystem::create_symlink(path("x-to-client"), path("link"));
+    const int reader = open(path("x-to-client").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    EXPECT_TRUE(isPipeRead(place, "x-to-client"));
+    EXPECT_FALSE(isPipeRead(place, "link"));
+    EXPECT_FALSE(isPipeRead(place, "x-from-client"));
+    close(reader);
+    EXPECT_FALSE(isPipeRead(place, "x-to-client"));
+    std::thread opener([&] { close(open(path("x-to-client").c_str(), O_RDONLY | O_CLOEXEC)); });
+    EXPECT_TRUE(eventually([&] { return isPipeRead(place, "x-to-client"); }));
+    opener.join();
+}
+
 TEST_F(NamedPipeTest, CreatingOverAnotherFileReplacesIt) {
     std::filesystem::create_directories(directory);
     std::ofstream(path("x-to-client")) << "in the way";

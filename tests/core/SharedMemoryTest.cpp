@@ -310,4 +310,17 @@ TEST(SharedMemoryTest, NoBlockTakesANumberOfTheConsole) {
     SharedMemory::remove(logicalName);
 }
 
+TEST(SharedMemoryTest, ABlockOfAnotherUserIsRemovedUnderThatName) {
+    const std::string user = "plugin-host-memory-test-" + std::to_string(getpid());
+    const std::string others = sharedMemoryName(user.c_str(), logicalName);
+    const Ref<SharedMemory> own = SharedMemory::create(logicalName, 16);
+    const ScopedEnvironment asTheOther("USER", user.c_str());
+    EXPECT_EQ(sharedMemoryName(logicalName), others);
+    const Ref<SharedMemory> memory = SharedMemory::create(logicalName, 16);
+    const ScopedEnvironment unset("USER", nullptr);
+    EXPECT_TRUE(existsInTheSystem(others));
+    SharedMemory::remove(user.c_str(), logicalName);
+    EXPECT_FALSE(existsInTheSystem(others));
+}
+
 } // namespace
