@@ -138,18 +138,26 @@ TEST_F(HostLeftoversTest, ALockFileWithoutANumberNamesNoBlocks) {
     }
 }
 
-TEST_F(HostLeftoversTest, ANumberBeyondTheBoundRemovesNoMoreThanThat) {
-    for (const std::string& text :
-         {std::to_string(highestLeftInstance + 1), std::string("99999999999999999999\n")}) {
+class HostLeftoversBoundTest : public HostIdClaimTest {
+protected:
+    void expectTheBoundWith(const std::string& text) {
         for (const int32_t instance : {1, highestLeftInstance, highestLeftInstance + 1})
             makeBlock(1, instance);
         makeLock(1, text);
         const Claimer process;
-        EXPECT_EQ(process.ask("take"), "1") << text;
+        EXPECT_EQ(process.ask("take"), "1");
         EXPECT_FALSE(hasBlock(1, 1));
         EXPECT_FALSE(hasBlock(1, highestLeftInstance));
         EXPECT_TRUE(hasBlock(1, highestLeftInstance + 1));
     }
+};
+
+TEST_F(HostLeftoversBoundTest, ANumberBeyondTheBoundRemovesNoMoreThanThat) {
+    expectTheBoundWith(std::to_string(highestLeftInstance + 1) + "\n");
+}
+
+TEST_F(HostLeftoversBoundTest, ANumberBeyondAllNumbersRemovesNoMoreThanTheBound) {
+    expectTheBoundWith("99999999999999999999\n");
 }
 
 } // namespace

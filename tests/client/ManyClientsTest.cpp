@@ -24,10 +24,10 @@ namespace fs = std::filesystem;
 
 constexpr int clientCount = 8;
 
-// All parts together start fifty times; with a sanitizer, whose hosts take longer, twenty times.
+// All parts together start fifty times; with a sanitizer, whose hosts take longer, ten times.
 constexpr int parts = 5;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int roundsOfAPart = 4;
+constexpr int roundsOfAPart = 2;
 #else
 constexpr int roundsOfAPart = 10;
 #endif
