@@ -1,13 +1,16 @@
 // What must hold however two threads or processes come in between each other, with each order made and not
 // waited for. If these fail, a thread that has just begun isn't recognised as itself, a host outlives its
-// client, or a wait ends at once.
+// client, a lock file has two holders, or a wait ends at once.
 
 #include "core/ChildProcess.h"
+#include "core/LockFile.h"
 #include "core/Mutex.h"
 #include "core/Ref.h"
 #include "core/String.h"
 #include "core/Thread.h"
+#include "core/TrustedDirectory.h"
 #include "support/Eventually.h"
+#include "support/TestDirectory.h"
 #include "support/TurnedClock.h"
 
 #include <gtest/gtest.h>
@@ -17,9 +20,12 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <pthread.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
+#include <utility>
 
 using namespace test_support;
 
@@ -29,6 +35,8 @@ namespace {
 std::atomic<const std::atomic<bool>*> creationReturnsAfter = nullptr;
 /// Set: a child of this process that asks to be ended with its parent has lost it by then.
 bool parentDiesFirst = false;
+/// Comes in before the next lock of a file that is open already.
+std::function<void()> beforeLock;
 
 } // namespace
 
@@ -62,6 +70,13 @@ int __wrap_prctl(int option, ...) {
         eventually([&] { return getppid() != parent; });
     }
     return __real_prctl(option, arguments[0], arguments[1], arguments[2], arguments[3]);
+}
+
+int __real_flock(int file, int operation);
+int __wrap_flock(int file, int operation) {
+    if (const auto action = std::exchange(beforeLock, nullptr))
+        action();
+    return __real_flock(file, operation);
 }
 
 } // extern "C"
@@ -131,6 +146,46 @@ TEST(OrderTest, ADeadlineCarriesItsNanosecondsIntoTheSeconds) {
     const timespec within = monotonicDeadline(2.25);
     EXPECT_EQ(within.tv_sec, second + 2);
     EXPECT_EQ(within.tv_nsec, nanosecondsPerSecond / 4 * 3);
+}
+
+class LockOrderTest : public testing::Test {
+protected:
+    const TestDirectory place;
+    const TrustedDirectory directory{place.path};
+    const std::string path = place / "lock";
+};
+
+TEST_F(LockOrderTest, AFileThatItsHolderRemovesBeforeItIsLockedGivesWayToANewOne) {
+    auto former = LockFile::tryCreate(directory, path);
+    beforeLock = [&] {
+        former->remove();
+        former = nullptr;
+    };
+    const auto lock = LockFile::tryCreate(directory, path);
+    ASSERT_NE(lock, nullptr);
+    EXPECT_EQ(former, nullptr);
+    EXPECT_TRUE(lock->isNew());
+    EXPECT_EQ(LockFile::tryCreate(directory, path), nullptr) << "it has two holders";
+}
+
+TEST_F(LockOrderTest, AFileThatAnotherHolderReplacesBeforeItIsLockedIsThatHolders) {
+    auto former = LockFile::tryCreate(directory, path);
+    std::unique_ptr<LockFile> other;
+    beforeLock = [&] {
+        former->remove();
+        former = nullptr;
+        other = LockFile::tryCreate(directory, path);
+    };
+    EXPECT_EQ(LockFile::tryCreate(directory, path), nullptr);
+    EXPECT_NE(other, nullptr);
+}
+
+TEST_F(LockOrderTest, ANewFileThatAnotherProcessLocksFirstIsThatOnes) {
+    std::unique_ptr<LockFile> finder;
+    beforeLock = [&] { finder = LockFile::tryLock(directory, path); };
+    EXPECT_EQ(LockFile::tryCreate(directory, path), nullptr);
+    ASSERT_NE(finder, nullptr);
+    EXPECT_FALSE(finder->isNew());
 }
 
 } // namespace base::core
