@@ -5,6 +5,7 @@
 #include "core/String.h"
 
 #include <map>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -32,8 +33,37 @@ public:
     /// The same with exactly `environment`.
     void launch(const std::vector<String>& arguments, const Environment& environment);
 
+    /// A program whose streams its parent gives.
+    struct Program {
+        /// The program, which is looked up on the `PATH` unless it has a "/", and what it gets; bytes.
+        std::vector<std::string> arguments;
+        Environment environment;
+        /// Becomes the standard input; above 2.
+        int32_t input;
+        /// Becomes the standard output and the standard error stream; above 2.
+        int32_t output;
+    };
+    /// Starts a program in a session of its own, without a terminal, where `killSession` reaches what it
+    /// starts. Otherwise as above, but the message of the `IOException` is the system's own words.
+    void launchInSession(const Program& program);
+
     /// Sends a signal. False without a child. Any thread, but not during a `launch`.
     bool kill(int signal);
+    /// Kills a child of `launchInSession` with all that it has started, except what has left its process
+    /// group. No effect without a child; one that has ended counts until it is reaped.
+    void killSession();
+
+    /// Becomes readable when the child ends; -1 without a child and where the kernel has no pidfd.
+    int32_t getEndDescriptor() const { return pidDescriptor; }
+    /// Whether the child has ended, or there is none.
+    bool hasEnded() const;
+
+    /// Blocks until the child has ended and returns its raw status; no value without a child, or if it was
+    /// reaped elsewhere. Logs nothing.
+    std::optional<int> reap();
+    /// Why the program of `launchInSession` could not be executed: an `errno`, 0 if it was. Call it after
+    /// `reap`.
+    int32_t getStartFailure();
 
     /// Blocks until the child has ended and returns its raw status, as `waitpid` gives it; 0 without a child,
     /// or if it was reaped elsewhere. An exit code other than 0 is logged.
@@ -43,16 +73,24 @@ public:
     pid_t getPid() const { return pid; }
 
 private:
+    struct Start;
+
     void launch(const std::vector<String>& arguments, char* const* environment);
+    /// False, with `errno`, if there is no child.
+    bool start(const Start& start);
     void watchChild();
     void forgetChild();
-    /// `waitid` on the child; false if it isn't, or is no longer, a child of this process.
-    bool waitForChild(int options) const;
+    void closeFailureReader();
+    /// `waitid` on the child; false if it isn't, or is no longer, a child of this process. `ended`, if given,
+    /// is set to whether it has ended.
+    bool waitForChild(int options, bool* ended = nullptr) const;
     bool isChild() const;
 
     Relaxed<pid_t> pid{0};
     /// A pidfd, which stays valid when the pid is reused; -1 where the kernel has none.
     int32_t pidDescriptor = -1;
+    /// The end of the pipe that a failed `exec` writes its `errno` to; -1 if there is none.
+    int32_t failureReader = -1;
 };
 
 } // namespace base::core

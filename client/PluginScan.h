@@ -1,0 +1,117 @@
+#pragma once
+
+#include "client/Cancellation.h"
+#include "client/PluginFiles.h"
+#include "client/ReportProcess.h"
+#include "core/Guarded.h"
+#include "plugin/CoreNames.h"
+#include "core/Thread.h"
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+class ReportCache;
+
+/// Which program reports a plug-in file.
+struct ReportProgram {
+    /// Empty if no program does.
+    std::string program;
+    /// The file that it loads, which for a bundle lies inside of it.
+    std::string library;
+    /// Why no program does, in one line.
+    std::string reason;
+};
+
+/// Where a scan has arrived.
+struct ScanProgress {
+    size_t done;
+    /// All files of the scan.
+    size_t total;
+};
+
+/// What a scan has learnt of one file.
+struct ScannedFile {
+    std::string path;
+    ReportOutcome outcome;
+    /// Whether it came from the cache, without a child.
+    bool isCached = false;
+};
+
+/// Gets the results of a scan, on the scan's own threads, one call at a time. An operation may cancel the
+/// scan, but must not wait for it nor destroy it. What it throws is logged.
+class PluginScanReceiver {
+public:
+    virtual ~PluginScanReceiver() = default;
+
+    /// A child is about to report a file.
+    virtual void onFileStarted(const std::string& path, ScanProgress progress) = 0;
+    /// A file is done, which `progress` counts in. In the order in which they finish.
+    virtual void onFileScanned(const ScannedFile& file, ScanProgress progress) = 0;
+    /// The last call. `isComplete` is false if a file has no result, after `cancel`.
+    virtual void onScanEnded(bool isComplete) = 0;
+};
+
+/// What a scan does.
+struct ScanOptions {
+    /// Folders, or single files: see `findPluginFiles`. Absolute paths.
+    std::vector<std::string> roots;
+    /// Called on the scan's threads, several at a time.
+    std::function<ReportProgram(const std::string& path)> chooseProgram;
+    /// For each file, in seconds.
+    double timeLimit = 10;
+    /// Variables that the programs get besides: see `ReportRequest`.
+    std::map<std::string, std::string> variables;
+    /// How many files are reported at a time; 0: one for each processor, at most 8.
+    size_t processCount = 0;
+    /// Null: each file is reported anew. Outlives the scan.
+    ReportCache* cache = nullptr;
+};
+
+/// Reports all plug-in files of some folders, each by a child of its own, several at a time: a plug-in that
+/// crashes or hangs is a result with its reason. Owned by the application, which may destroy it at any time:
+/// that cancels the scan and waits for its threads.
+class PluginScan : public NonCopyable, public NonMovable {
+public:
+    /// `receiver` outlives this object. Throws `IOException`.
+    PluginScan(ScanOptions options, PluginScanReceiver& receiver);
+    ~PluginScan();
+
+    /// Starts the scan and returns. Once.
+    void start();
+    /// Ends the children at once; `onScanEnded` follows. A call of the receiver that has begun is not waited
+    /// for. Any thread.
+    void cancel() { cancellation.cancel(); }
+    /// Waits for the end of `onScanEnded`, after `start`. Any thread but those of the receiver's calls.
+    void wait();
+
+private:
+    struct State {
+        std::vector<PluginFile> files;
+        /// The index of the next file in `files`.
+        size_t next = 0;
+        size_t done = 0;
+        bool hasEnded = false;
+    };
+
+    void run();
+    void work();
+    bool takeFile(PluginFile& file);
+    void scan(const PluginFile& file);
+    ScannedFile scanFile(const PluginFile& file);
+    ReportOutcome report(const ReportRequest& request);
+    ScanProgress countProgress(size_t newlyDone);
+    /// Calls the receiver unless the scan is cancelled.
+    template <class Call>
+    void call(const Call& call);
+
+    const ScanOptions options;
+    PluginScanReceiver& receiver;
+    const Cancellation cancellation;
+    /// Held during a call of the receiver, and before `state`.
+    base::core::Mutex receiverLock;
+    base::core::Condition ended;
+    base::core::Guarded<State> state;
+    Ref<base::core::Thread> coordinator;
+};
