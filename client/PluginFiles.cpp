@@ -35,22 +35,28 @@ public:
     explicit Walk(const Cancellation& cancellation) : cancellation(cancellation) {}
 
     std::vector<PluginFile> run(const std::vector<std::string>& roots) {
-        // The last one is the next, so that a folder's files come before those of the one behind it.
-        pending.assign(roots.rbegin(), roots.rend());
-        while (!pending.empty() && !cancellation.isCancelled()) {
-            const std::string path = std::move(pending.back());
-            pending.pop_back();
-            visit(path);
+        for (const std::string& root : roots) {
+            visit(root, true);
+            while (!pending.empty() && !cancellation.isCancelled()) {
+                const std::string path = std::move(pending.back());
+                pending.pop_back();
+                visit(path, false);
+            }
         }
         return std::move(found);
     }
 
 private:
-    void visit(const std::string& path) {
+    void visit(const std::string& path, bool isRoot) {
         struct stat status {};
-        if (stat(path.c_str(), &status) != 0)
-            found.push_back({path, systemWords()});
-        else if (S_ISDIR(status.st_mode) && !isVst3Name(path))
+        if (cancellation.isCancelled())
+            return;
+        if (stat(path.c_str(), &status) != 0) {
+            // A link to nowhere is the user's own affair, unless it has the name of a plug-in.
+            const bool leadsNowhere = errno == ENOENT || errno == ELOOP;
+            if (isRoot || isPluginName(path) || !leadsNowhere)
+                found.push_back({path, systemWords()});
+        } else if (S_ISDIR(status.st_mode) && !isVst3Name(path))
             enter(path, status);
         else if (isPluginName(path) && (S_ISDIR(status.st_mode) || S_ISREG(status.st_mode)))
             add(path);
@@ -92,6 +98,7 @@ private:
     }
 
     const Cancellation& cancellation;
+    /// The last one is the next, so that a folder's files come before those of the one behind it.
     std::vector<std::string> pending;
     std::set<std::pair<dev_t, ino_t>> folders;
     /// By their real paths.
