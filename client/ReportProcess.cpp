@@ -63,8 +63,6 @@ public:
             const base::core::PipeEnds ends = openPipe();
             const FileDescriptor output(aboveConsole(ends.reader));
             FileDescriptor writer(aboveConsole(ends.writer));
-            // For this end alone: the program's has to block.
-            fcntl(output.get(), F_SETFL, O_NONBLOCK);
             start(file.getPath(), writer.get());
             writer.close();
             const End end = waitForEnd(output.get());
@@ -106,12 +104,13 @@ private:
         const bool hasEndDescriptor = child->getEndDescriptor() >= 0;
         for (;;) {
             const int left = millisecondsUntil(deadline);
-            poll(events, std::size(events), hasEndDescriptor ? left : std::min(left, pollInterval));
+            const int ready =
+                poll(events, std::size(events), hasEndDescriptor ? left : std::min(left, pollInterval));
             if (cancellation.isCancelled())
                 return End::cancelled;
             if (child->hasEnded())
                 return End::ended;
-            if (events[2].revents != 0 && !readOutput(output))
+            if (ready > 0 && events[2].revents != 0 && !readOutput(output))
                 events[2].fd = -1;
             if (left == 0)
                 return End::timedOut;
@@ -124,7 +123,7 @@ private:
         const ssize_t count = read(output, piece, sizeof piece);
         if (count > 0)
             tail.append({piece, static_cast<size_t>(count)});
-        return count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
+        return count > 0 || (count < 0 && errno == EINTR);
     }
 
     /// Reads what is in the pipe. Another process may still write to it, so no more than it holds.

@@ -217,6 +217,32 @@ TEST_F(PluginScanTest, TheReceiverMayCancel) {
     EXPECT_EQ(countStarts(), 1u);
 }
 
+TEST_F(PluginScanTest, AResultThatIsReadyWhenTheReceiverCancelsIsNotDelivered) {
+    const std::string files[] = {path("1.so"), path("2.so")};
+    ReportCache cache;
+    ScanOptions two = options();
+    two.processCount = 2;
+    two.cache = &cache;
+    for (const char* name : {"1.so", "2.so"})
+        add(examplePlugin("echo"), name);
+    RecordingScanReceiver receiver;
+    PluginScan scan(two, receiver);
+    receiver.onScanned = [&] {
+        // Kept before it is delivered.
+        for (const std::string& file : files) {
+            ReportRequest request = requestOf(file);
+            request.program = program;
+            const ReportKey key = ReportKey::of(request, file).value();
+            EXPECT_TRUE(eventually([&] { return cache.find(key, 1).has_value(); }, longBound));
+        }
+        scan.cancel();
+    };
+    scan.start();
+    scan.wait();
+    EXPECT_EQ(receiver.files.size(), 1u);
+    EXPECT_EQ(receiver.ends, std::vector<bool>{false});
+}
+
 TEST_F(PluginScanTest, CancellingAfterTheLastResultLeavesTheScanComplete) {
     add(examplePlugin("echo"), "echo.so");
     RecordingScanReceiver receiver;

@@ -4,6 +4,7 @@
 #include "ReportTest.h"
 
 #include "support/RealDeaths.h"
+#include "support/SleepingThread.h"
 #include "support/TurnedClock.h"
 
 #include <csignal>
@@ -204,6 +205,25 @@ TEST_F(ReportProcessTest, APluginThatWritesMoreThanAPipeHoldsIsReported) {
 TEST_F(ReportProcessTest, APluginThatClosesItsOutputIsReported) {
     const ReportOutcome outcome = report(testPlugin("closes-its-output"));
     EXPECT_EQ(outcome.result, ReportResult::complete) << outcome.reason;
+}
+
+TEST_F(ReportProcessTest, WaitingForAPluginWithoutOutputIsSleeping) {
+    std::atomic<pid_t> waiter = 0;
+    const ReportRequest request = requestOf(testPlugin("hangs-without-output"));
+    std::future<ReportOutcome> outcome = std::async(std::launch::async, [&] {
+        waiter = currentThreadId();
+        return report(request);
+    });
+    awaitProcesses(1);
+    EXPECT_TRUE(eventually([&] {
+        constexpr int samples = 50;
+        int asleep = 0;
+        while (asleep < samples && isAsleep(waiter))
+            ++asleep;
+        return asleep == samples;
+    }));
+    cancellation.cancel();
+    EXPECT_EQ(outcome.get().result, ReportResult::cancelled);
 }
 
 TEST_F(ReportProcessTest, APluginReadsNothingAndHasNoTerminal) {

@@ -83,6 +83,11 @@ void noteProcess() {
     close(STDERR_FILENO);
 }
 
+[[maybe_unused]] void hangWithoutOutput() {
+    closeOutput();
+    hangAtEntry();
+}
+
 [[maybe_unused]] void crashWithWords() {
     say(STDERR_FILENO, "first words\n\x1b[1mlast \xff words\n\n");
     crash();
