@@ -12,6 +12,9 @@
 
 namespace {
 
+/// Of each process, in seconds: none outlives a test that fails.
+constexpr unsigned longestLife = 40;
+
 void say(int stream, const std::string& text) {
     for (size_t written = 0; written < text.size();) {
         const ssize_t count = write(stream, text.data() + written, text.size() - written);
@@ -54,6 +57,7 @@ void noteProcess() {
 [[maybe_unused]] void leaveChild() {
     const pid_t child = fork();
     if (child == 0) {
+        alarm(longestLife);
         signal(SIGHUP, SIG_IGN);
         hang();
     }
@@ -96,6 +100,7 @@ void noteProcess() {
 } // namespace
 
 PLUGIN_EXPORT AEffect* VSTPluginMain(audioMasterCallback host) {
+    alarm(longestLife);
     TROUBLE();
     return (new SilentEffect(host, {.uniqueId = 0x54726f75, .name = "Troublesome"}))->getEffect();
 }
