@@ -34,7 +34,7 @@ class Walk {
 public:
     explicit Walk(const Cancellation& cancellation) : cancellation(cancellation) {}
 
-    std::vector<PluginFile> run(const std::vector<std::string>& roots) {
+    std::vector<FoundPluginFile> run(const std::vector<std::string>& roots) {
         for (const std::string& root : roots) {
             visit(root, true);
             while (!pending.empty() && !cancellation.isCancelled()) {
@@ -103,12 +103,12 @@ private:
     std::set<std::pair<dev_t, ino_t>> folders;
     /// By their real paths.
     std::set<std::string> files;
-    std::vector<PluginFile> found;
+    std::vector<FoundPluginFile> found;
 };
 
 } // namespace
 
-std::vector<PluginFile> findPluginFiles(const std::vector<std::string>& roots,
-                                        const Cancellation& cancellation) {
+std::vector<FoundPluginFile> findPluginFiles(const std::vector<std::string>& roots,
+                                             const Cancellation& cancellation) {
     return Walk(cancellation).run(roots);
 }

@@ -6,7 +6,7 @@
 class Cancellation;
 
 /// What a walk through folders finds.
-struct PluginFile {
+struct FoundPluginFile {
     std::string path;
     /// Why it can't be read, in the system's own words; empty if it can.
     std::string failure;
@@ -17,5 +17,5 @@ struct PluginFile {
 /// are followed; each folder, and each file by its real path, counts once, so a circle of links ends. A
 /// folder or a file that can't be read is an entry with its failure. Sorted within each folder. Ends early,
 /// with what it has, by `cancellation`. Any thread.
-std::vector<PluginFile> findPluginFiles(const std::vector<std::string>& roots,
-                                        const Cancellation& cancellation);
+std::vector<FoundPluginFile> findPluginFiles(const std::vector<std::string>& roots,
+                                             const Cancellation& cancellation);

@@ -139,10 +139,8 @@ public:
             beginRecord();
         else if (takeLabel(line, "Exception Thrown:"))
             fail(line);
-        // In another wording than the one above, since an exception of the standard library ends the report.
-        else if (takeLabel(line, "Exception thrown: "))
-            endReport(line);
-        else if (line == unknownFailure)
+        // In another wording than the one above, since these end the report.
+        else if (takeLabel(line, "Exception thrown: ") || line == unknownFailure)
             endReport(line);
         else if (inRecord)
             readField(line, report.plugins.back());

@@ -65,7 +65,7 @@ void PluginScan::wait() {
 void PluginScan::run() {
     bool hasAllFiles = false;
     try {
-        std::vector<PluginFile> files = findPluginFiles(options.roots, cancellation);
+        std::vector<FoundPluginFile> files = findPluginFiles(options.roots, cancellation);
         hasAllFiles = !cancellation.isCancelled();
         const size_t most = options.processCount > 0 ? options.processCount : defaultProcessCount();
         const size_t count = std::min(most, files.size());
@@ -86,12 +86,12 @@ void PluginScan::run() {
 }
 
 void PluginScan::work() {
-    PluginFile file;
+    FoundPluginFile file;
     while (!cancellation.isCancelled() && takeFile(file))
         scan(file);
 }
 
-bool PluginScan::takeFile(PluginFile& file) {
+bool PluginScan::takeFile(FoundPluginFile& file) {
     const auto access = state.lock();
     if (access->next == access->files.size())
         return false;
@@ -99,7 +99,7 @@ bool PluginScan::takeFile(PluginFile& file) {
     return true;
 }
 
-void PluginScan::scan(const PluginFile& file) {
+void PluginScan::scan(const FoundPluginFile& file) {
     ScannedFile scanned;
     try {
         scanned = scanFile(file);
@@ -114,7 +114,7 @@ void PluginScan::scan(const PluginFile& file) {
         call([&] { receiver.onFileScanned(scanned, countProgress(1)); });
 }
 
-ScannedFile PluginScan::scanFile(const PluginFile& file) {
+ScannedFile PluginScan::scanFile(const FoundPluginFile& file) {
     if (!file.failure.empty())
         return withoutReport(file.path, ReportResult::unreadable, "can't be read: " + file.failure);
     const ReportProgram choice = options.chooseProgram(file.path);

@@ -3,6 +3,7 @@
 #include "client/Cancellation.h"
 #include "client/PluginFiles.h"
 #include "client/ReportProcess.h"
+#include "client/ReportProgram.h"
 #include "core/Guarded.h"
 #include "core/Thread.h"
 #include "plugin/CoreNames.h"
@@ -13,16 +14,6 @@
 #include <vector>
 
 class ReportCache;
-
-/// Which program reports a plug-in file.
-struct ReportProgram {
-    /// Empty if no program does.
-    std::string program;
-    /// The file that it loads, which for a bundle lies inside of it.
-    std::string library;
-    /// Why no program does, in one line.
-    std::string reason;
-};
 
 /// Where a scan has arrived.
 struct ScanProgress {
@@ -57,7 +48,7 @@ public:
 struct ScanOptions {
     /// Folders, or single files: see `findPluginFiles`. Absolute paths.
     std::vector<std::string> roots;
-    /// Called on the scan's threads, several at a time.
+    /// Such as `chooseReportProgram`. Called on the scan's threads, several at a time.
     std::function<ReportProgram(const std::string& path)> chooseProgram;
     /// For each file, in seconds.
     double timeLimit = 10;
@@ -88,7 +79,7 @@ public:
 
 private:
     struct State {
-        std::vector<PluginFile> files;
+        std::vector<FoundPluginFile> files;
         /// The index of the next file in `files`.
         size_t next = 0;
         size_t done = 0;
@@ -97,9 +88,9 @@ private:
 
     void run();
     void work();
-    bool takeFile(PluginFile& file);
-    void scan(const PluginFile& file);
-    ScannedFile scanFile(const PluginFile& file);
+    bool takeFile(FoundPluginFile& file);
+    void scan(const FoundPluginFile& file);
+    ScannedFile scanFile(const FoundPluginFile& file);
     ReportOutcome report(const ReportRequest& request);
     ScanProgress countProgress(size_t newlyDone);
     /// Calls the receiver unless the scan is cancelled.

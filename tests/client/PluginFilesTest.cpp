@@ -31,7 +31,7 @@ protected:
         for (const std::string& name : names)
             roots.push_back(name.empty() ? directory.path : directory / name);
         std::vector<std::string> found;
-        for (const PluginFile& each : findPluginFiles(roots, cancellation))
+        for (const FoundPluginFile& each : findPluginFiles(roots, cancellation))
             found.push_back(each.path.substr(directory.path.size() + 1) +
                             (each.failure.empty() ? "" : ": " + each.failure));
         return found;

@@ -332,6 +332,26 @@ TEST_F(PluginScanTest, WithoutADisplayNothingIsKept) {
     EXPECT_EQ(reasons(receiver)["echo.so"], "[Echo]");
 }
 
+TEST_F(PluginScanTest, TheProgramIsChosenByTheWidthOfTheLibrary) {
+    const HostPrograms both{"/host-32", "/host-64"};
+    const ReportProgram echo = chooseReportProgram(both, examplePlugin("echo"));
+    EXPECT_EQ(echo.program, sizeof(void*) == 4 ? "/host-32" : "/host-64");
+    EXPECT_EQ(echo.library, examplePlugin("echo"));
+    EXPECT_EQ(echo.reason, "");
+    const HostPrograms other =
+        sizeof(void*) == 4 ? HostPrograms{"", "/host-64"} : HostPrograms{"/host-32", ""};
+    const ReportProgram none = chooseReportProgram(other, examplePlugin("echo"));
+    EXPECT_EQ(none.program, "");
+    EXPECT_EQ(none.reason, sizeof(void*) == 4 ? "needs a 32-bit host" : "needs a 64-bit host");
+    writeText(path("text.so"), "no library");
+    for (const std::string& file : {path("text.so"), path("missing.so"), path("\xff.so")}) {
+        const ReportProgram refused = chooseReportProgram(both, file);
+        EXPECT_EQ(refused.program, "");
+        EXPECT_NE(refused.reason, "");
+        EXPECT_EQ(refused.reason.find('\n'), std::string::npos);
+    }
+}
+
 TEST_F(PluginScanTest, AChoiceThatFailsIsAReason) {
     add(examplePlugin("echo"), "echo.so");
     ScanOptions failing = options();
