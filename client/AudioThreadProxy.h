@@ -31,6 +31,7 @@ public:
         AudioThreadProxy& worker;
     };
 
+    const Ref<base::core::NamedServerPipe>& getPipe() const { return pipe; }
     /// Null before `open`.
     InputStream* getInput() const { return input; }
     OutputStream* getOutput() const { return output; }

@@ -3,6 +3,7 @@
 #include "plugin/CoreNames.h"
 #include "plugin/PluginAudioContext.h"
 
+#include <atomic>
 #include <cstdint>
 
 class CreatePluginInstanceReply;
@@ -80,5 +81,5 @@ protected:
                                    const Ref<PluginHostNotificationListener>& listener) = 0;
 
 private:
-    int32_t nextInstanceId = 1;
+    std::atomic<int32_t> nextInstanceId = 1;
 };

@@ -62,6 +62,16 @@ void PluginScan::wait() {
         access.wait(ended);
 }
 
+bool PluginScan::wait(double seconds) {
+    const timespec deadline = base::core::monotonicDeadline(seconds);
+    const auto access = state.lock();
+    while (!access->hasEnded) {
+        if (!access.waitUntil(ended, deadline))
+            return access->hasEnded;
+    }
+    return true;
+}
+
 void PluginScan::run() {
     bool hasAllFiles = false;
     try {
@@ -127,7 +137,7 @@ ScannedFile PluginScan::scanFile(const FoundPluginFile& file) {
     if (options.cache == nullptr)
         return {.path = file.path, .outcome = report(request)};
     const std::optional<ReportKey> key = ReportKey::of(request, choice.library);
-    if (key) {
+    if (key && !options.reportsAnew) {
         if (std::optional<ReportOutcome> kept = options.cache->find(*key, request.timeLimit))
             return {.path = file.path, .outcome = std::move(*kept), .isCached = true};
     }

@@ -56,8 +56,10 @@ struct ScanOptions {
     std::map<std::string, std::string> variables;
     /// How many files are reported at a time; 0: one for each processor, at most 8.
     size_t processCount = 0;
-    /// Null: each file is reported anew. Outlives the scan.
+    /// May be null. Outlives the scan.
     ReportCache* cache = nullptr;
+    /// Reports each file, and keeps the outcome in the cache.
+    bool reportsAnew = false;
 };
 
 /// Reports all plug-in files of some folders, each by a child of its own, several at a time: a plug-in that
@@ -76,6 +78,8 @@ public:
     void cancel() { cancellation.cancel(); }
     /// Waits for the end of `onScanEnded`, after `start`. Any thread but those of the receiver's calls.
     void wait();
+    /// The same for `seconds` at most; false if it takes longer.
+    bool wait(double seconds);
 
 private:
     struct State {

@@ -4,6 +4,7 @@
 #include "client/RemotePluginAudioContextProxy.h"
 #include "client/RemotePluginHostProxyManager.h"
 #include "client/ReplyWaiter.h"
+#include "client/StartWatch.h"
 #include "core/CloseQuietly.h"
 #include "core/Log.h"
 #include "plugin/Channels.h"
@@ -14,10 +15,10 @@
 #include "plugin/PluginHostReply.h"
 #include "plugin/PluginHostRequests.h"
 
+#include <algorithm>
+#include <array>
 #include <csignal>
-#include <cstring>
 #include <exception>
-#include <unistd.h>
 #include <utility>
 
 using base::core::ChildProcess;
@@ -28,20 +29,12 @@ using base::core::NamedServerPipe;
 
 namespace {
 
-constexpr const char* libraryPathVariable = "TANVEX_PLUGIN_HOST_LIBRARY_PATH";
 constexpr double replyThreadPatience = 2.0; // seconds
 
 // Never destroyed: a host may die while the process exits.
 Guarded<Ref<RemotePluginHostProxyManager>>& currentManager() {
     static auto& current = *new Guarded<Ref<RemotePluginHostProxyManager>>;
     return current;
-}
-
-template <class Call>
-void callManager(const Call& call) {
-    const Ref<RemotePluginHostProxyManager> manager = *currentManager().lock();
-    if (manager)
-        callReceiver(managerName, [&] { call(*manager); });
 }
 
 // A write to a dead host must fail instead of ending the client. A handler that the client installed stays.
@@ -56,52 +49,24 @@ void ignoreBrokenPipes() {
 
 } // namespace
 
-std::map<std::string, std::string> hostEnvironment(const char* const* environment) {
-    ChildProcess::Environment entries;
-    for (; *environment != nullptr; ++environment) {
-        const char* equals = std::strchr(*environment, '=');
-        if (equals != nullptr)
-            entries.emplace(std::string(*environment, equals), equals + 1);
-        else
-            entries.emplace(*environment, "");
-    }
-    if (const auto libraryPath = entries.find(libraryPathVariable); libraryPath != entries.end()) {
-        entries["LD_LIBRARY_PATH"] = libraryPath->second;
-        entries.erase(libraryPathVariable);
-    }
-    return entries;
-}
-
 RemotePluginHostProxy::RemotePluginHostProxy(const String& executablePath)
-    : RemoteWorkers(defaultBlockSize), childProcess(new ChildProcess) {
+    : RemotePluginHostProxy(HostOptions(executablePath)) {}
+
+RemotePluginHostProxy::RemotePluginHostProxy(const HostOptions& options)
+    : RemoteWorkers(options.blockSize), sampleRate(options.sampleRate), manager(options.manager),
+      childProcess(new ChildProcess) {
     // Held until the constructor returns: a death may be reported meanwhile, and a reference that the manager
     // makes and drops must not destroy this.
     retain(this);
-    ignoreBrokenPipes();
+    if (options.ignoresBrokenPipes)
+        ignoreBrokenPipes();
     mainServerPipe = NamedServerPipe::create(mainChannelName(hostId), true);
     asyncServerPipe = NamedServerPipe::create(asyncChannelName(hostId), false);
-    const Ref<AudioThreadProxy> worker(new AudioThreadProxy(hostId, 0));
-    launch(executablePath);
-
-    // The host opens its pipes in the same order, so the two can't deadlock.
-    const Ref<NamedPipe> mainPipe = mainServerPipe->open();
-    mainInput = mainPipe->getInput().get();
-    mainOutput = mainPipe->getOutput().get();
-    asyncInput = asyncServerPipe->open()->getInput().get();
-    replyThread = std::make_unique<RemotePluginHostProxyAsyncReplyThread>(this);
-    replyThread->start();
-    try {
-        worker->open();
-        audioThreadProxies.push_back(worker);
-    } catch (...) {
-        // `shutdown` never runs for a proxy that wasn't connected, so the reply thread ends here.
-        ending = true;
-        closed = 1;
-        endStart();
-        closeQuietly(asyncInput);
-        replyThread->join();
-        throw;
-    }
+    std::vector<Ref<AudioThreadProxy>> workers;
+    for (int32_t index = 0; index < options.workerCount; ++index)
+        workers.emplace_back(new AudioThreadProxy(hostId, index));
+    launchHost(*childProcess, options, hostId);
+    openPipes(options, workers);
     connected = true;
     endStart();
     undoRetain(this);
@@ -120,7 +85,6 @@ void RemotePluginHostProxy::setManager(const Ref<RemotePluginHostProxyManager>& 
 void RemotePluginHostProxy::removePluginInstance(int32_t instanceId) {
     // Released without the locks, as that may destroy a receiver.
     std::vector<Ref<PluginHostRequest>> requests;
-    Ref<RemotePluginInstance> instance;
     {
         const auto pending = pendingRequests.lock();
         std::erase_if(*pending, [&](const auto& entry) {
@@ -130,11 +94,7 @@ void RemotePluginHostProxy::removePluginInstance(int32_t instanceId) {
             return true;
         });
     }
-    const auto known = instances.lock();
-    if (const auto entry = known->find(instanceId); entry != known->end()) {
-        instance = entry->second;
-        known->erase(entry);
-    }
+    dropListener(instanceId);
 }
 
 Ref<PluginHostReply>
@@ -161,6 +121,56 @@ RemotePluginHostProxy::sendRequest(const Ref<PluginHostRequest>& request,
         connectionLost(exception.getMessage(), false);
         throw IOException(lostMessage);
     }
+}
+
+template <class Call>
+void RemotePluginHostProxy::callManager(const Call& call) {
+    const Ref<RemotePluginHostProxyManager> receiver = manager ? manager : *currentManager().lock();
+    if (receiver)
+        callReceiver(managerName, [&] { call(*receiver); });
+}
+
+void RemotePluginHostProxy::sendPing() {
+    if (isClosed())
+        throw IOException(lostMessage);
+    const Ref<PluginHostRequest> request(new PingRequest);
+    try {
+        writeRequest(*request);
+    } catch (const IOException& exception) {
+        connectionLost(exception.getMessage(), false);
+        throw IOException(lostMessage);
+    }
+}
+
+size_t RemotePluginHostProxy::readPingAnswers() {
+    // Each answer is one byte: a ping succeeds, and its reply is empty.
+    std::array<uint8_t, 256> answers;
+    size_t total = 0;
+    do {
+        const size_t count = mainInput->read(answers.data(), answers.size());
+        if (std::any_of(answers.data(), answers.data() + count, [](uint8_t answer) { return answer != 1; }))
+            throw IOException("Unexpected answer to a ping");
+        total += count;
+    } while (mainInput->available() > 0); // already read from the pipe
+    return total;
+}
+
+int32_t RemotePluginHostProxy::duplicateAnswerDescriptor() const {
+    return mainServerPipe->getPipe()->duplicateInputDescriptor();
+}
+
+void RemotePluginHostProxy::dropListener(int32_t instanceId) {
+    // Released without the lock, as that may destroy the listener.
+    Ref<RemotePluginInstance> instance;
+    const auto known = instances.lock();
+    if (const auto entry = known->find(instanceId); entry != known->end()) {
+        instance = entry->second;
+        known->erase(entry);
+    }
+}
+
+void RemotePluginHostProxy::noteEndOfChild() {
+    connectionLost("The process has ended", false);
 }
 
 Ref<PluginAudioContext> RemotePluginHostProxy::createAudioContext(const CreatePluginInstanceReply& reply) {
@@ -191,7 +201,7 @@ void RemotePluginHostProxy::shutdown() {
     closeMainOutput();
     closeQuietly(mainInput);
     joinReplyThread();
-    callManager([&](RemotePluginHostProxyManager& manager) { manager.hostShutDown(*this); });
+    callManager([&](RemotePluginHostProxyManager& receiver) { receiver.hostShutDown(*this); });
     ReplyWaiter::hostLost(*this);
     if (failure)
         std::rethrow_exception(failure);
@@ -234,17 +244,45 @@ void RemotePluginHostProxy::addPluginInstance(int32_t instanceId,
     known->emplace(instanceId, new RemotePluginInstance(instanceId, listener));
 }
 
-void RemotePluginHostProxy::launch(const String& executablePath) {
-    const std::vector<String> arguments{executablePath,
-                                        "host",
-                                        String::fromInteger(sampleRate),
-                                        String::fromInteger(blockSize),
-                                        String::fromInteger(hostId),
-                                        String::fromInteger(workerCount)};
-    if (std::getenv(libraryPathVariable) == nullptr)
-        childProcess->launch(arguments);
-    else
-        childProcess->launch(arguments, hostEnvironment(environ));
+void RemotePluginHostProxy::openPipes(const HostOptions& options,
+                                      const std::vector<Ref<AudioThreadProxy>>& workers) {
+    std::unique_ptr<StartWatch> watch;
+    if (options.isWatched) {
+        std::vector<Ref<NamedServerPipe>> pipes{mainServerPipe, asyncServerPipe};
+        for (const Ref<AudioThreadProxy>& worker : workers)
+            pipes.push_back(worker->getPipe());
+        watch = std::make_unique<StartWatch>(*childProcess, options, pipes);
+    }
+    const auto check = [&] {
+        if (watch)
+            watch->check();
+    };
+
+    // The host opens its pipes in the same order, so the two can't deadlock.
+    const Ref<NamedPipe> mainPipe = mainServerPipe->open();
+    check();
+    mainInput = mainPipe->getInput().get();
+    mainOutput = mainPipe->getOutput().get();
+    const Ref<NamedPipe> asyncPipe = asyncServerPipe->open();
+    check();
+    asyncInput = asyncPipe->getInput().get();
+    replyThread = std::make_unique<RemotePluginHostProxyAsyncReplyThread>(this);
+    replyThread->start();
+    try {
+        for (const Ref<AudioThreadProxy>& worker : workers) {
+            worker->open();
+            check();
+            audioThreadProxies.push_back(worker);
+        }
+    } catch (...) {
+        // `shutdown` never runs for a proxy that wasn't connected, so the reply thread ends here.
+        ending = true;
+        closed = 1;
+        endStart();
+        closeQuietly(asyncInput);
+        replyThread->join();
+        throw;
+    }
 }
 
 void RemotePluginHostProxy::writeRequest(PluginHostRequest& request) {
@@ -291,8 +329,9 @@ void RemotePluginHostProxy::connectionLost(const String& message, bool onReplyTh
         return;
     {
         const Ref<RemotePluginHostProxy> self = holdDuringCall();
-        callManager(
-            [&](RemotePluginHostProxyManager& manager) { manager.hostDied(*this, message, onReplyThread); });
+        callManager([&](RemotePluginHostProxyManager& receiver) {
+            receiver.hostDied(*this, message, onReplyThread);
+        });
         ReplyWaiter::hostLost(*this);
     }
     if (onReplyThread)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "client/HostOptions.h"
 #include "client/MakingProcess.h"
 #include "client/RemotePluginHostProxyAsyncReplyThread.h"
 #include "client/RemotePluginInstance.h"
@@ -30,10 +31,12 @@ class RemotePluginHostProxyManager;
 class RemotePluginHostProxy : public RemoteWorkers {
 public:
     /// What the host is started with.
-    static constexpr int32_t defaultSampleRate = 44100;
-    static constexpr int32_t defaultBlockSize = 256;
-    static constexpr int32_t defaultWorkerCount = 1;
+    static constexpr int32_t defaultSampleRate = HostOptions::defaultSampleRate;
+    static constexpr int32_t defaultBlockSize = HostOptions::defaultBlockSize;
 
+    /// A host by `options`, whose references and pointers are needed until this returns. Blocks until the
+    /// host has opened its pipes. Throws `IOException`, a `StartException` for a host that doesn't come up.
+    explicit RemotePluginHostProxy(const HostOptions& options);
     /// Starts the program and blocks, without a time limit, until it has opened its pipes. Sets `SIGPIPE` to
     /// ignored for this process if it has its default action. Throws `IOException`; no death is reported to
     /// the manager from then on.
@@ -57,6 +60,23 @@ public:
     /// Shuts down a connection that is still open; exceptions are ignored.
     bool prepareForDeletion() override;
 
+    /// Sends a ping without waiting for its answer, which `readPingAnswers` counts. For an owner that has one
+    /// thread read the answers, and that sends no other request whose reply isn't asynchronous.
+    void sendPing();
+    /// Blocks until the host has answered a ping and returns the number of answers, 0 once the host is gone.
+    /// Throws `IOException`.
+    size_t readPingAnswers();
+    /// A descriptor of the caller's own that polls as readable when `readPingAnswers` doesn't block; -1, with
+    /// `errno`, without one.
+    int32_t duplicateAnswerDescriptor() const;
+    /// Drops an instance's listener alone. Any thread.
+    void dropListener(int32_t instanceId);
+    /// Reports the death of the child, for an owner that watches the process: its pipes stay open as long as
+    /// a process that it has started has them. Any thread.
+    void noteEndOfChild();
+    /// The child, for its end and its status.
+    const base::core::ChildProcess& getChild() const { return *childProcess; }
+
     /// The client's side of an instance, or null. Any thread.
     Ref<RemotePluginInstance> findInstance(int32_t instanceId);
     bool isClosed() const override { return closed.load() != 0 || makingProcess.isCopied(); }
@@ -79,7 +99,9 @@ private:
         bool isReporting = false;
     };
 
-    void launch(const String& executablePath);
+    void openPipes(const HostOptions& options, const std::vector<Ref<AudioThreadProxy>>& workers);
+    template <class Call>
+    void callManager(const Call& call);
     void writeRequest(PluginHostRequest& request);
     /// If a request is being written, its writer closes the stream afterwards instead.
     void closeMainOutput();
@@ -100,8 +122,9 @@ private:
     void joinReplyThread();
 
     const MakingProcess makingProcess;
-    int32_t sampleRate = defaultSampleRate;
-    int32_t workerCount = defaultWorkerCount;
+    const int32_t sampleRate;
+    /// Null: that of the process.
+    const Ref<RemotePluginHostProxyManager> manager;
     Ref<base::core::ChildProcess> childProcess;
     /// 0 while the connection is open.
     std::atomic<int32_t> closed{0};
@@ -125,8 +148,3 @@ private:
     /// For writing to `mainOutput` and closing it.
     base::core::Mutex writeLock;
 };
-
-/// The environment of a child host: `environment`, with "TANVEX_PLUGIN_HOST_LIBRARY_PATH" renamed to
-/// "LD_LIBRARY_PATH" if it is set. `environment` is a null-terminated list of "NAME=value"; an entry without
-/// "=" is a name with an empty value.
-std::map<std::string, std::string> hostEnvironment(const char* const* environment);

@@ -17,6 +17,12 @@ Guarded<std::set<ReplyWaiter*>>& registry() {
 
 } // namespace
 
+ReplyTimeout::~ReplyTimeout() = default;
+
+Exception* ReplyTimeout::clone() const {
+    return new ReplyTimeout(*this);
+}
+
 ReplyWaiter::ReplyWaiter(const PluginHostProxy& proxy) : proxy(&proxy) {
     const auto waiters = registry().lock();
     waiters->insert(this);
@@ -52,7 +58,7 @@ Ref<PluginHostReply> ReplyWaiter::wait(double seconds) {
     const auto current = state.lock();
     while (hasToWait(*current)) {
         if (!current.waitUntil(finished, deadline) && current->outcome == Outcome::none)
-            throw IOException("Plug-in host process gave no answer in time");
+            throw ReplyTimeout("Plug-in host process gave no answer in time");
     }
     return resultOf(*current);
 }

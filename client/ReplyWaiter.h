@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/Exception.h"
 #include "core/Guarded.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostReply.h"
@@ -7,6 +8,15 @@
 #include <cstdint>
 
 class PluginHostProxy;
+
+/// No answer within the time of a `ReplyWaiter`.
+class ReplyTimeout : public IOException {
+public:
+    using IOException::IOException;
+    ReplyTimeout(const ReplyTimeout& other) = default;
+    ~ReplyTimeout() override;
+    Exception* clone() const override;
+};
 
 /// Lets a thread wait for the outcome of one request: make it, send the request with it, `wait`. Losing the
 /// host, in a process of its own or in this one, also ends the wait.
@@ -23,7 +33,7 @@ public:
     /// message if the request failed, `IOException` if the host is gone. Not on the thread that calls
     /// receivers.
     Ref<PluginHostReply> wait();
-    /// The same for at most `seconds`, after which it throws `IOException`.
+    /// The same for at most `seconds`, after which it throws `ReplyTimeout`.
     Ref<PluginHostReply> wait(double seconds);
 
     /// The same for a reply of a known class.

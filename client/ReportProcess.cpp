@@ -1,9 +1,9 @@
 #include "client/ReportProcess.h"
 
 #include "client/Cancellation.h"
+#include "client/HostOptions.h"
 #include "client/OutputTail.h"
 #include "client/PluginReport.h"
-#include "client/RemotePluginHostProxy.h"
 #include "client/ReportFile.h"
 #include "core/ChildProcess.h"
 #include "core/FileDescriptor.h"
@@ -87,10 +87,12 @@ private:
         ChildProcess::Environment environment = hostEnvironment(environ);
         for (const auto& [name, value] : request.variables)
             environment[name] = value;
-        child->launchInSession({.arguments = {request.program, "info-file", reportPath, request.plugin},
-                                .environment = std::move(environment),
-                                .input = input.get(),
-                                .output = output});
+        child->launch({.arguments = {request.program, "info-file", reportPath, request.plugin},
+                       .environment = std::move(environment),
+                       .input = input.get(),
+                       .output = output,
+                       .error = output,
+                       .inSession = true});
         constexpr double longest = 1e6;
         deadline = base::core::monotonicDeadline(std::min(request.timeLimit, longest));
     }
@@ -150,7 +152,7 @@ private:
             return outcomeOf(ReportResult::cancelled, "cancelled");
         if (end == End::timedOut)
             return timedOut();
-        if (const int32_t failure = child->getStartFailure(); failure != 0) {
+        if (const int32_t failure = child->getExecError(); failure != 0) {
             errno = failure;
             return notStarted(lastErrorMessage().toStdString());
         }

@@ -6,10 +6,11 @@
 namespace {
 
 ReportProgram choose(const HostPrograms& programs, const PluginFile& file) {
-    if (!file.library64.isEmpty() && !programs.program64.empty())
-        return {programs.program64, file.library64.toStdString(), {}};
-    if (!file.library32.isEmpty() && !programs.program32.empty())
-        return {programs.program32, file.library32.toStdString(), {}};
+    for (const HostWidth width : {ownWidth, otherWidth}) {
+        const String& library = file.getLibrary(width);
+        if (!library.isEmpty() && !programs.get(width).empty())
+            return {programs.get(width), library.toStdString(), {}};
+    }
     if (!file.problem.isEmpty())
         return {{}, {}, readableLine(file.problem.toStdString())};
     return {{}, {}, file.library64.isEmpty() ? "needs a 32-bit host" : "needs a 64-bit host"};

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "plugin/PluginBundle.h"
+
 #include <string>
 
 /// Which program reports a plug-in file.
@@ -16,9 +18,13 @@ struct ReportProgram {
 struct HostPrograms {
     std::string program32;
     std::string program64;
+
+    const std::string& get(HostWidth width) const {
+        return width == HostWidth::bits32 ? program32 : program64;
+    }
 };
 
-/// The program whose width the library of a plug-in has, by its headers; the 64-bit one if the plug-in has
-/// libraries of both. A bundle is looked at as by hosts with the extension `bundle`. Runs no code of the
+/// The program whose width the library of a plug-in has, by its headers; that of this process if the plug-in
+/// has libraries of both. A bundle is looked at as by hosts with the extension `bundle`. Runs no code of the
 /// plug-in. Any thread.
 ReportProgram chooseReportProgram(const HostPrograms& programs, const std::string& path);

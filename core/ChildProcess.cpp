@@ -3,12 +3,11 @@
 #include "core/CStringArray.h"
 #include "core/ChildSignals.h"
 #include "core/Exception.h"
-#include "core/FileDescriptor.h"
 #include "core/Log.h"
 
 #include <cerrno>
 #include <csignal>
-#include <fcntl.h>
+#include <cstring>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -21,22 +20,22 @@ struct ChildProcess::Start {
     char* const* arguments;
     /// Null: the inherited one.
     char* const* environment;
-    const pid_t parent = getpid();
-    /// With a session of its own the child gets the streams, and reports a failure of `exec`.
-    bool inSession = false;
     int32_t input = -1;
     int32_t output = -1;
-    int32_t failureWriter = -1;
+    int32_t error = -1;
+    bool inSession = false;
+    const pid_t parent = getpid();
+    /// Set by the child, in the memory of the parent, if `exec` fails.
+    volatile int32_t execError = 0;
 
     // Runs in the child between `vfork` and `exec`, in the memory of the parent: allocates nothing.
-    [[noreturn]] void becomeProgram() const {
+    [[noreturn]] void becomeProgram() {
         prctl(PR_SET_PDEATHSIG, SIGHUP, 0, 0, 0);
-        if (inSession) {
+        if (inSession)
             setsid();
-            dup2(input, STDIN_FILENO);
-            dup2(output, STDOUT_FILENO);
-            dup2(output, STDERR_FILENO);
-        }
+        replaceStream(input, STDIN_FILENO);
+        replaceStream(output, STDOUT_FILENO);
+        replaceStream(error, STDERR_FILENO);
         resetSignals();
         // If the parent died before that call, no signal will come.
         if (getppid() == parent) {
@@ -44,11 +43,14 @@ struct ChildProcess::Start {
                 execvpe(arguments[0], arguments, environment);
             else
                 execvp(arguments[0], arguments);
+            execError = errno;
         }
-        const int32_t failure = errno;
-        if (failureWriter >= 0 && write(failureWriter, &failure, sizeof failure) < 0)
-            _exit(254);
         _exit(255);
+    }
+
+    static void replaceStream(int32_t descriptor, int32_t stream) {
+        if (descriptor >= 0)
+            dup2(descriptor, stream);
     }
 };
 
@@ -57,6 +59,13 @@ namespace {
 void addEntries(CStringArray& entries, const ChildProcess::Environment& environment) {
     for (const auto& [name, value] : environment)
         entries.add(std::string(name).append("=").append(value));
+}
+
+int rawStatus(const siginfo_t& info) {
+    constexpr int coreFlag = 0x80;
+    if (info.si_code == CLD_EXITED)
+        return info.si_status << 8;
+    return info.si_code == CLD_DUMPED ? info.si_status | coreFlag : info.si_status;
 }
 
 } // namespace
@@ -69,7 +78,6 @@ ChildProcess::~ChildProcess() {
         waitForExit();
     }
     forgetChild();
-    closeFailureReader();
 }
 
 void ChildProcess::launch(const std::vector<String>& arguments) {
@@ -84,33 +92,29 @@ void ChildProcess::launch(const std::vector<String>& arguments, const Environmen
 
 void ChildProcess::launch(const std::vector<String>& arguments, char* const* environment) {
     const CStringArray texts(arguments);
-    if (!start({.arguments = texts.data(), .environment = environment}))
+    Start program{.arguments = texts.data(), .environment = environment};
+    if (!start(program))
         throw IOException("Could not launch process");
 }
 
-void ChildProcess::launchInSession(const Program& program) {
+void ChildProcess::launch(const Program& program) {
     CStringArray texts;
     for (const std::string& argument : program.arguments)
         texts.add(argument);
     CStringArray entries;
-    addEntries(entries, program.environment);
-    int ends[2];
-    // Not to block: read once the child has ended, which has written by then.
-    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
-        throw IOException(lastErrorMessage());
-    closeFailureReader();
-    failureReader = aboveConsole(ends[0]);
-    const FileDescriptor writer(aboveConsole(ends[1]));
-    if (!start({.arguments = texts.data(),
-                .environment = entries.data(),
-                .inSession = true,
+    if (program.environment)
+        addEntries(entries, *program.environment);
+    Start child{.arguments = texts.data(),
+                .environment = program.environment ? entries.data() : nullptr,
                 .input = program.input,
                 .output = program.output,
-                .failureWriter = writer.get()}))
+                .error = program.error,
+                .inSession = program.inSession};
+    if (!start(child))
         throw IOException(lastErrorMessage());
 }
 
-bool ChildProcess::start(const Start& start) {
+bool ChildProcess::start(Start& start) {
     // Until the child has its descriptor: a `SIGCHLD` handler of the application may reap it.
     const BlockedSignals blocked;
     const pid_t child = vfork();
@@ -121,6 +125,7 @@ bool ChildProcess::start(const Start& start) {
         return false;
     forgetChild();
     pid = child;
+    execError = start.execError;
     watchChild();
     return true;
 }
@@ -159,11 +164,11 @@ std::optional<int> ChildProcess::reap() {
     return reaped ? std::optional(status) : std::nullopt;
 }
 
-int32_t ChildProcess::getStartFailure() {
-    int32_t failure = 0;
-    if (failureReader < 0 || read(failureReader, &failure, sizeof failure) != sizeof failure)
-        return 0;
-    return failure;
+std::optional<int> ChildProcess::peekStatus() const {
+    siginfo_t info{};
+    if (pid == 0 || !waitForChild(WEXITED | WNOWAIT | WNOHANG, info) || info.si_pid == 0)
+        return {};
+    return rawStatus(info);
 }
 
 // Falls back to the pid where there is no descriptor: an old kernel, or the limit of open files.
@@ -180,31 +185,36 @@ void ChildProcess::forgetChild() {
     pidDescriptor = -1;
 }
 
-void ChildProcess::closeFailureReader() {
-    if (failureReader >= 0)
-        close(failureReader);
-    failureReader = -1;
+bool ChildProcess::waitForChild(int options) const {
+    siginfo_t info{};
+    return waitForChild(options, info);
 }
 
-bool ChildProcess::waitForChild(int options, bool* ended) const {
-    siginfo_t info{};
+bool ChildProcess::waitForChild(int options, siginfo_t& info) const {
     int result = 0;
     do {
         result = pidDescriptor >= 0 ? waitid(P_PIDFD, static_cast<id_t>(pidDescriptor), &info, options)
                                     : waitid(P_PID, static_cast<id_t>(pid), &info, options);
     } while (result != 0 && errno == EINTR);
-    if (ended != nullptr)
-        *ended = info.si_pid != 0;
     return result == 0;
 }
 
 bool ChildProcess::hasEnded() const {
-    bool ended = false;
-    return pid == 0 || !waitForChild(WEXITED | WNOWAIT | WNOHANG, &ended) || ended;
+    siginfo_t info{};
+    // An error means that it was reaped elsewhere.
+    return pid == 0 || !waitForChild(WEXITED | WNOWAIT | WNOHANG, info) || info.si_pid != 0;
 }
 
 bool ChildProcess::isChild() const {
     return pid > 0 && waitForChild(WEXITED | WNOWAIT | WNOHANG);
+}
+
+String describeStatus(int status) {
+    if (!WIFSIGNALED(status))
+        return concat("ended with status ", WEXITSTATUS(status));
+    const int signal = WTERMSIG(status);
+    const char* name = sigdescr_np(signal);
+    return concat("was ended by signal ", signal, " (", name != nullptr ? name : "unknown", ")");
 }
 
 } // namespace base::core

@@ -4,6 +4,8 @@
 #include "core/Shared.h"
 #include "core/String.h"
 
+#include <csignal>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -33,23 +35,28 @@ public:
     /// The same with exactly `environment`.
     void launch(const std::vector<String>& arguments, const Environment& environment);
 
-    /// A program whose streams its parent gives.
+    /// A program, and what its parent gives it.
     struct Program {
         /// The program, which is looked up on the `PATH` unless it has a "/", and what it gets; bytes.
         std::vector<std::string> arguments;
-        Environment environment;
-        /// Becomes the standard input; above 2.
-        int32_t input;
-        /// Becomes the standard output and the standard error stream; above 2.
-        int32_t output;
+        /// None: the inherited one.
+        std::optional<Environment> environment;
+        /// Descriptors above 2 that become its standard streams, and stay the caller's; -1: the inherited
+        /// one.
+        int32_t input = -1;
+        int32_t output = -1;
+        int32_t error = -1;
+        /// In a session of its own, without a terminal, where `killSession` reaches what it starts.
+        bool inSession = false;
     };
-    /// Starts a program in a session of its own, without a terminal, where `killSession` reaches what it
-    /// starts. Otherwise as above, but the message of the `IOException` is the system's own words.
-    void launchInSession(const Program& program);
+    /// Starts a program as above, but the message of the `IOException` is the system's own words.
+    void launch(const Program& program);
+    /// Why the program of the last `launch` could not be executed: an `errno`; 0 if it was.
+    int32_t getExecError() const { return execError; }
 
     /// Sends a signal. False without a child. Any thread, but not during a `launch`.
     bool kill(int signal);
-    /// Kills a child of `launchInSession` with all that it has started, except what has left its process
+    /// Kills a child in a session of its own with all that it has started, except what has left its process
     /// group. No effect without a child; one that has ended counts until it is reaped.
     void killSession();
 
@@ -61,9 +68,9 @@ public:
     /// Blocks until the child has ended and returns its raw status; no value without a child, or if it was
     /// reaped elsewhere. Logs nothing.
     std::optional<int> reap();
-    /// Why the program of `launchInSession` could not be executed: an `errno`, 0 if it was. Call it after
-    /// `reap`.
-    int32_t getStartFailure();
+    /// The same without waiting and reaping: no value while the child runs. Any thread, but not during a
+    /// `launch`, `reap` or `waitForExit`.
+    std::optional<int> peekStatus() const;
 
     /// Blocks until the child has ended and returns its raw status, as `waitpid` gives it; 0 without a child,
     /// or if it was reaped elsewhere. An exit code other than 0 is logged.
@@ -77,20 +84,21 @@ private:
 
     void launch(const std::vector<String>& arguments, char* const* environment);
     /// False, with `errno`, if there is no child.
-    bool start(const Start& start);
+    bool start(Start& start);
     void watchChild();
     void forgetChild();
-    void closeFailureReader();
-    /// `waitid` on the child; false if it isn't, or is no longer, a child of this process. `ended`, if given,
-    /// is set to whether it has ended.
-    bool waitForChild(int options, bool* ended = nullptr) const;
+    /// `waitid` on the child; false if it isn't, or is no longer, a child of this process.
+    bool waitForChild(int options) const;
+    bool waitForChild(int options, siginfo_t& info) const;
     bool isChild() const;
 
     Relaxed<pid_t> pid{0};
     /// A pidfd, which stays valid when the pid is reused; -1 where the kernel has none.
     int32_t pidDescriptor = -1;
-    /// The end of the pipe that a failed `exec` writes its `errno` to; -1 if there is none.
-    int32_t failureReader = -1;
+    int32_t execError = 0;
 };
+
+/// A raw status of `waitpid` in words: "ended with status 1", "was ended by signal 11 (Segmentation fault)".
+String describeStatus(int status);
 
 } // namespace base::core

@@ -77,8 +77,12 @@ int32_t openFifo(const std::string& path, int flags) {
     return descriptor;
 }
 
-Ref<InputStream> openForReading(const std::string& path) {
-    return new BufferedInputStream(new NamedPipeInputStream(openFifo(path, O_RDONLY)));
+Ref<InputStream> readFrom(int32_t descriptor) {
+    return new BufferedInputStream(new NamedPipeInputStream(descriptor));
+}
+
+int32_t openForReading(const std::string& path) {
+    return openFifo(path, O_RDONLY);
 }
 
 Ref<OutputStream> openForWriting(const std::string& path) {
@@ -169,8 +173,9 @@ void NamedPipeOutputStream::close() {
         throw IOException(concat("Could not close named pipe: ", lastErrorMessage()));
 }
 
-NamedPipe::NamedPipe(const String& name, const Ref<InputStream>& input, const Ref<OutputStream>& output)
-    : input(input), output(output), name(name) {}
+NamedPipe::NamedPipe(const String& name, const Ref<InputStream>& input, const Ref<OutputStream>& output,
+                     int32_t inputDescriptor)
+    : inputDescriptor(inputDescriptor), input(input), output(output), name(name) {}
 
 NamedPipe::~NamedPipe() {
     closeQuietly(input);
@@ -180,9 +185,14 @@ NamedPipe::~NamedPipe() {
 Ref<NamedPipe> NamedPipe::open(const String& name, bool duplex) {
     const std::string toClient = systemPath(name, true);
     const std::string fromClient = systemPath(name, false);
-    const Ref<InputStream> input = duplex ? openForReading(toClient) : nullptr;
+    const int32_t descriptor = duplex ? openForReading(toClient) : -1;
+    const Ref<InputStream> input = duplex ? readFrom(descriptor) : nullptr;
     const Ref<OutputStream> output = openForWriting(fromClient);
-    return new NamedPipe(name, input, output);
+    return new NamedPipe(name, input, output, descriptor);
+}
+
+int32_t NamedPipe::duplicateInputDescriptor() const {
+    return input ? aboveConsole(fcntl(inputDescriptor, F_DUPFD_CLOEXEC, 0)) : -1;
 }
 
 NamedServerPipe::NamedServerPipe(const String& name, bool duplex, const std::string& toClientPath,
@@ -215,9 +225,24 @@ NamedServerPipe::~NamedServerPipe() {
 
 Ref<NamedPipe> NamedServerPipe::open() {
     const Ref<OutputStream> output = duplex ? openForWriting(toClientPath) : nullptr;
-    const Ref<InputStream> input = readable ? openForReading(fromClientPath) : nullptr;
-    pipe = new NamedPipe(name, input, output);
+    const int32_t descriptor = readable ? openForReading(fromClientPath) : -1;
+    const Ref<InputStream> input = readable ? readFrom(descriptor) : nullptr;
+    pipe = new NamedPipe(name, input, output, descriptor);
     return pipe;
+}
+
+void NamedServerPipe::openOtherEnds(std::vector<std::unique_ptr<FileDescriptor>>& ends) const {
+    const auto openEnd = [&](const std::string& path) {
+        try {
+            // For both directions, which never blocks on a FIFO, whether or not the other side is there.
+            ends.push_back(std::make_unique<FileDescriptor>(openFifo(path, O_RDWR | O_NONBLOCK)));
+        } catch (const IOException&) {
+            // Removed: an `open` fails then, too.
+        }
+    };
+    if (duplex)
+        openEnd(toClientPath);
+    openEnd(fromClientPath);
 }
 
 } // namespace base::core

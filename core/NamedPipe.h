@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 namespace base::core {
 
@@ -59,7 +60,9 @@ private:
 /// writers `flush`. One reader and one writer thread at a time.
 class NamedPipe : public Object {
 public:
-    NamedPipe(const String& name, const Ref<InputStream>& input, const Ref<OutputStream>& output);
+    /// `inputDescriptor` is the one that `input` reads; -1 without an input.
+    NamedPipe(const String& name, const Ref<InputStream>& input, const Ref<OutputStream>& output,
+              int32_t inputDescriptor);
     /// Closes what is still open.
     ~NamedPipe() override;
 
@@ -73,8 +76,12 @@ public:
     /// Null on the creator's side of a pipe that isn't duplex.
     const Ref<OutputStream>& getOutput() const { return output; }
     const String& getName() const { return name; }
+    /// A descriptor of its own that polls as the input does, close-on-exec; -1 without an input, or with
+    /// `errno` if there is none left. The caller's. Not during a `close` of the input.
+    int32_t duplicateInputDescriptor() const;
 
 private:
+    int32_t inputDescriptor;
     Ref<InputStream> input;
     Ref<OutputStream> output;
     String name;
@@ -92,6 +99,9 @@ public:
     /// Opens what `create` made, "-to-client" first. Blocks until the opener has opened both: start it
     /// before. Throws `IOException`.
     Ref<NamedPipe> open();
+    /// Opens the ends that the opener would, without blocking, and appends them to `ends`: this wakes an
+    /// `open`, and makes a later one return at once. Ends that can't be opened are left out. Any thread.
+    void openOtherEnds(std::vector<std::unique_ptr<FileDescriptor>>& ends) const;
 
     /// Null before `open`.
     const Ref<NamedPipe>& getPipe() const { return pipe; }

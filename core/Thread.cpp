@@ -70,6 +70,7 @@ Thread::~Thread() {
 
 void Thread::start() {
     state.store(started, std::memory_order_relaxed);
+    logReceiver = LogReceiver::getCurrent();
     pthread_attr_t attributes;
     if (pthread_attr_init(&attributes) != 0)
         BASE_FAIL(concat("Fatal state: ", "pthread_attr_init() failed"));
@@ -111,6 +112,7 @@ void* Thread::enter(void* argument) {
     auto* thread = static_cast<Thread*>(argument);
     // The starting thread stores the same value, perhaps after `isCurrentThread` is called on this one.
     thread->handle.store(pthread_self());
+    const ScopedLogReceiver log(thread->logReceiver);
     thread->onThreadStart();
     thread->run();
     return nullptr;

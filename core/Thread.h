@@ -1,6 +1,8 @@
 #pragma once
 
+#include "core/Log.h"
 #include "core/Object.h"
+#include "core/Ref.h"
 
 #include <atomic>
 #include <cstdint>
@@ -70,6 +72,8 @@ private:
     void applyPriority() const;
 
     std::atomic<pthread_t> handle{0};
+    /// That of the thread that started it.
+    Ref<LogReceiver> logReceiver;
     /// The process that started it.
     pid_t process = 0;
     std::string name;

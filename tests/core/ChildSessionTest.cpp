@@ -8,6 +8,7 @@
 #include "support/CapturedOutput.h"
 #include "support/Eventually.h"
 #include "support/FailureText.h"
+#include "support/ScopedEnvironment.h"
 
 #include <gtest/gtest.h>
 
@@ -28,10 +29,12 @@ namespace {
 class ChildSessionTest : public testing::Test {
 protected:
     void launch(const std::vector<std::string>& arguments) {
-        child->launchInSession({.arguments = arguments,
-                                .environment = {{"PATH", "/usr/bin:/bin"}, {"GREETING", "hello"}},
-                                .input = input.get(),
-                                .output = writer.get()});
+        child->launch({.arguments = arguments,
+                       .environment = environment,
+                       .input = input.get(),
+                       .output = writer.get(),
+                       .error = writer.get(),
+                       .inSession = true});
         writer.close();
     }
     void launchShell(const std::string& commands) { launch({"sh", "-c", commands}); }
@@ -54,6 +57,7 @@ protected:
         return line;
     }
 
+    const ChildProcess::Environment environment{{"PATH", "/usr/bin:/bin"}, {"GREETING", "hello"}};
     const Ref<ChildProcess> child{new ChildProcess};
     const PipeEnds ends = openPipe();
     FileDescriptor reader{ends.reader};
@@ -68,7 +72,47 @@ TEST_F(ChildSessionTest, AProgramGetsStreamsEnvironmentAndArgumentsByTheByte) {
             "\xff"});
     EXPECT_EQ(readAll(), "end\nhello \xff\nerror\n\n");
     EXPECT_EQ(child->reap(), 0);
-    EXPECT_EQ(child->getStartFailure(), 0);
+    EXPECT_EQ(child->getExecError(), 0);
+}
+
+TEST_F(ChildSessionTest, AProgramInheritsWhatItIsNotGiven) {
+    const ScopedEnvironment greeting("GREETING", "inherited");
+    child->launch({.arguments = {"sh", "-c", "echo \"$GREETING\"; echo error >&2; ps -o sid= -p $$"},
+                   .environment = {},
+                   .output = writer.get(),
+                   .error = writer.get()});
+    writer.close();
+    const std::string text = readAll();
+    child->reap();
+    EXPECT_TRUE(text.starts_with("inherited\nerror\n")) << text;
+    EXPECT_EQ(std::stoi(text.substr(text.find("error\n") + 6)), getsid(0));
+}
+
+TEST_F(ChildSessionTest, AStatusCanBeSeenBeforeTheChildIsReaped) {
+    launchShell("read line; exit 7");
+    EXPECT_TRUE(eventually([&] { return child->hasEnded(); }));
+    EXPECT_EQ(child->peekStatus(), 7 << 8);
+    EXPECT_EQ(child->peekStatus(), 7 << 8);
+    EXPECT_EQ(child->reap(), 7 << 8);
+    EXPECT_EQ(child->peekStatus(), std::nullopt);
+}
+
+TEST_F(ChildSessionTest, ARunningChildHasNoStatus) {
+    launchShell("kill -STOP $$");
+    EXPECT_EQ(child->peekStatus(), std::nullopt);
+    EXPECT_FALSE(child->hasEnded());
+    child->killSession();
+    EXPECT_TRUE(eventually([&] { return child->hasEnded(); }));
+    EXPECT_EQ(child->peekStatus(), SIGKILL);
+}
+
+TEST(ChildStatus, HasWordsForEachKindOfEnd) {
+    EXPECT_EQ(describeStatus(0).toStdString(), "ended with status 0");
+    EXPECT_EQ(describeStatus(255 << 8).toStdString(), "ended with status 255");
+    EXPECT_EQ(describeStatus(SIGSEGV).toStdString(), "was ended by signal 11 (Segmentation fault)");
+    constexpr int coreFlag = 0x80;
+    EXPECT_EQ(describeStatus(SIGABRT | coreFlag).toStdString(), "was ended by signal 6 (Aborted)");
+    EXPECT_EQ(describeStatus(40).toStdString(), "was ended by signal 40 (unknown)");
 }
 
 TEST_F(ChildSessionTest, AProgramLeadsItsSession) {
@@ -84,14 +128,13 @@ TEST_F(ChildSessionTest, AProgramLeadsItsSession) {
 TEST_F(ChildSessionTest, AProgramThatCannotBeExecutedHasAnError) {
     launch({"/no/such/program"});
     EXPECT_EQ(child->reap().value_or(0), 255 << 8);
-    EXPECT_EQ(child->getStartFailure(), ENOENT);
-    EXPECT_EQ(child->getStartFailure(), 0) << "the next program has none yet";
+    EXPECT_EQ(child->getExecError(), ENOENT);
 }
 
 TEST_F(ChildSessionTest, AProgramThatExitsLikeOneThatCannotBeExecutedHasNone) {
     launchShell("exit 255");
     EXPECT_EQ(child->reap().value_or(0), 255 << 8);
-    EXPECT_EQ(child->getStartFailure(), 0);
+    EXPECT_EQ(child->getExecError(), 0);
 }
 
 TEST_F(ChildSessionTest, ReapingLogsNothingAndGivesTheRawStatus) {
@@ -164,10 +207,10 @@ TEST_F(ChildSessionTest, NoDescriptorIsLeft) {
     close(next);
     {
         const Ref<ChildProcess> other(new ChildProcess);
-        other->launchInSession(
+        other->launch(
             {.arguments = {"true"}, .environment = {}, .input = input.get(), .output = input.get()});
         other->reap();
-        other->launchInSession(
+        other->launch(
             {.arguments = {"true"}, .environment = {}, .input = input.get(), .output = input.get()});
         other->reap();
     }

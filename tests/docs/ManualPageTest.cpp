@@ -73,7 +73,8 @@ std::set<std::string> matches(const std::string& text, const char* expression) {
 /// All that the program, and the client's side in it, are made from.
 std::string sources() {
     std::string text;
-    for (const char* folder : {"core", "lib", "vst2", "vst3", "window", "host", "client", "local", "app"}) {
+    for (const char* folder :
+         {"core", "lib", "vst2", "vst3", "window", "host", "client", "library", "local", "app"}) {
         for (const fs::directory_entry& entry : fs::recursive_directory_iterator(tree / folder)) {
             if (entry.path().extension() == ".cpp")
                 text += readText(entry.path());

@@ -39,8 +39,8 @@ void appendWords(std::string& comment, const std::string& line) {
 
 } // namespace
 
-const std::vector<std::string> sourceRoots = {"core",   "lib",    "vst2",  "vst3", "host",
-                                              "window", "client", "local", "app"};
+const std::vector<std::string> sourceRoots = {"core",   "lib",    "vst2",    "vst3",  "host",
+                                              "window", "client", "library", "local", "app"};
 
 fs::path inTree(const std::string& path) {
     return fs::path(SOURCE_DIRECTORY) / path;

@@ -8,6 +8,7 @@
 enum class HostWidth { bits32 = 32, bits64 = 64 };
 
 inline constexpr HostWidth ownWidth = sizeof(void*) == 8 ? HostWidth::bits64 : HostWidth::bits32;
+inline constexpr HostWidth otherWidth = sizeof(void*) == 8 ? HostWidth::bits32 : HostWidth::bits64;
 
 /// Oddity format-by-path-end: by the end of the path, without a dot and case-sensitively; the content isn't
 /// read.

@@ -3,6 +3,8 @@
 #include "plugin/CoreNames.h"
 #include "plugin/PluginBundle.h"
 
+#include <optional>
+
 // What a client can see of a plug-in before a host loads it. No code of the plug-in runs.
 
 enum class PluginFormat { vst2, vst3 };
@@ -21,6 +23,15 @@ struct PluginFile {
 
     const String& getLibrary(HostWidth width) const {
         return width == HostWidth::bits32 ? library32 : library64;
+    }
+
+    /// That of this process if both kinds of hosts can load it; no value if neither can.
+    std::optional<HostWidth> chooseWidth() const {
+        for (const HostWidth width : {ownWidth, otherWidth}) {
+            if (!getLibrary(width).isEmpty())
+                return width;
+        }
+        return {};
     }
 };
 

@@ -1,0 +1,297 @@
+// The functions of audio threads: they allocate nothing, lock nothing, and leave the thread's last error as
+// it is.
+
+#include "library/Calls.h"
+
+#include <ctime>
+
+using namespace client_library;
+
+namespace {
+
+constexpr int32_t noInstance = 0;
+
+/// A plug-in for the scope of an audio call.
+class AudioUse : public NonCopyable, public NonMovable {
+public:
+    explicit AudioUse(plugin_host_plugin* handle) : use(HandleKind::plugin, handle) {
+        if (use.get() != nullptr)
+            audio = static_cast<ClientPlugin&>(*use.get()).getAudio();
+    }
+
+    /// OK, or why there is no audio.
+    plugin_host_status getStatus() const {
+        if (use.get() == nullptr)
+            return PLUGIN_HOST_INVALID_HANDLE;
+        if (audio == nullptr)
+            return PLUGIN_HOST_INVALID_STATE;
+        return audio->host->isDead() ? PLUGIN_HOST_DEAD : PLUGIN_HOST_OK;
+    }
+    PluginAudio& get() const { return *audio; }
+
+private:
+    const HandleUse use;
+    PluginAudio* audio = nullptr;
+};
+
+/// A worker for the scope of a command to it.
+class WorkerUse : public NonCopyable, public NonMovable {
+public:
+    explicit WorkerUse(WorkerTurn& turn)
+        : turn(turn), isMine(!turn.isTaken.exchange(true, std::memory_order_acquire)) {}
+    ~WorkerUse() {
+        if (isMine)
+            turn.isTaken.store(false, std::memory_order_release);
+    }
+
+    explicit operator bool() const { return isMine; }
+
+private:
+    WorkerTurn& turn;
+    const bool isMine;
+};
+
+int64_t nanoseconds() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
+/// Notes what the worker is at, for the report of a death: stays if the host dies in it.
+class NotedBlock : public NonCopyable, public NonMovable {
+public:
+    explicit NotedBlock(PluginAudio& audio) : turn(audio.turn) {
+        turn.begin.store(nanoseconds(), std::memory_order_relaxed);
+        turn.instanceId.store(audio.instanceId, std::memory_order_relaxed);
+    }
+    void end() { turn.instanceId.store(noInstance, std::memory_order_relaxed); }
+
+private:
+    WorkerTurn& turn;
+};
+
+/// One command to a worker. What it throws means that the host is gone.
+template <class Command>
+plugin_host_status command(const AudioUse& use, const Command& body) noexcept {
+    if (const plugin_host_status status = use.getStatus(); status != PLUGIN_HOST_OK)
+        return status;
+    PluginAudio& audio = use.get();
+    const WorkerUse worker(audio.turn);
+    if (!worker)
+        return PLUGIN_HOST_BUSY;
+    try {
+        return body(audio);
+    } catch (...) {
+        audio.host->reportLoss();
+        return PLUGIN_HOST_DEAD;
+    }
+}
+
+EventRecord recordOf(const plugin_host_event& event) {
+    EventRecord record{};
+    record.kind = static_cast<EventKind>(event.kind);
+    record.sampleOffset = static_cast<uint16_t>(event.frame);
+    record.position = event.position;
+    if (event.kind == PLUGIN_HOST_NOTE_EXPRESSION) {
+        record.noteExpression.channel = static_cast<uint16_t>(event.channel);
+        record.noteExpression.key = static_cast<uint16_t>(event.key);
+        record.noteExpression.kind = static_cast<uint8_t>(event.expression);
+        record.noteExpression.value = event.value;
+        return record;
+    }
+    std::memcpy(record.systemExclusive, event.data, event.data_size);
+    if (event.kind == PLUGIN_HOST_SYSTEM_EXCLUSIVE)
+        record.systemExclusiveSize = static_cast<uint8_t>(event.data_size);
+    return record;
+}
+
+bool isValid(const plugin_host_event& event, int32_t blockSize) {
+    if (event.frame >= static_cast<uint32_t>(blockSize))
+        return false;
+    switch (event.kind) {
+    case PLUGIN_HOST_MIDI:
+        return event.data_size >= 1 && event.data_size <= 3;
+    case PLUGIN_HOST_SYSTEM_EXCLUSIVE:
+        return event.data_size >= 1 && event.data_size <= sizeof event.data;
+    case PLUGIN_HOST_NOTE_EXPRESSION:
+        return event.channel <= 0xFFFF && event.key <= 0xFFFF && event.expression <= 0xFF;
+    }
+    return false;
+}
+
+plugin_host_event eventOf(const EventRecord& record) {
+    plugin_host_event event{};
+    event.kind = static_cast<plugin_host_event_kind>(record.kind);
+    event.frame = record.sampleOffset;
+    event.position = record.position;
+    switch (record.kind) {
+    case EventKind::midi:
+        event.data_size = 3;
+        break;
+    case EventKind::systemExclusive:
+        event.data_size = std::min<uint32_t>(record.systemExclusiveSize, sizeof event.data);
+        break;
+    default:
+        event.channel = record.noteExpression.channel;
+        event.key = record.noteExpression.key;
+        event.expression = record.noteExpression.kind;
+        event.value = record.noteExpression.value;
+        return event;
+    }
+    std::memcpy(event.data, record.systemExclusive, event.data_size);
+    return event;
+}
+
+template <class Structure>
+bool readAudioStructure(const Structure* given, Structure& target) {
+    if (!canFill(given))
+        return false;
+    target = {};
+    std::memcpy(&target, given, std::min(given->size, sizeof target));
+    return true;
+}
+
+uint32_t flagsOf(uint32_t flags) {
+    const auto flag = [&](uint32_t from, uint32_t to) { return (flags & from) != 0 ? to : 0; };
+    return flag(PLUGIN_HOST_PLAYING, transportPlaying) | flag(PLUGIN_HOST_RECORDING, transportRecording) |
+           flag(PLUGIN_HOST_LOOPING, transportLoopOn) |
+           flag(PLUGIN_HOST_WRITING_AUTOMATION, transportAutomationWriting) |
+           flag(PLUGIN_HOST_TRANSPORT_CHANGED, transportChangedMask);
+}
+
+void fillTransport(TransportBlock& block, const plugin_host_transport& transport) {
+    block.tempo = transport.tempo;
+    block.position = transport.position;
+    block.systemTime = transport.system_time;
+    block.barStart = transport.bar_start;
+    block.loopStart = transport.loop_start;
+    block.loopEnd = transport.loop_end;
+    block.inputLatency = transport.input_latency;
+    block.outputLatency = transport.output_latency;
+    block.samplePosition = transport.frame;
+    block.flags = flagsOf(transport.flags);
+    block.timeSignatureNumerator = static_cast<uint16_t>(transport.time_signature_numerator);
+    block.timeSignatureDenominator = static_cast<uint16_t>(transport.time_signature_denominator);
+}
+
+} // namespace
+
+plugin_host_status plugin_host_plugin_start(plugin_host_plugin* plugin) {
+    const AudioUse use(plugin);
+    return command(use, [](PluginAudio& audio) {
+        if (!audio.isStarted.exchange(true))
+            audio.context->startProcessing();
+        return PLUGIN_HOST_OK;
+    });
+}
+
+plugin_host_status plugin_host_plugin_stop(plugin_host_plugin* plugin) {
+    const AudioUse use(plugin);
+    return command(use, [](PluginAudio& audio) {
+        if (audio.isStarted.exchange(false)) {
+            audio.context->stopProcessing();
+            // The worker has no answer to a stop: afterwards it is done with the plug-in.
+            audio.context->drain();
+        }
+        return PLUGIN_HOST_OK;
+    });
+}
+
+plugin_host_status plugin_host_plugin_begin(plugin_host_plugin* plugin, plugin_host_input* input) {
+    const AudioUse use(plugin);
+    if (const plugin_host_status status = use.getStatus(); status != PLUGIN_HOST_OK)
+        return status;
+    use.get().context->beginBlock();
+    if (input == nullptr)
+        return PLUGIN_HOST_OK;
+    if (!canFill(input))
+        return PLUGIN_HOST_INVALID_ARGUMENT;
+    fill(*input, {0, use.get().inputs.data(), use.get().inputs.size()});
+    return PLUGIN_HOST_OK;
+}
+
+plugin_host_status plugin_host_plugin_add_event(plugin_host_plugin* plugin, const plugin_host_event* event) {
+    const AudioUse use(plugin);
+    if (const plugin_host_status status = use.getStatus(); status != PLUGIN_HOST_OK)
+        return status;
+    plugin_host_event given;
+    if (!readAudioStructure(event, given) || !isValid(given, use.get().context->blockSize))
+        return PLUGIN_HOST_INVALID_ARGUMENT;
+    return use.get().context->addEvent(recordOf(given)) ? PLUGIN_HOST_OK : PLUGIN_HOST_FULL;
+}
+
+plugin_host_status plugin_host_plugin_add_midi(plugin_host_plugin* plugin, uint32_t frame, uint8_t status,
+                                               uint8_t data1, uint8_t data2) {
+    const AudioUse use(plugin);
+    if (const plugin_host_status failure = use.getStatus(); failure != PLUGIN_HOST_OK)
+        return failure;
+    if (frame >= static_cast<uint32_t>(use.get().context->blockSize))
+        return PLUGIN_HOST_INVALID_ARGUMENT;
+    return use.get().context->addMidiEvent(static_cast<uint16_t>(frame), status, data1, data2)
+               ? PLUGIN_HOST_OK
+               : PLUGIN_HOST_FULL;
+}
+
+plugin_host_status plugin_host_plugin_add_change(plugin_host_plugin* plugin, uint32_t index, float value,
+                                                 uint32_t frame) {
+    const AudioUse use(plugin);
+    if (const plugin_host_status status = use.getStatus(); status != PLUGIN_HOST_OK)
+        return status;
+    const RemotePluginAudioContextProxy& context = *use.get().context;
+    if (index >= static_cast<uint32_t>(context.parameterCount))
+        return PLUGIN_HOST_NOT_FOUND;
+    // Also refuses what is no number.
+    if (frame >= static_cast<uint32_t>(context.blockSize) || !(value >= 0 && value <= 1))
+        return PLUGIN_HOST_INVALID_ARGUMENT;
+    return use.get().context->addParameterChange(static_cast<uint16_t>(index), value,
+                                                 static_cast<uint16_t>(frame))
+               ? PLUGIN_HOST_OK
+               : PLUGIN_HOST_FULL;
+}
+
+plugin_host_status plugin_host_plugin_set_transport(plugin_host_plugin* plugin,
+                                                    const plugin_host_transport* transport) {
+    const AudioUse use(plugin);
+    if (const plugin_host_status status = use.getStatus(); status != PLUGIN_HOST_OK)
+        return status;
+    plugin_host_transport given;
+    if (!readAudioStructure(transport, given))
+        return PLUGIN_HOST_INVALID_ARGUMENT;
+    fillTransport(use.get().context->getTransport(), given);
+    return PLUGIN_HOST_OK;
+}
+
+plugin_host_status plugin_host_plugin_process(plugin_host_plugin* plugin, uint32_t frames, uint32_t flags,
+                                              plugin_host_output* output) {
+    const AudioUse use(plugin);
+    return command(use, [&](PluginAudio& audio) {
+        if (!audio.isStarted.load(std::memory_order_relaxed))
+            return PLUGIN_HOST_INVALID_STATE;
+        if (frames < 1 || frames > static_cast<uint32_t>(audio.context->blockSize) ||
+            (output != nullptr && !canFill(output)))
+            return PLUGIN_HOST_INVALID_ARGUMENT;
+        NotedBlock block(audio);
+        const int32_t tail =
+            audio.context->process(static_cast<int32_t>(frames), (flags & PLUGIN_HOST_KEEP_ACTIVE) != 0,
+                                   (flags & PLUGIN_HOST_OFFLINE) == 0);
+        block.end();
+        if (output != nullptr)
+            fill(*output, {0, static_cast<plugin_host_tail>(tail), audio.outputs.data(), audio.outputs.size(),
+                           audio.context->getOutputEvents().size()});
+        return PLUGIN_HOST_OK;
+    });
+}
+
+plugin_host_status plugin_host_plugin_get_event(plugin_host_plugin* plugin, size_t index,
+                                                plugin_host_event* event) {
+    const AudioUse use(plugin);
+    if (const plugin_host_status status = use.getStatus(); status != PLUGIN_HOST_OK)
+        return status;
+    const std::span<const EventRecord> events = use.get().context->getOutputEvents();
+    if (index >= events.size())
+        return PLUGIN_HOST_NOT_FOUND;
+    if (!canFill(event))
+        return PLUGIN_HOST_INVALID_ARGUMENT;
+    fill(*event, eventOf(events[index]));
+    return PLUGIN_HOST_OK;
+}

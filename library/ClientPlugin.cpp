@@ -1,0 +1,260 @@
+#include "library/ClientPlugin.h"
+
+#include "library/PluginListener.h"
+#include "library/PluginReports.h"
+#include "library/StateFile.h"
+#include "plugin/PluginHostAsyncReplyHandler.h"
+#include "plugin/PluginHostReplies.h"
+
+#include <ctime>
+
+namespace client_library {
+namespace {
+
+constexpr timespec turnPause{0, 500'000};
+
+String quoted(const String& text) {
+    return concat("\"", text, "\"");
+}
+
+} // namespace
+
+PluginAudio::PluginAudio(const Ref<ClientHost>& host, const Ref<RemotePluginAudioContextProxy>& context,
+                         int32_t instanceId, int32_t worker)
+    : host(host), context(context), instanceId(instanceId), turn(host->getTurn(worker)) {
+    for (int32_t channel = 0; channel < context->inputChannelCount; ++channel)
+        inputs.push_back(context->inputChannel(channel));
+    for (int32_t channel = 0; channel < context->outputChannelCount; ++channel)
+        outputs.push_back(context->outputChannel(channel));
+    context->getTransport().sampleRate = host->settings.sampleRate;
+}
+
+/// Ends the creation with the host's answer.
+class ClientPlugin::CreationHandler : public PluginHostAsyncReplyHandler {
+public:
+    CreationHandler(ClientPlugin& plugin, const Ref<ClientHost>& host) : plugin(&plugin), host(host) {}
+
+    void onReply(PluginHostReply* reply) override {
+        host->ended(number);
+        plugin->created(host, static_cast<CreatePluginInstanceReply&>(*reply));
+    }
+    void onError(const String& message) override {
+        host->ended(number);
+        plugin->failCreation({PLUGIN_HOST_REFUSED, message});
+    }
+
+    RequestLog::Number number = 0;
+
+private:
+    const Ref<ClientPlugin> plugin;
+    const Ref<ClientHost> host;
+};
+
+ClientPlugin::ClientPlugin(const Ref<SessionContext>& context, const Ref<PluginReports>& reports,
+                           const PluginSettings& settings, void* data)
+    : data(data), settings(settings), context(context), reports(reports) {}
+
+ClientPlugin::~ClientPlugin() {
+    if (const Ref<ClientHost> host = state.lock()->host)
+        host->removePlugin(*this);
+}
+
+void ClientPlugin::create(const FindHost& findHost) noexcept {
+    try {
+        const Ref<ClientHost> host = findHost(cancellation);
+        if (settings.worker >= host->settings.workerCount)
+            throw Failure(PLUGIN_HOST_INVALID_ARGUMENT, "The host has no such worker");
+        sendCreation(host);
+    } catch (...) {
+        failCreation(currentFailure());
+    }
+}
+
+void ClientPlugin::sendCreation(const Ref<ClientHost>& host) {
+    {
+        const auto current = state.lock();
+        if (current->phase != Phase::creating)
+            return;
+        current->host = host;
+    }
+    host->addPlugin(*this);
+    const Ref<CreationHandler> handler(new CreationHandler(*this, host));
+    const Ref<PluginHostNotificationListener> listener(new PluginListener(*this));
+    const String preset = settings.state ? settings.state->getPath() : settings.presetPath;
+    host->sendWithReply("CreatePluginInstance", RequestLog::noInstance,
+                        [&](RemotePluginHostProxy& proxy, RequestLog::Number number) {
+                            handler->number = number;
+                            const int32_t instanceId =
+                                proxy.createPluginInstance(settings.path, preset, settings.identifier,
+                                                           settings.dpiAware, listener, handler);
+                            host->setInstance(*this, instanceId);
+                        });
+    // A host that died before it knew of the plug-in doesn't report to it.
+    if (host->isDead())
+        hostDied();
+}
+
+void ClientPlugin::created(const Ref<ClientHost>& host, const CreatePluginInstanceReply& reply) {
+    try {
+        const Ref<RemotePluginAudioContextProxy> block(
+            new RemotePluginAudioContextProxy(host->getProxy().get(), reply, settings.worker));
+        auto made = std::make_unique<PluginAudio>(host, block, reply.instanceId, settings.worker);
+        const auto current = state.lock();
+        current->instanceId = reply.instanceId;
+        if (current->phase == Phase::creating) {
+            current->hasEditor = reply.hasEditor;
+            current->inputChannelCount = reply.inputChannelCount;
+            current->outputChannelCount = reply.outputChannelCount;
+            current->latency = reply.latency;
+            current->content = reply.state;
+            current->phase = Phase::ready;
+            ownedAudio = std::move(made);
+            audio.store(ownedAudio.get(), std::memory_order_release);
+            changed.broadcast();
+        }
+    } catch (...) {
+        failCreation(currentFailure());
+    }
+    if (getAudio() != nullptr)
+        reportCreation(PLUGIN_HOST_OK, {});
+    else
+        destroyInstance({host, reply.instanceId}); // cancelled, or without a block
+}
+
+void ClientPlugin::failCreation(const Failure& failure) {
+    {
+        const auto current = state.lock();
+        if (current->phase != Phase::creating)
+            return;
+        current->phase = Phase::failed;
+        current->failure.emplace(failure);
+        changed.broadcast();
+    }
+    reportCreation(failure.status, failure.text);
+}
+
+void ClientPlugin::reportCreation(plugin_host_status status, const std::string& error) {
+    if (!settings.isAsynchronous)
+        return;
+    post([status, error](const plugin_host_callbacks& callbacks, plugin_host_plugin* plugin) {
+        if (callbacks.plugin_created != nullptr)
+            callbacks.plugin_created(callbacks.user_data, plugin, status, error.c_str());
+    });
+}
+
+void ClientPlugin::waitForCreation() {
+    const timespec deadline = base::core::monotonicDeadline(settings.timeLimit);
+    {
+        const auto current = state.lock();
+        bool isInTime = true;
+        while (current->phase == Phase::creating && isInTime)
+            isInTime = current.waitUntil(changed, deadline);
+    }
+    failCreation({PLUGIN_HOST_TIMED_OUT, concat("Creating ", quoted(settings.path), " took too long")});
+    const auto current = state.lock();
+    if (current->failure)
+        throw Failure(*current->failure);
+}
+
+bool ClientPlugin::cancel() {
+    if (state.lock()->phase != Phase::creating)
+        return false;
+    cancellation.signal();
+    failCreation({PLUGIN_HOST_CANCELLED, concat("Creating ", quoted(settings.path), " was cancelled")});
+    return true;
+}
+
+bool ClientPlugin::end() {
+    cancellation.signal();
+    Target target;
+    {
+        const auto current = state.lock();
+        if (current->phase == Phase::destroyed)
+            return false;
+        if (current->phase == Phase::ready)
+            target = {current->host, current->instanceId};
+        current->phase = Phase::destroyed;
+        current->failure.emplace(PLUGIN_HOST_INVALID_HANDLE, "The plug-in was destroyed");
+        changed.broadcast();
+    }
+    if (target.host)
+        destroyInstance(target);
+    return true;
+}
+
+void ClientPlugin::abandon() {
+    cancellation.signal();
+    const auto current = state.lock();
+    current->phase = Phase::destroyed;
+    current->failure.emplace(PLUGIN_HOST_INVALID_HANDLE, "The plug-in was destroyed");
+    changed.broadcast();
+}
+
+void ClientPlugin::destroyInstance(const Target& target) {
+    target.host->removePlugin(*this);
+    if (target.host->isDead())
+        return;
+    try {
+        target.host->send("DestroyPluginInstance", target.instanceId, [&](RemotePluginHostProxy& proxy) {
+            proxy.destroyPluginInstance(target.instanceId);
+            proxy.dropListener(target.instanceId);
+        });
+    } catch (const Failure&) {
+        // The host has died, and the instance with it.
+    } catch (const IOException&) {
+    }
+}
+
+// The audio thread may be in a block of this or of another plug-in of the worker.
+void ClientPlugin::stopAudio() {
+    PluginAudio* playing = getAudio();
+    if (playing == nullptr)
+        return;
+    const timespec begin = monotonicTime();
+    while (playing->turn.isTaken.exchange(true, std::memory_order_acquire)) {
+        if (playing->host->isDead())
+            return;
+        if (secondsSince(begin) > settings.requestTimeLimit)
+            throw Failure(PLUGIN_HOST_TIMED_OUT,
+                          concat("A block of the worker of ", quoted(settings.path), " doesn't end"));
+        nanosleep(&turnPause, nullptr);
+    }
+    try {
+        if (!playing->host->isDead() && playing->isStarted.exchange(false)) {
+            playing->context->stopProcessing();
+            playing->context->drain();
+        }
+    } catch (const IOException&) {
+        playing->host->reportLoss();
+    }
+    playing->turn.isTaken.store(false, std::memory_order_release);
+}
+
+void ClientPlugin::hostDied() {
+    failCreation(
+        {PLUGIN_HOST_DEAD, concat("The plug-in host died while it created ", quoted(settings.path))});
+}
+
+ClientPlugin::Target ClientPlugin::requireReady() const {
+    const auto current = state.lock();
+    if (current->phase == Phase::creating)
+        throw Failure(PLUGIN_HOST_INVALID_STATE, "The plug-in is still being made");
+    if (current->failure)
+        throw Failure(*current->failure);
+    current->host->requireLife();
+    return {current->host, current->instanceId};
+}
+
+Ref<ClientHost> ClientPlugin::getHost() const {
+    return requireReady().host;
+}
+
+void ClientPlugin::post(const std::function<void(const plugin_host_callbacks&, plugin_host_plugin*)>& call) {
+    const Ref<ClientPlugin> self(this);
+    context->post([self, call](const plugin_host_callbacks& callbacks) {
+        if (self->state.lock()->phase != Phase::destroyed)
+            call(callbacks, self->handle);
+    });
+}
+
+} // namespace client_library

@@ -1,0 +1,285 @@
+#include "library/ClientSession.h"
+
+#include "library/Failure.h"
+#include "library/Handles.h"
+#include "plugin/PluginFile.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace client_library {
+namespace {
+
+/// The creation of a plug-in that its caller doesn't wait for.
+class CreationThread : public base::core::Thread {
+public:
+    CreationThread(const Ref<ClientPlugin>& plugin, const ClientPlugin::FindHost& find)
+        : Thread("Plugin creation"), plugin(plugin), find(find) {}
+
+    bool prepareForDeletion() override {
+        join();
+        return true;
+    }
+
+    bool hasFinished() const { return isFinished; }
+
+protected:
+    void run() override {
+        plugin->create(find);
+        isFinished = true;
+    }
+
+private:
+    const Ref<ClientPlugin> plugin;
+    const ClientPlugin::FindHost find;
+    Relaxed<bool> isFinished = false;
+};
+
+size_t indexOf(HostWidth width) {
+    return width == HostWidth::bits32 ? 0 : 1;
+}
+
+} // namespace
+
+ClientSession::ClientSession(const SessionSettings& settings)
+    : settings(settings), context(new SessionContext(settings.callbacks, settings.keepsBrokenPipes)),
+      reports(new PluginReports(settings.programs, settings.cacheDirectory, settings.reportTimeLimit,
+                                {{"TANVEX_PLUGIN_HOST_EXTENSIONS", settings.host.extensions}})),
+      watch(new HostWatch) {
+    const base::core::ScopedLogReceiver log(new SessionLog(context));
+    watch->start();
+    if (settings.dispatches)
+        return;
+    callbackThread = new CallbackThread(context->queue);
+    callbackThread->start();
+}
+
+ClientSession::~ClientSession() {
+    end();
+}
+
+void ClientSession::end() {
+    State former;
+    {
+        const auto current = state.lock();
+        if (current->hasEnded)
+            return;
+        current->hasEnded = true;
+        std::swap(former.plugins, current->plugins);
+        std::swap(former.destroyed, current->destroyed);
+        std::swap(former.hosts, current->hosts);
+        std::swap(former.scans, current->scans);
+        std::swap(former.creations, current->creations);
+    }
+    context->queue->close();
+    reports->cancel();
+    for (const Ref<ClientScan>& scan : former.scans) {
+        dropHandle(HandleKind::scan, scan->handle);
+        scan->end();
+    }
+    for (const Entry& entry : former.plugins) {
+        dropHandle(HandleKind::plugin, entry.plugin->handle);
+        entry.plugin->abandon();
+    }
+    former.creations.clear(); // joined
+    for (const Ref<ClientHost>& host : former.hosts) {
+        dropHandle(HandleKind::host, host->handle);
+        host->end();
+    }
+    for (auto& each : shared)
+        each.lock()->host = nullptr;
+    for (const Ref<ClientPlugin>& plugin : former.destroyed)
+        reportDestroyed(plugin);
+    for (const Entry& entry : former.plugins)
+        reportDestroyed(entry.plugin);
+    callbackThread = nullptr;
+}
+
+void ClientSession::requireLife() const {
+    if (state.lock()->hasEnded)
+        throw Failure(PLUGIN_HOST_INVALID_HANDLE, "The session was destroyed");
+}
+
+Ref<ClientHost> ClientSession::startHost(const HostSettings& hostSettings) {
+    return startHost(hostSettings, nullptr);
+}
+
+Ref<ClientHost> ClientSession::startHost(const HostSettings& hostSettings,
+                                         const base::core::EventDescriptor* cancellation) {
+    const Ref<ClientHost> host(new ClientHost(context, watch, hostSettings));
+    host->session = this;
+    host->handle = static_cast<plugin_host_host*>(makeHandle(HandleKind::host, *host));
+    try {
+        host->start(cancellation);
+        const auto current = state.lock();
+        if (current->hasEnded)
+            throw Failure(PLUGIN_HOST_CANCELLED, "The session was destroyed");
+        current->hosts.push_back(host);
+    } catch (...) {
+        dropHandle(HandleKind::host, host->handle);
+        throw;
+    }
+    return host;
+}
+
+void ClientSession::removeHost(ClientHost& host) {
+    // Released without the lock.
+    const Ref<ClientHost> removed(&host);
+    const auto current = state.lock();
+    std::erase(current->hosts, removed);
+}
+
+HostWidth ClientSession::chooseWidth(const String& path) const {
+    try {
+        const PluginFile file = inspectPluginFile(path);
+        if (const std::optional<HostWidth> width = file.chooseWidth())
+            return *width;
+        throw Failure(PLUGIN_HOST_NOT_FOUND, file.problem);
+    } catch (const IOException& exception) {
+        throw Failure(PLUGIN_HOST_NOT_FOUND, exception.getMessage());
+    }
+}
+
+Ref<ClientHost> ClientSession::findHost(ClientPlugin& plugin,
+                                        const base::core::EventDescriptor& cancellation) {
+    const HostWidth width = chooseWidth(plugin.settings.path);
+    if (!settings.hasSeparateHosts)
+        return shareHost(width, cancellation);
+    HostSettings own = settings.host;
+    own.program = String(reports->programs.get(width).c_str());
+    const Ref<ClientHost> host = startHost(own, &cancellation);
+    const auto current = state.lock();
+    const auto entry =
+        std::find_if(current->plugins.begin(), current->plugins.end(),
+                     [&](const Entry& candidate) { return candidate.plugin.get() == &plugin; });
+    if (entry != current->plugins.end())
+        entry->ownHost = host;
+    return host;
+}
+
+Ref<ClientHost> ClientSession::shareHost(HostWidth width, const base::core::EventDescriptor& cancellation) {
+    const auto common = shared[indexOf(width)].lock();
+    if (!common->host || common->host->isDead()) {
+        HostSettings hostSettings = settings.host;
+        hostSettings.program = String(reports->programs.get(width).c_str());
+        common->host = startHost(hostSettings, &cancellation);
+    }
+    return common->host;
+}
+
+Ref<ClientPlugin> ClientSession::createPlugin(const PluginSettings& pluginSettings,
+                                              const Ref<ClientHost>& host, void* data) {
+    const Ref<ClientPlugin> plugin(new ClientPlugin(context, reports, pluginSettings, data));
+    plugin->session = this;
+    plugin->handle = static_cast<plugin_host_plugin*>(makeHandle(HandleKind::plugin, *plugin));
+    {
+        const auto current = state.lock();
+        if (!current->hasEnded)
+            current->plugins.push_back({plugin, nullptr});
+    }
+    const ClientPlugin::FindHost find =
+        [this, host, plugin = plugin.get()](const base::core::EventDescriptor& cancellation) {
+            return host ? host : findHost(*plugin, cancellation);
+        };
+    if (pluginSettings.isAsynchronous) {
+        createLater(*plugin, find);
+        return plugin;
+    }
+    plugin->create(find);
+    try {
+        plugin->waitForCreation();
+    } catch (...) {
+        dropHandle(HandleKind::plugin, plugin->handle);
+        forgetPlugin(*plugin);
+        throw;
+    }
+    return plugin;
+}
+
+void ClientSession::createLater(ClientPlugin& plugin, const ClientPlugin::FindHost& find) {
+    joinFinishedCreations();
+    const Ref<CreationThread> thread(new CreationThread(&plugin, find));
+    const auto current = state.lock();
+    if (current->hasEnded)
+        return;
+    thread->start();
+    current->creations.emplace_back(thread.get());
+}
+
+void ClientSession::joinFinishedCreations() {
+    // Joined without the lock.
+    std::vector<Ref<base::core::Thread>> finished;
+    const auto current = state.lock();
+    std::erase_if(current->creations, [&](const Ref<base::core::Thread>& thread) {
+        if (!static_cast<CreationThread&>(*thread).hasFinished())
+            return false;
+        finished.push_back(thread);
+        return true;
+    });
+}
+
+void ClientSession::destroyPlugin(ClientPlugin& plugin) {
+    if (!plugin.end())
+        return;
+    const Ref<ClientPlugin> destroyed(&plugin);
+    {
+        const auto current = state.lock();
+        if (!current->hasEnded)
+            current->destroyed.push_back(destroyed);
+    }
+    forgetPlugin(plugin);
+    const Ref<ClientSession> self(this);
+    context->post([self, destroyed](const plugin_host_callbacks&) {
+        if (self->takeDestroyed(destroyed))
+            self->reportDestroyed(destroyed);
+    });
+}
+
+void ClientSession::forgetPlugin(ClientPlugin& plugin) {
+    Entry removed;
+    {
+        const auto current = state.lock();
+        std::erase_if(current->plugins, [&](const Entry& entry) {
+            if (entry.plugin.get() != &plugin)
+                return false;
+            removed = entry;
+            return true;
+        });
+    }
+    if (!removed.ownHost)
+        return;
+    dropHandle(HandleKind::host, removed.ownHost->handle);
+    removed.ownHost->end();
+    removeHost(*removed.ownHost);
+}
+
+bool ClientSession::takeDestroyed(const Ref<ClientPlugin>& plugin) {
+    return std::erase(state.lock()->destroyed, plugin) > 0;
+}
+
+void ClientSession::reportDestroyed(const Ref<ClientPlugin>& plugin) const {
+    if (context->callbacks.plugin_destroyed != nullptr)
+        context->callbacks.plugin_destroyed(context->callbacks.user_data, plugin->handle, plugin->data);
+}
+
+Ref<ClientScan> ClientSession::startScan(const plugin_host_scan_options& options) {
+    const Ref<ClientScan> scan(new ClientScan(context, reports, options));
+    scan->session = this;
+    scan->handle = static_cast<plugin_host_scan*>(makeHandle(HandleKind::scan, *scan));
+    {
+        const auto current = state.lock();
+        if (!current->hasEnded)
+            current->scans.push_back(scan);
+    }
+    scan->start();
+    return scan;
+}
+
+void ClientSession::removeScan(ClientScan& scan) {
+    // Released without the lock.
+    const Ref<ClientScan> removed(&scan);
+    const auto current = state.lock();
+    std::erase(current->scans, removed);
+}
+
+} // namespace client_library

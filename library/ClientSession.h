@@ -1,0 +1,102 @@
+#pragma once
+
+#include "core/Guarded.h"
+#include "library/ClientHost.h"
+#include "library/ClientPlugin.h"
+#include "library/ClientScan.h"
+#include "library/HostWatch.h"
+#include "library/PluginReports.h"
+#include "library/SessionContext.h"
+#include "plugin/PluginBundle.h"
+#include <plugin-host/client.h>
+
+#include <array>
+#include <vector>
+
+namespace client_library {
+
+/// The options of a session, read and with their defaults.
+struct SessionSettings {
+    plugin_host_callbacks callbacks{};
+    HostPrograms programs;
+    /// For each host, without its program.
+    HostSettings host;
+    std::string cacheDirectory;
+    double requestTimeLimit = 30;
+    double reportTimeLimit = 10;
+    bool hasSeparateHosts = false;
+    bool dispatches = false;
+    bool keepsBrokenPipes = false;
+};
+
+/// A session: it owns hosts, plug-ins and scans. Any thread.
+class ClientSession : public Object {
+public:
+    explicit ClientSession(const SessionSettings& settings);
+    ~ClientSession() override;
+
+    /// Ends all that it owns. A second call has no effect.
+    void end();
+
+    Ref<ClientHost> startHost(const HostSettings& settings);
+    /// Drops the session's reference.
+    void removeHost(ClientHost& host);
+
+    /// Makes a plug-in. `host` may be null. Throws `Failure`.
+    Ref<ClientPlugin> createPlugin(const PluginSettings& settings, const Ref<ClientHost>& host, void* data);
+    /// Ends a plug-in, and its host if that was its alone; the last callback follows.
+    void destroyPlugin(ClientPlugin& plugin);
+    Ref<ClientScan> startScan(const plugin_host_scan_options& options);
+    void removeScan(ClientScan& scan);
+
+    /// Throws `Failure` once the session has ended.
+    void requireLife() const;
+
+    const SessionSettings settings;
+    const Ref<SessionContext> context;
+    const Ref<PluginReports> reports;
+
+private:
+    struct Entry {
+        Ref<ClientPlugin> plugin;
+        /// The host that ends with it; null for none.
+        Ref<ClientHost> ownHost;
+    };
+
+    struct State {
+        std::vector<Ref<ClientHost>> hosts;
+        std::vector<Entry> plugins;
+        /// Those whose last callback waits.
+        std::vector<Ref<ClientPlugin>> destroyed;
+        std::vector<Ref<ClientScan>> scans;
+        std::vector<Ref<base::core::Thread>> creations;
+        bool hasEnded = false;
+    };
+
+    /// A host for plug-ins of a width that share one.
+    struct Shared {
+        Ref<ClientHost> host;
+    };
+
+    Ref<ClientHost> findHost(ClientPlugin& plugin, const base::core::EventDescriptor& cancellation);
+    Ref<ClientHost> shareHost(HostWidth width, const base::core::EventDescriptor& cancellation);
+    Ref<ClientHost> startHost(const HostSettings& hostSettings,
+                              const base::core::EventDescriptor* cancellation);
+    HostWidth chooseWidth(const String& path) const;
+    void createLater(ClientPlugin& plugin, const ClientPlugin::FindHost& find);
+    void joinFinishedCreations();
+    /// Drops the session's reference, and ends the host that was the plug-in's alone.
+    void forgetPlugin(ClientPlugin& plugin);
+    /// False if the end of the session has made the last callback of a plug-in.
+    bool takeDestroyed(const Ref<ClientPlugin>& plugin);
+    void reportDestroyed(const Ref<ClientPlugin>& plugin) const;
+
+    const Ref<HostWatch> watch;
+    /// Null if the application dispatches.
+    Ref<CallbackThread> callbackThread;
+    base::core::Guarded<State> state;
+    /// 32 and 64 bits. Held while the host starts, so that others who need it wait for it.
+    std::array<base::core::Guarded<Shared>, 2> shared;
+};
+
+} // namespace client_library

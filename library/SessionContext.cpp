@@ -1,0 +1,74 @@
+#include "library/SessionContext.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+namespace client_library {
+namespace {
+
+constexpr int32_t mostWaitingLines = 10'000;
+constexpr int consolePatience = 1000; // milliseconds
+
+// Dropped if the stream is full: hosts and callbacks must not wait for it.
+void writeToConsole(std::string_view line) {
+    const std::string text = std::string(line) + "\n";
+    pollfd console{STDERR_FILENO, POLLOUT, 0};
+    if (poll(&console, 1, consolePatience) != 1 || (console.revents & POLLOUT) == 0)
+        return;
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+}
+
+} // namespace
+
+SessionContext::SessionContext(const plugin_host_callbacks& callbacks, bool keepsBrokenPipes)
+    : callbacks(callbacks), keepsBrokenPipes(keepsBrokenPipes), queue(new CallbackQueue) {}
+
+SessionContext::~SessionContext() = default;
+
+void SessionContext::post(const std::function<void(const plugin_host_callbacks&)>& call) {
+    const Ref<SessionContext> self(this);
+    queue->post([self, call] { call(self->callbacks); });
+}
+
+void SessionContext::log(plugin_host_host* host, plugin_host_log_source source,
+                         std::string_view line) noexcept {
+    try {
+        if (callbacks.log == nullptr) {
+            writeToConsole(line);
+            return;
+        }
+        if (waitingLines.fetch_add(1) >= mostWaitingLines) {
+            waitingLines.fetch_sub(1);
+            droppedLines.fetch_add(1);
+            return;
+        }
+        if (const int32_t dropped = droppedLines.exchange(0); dropped > 0) {
+            waitingLines.fetch_add(1);
+            postLine(nullptr, PLUGIN_HOST_LOG_LIBRARY,
+                     std::to_string(dropped) + " lines of the log were dropped");
+        }
+        postLine(host, source, std::string(line));
+    } catch (...) {
+        // No memory: the line is dropped.
+    }
+}
+
+void SessionContext::postLine(plugin_host_host* host, plugin_host_log_source source,
+                              const std::string& line) {
+    const Ref<SessionContext> self(this);
+    queue->post([self, host, source, line] {
+        self->waitingLines.fetch_sub(1);
+        self->callbacks.log(self->callbacks.user_data, host, source, line.c_str());
+    });
+}
+
+SessionLog::SessionLog(const Ref<SessionContext>& context, plugin_host_host* host)
+    : context(context), host(host) {}
+
+SessionLog::~SessionLog() = default;
+
+void SessionLog::receive(base::core::LogLevel, std::string_view text) noexcept {
+    context->log(host, PLUGIN_HOST_LOG_LIBRARY, text);
+}
+
+} // namespace client_library
