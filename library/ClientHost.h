@@ -60,7 +60,7 @@ public:
     /// Waits until the host has done with all earlier requests, for `seconds` at most. Throws `Failure`.
     void ping(double seconds);
 
-    /// The plug-ins that hear of the host's death.
+    /// The plug-ins that learn of the host's death.
     void addPlugin(ClientPlugin& plugin);
     void removePlugin(ClientPlugin& plugin);
     void setInstance(ClientPlugin& plugin, int32_t instanceId);

@@ -88,6 +88,8 @@ void ClientSession::end() {
     }
     for (auto& each : shared)
         each.lock()->host = nullptr;
+    // Hosts end here and not on that thread: the process may exit next, and would leave pipes and blocks.
+    watch->stop();
     for (const Ref<ClientPlugin>& plugin : former.destroyed)
         reportDestroyed(plugin);
     for (const Entry& entry : former.plugins)

@@ -63,7 +63,7 @@ public:
         return true;
     }
 
-    /// The objects that are in use no longer.
+    /// The objects that are no longer in use.
     std::vector<Ref<Object>> collect() {
         std::vector<Ref<Object>> unused;
         const auto places = book.lock();

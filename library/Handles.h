@@ -9,8 +9,8 @@ namespace client_library {
 
 enum class HandleKind : uint32_t { session = 1, host = 2, plugin = 3, scan = 4 };
 
-/// One object that a handle stands for. It stays where it is while `users` isn't 0, also
-/// without its handle.
+/// One object that a handle stands for. It stays where it is while `users` isn't 0, also behind the end of
+/// its handle.
 struct HandleSlot {
     std::atomic<uint32_t> users{0};
     /// Counts the handles of this slot; a handle of another generation is none any more.
@@ -37,7 +37,7 @@ private:
 void* makeHandle(HandleKind kind, Object& object);
 
 /// Makes a handle invalid. False if it is already. Its object is released by this or by a later call for any
-/// handle, once it is unused: never on the thread of a `HandleUse`.
+/// handle, once it isn't in use: never on the thread of a `HandleUse`.
 bool dropHandle(HandleKind kind, const void* handle);
 
 } // namespace client_library

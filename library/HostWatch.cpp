@@ -25,6 +25,14 @@ void HostWatch::remove(const ClientHost& host) {
         removed.push_back(entry);
         return true;
     });
+    // The turn that has begun holds it, too.
+    wake();
+}
+
+void HostWatch::stop() {
+    stopRequested = true;
+    wake();
+    join();
 }
 
 bool HostWatch::prepareForDeletion() {

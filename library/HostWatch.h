@@ -24,6 +24,8 @@ public:
     void add(const Ref<ClientHost>& host);
     /// A turn for the host that has begun may still be under way.
     void remove(const ClientHost& host);
+    /// Ends the thread, and so its uses of hosts. Any thread but that one.
+    void stop();
     /// Has every host attended to. Real-time safe.
     void wake() { woken.signal(); }
 

@@ -9,7 +9,7 @@ namespace {
 constexpr int32_t mostWaitingLines = 10'000;
 constexpr int consolePatience = 1000; // milliseconds
 
-// Dropped if the stream is full: hosts and callbacks must not wait for it.
+// Dropped if the stream has no reader: hosts and callbacks must not wait for it.
 void writeToConsole(std::string_view line) {
     const std::string text = std::string(line) + "\n";
     pollfd console{STDERR_FILENO, POLLOUT, 0};

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <numeric>
+#include <span>
 #include <string>
 #include <unistd.h>
 
@@ -15,16 +16,14 @@ double decibels(double amplitude) {
 
 } // namespace
 
-void Measurements::addBlock(const PluginAudioContext& context, int32_t frames, Duration roundTrip) {
+void Measurements::addBlock(const plugin_host::output& output, size_t frames, Duration roundTrip) {
     roundTrips.push_back(roundTrip);
-    for (int32_t channel = 0; channel < context.outputChannelCount; ++channel) {
-        const float* output = context.outputChannel(channel);
-        for (int32_t frame = 0; frame < frames; ++frame) {
-            const double sample = output[frame];
+    for (const float* channel : output.channels) {
+        for (const double sample : std::span(channel, frames)) {
             peak = std::max(peak, std::abs(sample));
             sumOfSquares += sample * sample;
         }
-        samples += frames;
+        samples += static_cast<int64_t>(frames);
     }
 }
 

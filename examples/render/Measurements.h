@@ -1,9 +1,8 @@
 #pragma once
 
-#include "plugin/PluginAudioContext.h"
-
 #include <chrono>
 #include <cstdint>
+#include <plugin-host/client.hpp>
 #include <vector>
 
 /// Loudness of the output, and the round-trip time of each block.
@@ -11,7 +10,7 @@ class Measurements {
 public:
     using Duration = std::chrono::duration<double, std::micro>;
 
-    void addBlock(const PluginAudioContext& context, int32_t frames, Duration roundTrip);
+    void addBlock(const plugin_host::output& output, size_t frames, Duration roundTrip);
     /// Prints the figures to the standard output.
     void print() const;
 

@@ -1,15 +1,17 @@
 #include "render/OpenEditor.h"
 
-#include "plugin/PluginHostNotifications.h"
-
 #include <utility>
 
-std::vector<ParameterChange> OpenEditor::takeChanges() {
-    const std::lock_guard lock(changesLock);
-    return std::exchange(changes, {});
+plugin_host::plugin_events OpenEditor::makeEvents() {
+    return {.parameter_changed =
+                [this](uint32_t parameter, float value) {
+                    const std::lock_guard lock(changesLock);
+                    changes.push_back({parameter, value});
+                },
+            .editor_closed = [this] { open = false; }};
 }
 
-void OpenEditor::onUpdateParameter(const UpdateParameterNotification& notification) {
+std::vector<OpenEditor::Change> OpenEditor::takeChanges() {
     const std::lock_guard lock(changesLock);
-    changes.push_back({notification.value, static_cast<uint16_t>(notification.parameterIndex), 0});
+    return std::exchange(changes, {});
 }

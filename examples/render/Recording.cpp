@@ -23,7 +23,7 @@ fs::path behindLinks(const std::string& path) {
 
 } // namespace
 
-Recording::Recording(const std::string& path, int32_t channels, int32_t sampleRate)
+Recording::Recording(const std::string& path, size_t channels, int32_t sampleRate)
     : name(path), target(behindLinks(path)), channels(channels) {
     std::error_code unknown;
     const bool inPlace = fs::exists(target, unknown) && !fs::is_regular_file(target, unknown);
@@ -38,7 +38,7 @@ Recording::Recording(const std::string& path, int32_t channels, int32_t sampleRa
         fail(std::strerror(reason));
     }
     SF_INFO info{};
-    info.channels = channels;
+    info.channels = static_cast<int>(channels);
     info.samplerate = sampleRate;
     info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_24;
     file.reset(sf_open_fd(descriptor, SFM_WRITE, &info, SF_TRUE));
@@ -55,13 +55,14 @@ Recording::~Recording() {
         unlink(partial.c_str());
 }
 
-void Recording::add(const PluginAudioContext& context, int32_t frames) {
+void Recording::add(const plugin_host::output& output, size_t frames) {
     interleaved.clear();
-    for (int32_t frame = 0; frame < frames; ++frame) {
-        for (int32_t channel = 0; channel < channels; ++channel)
-            interleaved.push_back(context.outputChannel(channel)[frame]);
+    for (size_t frame = 0; frame < frames; ++frame) {
+        for (size_t channel = 0; channel < channels; ++channel)
+            interleaved.push_back(output.channels[channel][frame]);
     }
-    if (sf_writef_float(file.get(), interleaved.data(), frames) != frames)
+    const auto count = static_cast<sf_count_t>(frames);
+    if (sf_writef_float(file.get(), interleaved.data(), count) != count)
         fail(sf_strerror(file.get()));
 }
 

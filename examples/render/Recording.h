@@ -1,9 +1,8 @@
 #pragma once
 
-#include "plugin/PluginAudioContext.h"
-
 #include <cstdint>
 #include <memory>
+#include <plugin-host/client.hpp>
 #include <sndfile.h>
 #include <string>
 #include <vector>
@@ -14,13 +13,13 @@
 class Recording {
 public:
     /// Throws `std::runtime_error` for a file that can't be written, as all operations.
-    Recording(const std::string& path, int32_t channels, int32_t sampleRate);
+    Recording(const std::string& path, size_t channels, int32_t sampleRate);
     /// Removes the temporary file unless `finish` has renamed it.
     ~Recording();
     Recording(const Recording&) = delete;
     Recording& operator=(const Recording&) = delete;
 
-    void add(const PluginAudioContext& context, int32_t frames);
+    void add(const plugin_host::output& output, size_t frames);
     /// Writes the rest and renames the file.
     void finish();
 
@@ -30,7 +29,7 @@ private:
     std::string name;   // as the user has given it
     std::string target; // behind all links
     std::string partial;
-    int32_t channels;
+    size_t channels;
     std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file{nullptr, sf_close};
     std::vector<float> interleaved;
 };

@@ -1,21 +1,27 @@
 #pragma once
 
-#include "plugin/PluginAudioContext.h"
-
 #include <cstdint>
 #include <memory>
+#include <plugin-host/client.hpp>
 #include <sndfile.h>
 #include <string>
 #include <vector>
+
+/// A block of a plug-in that has begun.
+struct Block {
+    plugin_host::plugin& plugin;
+    plugin_host::input input;
+    int32_t frames;
+};
 
 /// The input of a plug-in, block by block.
 class Source {
 public:
     virtual ~Source();
 
-    /// Writes the next block's input audio and events into the context, with silence past the end. Returns
-    /// the frames that are left after it. Throws `std::runtime_error` if the file can't be read.
-    virtual int64_t fill(PluginAudioContext& context) = 0;
+    /// Adds the next block's input audio and events, with silence past the end. Returns the frames that are
+    /// left after it. Throws `std::runtime_error` if the file can't be read.
+    virtual int64_t fill(const Block& block) = 0;
     virtual void rewind() = 0;
     /// In frames.
     virtual int64_t getLength() const = 0;
@@ -29,7 +35,7 @@ public:
     /// Throws `std::runtime_error` for a file that can't be read.
     explicit FileSource(const std::string& path);
 
-    int64_t fill(PluginAudioContext& context) override;
+    int64_t fill(const Block& block) override;
     void rewind() override;
     int64_t getLength() const override { return info.frames; }
     int32_t getSampleRate() const override { return info.samplerate; }
@@ -47,7 +53,7 @@ class PingSource : public Source {
 public:
     explicit PingSource(int32_t sampleRate) : sampleRate(sampleRate) {}
 
-    int64_t fill(PluginAudioContext& context) override;
+    int64_t fill(const Block& block) override;
     void rewind() override { position = 0; }
     int64_t getLength() const override { return int64_t{sampleRate} * 3; }
     int32_t getSampleRate() const override { return sampleRate; }
@@ -64,7 +70,7 @@ class PhraseSource : public Source {
 public:
     explicit PhraseSource(int32_t sampleRate) : sampleRate(sampleRate) {}
 
-    int64_t fill(PluginAudioContext& context) override;
+    int64_t fill(const Block& block) override;
     void rewind() override { position = 0; }
     int64_t getLength() const override;
     int32_t getSampleRate() const override { return sampleRate; }

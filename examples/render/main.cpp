@@ -1,37 +1,34 @@
 // Renders an audio file, or a signal of its own, through a plug-in that runs in a host process. With an open
 // editor it plays in real time, repeatedly, until the window is closed.
 
-#include "client/RemotePluginAudioContextProxy.h"
-#include "client/RemotePluginHostProxy.h"
-#include "client/ReplyWaiter.h"
-#include "plugin/PluginHostReplies.h"
-#include "plugin/PluginInstance.h"
 #include "render/Measurements.h"
 #include "render/OpenEditor.h"
 #include "render/Recording.h"
 #include "render/Source.h"
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 #include <filesystem>
+#include <future>
 #include <memory>
-#include <optional>
+#include <plugin-host/client.hpp>
 #include <stdexcept>
 #include <string>
-#include <sys/wait.h>
 #include <thread>
 #include <vector>
 
 namespace {
 
-constexpr double patience = 30;     // seconds, for a plug-in to start
 constexpr int32_t longestTail = 10; // seconds
 constexpr double tempo = 120;       // beats a minute
-constexpr const char* usage = "Usage: render [--identifier ID] [--editor] PLUGIN [IN.wav [OUT.wav]]";
+constexpr const char* usage =
+    "Usage: render [--identifier ID] [--editor] [--rate HZ] [--block FRAMES] PLUGIN "
+    "[IN.wav [OUT.wav]]";
 
 struct Arguments {
     std::string plugin;
@@ -39,7 +36,18 @@ struct Arguments {
     std::string input;
     std::string output = "rendered.wav";
     bool editor = false;
+    int32_t sampleRate = 0; // 0: the file's, or the default
+    int32_t blockSize = 0;
 };
+
+/// A number above 0.
+int32_t readNumber(const std::string& text) {
+    int32_t number = 0;
+    const char* end = text.data() + text.size();
+    if (std::from_chars(text.data(), end, number).ptr != end || number < 1)
+        throw std::runtime_error(usage);
+    return number;
+}
 
 /// Without a slash at the end, which shells add to folders: the format depends on the end of the path.
 std::string absolutePath(const std::string& path) {
@@ -53,6 +61,10 @@ Arguments readArguments(int count, char** texts) {
     for (int i = 1; i < count; ++i) {
         if (std::string(texts[i]) == "--identifier" && i + 1 < count)
             arguments.identifier = texts[++i];
+        else if (std::string(texts[i]) == "--rate" && i + 1 < count)
+            arguments.sampleRate = readNumber(texts[++i]);
+        else if (std::string(texts[i]) == "--block" && i + 1 < count)
+            arguments.blockSize = readNumber(texts[++i]);
         else if (std::string(texts[i]) == "--editor")
             arguments.editor = true;
         else if (std::string(texts[i]).starts_with("--"))
@@ -84,45 +96,46 @@ std::unique_ptr<FileSource> openInput(const Arguments& arguments) {
     if (arguments.input.empty())
         return nullptr;
     auto source = std::make_unique<FileSource>(arguments.input);
-    // The rate of a host is fixed at its start, and there is no conversion.
-    constexpr int32_t playedRate = RemotePluginHostProxy::defaultSampleRate;
-    if (source->getSampleRate() != playedRate)
+    // There is no conversion: the host has the rate of the file.
+    if (arguments.sampleRate != 0 && source->getSampleRate() != arguments.sampleRate)
         throw std::runtime_error(arguments.input + " has " + std::to_string(source->getSampleRate()) +
-                                 " Hz and would be played at " + std::to_string(playedRate) +
+                                 " Hz and would be played at " + std::to_string(arguments.sampleRate) +
                                  " Hz: convert it first");
     return source;
 }
 
-std::unique_ptr<Source> makeSource(const CreatePluginInstanceReply& plugin, int32_t sampleRate) {
-    if (plugin.inputChannelCount == 0)
+std::unique_ptr<Source> makeSource(const plugin_host::description& plugin, int32_t sampleRate) {
+    if (plugin.input_channels == 0)
         return std::make_unique<PhraseSource>(sampleRate);
     return std::make_unique<PingSource>(sampleRate);
 }
 
-void setTransport(TransportBlock& transport, int32_t sampleRate, int64_t position) {
-    transport.sampleRate = sampleRate;
+plugin_host_transport transportAt(int64_t frame, int32_t sampleRate) {
+    const double seconds = static_cast<double>(frame) / sampleRate;
+    plugin_host_transport transport{};
+    transport.size = sizeof transport;
+    transport.flags = PLUGIN_HOST_PLAYING;
     transport.tempo = tempo;
-    transport.position = static_cast<double>(position) / sampleRate * tempo / 60;
-    transport.systemTime = static_cast<double>(position) / sampleRate * 1e9;
-    transport.barStart = std::floor(transport.position / 4) * 4;
-    transport.samplePosition = static_cast<uint64_t>(position);
-    transport.flags = transportPlaying;
-    transport.timeSignatureNumerator = 4;
-    transport.timeSignatureDenominator = 4;
+    transport.position = seconds * tempo / 60;
+    transport.bar_start = std::floor(transport.position / 4) * 4;
+    transport.frame = static_cast<uint64_t>(frame);
+    transport.system_time = seconds * 1e9;
+    transport.time_signature_numerator = 4;
+    transport.time_signature_denominator = 4;
+    return transport;
 }
 
 /// Plays block by block, and records the output.
 class Player {
 public:
-    Player(PluginAudioContext& context, Source& source, Recording& recording, OpenEditor& editor,
-           int32_t sampleRate)
-        : context(context), source(source), recording(recording), editor(editor), sampleRate(sampleRate) {}
+    Player(plugin_host::plugin& plugin, Source& source, Recording& recording, OpenEditor& editor)
+        : plugin(plugin), source(source), recording(recording), editor(editor) {}
 
     /// To the end of the source and of the plug-in's tail.
     void playToTheEnd() {
         ProgressBar progress(source.getLength());
         const int64_t end = source.getLength() + int64_t{longestTail} * sampleRate;
-        while (position < end && (left > 0 || result != processSilent)) {
+        while (position < end && (left > 0 || tail != PLUGIN_HOST_SILENT)) {
             playBlock();
             progress.show(position);
         }
@@ -146,99 +159,93 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void playBlock() {
-        context.beginBlock();
+        const Block block{plugin, plugin.begin(), blockSize};
         // Result ignored: a block has room for 4096 changes.
-        for (const ParameterChange& change : editor.takeChanges())
-            context.addParameterChange(change.parameterIndex, change.value, change.sampleOffset);
+        for (const OpenEditor::Change& change : editor.takeChanges())
+            plugin.add_change(change.parameter, change.value);
         const bool playing = left > 0;
-        left = source.fill(context);
-        setTransport(context.getTransport(), sampleRate, position);
+        left = source.fill(block);
+        plugin.set_transport(transportAt(position, sampleRate));
         const Clock::time_point sent = Clock::now();
-        result = context.process(context.blockSize, playing, true);
-        measurements.addBlock(context, context.blockSize, Clock::now() - sent);
-        recording.add(context, context.blockSize);
-        position += context.blockSize;
-        if (!context.areGuardsIntact())
-            throw std::runtime_error("The plug-in wrote outside of its buffers");
+        const auto frames = static_cast<uint32_t>(blockSize);
+        const plugin_host::output output = plugin.process(frames, playing ? PLUGIN_HOST_KEEP_ACTIVE : 0);
+        measurements.addBlock(output, frames, Clock::now() - sent);
+        recording.add(output, frames);
+        tail = output.tail;
+        position += blockSize;
     }
 
-    PluginAudioContext& context;
+    plugin_host::plugin& plugin;
     Source& source;
     Recording& recording;
     OpenEditor& editor;
-    int32_t sampleRate;
+    int32_t sampleRate = plugin.host_info().sample_rate;
+    int32_t blockSize = plugin.host_info().block_size;
     Measurements measurements;
     int64_t position = 0; // frames
     int64_t left = source.getLength();
-    int32_t result = processActive;
+    plugin_host_tail tail = PLUGIN_HOST_SOUNDING;
 };
 
-/// How the host has ended, as part of a sentence; empty if its proxy has reaped it, null if it runs.
-std::optional<std::string> describeEnd(pid_t host) {
-    using namespace std::chrono_literals;
-    constexpr int rounds = 100;
-    // A process closes its pipes before it can be waited for: retry. WNOWAIT: its proxy reaps it.
-    for (int i = 0; i < rounds; ++i) {
-        siginfo_t end{};
-        if (waitid(P_PID, static_cast<id_t>(host), &end, WEXITED | WNOHANG | WNOWAIT) != 0)
-            return ""; // reaped by its proxy
-        if (end.si_pid == host)
-            return end.si_code == CLD_EXITED ? ": it exited with " + std::to_string(end.si_status)
-                                             : std::string(": ") + strsignal(end.si_status);
-        std::this_thread::sleep_for(10ms);
-    }
-    return std::nullopt;
-}
-
-void play(const Arguments& arguments, const Ref<RemotePluginHostProxy>& proxy,
-          std::unique_ptr<Source> source) {
-    const Ref<OpenEditor> editor(new OpenEditor);
-    const Ref<ReplyWaiter> created(new ReplyWaiter(*proxy));
-    const int32_t instanceId = proxy->createPluginInstance(
-        arguments.plugin.c_str(), {}, arguments.identifier.c_str(), false, editor, created);
-    const auto plugin = created->waitFor<CreatePluginInstanceReply>(patience);
-    if (plugin->outputChannelCount < 1)
+void play(const Arguments& arguments, plugin_host::session& session, const plugin_host::host& host,
+          OpenEditor& editor, std::unique_ptr<Source> source) {
+    plugin_host::plugin plugin(session, {.path = arguments.plugin,
+                                         .identifier = arguments.identifier,
+                                         .host = &host,
+                                         .events = editor.makeEvents()});
+    const plugin_host::description description = plugin.describe();
+    if (description.output_channels < 1)
         throw std::runtime_error("The plug-in has no audio outputs");
-    if (arguments.editor && !plugin->hasEditor)
+    if (arguments.editor && !description.has_editor)
         throw std::runtime_error("The plug-in has no editor");
-    const int32_t sampleRate = proxy->getSampleRate();
     if (source == nullptr)
-        source = makeSource(*plugin, sampleRate);
+        source = makeSource(description, host.info().sample_rate);
 
-    Recording recording(arguments.output, plugin->outputChannelCount, sampleRate);
-    const Ref<RemotePluginAudioContextProxy> context(new RemotePluginAudioContextProxy(proxy, *plugin));
-    context->startProcessing();
-    Player player(*context, *source, recording, *editor, sampleRate);
+    Recording recording(arguments.output, description.output_channels, host.info().sample_rate);
+    plugin.start();
+    Player player(plugin, *source, recording, editor);
     if (arguments.editor) {
-        const std::string title = std::filesystem::path(arguments.plugin).stem();
-        proxy->openGUI(instanceId, 0, false, title.c_str());
+        plugin.open_editor(0, std::filesystem::path(arguments.plugin).stem());
         player.playWhileEditorIsOpen();
     } else {
         player.playToTheEnd();
     }
-    context->stopProcessing();
-    context->drain();
+    plugin.stop();
     recording.finish();
     player.printMeasurements();
-    proxy->destroyPluginInstance(instanceId);
-    proxy->removePluginInstance(instanceId);
-    proxy->shutdown();
     std::printf("written           %s\n", arguments.output.c_str());
     if (std::fflush(stdout) != 0)
         throw std::runtime_error("Could not write to the standard output stream");
 }
 
+/// How a host has ended, as part of a sentence.
+std::string describeEnd(const plugin_host::death& death) {
+    if (death.signal != 0)
+        return std::string(": ") + strsignal(death.signal);
+    return ": it exited with " + std::to_string(death.exit_status);
+}
+
 void render(const Arguments& arguments, const std::string& hostProgram) {
     std::unique_ptr<Source> source = openInput(arguments);
-    const Ref<RemotePluginHostProxy> proxy(new RemotePluginHostProxy(hostProgram.c_str()));
+    // These outlive the session, whose callbacks use them.
+    std::promise<plugin_host::death> death;
+    OpenEditor editor;
+    plugin_host::session session(
+        {.program_32 = hostProgram,
+         .program_64 = hostProgram,
+         .sample_rate = source != nullptr ? source->getSampleRate() : arguments.sampleRate,
+         .block_size = arguments.blockSize,
+         .host_died = [&](const plugin_host::death& end) { death.set_value(end); }});
+    // A host of its own: it dies once at most.
+    const plugin_host::host host(session);
     try {
-        play(arguments, proxy, std::move(source));
-    } catch (const IOException&) {
-        // A dead host's status says more than the failure of its pipe.
-        const std::optional<std::string> end = describeEnd(proxy->getChildPid());
-        if (!end)
+        play(arguments, session, host, editor, std::move(source));
+    } catch (const plugin_host::error& error) {
+        std::future<plugin_host::death> end = death.get_future();
+        if (error.code() != PLUGIN_HOST_DEAD ||
+            end.wait_for(std::chrono::seconds(5)) != std::future_status::ready)
             throw;
-        throw std::runtime_error("The host of " + arguments.plugin + " died" + *end);
+        throw std::runtime_error("The host of " + arguments.plugin + " died" + describeEnd(end.get()));
     }
 }
 
@@ -257,8 +264,6 @@ int main(int argc, char** argv) {
         const auto directory = std::filesystem::read_symlink("/proc/self/exe").parent_path();
         render(arguments, directory / "plugin-host");
         return 0;
-    } catch (const Exception& exception) {
-        return fail(exception.getMessage().toStdString());
     } catch (const std::exception& exception) {
         return fail(exception.what());
     }

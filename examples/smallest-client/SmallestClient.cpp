@@ -2,41 +2,30 @@
 //
 //     smallest-client build/plugin-host build/example-plugins/echo.so
 
-#include "client/RemotePluginAudioContextProxy.h"
-#include "client/RemotePluginHostProxy.h"
-#include "client/ReplyWaiter.h"
-#include "plugin/PluginHostReplies.h"
-
 #include <algorithm>
 #include <cmath>
 #include <iostream>
+#include <plugin-host/client.hpp>
 
 int main(int count, char** arguments) try {
     if (count != 3)
         return 2;
-    const Ref<RemotePluginHostProxy> host(new RemotePluginHostProxy(arguments[1]));
-    const Ref<ReplyWaiter> created(new ReplyWaiter(*host));
-    host->createPluginInstance(arguments[2], "", "", false, nullptr, created);
-    const auto plugin = created->waitFor<CreatePluginInstanceReply>(10);
-
-    const Ref<RemotePluginAudioContextProxy> audio(new RemotePluginAudioContextProxy(host, *plugin));
+    plugin_host::session session({.program_32 = arguments[1], .program_64 = arguments[1]});
+    plugin_host::plugin plugin(session, {.path = arguments[2]});
+    const int blockSize = plugin.host_info().block_size;
     float peak = 0;
-    audio->startProcessing();
-    for (int time = 0; time < 10 * audio->blockSize; time += audio->blockSize) {
-        audio->beginBlock();
-        for (int channel = 0; channel < audio->inputChannelCount; ++channel)
-            for (int frame = 0; frame < audio->blockSize; ++frame)
-                audio->getInput(channel)[frame] = std::sin(0.0627F * float(time + frame)); // 440 Hz
-        audio->process(audio->blockSize, true, false);
-        for (int channel = 0; channel < audio->outputChannelCount; ++channel)
-            for (const float sample : audio->getOutput(channel))
-                peak = std::max(peak, std::abs(sample));
+    plugin.start();
+    for (int time = 0; time < 10 * blockSize; time += blockSize) {
+        for (float* channel : plugin.begin().channels)
+            for (int frame = 0; frame < blockSize; ++frame)
+                channel[frame] = std::sin(0.0627F * float(time + frame)); // 440 Hz
+        for (const float* channel : plugin.process(blockSize).channels)
+            for (int frame = 0; frame < blockSize; ++frame)
+                peak = std::max(peak, std::abs(channel[frame]));
     }
-    audio->stopProcessing();
-    audio->drain(); // waits for the worker, so that the plug-in may be destroyed
-    host->destroyPluginInstance(plugin->instanceId);
+    plugin.stop();
     std::cout << "peak " << peak << "\n";
-} catch (const Exception& failure) {
-    std::cerr << failure.getMessage().toStdString() << "\n";
+} catch (const plugin_host::error& failure) {
+    std::cerr << failure.what() << "\n";
     return 1;
 }

@@ -72,14 +72,14 @@ protected:
     }
 
     ProgramResult render(const std::vector<std::string>& arguments) const {
-        return runProgram(arguments, {}, directory.path, RENDER_EXECUTABLE);
+        return runProgram(arguments, environment, directory.path, RENDER_EXECUTABLE);
     }
 
     /// By a shell that has set something up before.
     ProgramResult renderAfter(const std::string& commands, const std::vector<std::string>& arguments) const {
         std::vector<std::string> words{"-c", commands + "; exec \"$0\" \"$@\"", RENDER_EXECUTABLE};
         words.insert(words.end(), arguments.begin(), arguments.end());
-        return runProgram(words, {}, directory.path, "/bin/bash");
+        return runProgram(words, environment, directory.path, "/bin/bash");
     }
 
     /// The renderer's own words, which are a line.
@@ -102,6 +102,8 @@ protected:
     }
 
     const TestDirectory directory;
+    const TestDirectory cache;
+    const ChildProgram::Environment environment{{"XDG_CACHE_HOME", cache.path}};
     const RealDeaths realDeaths{};
 };
 
@@ -149,13 +151,51 @@ TEST_F(RenderTest, ThePluginIsNoOutputEither) {
     EXPECT_EQ(fs::file_size(directory / "echo.so"), fs::file_size(echo));
 }
 
-TEST_F(RenderTest, AFileOfAnotherRateIsRefusedWithBothRates) {
+TEST_F(RenderTest, AFileOfAnotherRateIsPlayedAtThatRate) {
     makeInput("in.wav", 48000);
     const ProgramResult result = render({echo, "in.wav", "out.wav"});
+    EXPECT_EQ(result.status, 0) << result.error;
+    const SoundFile sound = read(directory / "out.wav");
+    EXPECT_EQ(sound.info.samplerate, 48000);
+    EXPECT_GT(sound.info.frames, 24000);
+}
+
+TEST_F(RenderTest, AFileOfAnotherRateThanTheOptionNamesIsRefusedWithBothRates) {
+    makeInput("in.wav", 48000);
+    const ProgramResult result = render({"--rate", "44100", echo, "in.wav", "out.wav"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.error,
               "render: in.wav has 48000 Hz and would be played at 44100 Hz: convert it first\n");
     EXPECT_FALSE(fs::exists(directory / "out.wav"));
+}
+
+TEST_F(RenderTest, AFileOfTheRateThatTheOptionNamesIsPlayed) {
+    makeInput("in.wav", 48000);
+    const ProgramResult result = render({"--rate", "48000", echo, "in.wav", "out.wav"});
+    EXPECT_EQ(result.status, 0) << result.error;
+    EXPECT_EQ(read(directory / "out.wav").info.samplerate, 48000);
+}
+
+TEST_F(RenderTest, ASignalOfItsOwnHasTheRateAndTheBlocksOfTheOptions) {
+    const ProgramResult result = render({"--rate", "96000", "--block", "1000", tone, "", "out.wav"});
+    EXPECT_EQ(result.status, 0) << result.error;
+    const SoundFile sound = read(directory / "out.wav");
+    EXPECT_EQ(sound.info.samplerate, 96000);
+    EXPECT_GT(sound.info.frames, 96000);
+    EXPECT_EQ(sound.info.frames % 1000, 0);
+}
+
+TEST_F(RenderTest, ARateOrABlockThatIsNoNumberAboveZeroIsTheUsage) {
+    for (const std::string number : {"", "0", "-1", "44100Hz", "99999999999"}) {
+        EXPECT_THAT(render({"--rate", number, echo}).error, StartsWith("render: Usage: ")) << number;
+        EXPECT_THAT(render({"--block", number, echo}).error, StartsWith("render: Usage: ")) << number;
+    }
+}
+
+TEST_F(RenderTest, ARateThatNoHostHasIsAnError) {
+    const ProgramResult result = render({"--rate", "1000001", echo, "", "out.wav"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(complaint(result.error), "render: sample_rate is out of range");
 }
 
 TEST_F(RenderTest, AnEarlierRenderingStaysWhereThePluginDoesNotPlay) {

@@ -6,7 +6,7 @@
  *
  *     plugin_host_session *session;
  *     plugin_host_plugin *plugin;
- *     plugin_host_plugin_options options = {sizeof options};
+ *     plugin_host_plugin_options options = {.size = sizeof options};
  *     options.path = "/usr/lib/lxvst/echo.so";
  *     if (plugin_host_session_create(NULL, &session) != PLUGIN_HOST_OK
  *             || plugin_host_plugin_create(session, &options, &plugin) != PLUGIN_HOST_OK)
@@ -27,8 +27,8 @@
  *
  * Structures begin with their own size: set it to `sizeof` the structure and all that you don't use to zero,
  * as
- * `= {sizeof options}` does. A zero means the default. One that the library fills has its size set by the
- * library, which may be smaller than yours if the library is older: what lies behind it isn't there.
+ * `= {.size = sizeof options}` does. A zero means the default. One that the library fills has its size set by
+ * the library, which may be smaller than yours if the library is older: what lies behind it isn't there.
  *
  * Texts are UTF-8 and end with a zero. A text that is given is copied.
  */
@@ -395,9 +395,9 @@ PLUGIN_HOST_API plugin_host_status plugin_host_host_ping(plugin_host_host* host,
 /** Kills a host that hangs; its death is reported like any other. Doesn't block. */
 PLUGIN_HOST_API plugin_host_status plugin_host_host_kill(plugin_host_host* host);
 
-/** Hides all editors of a host, and shows those again that it has hidden. May block as the requests of
- * plug-ins do. */
+/** Hides all editors of a host. May block as the requests of plug-ins do. */
 PLUGIN_HOST_API plugin_host_status plugin_host_host_hide_editors(plugin_host_host* host);
+/** Shows those again that it has hidden. May block as the requests of plug-ins do. */
 PLUGIN_HOST_API plugin_host_status plugin_host_host_show_editors(plugin_host_host* host);
 
 /* ----------------------------------------------------------------------------------------------------------------
@@ -449,11 +449,13 @@ PLUGIN_HOST_API plugin_host_status plugin_host_plugin_cancel(plugin_host_plugin*
 /** Destroys a plug-in; the handle is invalid at once. Call it when no thread renders the plug-in, best after
  * a plugin_host_plugin_stop on its audio thread: one that is started is stopped here, for which this waits
  * for a block in progress on its worker, and a block of another plug-in of that worker that begins meanwhile
- * returns BUSY. */
+ * returns BUSY. With PLUGIN_HOST_SEPARATE it ends the plug-in's host too, and blocks as
+ * plugin_host_host_destroy does. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_destroy(plugin_host_plugin* plugin);
 
 /** The pointer of the options. Never blocks. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_get_data(plugin_host_plugin* plugin, void** data);
+/** Replaces that pointer, for the callback plugin_destroyed too. Never blocks. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_set_data(plugin_host_plugin* plugin, void* data);
 
 /** The host of a plug-in. It belongs to the session, or to the one who started it. Never blocks. */
@@ -479,13 +481,16 @@ PLUGIN_HOST_API plugin_host_status plugin_host_plugin_watch_text(plugin_host_plu
 /* The following send a request and don't wait for its effect; they block only while the pipe to the host is
  * full, with some hundred requests that a stopped host doesn't read. */
 
+/** Selects one of the programs of its description. NOT_FOUND for an index without one. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_set_program(plugin_host_plugin* plugin, uint32_t index);
 
 /** Opens the editor. `parent_window` is an X window that it stays above, or 0. The title may be null: the
  * plug-in's name. NOT_FOUND for a plug-in without an editor. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_open_editor(plugin_host_plugin* plugin,
                                                                   uint64_t parent_window, const char* title);
+/** Closes the editor if it is open. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_close_editor(plugin_host_plugin* plugin);
+/** Changes the title of the open editor. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_set_editor_title(plugin_host_plugin* plugin,
                                                                        const char* title);
 /** Where the editor opens, or is shown, the next time, in pixels of the screen. */
@@ -494,9 +499,11 @@ PLUGIN_HOST_API plugin_host_status plugin_host_plugin_set_editor_position(plugin
 
 /* Presets and state block for the time of a request. */
 
-/** REFUSED, with the host's words, for a file that isn't the plug-in's. */
+/** Reads a preset file. REFUSED, with the host's words, for one that isn't the plug-in's. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_load_preset(plugin_host_plugin* plugin,
                                                                   const char* path);
+/** Writes a bank of VST 2, or a preset of VST 3, regardless of the ending of the name. Replaces a file of
+ * that name. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_save_preset(plugin_host_plugin* plugin,
                                                                   const char* path);
 
@@ -504,6 +511,7 @@ PLUGIN_HOST_API plugin_host_status plugin_host_plugin_save_preset(plugin_host_pl
  * the formats' published forms. Free them with plugin_host_free. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_save_state(plugin_host_plugin* plugin, void** bytes,
                                                                  size_t* size);
+/** Restores what plugin_host_plugin_save_state gave. REFUSED for what isn't the plug-in's. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_load_state(plugin_host_plugin* plugin,
                                                                  const void* bytes, size_t size);
 
@@ -605,7 +613,9 @@ typedef struct plugin_host_output {
 /** Go on although the plug-in is silent and has no input. */
 #define PLUGIN_HOST_KEEP_ACTIVE 2u
 
+/** Switches the plug-in on: blocks may follow. No effect on one that is started. Waits for nothing. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_start(plugin_host_plugin* plugin);
+/** Switches it off, and waits until the worker is done with it. No effect on one that isn't started. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_stop(plugin_host_plugin* plugin);
 
 /** Begins a block: forgets events and changes of the last one. */

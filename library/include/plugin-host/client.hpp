@@ -7,7 +7,7 @@
  *     plugin_host::plugin plugin(session, {.path = "/usr/lib/lxvst/echo.so"});
  *     plugin.start();
  *     for (plugin_host::input in = plugin.begin(); more(in); in = plugin.begin())
- *         play(plugin.process(plugin.block_size()));
+ *         play(plugin.process(256));
  *
  * What the calls do, what they block on and which threads may make them is told at the functions of client.h
  * that have their names; those of audio allocate nothing and throw only if they fail. A failure is a
@@ -223,24 +223,24 @@ enum class log_source {
 
 /** What happens to one plug-in. Each may be empty; see plugin_host_callbacks. */
 struct plugin_events {
-    std::function<void(std::uint32_t index, float value)> parameter_changed;
+    std::function<void(std::uint32_t index, float value)> parameter_changed{};
     std::function<void(std::uint32_t index, std::string_view name, std::string_view text)>
-        parameter_text_changed;
-    std::function<void()> parameters_changed;
-    std::function<void(std::uint32_t index)> edit_began;
-    std::function<void(std::uint32_t index)> edit_ended;
-    std::function<void(int x, int y, int width, int height)> editor_moved;
-    std::function<void()> editor_closed;
+        parameter_text_changed{};
+    std::function<void()> parameters_changed{};
+    std::function<void(std::uint32_t index)> edit_began{};
+    std::function<void(std::uint32_t index)> edit_ended{};
+    std::function<void(int x, int y, int width, int height)> editor_moved{};
+    std::function<void()> editor_closed{};
     /** The end of an asynchronous creation. */
-    std::function<void(plugin_host::status code, std::string_view text)> created;
+    std::function<void(plugin_host::status code, std::string_view text)> created{};
 };
 
 /** What hosts are started with; see plugin_host_session_options. An empty text, a 0 and an empty function
  * stand for the default. */
 struct session_options {
-    std::string program_32;
-    std::string program_64;
-    std::string library_path;
+    std::string program_32{};
+    std::string program_64{};
+    std::string library_path{};
     /** Null: the environment's, or all. */
     const char* extensions = nullptr;
     /** Null: the user's cache folder. "": none. */
@@ -256,8 +256,8 @@ struct session_options {
     /** Callbacks come in session::dispatch alone. */
     bool dispatch = false;
     bool keep_sigpipe = false;
-    std::function<void(log_source source, std::string_view line)> log;
-    std::function<void(const plugin_host::death& death)> host_died;
+    std::function<void(log_source source, std::string_view line)> log{};
+    std::function<void(const plugin_host::death& death)> host_died{};
 };
 
 /** An entry of a scan; see plugin_host_found. */
@@ -343,9 +343,9 @@ private:
 
 struct host_options {
     /** Empty: the session's for `width`. */
-    std::string program;
+    std::string program{};
     plugin_host::width width = plugin_host::width::any;
-    std::string library_path;
+    std::string library_path{};
     const char* extensions = nullptr;
     int sample_rate = 0;
     int block_size = 0;
@@ -396,16 +396,16 @@ private:
 };
 
 struct plugin_options {
-    std::string path;
-    std::string identifier;
-    std::string preset_path;
-    std::span<const std::byte> state;
+    std::string path{};
+    std::string identifier{};
+    std::string preset_path{};
+    std::span<const std::byte> state{};
     /** Null: one of the right width. */
     const plugin_host::host* host = nullptr;
     int worker = 0;
     bool dpi_aware = false;
     milliseconds timeout{};
-    plugin_events events;
+    plugin_events events{};
 };
 
 /** The channels of a block to fill. */
@@ -640,15 +640,15 @@ inline plugin_host_callbacks session::make_callbacks() const {
 }
 
 struct scan_options {
-    std::vector<std::string> paths;
+    std::vector<std::string> paths{};
     /** Children at a time. */
     int parallel = 0;
     milliseconds timeout{};
     /** Reports files again that are in the cache. */
     bool anew = false;
-    std::function<void(const plugin_host::found&)> found;
-    std::function<void(std::size_t done, std::size_t total, std::string_view path)> progress;
-    std::function<void(plugin_host::status code)> finished;
+    std::function<void(const plugin_host::found&)> found{};
+    std::function<void(std::size_t done, std::size_t total, std::string_view path)> progress{};
+    std::function<void(plugin_host::status code)> finished{};
 };
 
 /** Goes through folders for plug-ins; see plugin_host_scan_start. */
