@@ -48,6 +48,11 @@ function(plugin_host_for_applications target)
     endif()
 endfunction()
 
+# Paths in texts of the product, which assertions have, begin at the tree.
+function(plugin_host_hide_build_path target)
+    target_compile_options(${target} PRIVATE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+endfunction()
+
 # A library of the tree: the target plugin-host-NAME, a static library of the sources. With FOR_APPLICATIONS its objects
 # go into the library for applications too, by the target plugin-host-NAME-pic, but for those of the sources behind
 # EXCEPT.
@@ -56,6 +61,7 @@ function(plugin_host_library name)
     set(sources ${LIBRARY_UNPARSED_ARGUMENTS})
     add_library(plugin-host-${name} STATIC ${sources})
     plugin_host_compile_together(plugin-host-${name})
+    plugin_host_hide_build_path(plugin-host-${name})
     target_include_directories(plugin-host-${name} PUBLIC ${PROJECT_SOURCE_DIR})
     # Required by the headers: in a project of an older standard, what links the library compiles as C++20.
     target_compile_features(plugin-host-${name} PUBLIC cxx_std_20)
@@ -66,6 +72,7 @@ function(plugin_host_library name)
     add_library(plugin-host-${name}-pic OBJECT ${sources})
     plugin_host_compile_together(plugin-host-${name}-pic ALWAYS)
     plugin_host_for_applications(plugin-host-${name}-pic)
+    plugin_host_hide_build_path(plugin-host-${name}-pic)
     target_include_directories(plugin-host-${name}-pic PRIVATE
         $<TARGET_PROPERTY:plugin-host-${name},INCLUDE_DIRECTORIES>)
 endfunction()
