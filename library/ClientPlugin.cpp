@@ -3,6 +3,7 @@
 #include "library/PluginListener.h"
 #include "library/PluginReports.h"
 #include "library/StateFile.h"
+#include "plugin/PluginFile.h"
 #include "plugin/PluginHostAsyncReplyHandler.h"
 #include "plugin/PluginHostReplies.h"
 
@@ -29,14 +30,14 @@ PluginAudio::PluginAudio(const Ref<ClientHost>& host, const Ref<RemotePluginAudi
     context->getTransport().sampleRate = host->settings.sampleRate;
 }
 
-/// Ends the creation with the host's answer.
+/// Hands the host's answer to the thread that makes the plug-in.
 class ClientPlugin::CreationHandler : public PluginHostAsyncReplyHandler {
 public:
     CreationHandler(ClientPlugin& plugin, const Ref<ClientHost>& host) : plugin(&plugin), host(host) {}
 
     void onReply(PluginHostReply* reply) override {
         host->ended(number);
-        plugin->created(host, static_cast<CreatePluginInstanceReply&>(*reply));
+        plugin->takeReply(host, static_cast<CreatePluginInstanceReply*>(reply));
     }
     void onError(const String& message) override {
         host->ended(number);
@@ -52,7 +53,8 @@ private:
 
 ClientPlugin::ClientPlugin(const Ref<SessionContext>& context, const Ref<PluginReports>& reports,
                            const PluginSettings& settings, void* data)
-    : data(data), settings(settings), context(context), reports(reports) {}
+    : data(data), settings(settings), context(context), reports(reports),
+      deadline(base::core::monotonicDeadline(settings.timeLimit)), initialState(this->settings.takeState()) {}
 
 ClientPlugin::~ClientPlugin() {
     if (const Ref<ClientHost> host = state.lock()->host)
@@ -64,13 +66,14 @@ void ClientPlugin::create(const FindHost& findHost) noexcept {
         const Ref<ClientHost> host = findHost(cancellation);
         if (settings.worker >= host->settings.workerCount)
             throw Failure(PLUGIN_HOST_INVALID_ARGUMENT, "The host has no such worker");
-        sendCreation(host);
+        createOn(host);
     } catch (...) {
         failCreation(currentFailure());
     }
+    initialState = nullptr;
 }
 
-void ClientPlugin::sendCreation(const Ref<ClientHost>& host) {
+void ClientPlugin::createOn(const Ref<ClientHost>& host) {
     {
         const auto current = state.lock();
         if (current->phase != Phase::creating)
@@ -78,30 +81,94 @@ void ClientPlugin::sendCreation(const Ref<ClientHost>& host) {
         current->host = host;
     }
     host->addPlugin(*this);
+    // Without an identifier a host makes no plug-in of a file that has several.
+    const PluginChoice kept = reports->chooseKept(settings.path, settings.identifier);
+    const String identifier = kept.isKnown ? kept.identifier : settings.identifier;
+    const String preset = initialState ? initialState->getPath() : settings.presetPath;
+    if (!preset.isEmpty() && isVst3Path(settings.path))
+        requireVst3Preset(preset, identifier);
+    Ref<CreatePluginInstanceReply> reply = request(host, identifier);
+    if (!reply)
+        return;
+    const PluginChoice choice =
+        kept.isKnown ? kept : reports->choose(settings.path, settings.identifier, deadline);
+    if (choice.isMissing) {
+        destroyInstance({host, reply->instanceId});
+        throw Failure(PLUGIN_HOST_NOT_FOUND,
+                      concat(quoted(settings.path), " has no plug-in ", quoted(settings.identifier)));
+    }
+    if (identifier.isEmpty() && choice.isOneOfSeveral) {
+        destroyInstance({host, reply->instanceId});
+        reply = request(host, choice.identifier);
+        if (!reply)
+            return;
+    }
+    adopt(host, *reply);
+}
+
+/// Null if the creation has failed.
+Ref<CreatePluginInstanceReply> ClientPlugin::request(const Ref<ClientHost>& host, const String& identifier) {
     const Ref<CreationHandler> handler(new CreationHandler(*this, host));
     const Ref<PluginHostNotificationListener> listener(new PluginListener(*this));
-    const String preset = settings.state ? settings.state->getPath() : settings.presetPath;
+    const String preset = initialState ? initialState->getPath() : settings.presetPath;
+    int32_t instanceId = 0;
     host->sendWithReply("CreatePluginInstance", RequestLog::noInstance,
                         [&](RemotePluginHostProxy& proxy, RequestLog::Number number) {
                             handler->number = number;
-                            const int32_t instanceId =
-                                proxy.createPluginInstance(settings.path, preset, settings.identifier,
-                                                           settings.dpiAware, listener, handler);
+                            instanceId = proxy.createPluginInstance(settings.path, preset,
+                                                                    wireIdentifier(settings.path, identifier),
+                                                                    settings.dpiAware, listener, handler);
                             host->setInstance(*this, instanceId);
                         });
     // A host that died before it knew of the plug-in doesn't report to it.
     if (host->isDead())
         hostDied();
+    const Ref<CreatePluginInstanceReply> reply = awaitReply();
+    if (reply || !isRefused())
+        return reply; // one that is late is destroyed as it comes
+    if (preset.isEmpty())
+        host->getProxy()->dropListener(instanceId);
+    else
+        destroyInstance({host, instanceId}); // a host keeps an instance whose preset it refuses
+    return nullptr;
 }
 
-void ClientPlugin::created(const Ref<ClientHost>& host, const CreatePluginInstanceReply& reply) {
+Ref<CreatePluginInstanceReply> ClientPlugin::awaitReply() {
+    Ref<CreatePluginInstanceReply> reply;
+    {
+        const auto current = state.lock();
+        bool isInTime = true;
+        while (current->phase == Phase::creating && !current->reply && isInTime)
+            isInTime = current.waitUntil(changed, deadline);
+        std::swap(reply, current->reply);
+        if (reply || current->phase != Phase::creating)
+            return reply;
+        fail(*current, {PLUGIN_HOST_TIMED_OUT, concat("Creating ", quoted(settings.path), " took too long")});
+    }
+    reportFailure();
+    return nullptr;
+}
+
+void ClientPlugin::takeReply(const Ref<ClientHost>& host, const Ref<CreatePluginInstanceReply>& reply) {
+    {
+        const auto current = state.lock();
+        if (current->phase == Phase::creating) {
+            current->reply = reply;
+            changed.broadcast();
+            return;
+        }
+    }
+    destroyInstance({host, reply->instanceId});
+}
+
+void ClientPlugin::adopt(const Ref<ClientHost>& host, const CreatePluginInstanceReply& reply) {
     try {
         const Ref<RemotePluginAudioContextProxy> block(
             new RemotePluginAudioContextProxy(host->getProxy().get(), reply, settings.worker));
         auto made = std::make_unique<PluginAudio>(host, block, reply.instanceId, settings.worker);
         const auto current = state.lock();
-        current->instanceId = reply.instanceId;
         if (current->phase == Phase::creating) {
+            current->instanceId = reply.instanceId;
             current->hasEditor = reply.hasEditor;
             current->inputChannelCount = reply.inputChannelCount;
             current->outputChannelCount = reply.outputChannelCount;
@@ -121,14 +188,34 @@ void ClientPlugin::created(const Ref<ClientHost>& host, const CreatePluginInstan
         destroyInstance({host, reply.instanceId}); // cancelled, or without a block
 }
 
+bool ClientPlugin::isRefused() const {
+    const auto current = state.lock();
+    return current->failure && current->failure->status == PLUGIN_HOST_REFUSED;
+}
+
+void ClientPlugin::fail(State& current, const Failure& failure) {
+    current.phase = Phase::failed;
+    current.failure.emplace(failure);
+    changed.broadcast();
+}
+
+void ClientPlugin::reportFailure() {
+    std::optional<Failure> failure;
+    {
+        const auto current = state.lock();
+        if (current->failure)
+            failure.emplace(*current->failure);
+    }
+    if (failure)
+        reportCreation(failure->status, failure->text);
+}
+
 void ClientPlugin::failCreation(const Failure& failure) {
     {
         const auto current = state.lock();
         if (current->phase != Phase::creating)
             return;
-        current->phase = Phase::failed;
-        current->failure.emplace(failure);
-        changed.broadcast();
+        fail(*current, failure);
     }
     reportCreation(failure.status, failure.text);
 }
@@ -142,15 +229,7 @@ void ClientPlugin::reportCreation(plugin_host_status status, const std::string& 
     });
 }
 
-void ClientPlugin::waitForCreation() {
-    const timespec deadline = base::core::monotonicDeadline(settings.timeLimit);
-    {
-        const auto current = state.lock();
-        bool isInTime = true;
-        while (current->phase == Phase::creating && isInTime)
-            isInTime = current.waitUntil(changed, deadline);
-    }
-    failCreation({PLUGIN_HOST_TIMED_OUT, concat("Creating ", quoted(settings.path), " took too long")});
+void ClientPlugin::requireCreation() const {
     const auto current = state.lock();
     if (current->failure)
         throw Failure(*current->failure);
@@ -177,8 +256,10 @@ bool ClientPlugin::end() {
         current->failure.emplace(PLUGIN_HOST_INVALID_HANDLE, "The plug-in was destroyed");
         changed.broadcast();
     }
-    if (target.host)
+    if (target.host) {
+        target.host->removePlugin(*this);
         destroyInstance(target);
+    }
     return true;
 }
 
@@ -191,7 +272,6 @@ void ClientPlugin::abandon() {
 }
 
 void ClientPlugin::destroyInstance(const Target& target) {
-    target.host->removePlugin(*this);
     if (target.host->isDead())
         return;
     try {

@@ -6,16 +6,18 @@
 #include "library/ClientHost.h"
 #include "library/Failure.h"
 #include "library/SessionContext.h"
+#include "plugin/PluginHostReplies.h"
 #include "plugin/PluginInstanceState.h"
 #include <plugin-host/client.h>
 
 #include <atomic>
+#include <ctime>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
-class CreatePluginInstanceReply;
 class PluginHostAsyncReplyHandler;
 
 namespace client_library {
@@ -35,8 +37,11 @@ struct PluginSettings {
     double requestTimeLimit = 0;
     /// Whether the callback tells the end of the creation.
     bool isAsynchronous = false;
-    /// The state to begin with, as a file; null for none.
-    std::shared_ptr<StateFile> state;
+    /// The state to begin with, as a file; null for none. Taken by the thread that makes the plug-in, which
+    /// removes the file.
+    mutable std::shared_ptr<StateFile> state;
+
+    std::shared_ptr<StateFile> takeState() const { return std::exchange(state, nullptr); }
 };
 
 /// What an audio thread touches of a plug-in: made with the instance, and kept until the last call is out.
@@ -54,6 +59,12 @@ struct PluginAudio {
     std::atomic<bool> isStarted{false};
 };
 
+/// In pixels; zeros while it isn't known.
+struct EditorSize {
+    int32_t width = 0;
+    int32_t height = 0;
+};
+
 /// A plug-in of a session, from its creation to the last callback. Owned by its handle and the session. Any
 /// thread.
 class ClientPlugin : public Object {
@@ -64,11 +75,12 @@ public:
 
     // The creation, in this order, each on one thread.
 
-    /// Finds a host, perhaps by starting one, and sends the request. A failure ends the creation.
+    /// Finds a host, perhaps by starting one, has it make the plug-in, and waits for that, at most until the
+    /// creation's time is over. Blocks on the report on the file too if there is none yet.
     using FindHost = std::function<Ref<ClientHost>(const base::core::EventDescriptor& cancellation)>;
     void create(const FindHost& findHost) noexcept;
-    /// Waits for the end of the creation, and cancels it after its time. Throws `Failure`.
-    void waitForCreation();
+    /// Throws the `Failure` that a creation has ended with.
+    void requireCreation() const;
     /// Ends a creation that hasn't ended. False for one that has.
     bool cancel();
 
@@ -94,7 +106,10 @@ public:
     void openEditor(uint64_t parentWindow, const String& title);
     void closeEditor();
     void setEditorTitle(const String& title);
-    void setEditorPosition(int32_t x, int32_t y);
+    /// A size of zeros stands for the last one that was reported.
+    void setEditorPosition(int32_t x, int32_t y, EditorSize size);
+    /// By the listener.
+    void setEditorSize(EditorSize size) { *editorSize.lock() = size; }
     void loadPreset(const String& path);
     void savePreset(const String& path);
     std::vector<uint8_t> saveState();
@@ -123,7 +138,8 @@ private:
         Phase phase = Phase::creating;
         /// Why there is no plug-in.
         std::optional<Failure> failure;
-        bool isCancelled = false;
+        /// The host's answer, until the thread that makes the plug-in takes it.
+        Ref<CreatePluginInstanceReply> reply;
         Ref<ClientHost> host;
         int32_t instanceId = 0;
         bool hasEditor = false;
@@ -138,23 +154,35 @@ private:
         int32_t instanceId;
     };
 
-    void sendCreation(const Ref<ClientHost>& host);
-    void created(const Ref<ClientHost>& host, const CreatePluginInstanceReply& reply);
+    void createOn(const Ref<ClientHost>& host);
+    Ref<CreatePluginInstanceReply> request(const Ref<ClientHost>& host, const String& identifier);
+    Ref<CreatePluginInstanceReply> awaitReply();
+    void takeReply(const Ref<ClientHost>& host, const Ref<CreatePluginInstanceReply>& reply);
+    void adopt(const Ref<ClientHost>& host, const CreatePluginInstanceReply& reply);
+    bool isRefused() const;
+    void fail(State& current, const Failure& failure);
+    void reportFailure();
     void failCreation(const Failure& failure);
     void reportCreation(plugin_host_status status, const std::string& error);
     void destroyInstance(const Target& target);
 
     Target requireReady() const;
     Ref<PluginInstanceState> getContent() const;
+    Ref<PluginInstanceState> askForContent();
     void send(const char* name, const std::function<void(RemotePluginHostProxy&, int32_t)>& call);
     using RequestSender =
         std::function<void(RemotePluginHostProxy&, int32_t, const Ref<PluginHostAsyncReplyHandler>&)>;
     Ref<PluginHostReply> request(const char* name, const RequestSender& call);
 
     const Ref<PluginReports> reports;
+    /// Of the creation.
+    const timespec deadline;
+    /// Of the thread that makes the plug-in.
+    std::shared_ptr<StateFile> initialState;
     base::core::EventDescriptor cancellation;
     base::core::Condition changed;
     base::core::Guarded<State> state;
+    base::core::Guarded<EditorSize> editorSize;
     std::unique_ptr<PluginAudio> ownedAudio;
     std::atomic<PluginAudio*> audio{nullptr};
 };

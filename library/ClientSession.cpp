@@ -146,8 +146,9 @@ Ref<ClientHost> ClientSession::findHost(ClientPlugin& plugin,
                                         const base::core::EventDescriptor& cancellation) {
     const HostWidth width = chooseWidth(plugin.settings.path);
     if (!settings.hasSeparateHosts)
-        return shareHost(width, cancellation);
+        return shareHost(plugin, width, cancellation);
     HostSettings own = settings.host;
+    own.startTimeLimit = std::min(own.startTimeLimit, plugin.settings.timeLimit);
     own.program = String(reports->programs.get(width).c_str());
     const Ref<ClientHost> host = startHost(own, &cancellation);
     const auto current = state.lock();
@@ -159,10 +160,12 @@ Ref<ClientHost> ClientSession::findHost(ClientPlugin& plugin,
     return host;
 }
 
-Ref<ClientHost> ClientSession::shareHost(HostWidth width, const base::core::EventDescriptor& cancellation) {
+Ref<ClientHost> ClientSession::shareHost(const ClientPlugin& plugin, HostWidth width,
+                                         const base::core::EventDescriptor& cancellation) {
     const auto common = shared[indexOf(width)].lock();
     if (!common->host || common->host->isDead()) {
         HostSettings hostSettings = settings.host;
+        hostSettings.startTimeLimit = std::min(hostSettings.startTimeLimit, plugin.settings.timeLimit);
         hostSettings.program = String(reports->programs.get(width).c_str());
         common->host = startHost(hostSettings, &cancellation);
     }
@@ -189,7 +192,7 @@ Ref<ClientPlugin> ClientSession::createPlugin(const PluginSettings& pluginSettin
     }
     plugin->create(find);
     try {
-        plugin->waitForCreation();
+        plugin->requireCreation();
     } catch (...) {
         dropHandle(HandleKind::plugin, plugin->handle);
         forgetPlugin(*plugin);

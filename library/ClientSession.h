@@ -79,7 +79,8 @@ private:
     };
 
     Ref<ClientHost> findHost(ClientPlugin& plugin, const base::core::EventDescriptor& cancellation);
-    Ref<ClientHost> shareHost(HostWidth width, const base::core::EventDescriptor& cancellation);
+    Ref<ClientHost> shareHost(const ClientPlugin& plugin, HostWidth width,
+                              const base::core::EventDescriptor& cancellation);
     Ref<ClientHost> startHost(const HostSettings& hostSettings,
                               const base::core::EventDescriptor* cancellation);
     HostWidth chooseWidth(const String& path) const;

@@ -142,8 +142,13 @@ plugin_host_status plugin_host_plugin_set_editor_title(plugin_host_plugin* plugi
     });
 }
 
-plugin_host_status plugin_host_plugin_set_editor_position(plugin_host_plugin* plugin, int32_t x, int32_t y) {
-    return answerWith(plugin, [&](ClientPlugin& object) { object.setEditorPosition(x, y); });
+plugin_host_status plugin_host_plugin_set_editor_position(plugin_host_plugin* plugin, int32_t x, int32_t y,
+                                                          int32_t width, int32_t height) {
+    return answerWith(plugin, [&](ClientPlugin& object) {
+        if (width < 0 || height < 0 || (width == 0) != (height == 0))
+            throw Failure(PLUGIN_HOST_INVALID_ARGUMENT, "width and height are no size");
+        object.setEditorPosition(x, y, {width, height});
+    });
 }
 
 plugin_host_status plugin_host_plugin_load_preset(plugin_host_plugin* plugin, const char* path) {

@@ -44,6 +44,7 @@ void PluginListener::onBeginOrEndEditParameter(const BeginOrEndEditParameterNoti
 }
 
 void PluginListener::onPluginWindowMoved(const PluginWindowMovedNotification& notification) {
+    plugin->setEditorSize({notification.width, notification.height});
     plugin->post(
         [x = notification.x, y = notification.y, width = notification.width,
          height = notification.height](const plugin_host_callbacks& callbacks, plugin_host_plugin* handle) {

@@ -6,8 +6,10 @@
 #include "plugin/CoreNames.h"
 #include <plugin-host/client.h>
 
+#include <ctime>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace client_library {
@@ -24,6 +26,20 @@ struct Identity {
     bool hasNoteInput = false;
 };
 
+/// Which plug-in of a file an identifier stands for.
+struct PluginChoice {
+    /// Whether there is a report.
+    bool isKnown = false;
+    /// The file has others, and all are in the report.
+    bool isMissing = false;
+    /// Its own, as in the report.
+    String identifier;
+    bool isOneOfSeveral = false;
+};
+
+/// An identifier of a report as hosts take it. Throws `Failure`.
+String wireIdentifier(const String& path, const String& identifier);
+
 /// The programs of a session, and what they report of plug-in files. Any thread.
 class PluginReports : public Object {
 public:
@@ -34,6 +50,11 @@ public:
 
     /// From the cache, or from a child, for which it blocks.
     Identity find(const String& path, const String& identifier);
+    /// The plug-in that an identifier stands for, by the report from the cache or from a child, for which it
+    /// blocks until `deadline` at most. Empty: the first.
+    PluginChoice choose(const String& path, const String& identifier, const timespec& deadline);
+    /// The same by the cache alone.
+    PluginChoice chooseKept(const String& path, const String& identifier);
     /// Ends the children; `find` answers without one from then on.
     void cancel() { cancellation.cancel(); }
 
@@ -48,7 +69,8 @@ public:
     ReportCache& getCache() { return *cache; }
 
 private:
-    ReportOutcome report(const ReportRequest& request, const std::string& library);
+    ReportOutcome report(const String& path, double seconds);
+    std::optional<ReportOutcome> findKept(const String& path);
 
     const Cancellation cancellation;
     std::unique_ptr<ReportCache> cache;

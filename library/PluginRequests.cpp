@@ -5,6 +5,7 @@
 #include "library/Description.h"
 #include "library/PluginReports.h"
 #include "library/StateFile.h"
+#include "plugin/PluginFile.h"
 #include "plugin/PluginHostReplies.h"
 
 namespace client_library {
@@ -81,13 +82,21 @@ void ClientPlugin::setEditorTitle(const String& title) {
          [&](RemotePluginHostProxy& proxy, int32_t instanceId) { proxy.setWindowTitle(instanceId, title); });
 }
 
-void ClientPlugin::setEditorPosition(int32_t x, int32_t y) {
+void ClientPlugin::setEditorPosition(int32_t x, int32_t y, EditorSize size) {
+    requireReady();
+    const EditorSize used = size.width > 0 ? size : *editorSize.lock();
+    // The host gives it to the view.
+    if (used.width == 0 && isVst3Path(settings.path))
+        throw Failure(PLUGIN_HOST_INVALID_STATE, "The size of the editor isn't known yet");
     send("SetWindowPosition", [&](RemotePluginHostProxy& proxy, int32_t instanceId) {
-        proxy.setWindowPosition(instanceId, x, y, -1, -1);
+        proxy.setWindowPosition(instanceId, x, y, used.width, used.height);
     });
 }
 
 void ClientPlugin::loadPreset(const String& path) {
+    requireReady();
+    if (isVst3Path(settings.path))
+        requireVst3Preset(path, reports->find(settings.path, settings.identifier).identifier);
     request("LoadPreset", [&](RemotePluginHostProxy& proxy, int32_t instanceId,
                               const Ref<PluginHostAsyncReplyHandler>& handler) {
         proxy.loadPreset(instanceId, path, handler);
@@ -95,10 +104,19 @@ void ClientPlugin::loadPreset(const String& path) {
 }
 
 void ClientPlugin::savePreset(const String& path) {
+    requireReady();
+    requireWritable(path);
     request("SavePreset", [&](RemotePluginHostProxy& proxy, int32_t instanceId,
                               const Ref<PluginHostAsyncReplyHandler>& handler) {
         proxy.savePreset(instanceId, path, handler);
     });
+    if (isVst3Path(settings.path) || !isBankWithoutPrograms(path))
+        return;
+    std::vector<float> values;
+    for (const Ref<ParameterInfo>& parameter : askForContent()->parameters)
+        values.push_back(parameter->value);
+    if (!values.empty())
+        writeProgram(path, values);
 }
 
 std::vector<uint8_t> ClientPlugin::saveState() {
@@ -126,19 +144,22 @@ const plugin_host_description* ClientPlugin::describe() {
 }
 
 const plugin_host_description* ClientPlugin::refresh() {
+    askForContent();
+    return describe();
+}
+
+Ref<PluginInstanceState> ClientPlugin::askForContent() {
     const Ref<PluginHostReply> reply =
         request("UpdateIO",
                 [](RemotePluginHostProxy& proxy, int32_t instanceId,
                    const Ref<PluginHostAsyncReplyHandler>& handler) { proxy.updateIO(instanceId, handler); });
     const auto& answer = static_cast<const DefineIoReply&>(*reply);
-    {
-        const auto current = state.lock();
-        current->inputChannelCount = answer.inputChannelCount;
-        current->outputChannelCount = answer.outputChannelCount;
-        current->latency = answer.latency;
-        current->content = answer.state;
-    }
-    return describe();
+    const auto current = state.lock();
+    current->inputChannelCount = answer.inputChannelCount;
+    current->outputChannelCount = answer.outputChannelCount;
+    current->latency = answer.latency;
+    current->content = answer.state;
+    return answer.state;
 }
 
 void ClientPlugin::setContent(const Ref<PluginInstanceState>& content) {

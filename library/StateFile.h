@@ -28,4 +28,14 @@ private:
     std::string path;
 };
 
+/// Throws `Failure` for what is no preset of VST 3, or none of the plug-in's, which hosts ignore without a
+/// word. An empty identifier fits each.
+void requireVst3Preset(const String& path, const String& identifier);
+/// Throws `IOException` if there can be no file, of which hosts say nothing.
+void requireWritable(const String& path);
+/// Hosts save a plug-in of VST 2 with neither programs nor a chunk as a bank without programs: gives such a
+/// file the values of the parameters, as one program.
+bool isBankWithoutPrograms(const String& path);
+void writeProgram(const String& path, const std::vector<float>& values);
+
 } // namespace client_library

@@ -485,7 +485,8 @@ PLUGIN_HOST_API plugin_host_status plugin_host_plugin_watch_text(plugin_host_plu
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_set_program(plugin_host_plugin* plugin, uint32_t index);
 
 /** Opens the editor. `parent_window` is an X window that it stays above, or 0. The title may be null: the
- * plug-in's name. NOT_FOUND for a plug-in without an editor. */
+ * plug-in's name, for which this may block as plugin_host_plugin_describe does. NOT_FOUND for a plug-in
+ * without an editor. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_open_editor(plugin_host_plugin* plugin,
                                                                   uint64_t parent_window, const char* title);
 /** Closes the editor if it is open. */
@@ -493,9 +494,12 @@ PLUGIN_HOST_API plugin_host_status plugin_host_plugin_close_editor(plugin_host_p
 /** Changes the title of the open editor. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_set_editor_title(plugin_host_plugin* plugin,
                                                                        const char* title);
-/** Where the editor opens, or is shown, the next time, in pixels of the screen. */
+/** Where the editor opens, or is shown, the next time, in pixels of the screen. An editor of VST 3 takes on
+ * the size, which the callback editor_moved tells; others keep their own. Width and height 0: as last told;
+ *  INVALID_STATE for VST 3 before that. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_set_editor_position(plugin_host_plugin* plugin,
-                                                                          int32_t x, int32_t y);
+                                                                          int32_t x, int32_t y, int32_t width,
+                                                                          int32_t height);
 
 /* Presets and state block for the time of a request. */
 

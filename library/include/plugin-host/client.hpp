@@ -487,7 +487,9 @@ public:
     void set_editor_title(const std::string& title) {
         check(plugin_host_plugin_set_editor_title(handle_, title.c_str()));
     }
-    void set_editor_position(int x, int y) { check(plugin_host_plugin_set_editor_position(handle_, x, y)); }
+    void set_editor_position(int x, int y, int width = 0, int height = 0) {
+        check(plugin_host_plugin_set_editor_position(handle_, x, y, width, height));
+    }
 
     // Audio: one thread at a time for the plug-ins of a worker.
 
