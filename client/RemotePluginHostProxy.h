@@ -74,6 +74,9 @@ public:
     /// Reports the death of the child, for an owner that watches the process: its pipes stay open as long as
     /// a process that it has started has them. Any thread.
     void noteEndOfChild();
+    /// Drops all pending requests and all instances, for an owner that they refer to, once the host is gone.
+    /// Any thread.
+    void dropReceivers();
     /// The child, for its end and its status.
     const base::core::ChildProcess& getChild() const { return *childProcess; }
 
@@ -116,7 +119,6 @@ private:
     void endReport();
     /// Before the constructor returns: waits for a report in progress.
     void endStart();
-    void dropReceivers();
     /// Removes a pending request and returns it; throws `IOException` for an unknown id.
     Ref<PluginHostRequest> takePendingRequest(int32_t requestId);
     void joinReplyThread();

@@ -20,6 +20,9 @@ namespace {
 
 using Pipes = std::vector<Ref<NamedServerPipe>>;
 
+/// How often a child without a descriptor is looked at.
+constexpr timespec lookInterval{0, 20'000'000};
+
 struct Failure {
     StartException::Reason reason;
     String message;
@@ -83,7 +86,13 @@ private:
                  {child.getEndDescriptor(), POLLIN, 0},
                  {options.cancellation != nullptr ? options.cancellation->get() : -1, POLLIN, 0}}};
             const timespec left = remaining(deadline);
-            const int ready = ppoll(sources.data(), sources.size(), &left, nullptr);
+            const bool isOver = left.tv_sec == 0 && left.tv_nsec == 0;
+            // Without a descriptor: an application has reaped it as it ended, or the kernel is old.
+            const bool isSeen = sources[1].fd >= 0;
+            if (!isSeen && child.hasEnded())
+                return Failure{StartException::Reason::ended, describeEnd()};
+            const timespec wait = isSeen || isOver ? left : lookInterval;
+            const int ready = ppoll(sources.data(), sources.size(), &wait, nullptr);
             if (ready < 0 && errno != EINTR)
                 return Failure{StartException::Reason::ended, base::core::lastErrorMessage()};
             if (sources[0].revents != 0)
@@ -92,7 +101,7 @@ private:
                 return Failure{StartException::Reason::ended, describeEnd()};
             if (ready > 0 && sources[2].revents != 0)
                 return Failure{StartException::Reason::cancelled, "Starting the plug-in host was cancelled"};
-            if (ready == 0)
+            if (ready == 0 && (isSeen || isOver))
                 return Failure{StartException::Reason::timedOut,
                                concat(options.program, " hasn't opened the pipes of a plug-in host within ",
                                       seconds(options.startTimeLimit))};

@@ -21,10 +21,15 @@ void CallbackQueue::post(Callback callback) {
 }
 
 bool CallbackQueue::runAll() {
-    if (state.lock()->runner)
-        return false;
-    while (runFirst()) {
+    size_t count = 0;
+    {
+        const auto current = state.lock();
+        if (current->runner)
+            return false;
+        count = current->callbacks.size();
     }
+    while (count > 0 && runFirst())
+        --count;
     return true;
 }
 
@@ -32,9 +37,9 @@ void CallbackQueue::runUntilClosed() {
     for (;;) {
         {
             const auto current = state.lock();
-            while (current->callbacks.empty() && !current->isClosed)
+            while (current->callbacks.empty() && !current->isFinished)
                 current.wait(changed);
-            if (current->isClosed)
+            if (current->callbacks.empty())
                 return;
         }
         runFirst();
@@ -50,6 +55,27 @@ void CallbackQueue::close() {
     changed.broadcast();
     while (current->runner && pthread_equal(*current->runner, pthread_self()) == 0)
         current.wait(changed);
+}
+
+void CallbackQueue::runLast(const Callback& callback, bool hasThread) {
+    {
+        const auto current = state.lock();
+        const bool isInside = current->runner && pthread_equal(*current->runner, pthread_self()) != 0;
+        if (hasThread && !isInside) {
+            current->callbacks.push_back(callback);
+            changed.broadcast();
+            while (!current->callbacks.empty() || current->runner)
+                current.wait(changed);
+            return;
+        }
+    }
+    callback();
+}
+
+void CallbackQueue::finish() {
+    const auto current = state.lock();
+    current->isFinished = true;
+    changed.broadcast();
 }
 
 bool CallbackQueue::isClosed() const {
@@ -95,6 +121,7 @@ CallbackThread::~CallbackThread() = default;
 
 bool CallbackThread::prepareForDeletion() {
     queue->close();
+    queue->finish();
     if (isCurrentThread()) {
         // A thread can't join itself.
         base::core::retain(this);

@@ -23,13 +23,18 @@ public:
 
     /// Dropped once the queue is closed.
     void post(Callback callback);
-    /// Makes all callbacks that wait. False, without effect, if another thread is at it, or this one is
-    /// inside of a callback.
+    /// Makes the callbacks that wait, and none that is posted meanwhile. False, without effect, if another
+    /// thread is at it, or this one is inside of a callback.
     bool runAll();
-    /// Waits for callbacks and makes them until the queue is closed: the body of a thread of its own.
+    /// Waits for callbacks and makes them until `finish`: the body of a thread of its own.
     void runUntilClosed();
-    /// Drops what waits and makes no callback from now on. Waits for one that another thread is in.
+    /// Drops what waits and takes no callback from now on. Waits for one that another thread is in.
     void close();
+    /// Makes a callback behind the end and waits for it: inside of `runUntilClosed` if a thread is in that,
+    /// else on the calling thread, as also inside of a callback.
+    void runLast(const Callback& callback, bool hasThread);
+    /// Ends `runUntilClosed`.
+    void finish();
     bool isClosed() const;
     /// Polls as readable while callbacks wait.
     int32_t getDescriptor() const { return waiting.get(); }
@@ -39,6 +44,7 @@ private:
         std::deque<Callback> callbacks;
         std::optional<pthread_t> runner;
         bool isClosed = false;
+        bool isFinished = false;
     };
 
     /// Makes the first one; false if there is none.

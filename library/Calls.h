@@ -40,7 +40,7 @@ struct HandleOf<plugin_host_scan> {
 /// Does the work of a call with the object of its handle, and has the lines of the log go to its session.
 template <class Handle, class Body>
 plugin_host_status answerWith(Handle* handle, const Body& body) noexcept {
-    return answer([&] {
+    const plugin_host_status status = answer([&] {
         const HandleUse use(HandleOf<Handle>::kind, handle);
         if (use.get() == nullptr)
             throw Failure(PLUGIN_HOST_INVALID_HANDLE,
@@ -49,6 +49,8 @@ plugin_host_status answerWith(Handle* handle, const Body& body) noexcept {
         const base::core::ScopedLogReceiver log(new SessionLog(object.context));
         body(object);
     });
+    releaseUnusedHandles();
+    return status;
 }
 
 /// Makes a handle invalid, as the first step of its destruction. Throws `Failure` if another call has done
@@ -74,6 +76,12 @@ T& require(T* pointer, const char* what) {
 
 constexpr size_t largestStructure = 65536;
 
+/// Whether a structure can have this size: a part of a pointer in it would be one to anywhere.
+template <class Structure>
+bool isSize(size_t size) {
+    return size >= sizeof size && size <= largestStructure && size % alignof(Structure) == 0;
+}
+
 /// A structure of the application's, which may be older or newer than this library; null stands for one of
 /// zeros. Throws `Failure` for a size that can't be right, and for a newer one that uses what isn't known
 /// here.
@@ -84,7 +92,7 @@ Structure readStructure(const Structure* given, const char* what) {
     if (given == nullptr)
         return result;
     const size_t size = given->size;
-    if (size < sizeof size || size > largestStructure)
+    if (!isSize<Structure>(size))
         throw Failure(PLUGIN_HOST_INVALID_ARGUMENT, std::string("The size of ") + what + " can't be right");
     const auto* bytes = reinterpret_cast<const char*>(given);
     for (size_t place = sizeof result; place < size; ++place) {
@@ -101,7 +109,7 @@ Structure readStructure(const Structure* given, const char* what) {
 /// Whether a structure of the application's can be filled.
 template <class Structure>
 bool canFill(const Structure* target) {
-    return target != nullptr && target->size >= sizeof(size_t) && target->size <= largestStructure;
+    return target != nullptr && isSize<Structure>(target->size);
 }
 
 /// Fills as much of a structure as the application has. Real-time safe.

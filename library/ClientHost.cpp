@@ -124,6 +124,11 @@ void ClientHost::end() {
     } catch (const Exception&) {
         // It has died at this moment.
     }
+    // Creations that wait for an answer.
+    for (const Ref<ClientPlugin>& plugin : getPlugins())
+        plugin->hostDied();
+    // Not by a shutdown of a host that has died; they have references to this.
+    proxy->dropReceivers();
     if (!waitForEnd(endPatience)) {
         proxy->abandon();
         waitForEnd(-1);
@@ -163,10 +168,11 @@ void ClientHost::send(const char* name, int32_t instanceId, const Call& call) {
 }
 
 void ClientHost::sendWithReply(const char* name, int32_t instanceId,
-                               const std::function<void(RemotePluginHostProxy&, RequestLog::Number)>& call) {
+                               const std::function<void(RemotePluginHostProxy&, RequestLog::Number)>& call,
+                               const ClientPlugin* created) {
     requireLife();
     const base::core::ScopedLock order(sendLock);
-    call(*proxy, requests.add(name, instanceId));
+    call(*proxy, requests.add(name, instanceId, created));
 }
 
 void ClientHost::ping(double seconds) {
@@ -294,6 +300,7 @@ void ClientHost::reportDeath() {
     });
     for (const Ref<ClientPlugin>& plugin : getPlugins())
         plugin->hostDied();
+    proxy->dropReceivers();
 }
 
 HostDeath ClientHost::describeDeath() const {
@@ -310,11 +317,13 @@ HostDeath ClientHost::describeDeath() const {
     for (int32_t worker = 0; worker < settings.workerCount && !death.block.plugin; ++worker) {
         const WorkerTurn& turn = turns[static_cast<size_t>(worker)];
         if (const int32_t instanceId = turn.instanceId; instanceId != RequestLog::noInstance)
-            death.block = {findPlugin(instanceId), static_cast<double>(nanoseconds() - turn.begin) * 1e-9};
+            death.block = {
+                findPlugin(instanceId), {}, static_cast<double>(nanoseconds() - turn.begin) * 1e-9};
     }
     if (const std::optional<RequestLog::Request> request = requests.getOldest()) {
         death.request = request->name;
-        death.requestOf = {findPlugin(request->instanceId), secondsSince(request->begin)};
+        death.requestOf = {findPlugin(request->instanceId, request->created),
+                           request->createdPath.toStdString(), secondsSince(request->begin)};
     }
     return death;
 }
@@ -327,11 +336,11 @@ std::vector<Ref<ClientPlugin>> ClientHost::getPlugins() const {
     return all;
 }
 
-Ref<ClientPlugin> ClientHost::findPlugin(int32_t instanceId) const {
+Ref<ClientPlugin> ClientHost::findPlugin(int32_t instanceId, const ClientPlugin* created) const {
     std::vector<Ref<ClientPlugin>> found;
     const auto current = plugins.lock();
     for (const auto& [plugin, id] : *current) {
-        if (id == instanceId && id != RequestLog::noInstance)
+        if (plugin == created || (id == instanceId && id != RequestLog::noInstance))
             addIfAlive(found, plugin);
     }
     return found.empty() ? nullptr : found.front();

@@ -54,8 +54,10 @@ public:
     /// Sends a request without a reply of its own. Throws `Failure` once the host is gone.
     void send(const char* name, int32_t instanceId, const Call& call);
     /// Sends a request with a reply, which `ended` is to be called for with the number given to `call`.
+    /// `created` is the plug-in of a request that makes one.
     void sendWithReply(const char* name, int32_t instanceId,
-                       const std::function<void(RemotePluginHostProxy&, RequestLog::Number)>& call);
+                       const std::function<void(RemotePluginHostProxy&, RequestLog::Number)>& call,
+                       const ClientPlugin* created = nullptr);
     void ended(RequestLog::Number number) { requests.end(number); }
     /// Waits until the host has done with all earlier requests, for `seconds` at most. Throws `Failure`.
     void ping(double seconds);
@@ -103,7 +105,7 @@ private:
     bool waitForEnd(int milliseconds) const;
     HostDeath describeDeath() const;
     std::vector<Ref<ClientPlugin>> getPlugins() const;
-    Ref<ClientPlugin> findPlugin(int32_t instanceId) const;
+    Ref<ClientPlugin> findPlugin(int32_t instanceId, const ClientPlugin* created = nullptr) const;
 
     const Ref<HostWatch> watch;
     const Ref<EndReceiver> endReceiver;

@@ -112,14 +112,16 @@ Ref<CreatePluginInstanceReply> ClientPlugin::request(const Ref<ClientHost>& host
     const Ref<PluginHostNotificationListener> listener(new PluginListener(*this));
     const String preset = initialState ? initialState->getPath() : settings.presetPath;
     int32_t instanceId = 0;
-    host->sendWithReply("CreatePluginInstance", RequestLog::noInstance,
-                        [&](RemotePluginHostProxy& proxy, RequestLog::Number number) {
-                            handler->number = number;
-                            instanceId = proxy.createPluginInstance(settings.path, preset,
-                                                                    wireIdentifier(settings.path, identifier),
-                                                                    settings.dpiAware, listener, handler);
-                            host->setInstance(*this, instanceId);
-                        });
+    host->sendWithReply(
+        "CreatePluginInstance", RequestLog::noInstance,
+        [&](RemotePluginHostProxy& proxy, RequestLog::Number number) {
+            handler->number = number;
+            instanceId =
+                proxy.createPluginInstance(settings.path, preset, wireIdentifier(settings.path, identifier),
+                                           settings.dpiAware, listener, handler);
+            host->setInstance(*this, instanceId);
+        },
+        this);
     // A host that died before it knew of the plug-in doesn't report to it.
     if (host->isDead())
         hostDied();

@@ -5,6 +5,7 @@
 #include "plugin/PluginFile.h"
 
 #include <algorithm>
+#include <csignal>
 #include <utility>
 
 namespace client_library {
@@ -35,6 +36,19 @@ private:
     Relaxed<bool> isFinished = false;
 };
 
+// A write to a host that has just died must not end the application. A handler of its own stays.
+void ignoreBrokenPipes() {
+    struct sigaction action {};
+    if (sigaction(SIGPIPE, nullptr, &action) != 0 || action.sa_handler != SIG_DFL)
+        return;
+    action.sa_handler = SIG_IGN;
+    sigaction(SIGPIPE, &action, nullptr);
+}
+
+Failure endedFailure() {
+    return {PLUGIN_HOST_CANCELLED, "The session was destroyed"};
+}
+
 size_t indexOf(HostWidth width) {
     return width == HostWidth::bits32 ? 0 : 1;
 }
@@ -46,6 +60,8 @@ ClientSession::ClientSession(const SessionSettings& settings)
       reports(new PluginReports(settings.programs, settings.cacheDirectory, settings.reportTimeLimit,
                                 {{"TANVEX_PLUGIN_HOST_EXTENSIONS", settings.host.extensions}})),
       watch(new HostWatch) {
+    if (!settings.keepsBrokenPipes)
+        ignoreBrokenPipes();
     const base::core::ScopedLogReceiver log(new SessionLog(context));
     watch->start();
     if (settings.dispatches)
@@ -91,9 +107,11 @@ void ClientSession::end() {
     // Hosts end here and not on that thread: the process may exit next, and would leave pipes and blocks.
     watch->stop();
     for (const Ref<ClientPlugin>& plugin : former.destroyed)
-        reportDestroyed(plugin);
-    for (const Entry& entry : former.plugins)
-        reportDestroyed(entry.plugin);
+        reportDestroyedAtEnd(plugin);
+    for (const Entry& entry : former.plugins) {
+        if (entry.isGiven)
+            reportDestroyedAtEnd(entry.plugin);
+    }
     callbackThread = nullptr;
 }
 
@@ -115,7 +133,7 @@ Ref<ClientHost> ClientSession::startHost(const HostSettings& hostSettings,
         host->start(cancellation);
         const auto current = state.lock();
         if (current->hasEnded)
-            throw Failure(PLUGIN_HOST_CANCELLED, "The session was destroyed");
+            throw endedFailure();
         current->hosts.push_back(host);
     } catch (...) {
         dropHandle(HandleKind::host, host->handle);
@@ -151,13 +169,18 @@ Ref<ClientHost> ClientSession::findHost(ClientPlugin& plugin,
     own.startTimeLimit = std::min(own.startTimeLimit, plugin.settings.timeLimit);
     own.program = String(reports->programs.get(width).c_str());
     const Ref<ClientHost> host = startHost(own, &cancellation);
-    const auto current = state.lock();
-    const auto entry =
-        std::find_if(current->plugins.begin(), current->plugins.end(),
-                     [&](const Entry& candidate) { return candidate.plugin.get() == &plugin; });
-    if (entry != current->plugins.end())
-        entry->ownHost = host;
-    return host;
+    {
+        const auto current = state.lock();
+        for (Entry& entry : current->plugins) {
+            if (entry.plugin.get() != &plugin)
+                continue;
+            entry.ownHost = host;
+            return host;
+        }
+    }
+    // The plug-in was destroyed meanwhile.
+    endOwnHost(*host);
+    throw Failure(PLUGIN_HOST_CANCELLED, "The plug-in was destroyed");
 }
 
 Ref<ClientHost> ClientSession::shareHost(const ClientPlugin& plugin, HostWidth width,
@@ -177,10 +200,15 @@ Ref<ClientPlugin> ClientSession::createPlugin(const PluginSettings& pluginSettin
     const Ref<ClientPlugin> plugin(new ClientPlugin(context, reports, pluginSettings, data));
     plugin->session = this;
     plugin->handle = static_cast<plugin_host_plugin*>(makeHandle(HandleKind::plugin, *plugin));
-    {
+    const bool isKept = [&] {
         const auto current = state.lock();
         if (!current->hasEnded)
-            current->plugins.push_back({plugin, nullptr});
+            current->plugins.push_back({plugin, nullptr, pluginSettings.isAsynchronous});
+        return !current->hasEnded;
+    }();
+    if (!isKept) {
+        dropHandle(HandleKind::plugin, plugin->handle);
+        throw endedFailure();
     }
     const ClientPlugin::FindHost find =
         [this, host, plugin = plugin.get()](const base::core::EventDescriptor& cancellation) {
@@ -193,12 +221,25 @@ Ref<ClientPlugin> ClientSession::createPlugin(const PluginSettings& pluginSettin
     plugin->create(find);
     try {
         plugin->requireCreation();
+        give(*plugin);
     } catch (...) {
         dropHandle(HandleKind::plugin, plugin->handle);
         forgetPlugin(*plugin);
+        if (state.lock()->hasEnded)
+            throw endedFailure();
         throw;
     }
     return plugin;
+}
+
+void ClientSession::give(const ClientPlugin& plugin) {
+    const auto current = state.lock();
+    for (Entry& entry : current->plugins) {
+        if (entry.plugin.get() == &plugin)
+            entry.isGiven = true;
+    }
+    if (current->hasEnded)
+        throw endedFailure();
 }
 
 void ClientSession::createLater(ClientPlugin& plugin, const ClientPlugin::FindHost& find) {
@@ -251,11 +292,14 @@ void ClientSession::forgetPlugin(ClientPlugin& plugin) {
             return true;
         });
     }
-    if (!removed.ownHost)
-        return;
-    dropHandle(HandleKind::host, removed.ownHost->handle);
-    removed.ownHost->end();
-    removeHost(*removed.ownHost);
+    if (removed.ownHost)
+        endOwnHost(*removed.ownHost);
+}
+
+void ClientSession::endOwnHost(ClientHost& host) {
+    dropHandle(HandleKind::host, host.handle);
+    host.end();
+    removeHost(host);
 }
 
 bool ClientSession::takeDestroyed(const Ref<ClientPlugin>& plugin) {
@@ -267,14 +311,23 @@ void ClientSession::reportDestroyed(const Ref<ClientPlugin>& plugin) const {
         context->callbacks.plugin_destroyed(context->callbacks.user_data, plugin->handle, plugin->data);
 }
 
+void ClientSession::reportDestroyedAtEnd(const Ref<ClientPlugin>& plugin) const {
+    context->queue->runLast([&] { reportDestroyed(plugin); }, callbackThread.get() != nullptr);
+}
+
 Ref<ClientScan> ClientSession::startScan(const plugin_host_scan_options& options) {
     const Ref<ClientScan> scan(new ClientScan(context, reports, options));
     scan->session = this;
     scan->handle = static_cast<plugin_host_scan*>(makeHandle(HandleKind::scan, *scan));
-    {
+    const bool isKept = [&] {
         const auto current = state.lock();
         if (!current->hasEnded)
             current->scans.push_back(scan);
+        return !current->hasEnded;
+    }();
+    if (!isKept) {
+        dropHandle(HandleKind::scan, scan->handle);
+        throw endedFailure();
     }
     scan->start();
     return scan;

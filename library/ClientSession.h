@@ -61,6 +61,8 @@ private:
         Ref<ClientPlugin> plugin;
         /// The host that ends with it; null for none.
         Ref<ClientHost> ownHost;
+        /// The application has its handle, and gets the last callback.
+        bool isGiven = false;
     };
 
     struct State {
@@ -84,6 +86,8 @@ private:
     Ref<ClientHost> startHost(const HostSettings& hostSettings,
                               const base::core::EventDescriptor* cancellation);
     HostWidth chooseWidth(const String& path) const;
+    /// Throws `Failure` if the session has ended meanwhile.
+    void give(const ClientPlugin& plugin);
     void createLater(ClientPlugin& plugin, const ClientPlugin::FindHost& find);
     void joinFinishedCreations();
     /// Drops the session's reference, and ends the host that was the plug-in's alone.
@@ -91,6 +95,10 @@ private:
     /// False if the end of the session has made the last callback of a plug-in.
     bool takeDestroyed(const Ref<ClientPlugin>& plugin);
     void reportDestroyed(const Ref<ClientPlugin>& plugin) const;
+    /// For the end of the session: where all callbacks are made.
+    void reportDestroyedAtEnd(const Ref<ClientPlugin>& plugin) const;
+    /// Ends a host that was started for a plug-in alone.
+    void endOwnHost(ClientHost& host);
 
     const Ref<HostWatch> watch;
     /// Null if the application dispatches.

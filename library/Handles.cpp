@@ -58,6 +58,7 @@ public:
             return false;
         slot->generation.fetch_add(1);
         places->retired.push_back({slot, index, slot->object.load()});
+        hasRetired = true;
         release(slot->object.load());
         slot->object.store(nullptr);
         return true;
@@ -66,6 +67,8 @@ public:
     /// The objects that are no longer in use.
     std::vector<Ref<Object>> collect() {
         std::vector<Ref<Object>> unused;
+        if (!hasRetired)
+            return unused;
         const auto places = book.lock();
         std::erase_if(places->retired, [&](Retired& entry) {
             if (entry.slot->users.load() != 0)
@@ -74,6 +77,7 @@ public:
             places->free.push_back(entry.index);
             return true;
         });
+        hasRetired = !places->retired.empty();
         return unused;
     }
 
@@ -90,6 +94,7 @@ public:
             }
         }
         // Slots with a copy stay taken.
+        hasRetired = false;
         const auto places = book.lock();
         places->used = former;
     }
@@ -121,6 +126,8 @@ private:
     Guarded<Book> book;
     /// `Book::used`, for a fork.
     std::atomic<uint32_t> former{0};
+    /// `Book::retired` isn't empty.
+    std::atomic<bool> hasRetired{false};
 };
 
 using Tables = std::array<HandleTable, 4>;
@@ -193,6 +200,14 @@ bool dropHandle(HandleKind kind, const void* handle) {
     const bool dropped = parts.isValid && tableOf(kind).drop(parts.index, parts.generation);
     releaseUnused();
     return dropped;
+}
+
+void releaseUnusedHandles() noexcept {
+    try {
+        releaseUnused();
+    } catch (...) {
+        // No memory: a later call releases them.
+    }
 }
 
 } // namespace client_library

@@ -6,7 +6,7 @@ namespace client_library {
 namespace {
 
 std::string pathOf(const HostDeath::Blame& blame) {
-    return blame.plugin ? blame.plugin->settings.path.toStdString() : std::string();
+    return blame.plugin ? blame.plugin->settings.path.toStdString() : blame.path;
 }
 
 std::string lasting(double seconds) {
@@ -23,8 +23,8 @@ std::string HostDeath::describe() const {
         text += ", in a block of " + pathOf(block) + lasting(block.seconds);
     if (request != nullptr) {
         text += std::string(", in the request ") + request;
-        if (requestOf.plugin)
-            text += " for " + pathOf(requestOf);
+        if (const std::string path = pathOf(requestOf); !path.empty())
+            text += " for " + path;
         text += lasting(requestOf.seconds);
     }
     return text;
@@ -48,10 +48,10 @@ void HostDeath::report(const plugin_host_callbacks& callbacks, plugin_host_host*
         death.request = request;
         death.request_seconds = requestOf.seconds;
     }
-    if (requestOf.plugin) {
+    if (requestOf.plugin)
         death.request_plugin = requestOf.plugin->handle;
+    if (!requestPath.empty())
         death.request_path = requestPath.c_str();
-    }
     callbacks.host_died(callbacks.user_data, host, &death);
 }
 

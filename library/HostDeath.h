@@ -13,6 +13,8 @@ struct HostDeath {
     /// What a plug-in was in for how long.
     struct Blame {
         Ref<ClientPlugin> plugin;
+        /// For a plug-in that is gone already; else the plug-in's own counts.
+        std::string path;
         double seconds = 0;
     };
 

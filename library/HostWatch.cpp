@@ -11,22 +11,27 @@ HostWatch::HostWatch() : Thread("Plugin host watch") {}
 HostWatch::~HostWatch() = default;
 
 void HostWatch::add(const Ref<ClientHost>& host) {
-    hosts.lock()->push_back(host);
+    state.lock()->hosts.push_back(host);
     wake();
 }
 
 void HostWatch::remove(const ClientHost& host) {
     // Released without the lock.
     Hosts removed;
-    const auto current = hosts.lock();
-    std::erase_if(*current, [&](const Ref<ClientHost>& entry) {
+    const auto current = state.lock();
+    std::erase_if(current->hosts, [&](const Ref<ClientHost>& entry) {
         if (entry.get() != &host)
             return false;
         removed.push_back(entry);
         return true;
     });
-    // The turn that has begun holds it, too.
+    if (isCurrentThread())
+        return;
+    // It may be asleep, with a reference.
     wake();
+    const uint64_t next = current->turns + 1;
+    while (current->turns < next && !current->hasEnded)
+        current.wait(turned);
 }
 
 void HostWatch::stop() {
@@ -50,16 +55,25 @@ bool HostWatch::prepareForDeletion() {
 
 void HostWatch::run() {
     while (!stopRequested) {
-        const Hosts current = getHosts();
-        waitForNews(current);
-        woken.clear();
-        for (const Ref<ClientHost>& host : current)
-            host->attend();
+        takeTurn();
+        endTurn(false);
     }
+    endTurn(true);
 }
 
-HostWatch::Hosts HostWatch::getHosts() const {
-    return *hosts.lock();
+void HostWatch::takeTurn() {
+    const Hosts current = state.lock()->hosts;
+    waitForNews(current);
+    woken.clear();
+    for (const Ref<ClientHost>& host : current)
+        host->attend();
+}
+
+void HostWatch::endTurn(bool isLast) {
+    const auto current = state.lock();
+    ++current->turns;
+    current->hasEnded = isLast;
+    turned.broadcast();
 }
 
 void HostWatch::waitForNews(const Hosts& current) {

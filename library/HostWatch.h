@@ -5,6 +5,7 @@
 #include "core/Thread.h"
 #include "plugin/CoreNames.h"
 
+#include <cstdint>
 #include <poll.h>
 #include <vector>
 
@@ -22,7 +23,8 @@ public:
 
     /// Any thread.
     void add(const Ref<ClientHost>& host);
-    /// A turn for the host that has begun may still be under way.
+    /// Waits for the end of a turn in progress, after which the watch holds no reference to the host; not on
+    /// the thread of the watch itself.
     void remove(const ClientHost& host);
     /// Ends the thread, and so its uses of hosts. Any thread but that one.
     void stop();
@@ -37,12 +39,21 @@ protected:
 private:
     using Hosts = std::vector<Ref<ClientHost>>;
 
-    Hosts getHosts() const;
+    struct State {
+        Hosts hosts;
+        /// Turns that have ended.
+        uint64_t turns = 0;
+        bool hasEnded = false;
+    };
+
+    void takeTurn();
     void waitForNews(const Hosts& current);
+    void endTurn(bool isLast);
 
     base::core::EventDescriptor woken;
     Relaxed<bool> stopRequested = false;
-    base::core::Guarded<Hosts> hosts;
+    base::core::Condition turned;
+    base::core::Guarded<State> state;
     std::vector<pollfd> sources;
 };
 

@@ -1,12 +1,15 @@
 #include "library/RequestLog.h"
 
+#include "library/ClientPlugin.h"
+
 #include <algorithm>
 
 namespace client_library {
 
-RequestLog::Number RequestLog::add(const char* name, int32_t instanceId) {
+RequestLog::Number RequestLog::add(const char* name, int32_t instanceId, const ClientPlugin* created) {
+    const String path = created != nullptr ? created->settings.path : String();
     const auto current = state.lock();
-    current->requests.push_back({++current->last, name, instanceId, monotonicTime()});
+    current->requests.push_back({++current->last, name, instanceId, created, path, monotonicTime()});
     return current->last;
 }
 

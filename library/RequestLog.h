@@ -10,6 +10,8 @@
 
 namespace client_library {
 
+class ClientPlugin;
+
 /// The requests of one host that it hasn't done with, in the order in which it does them. Any thread.
 class RequestLog : public NonCopyable, public NonMovable {
 public:
@@ -22,12 +24,16 @@ public:
         /// Without its "Request".
         const char* name;
         int32_t instanceId;
+        /// What a creation makes, which has no instance yet; else null. Compared with plug-ins that are
+        /// there.
+        const ClientPlugin* created;
+        String createdPath;
         /// When the host could begin with it, by `CLOCK_MONOTONIC`.
         timespec begin;
     };
 
     /// Before the request is sent; the order of calls is that of the pipe.
-    Number add(const char* name, int32_t instanceId);
+    Number add(const char* name, int32_t instanceId, const ClientPlugin* created = nullptr);
     /// Before a ping is sent, whose answer ends all requests up to now.
     Number addPing();
     /// The host has done with a request, and so with those before.

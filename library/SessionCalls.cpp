@@ -7,6 +7,7 @@
 #include "plugin/PluginFile.h"
 
 #include <cstdlib>
+#include <type_traits>
 
 using namespace client_library;
 
@@ -60,9 +61,12 @@ SessionSettings readSettings(const plugin_host_session_options& options) {
     settings.requestTimeLimit = readTime(options.request_timeout, defaultRequestTime, "request_timeout");
     settings.reportTimeLimit = readTime(options.report_timeout, defaultReportTime, "report_timeout");
     settings.cacheDirectory = chooseCacheDirectory(options.cache_directory);
-    if (options.sharing != PLUGIN_HOST_SHARED && options.sharing != PLUGIN_HOST_SEPARATE)
+    // As a number: it may be none of the type's.
+    std::underlying_type_t<plugin_host_sharing> sharing = 0;
+    std::memcpy(&sharing, &options.sharing, sizeof sharing);
+    if (sharing != PLUGIN_HOST_SHARED && sharing != PLUGIN_HOST_SEPARATE)
         throw Failure(PLUGIN_HOST_INVALID_ARGUMENT, "sharing is out of range");
-    settings.hasSeparateHosts = options.sharing == PLUGIN_HOST_SEPARATE;
+    settings.hasSeparateHosts = sharing == PLUGIN_HOST_SEPARATE;
     settings.dispatches = (options.flags & PLUGIN_HOST_DISPATCH) != 0;
     settings.keepsBrokenPipes = (options.flags & PLUGIN_HOST_KEEP_SIGPIPE) != 0;
     return settings;
@@ -207,8 +211,9 @@ plugin_host_status plugin_host_host_get_info(plugin_host_host* host, plugin_host
 }
 
 plugin_host_status plugin_host_host_ping(plugin_host_host* host, int32_t timeout) {
-    return answerWith(
-        host, [&](ClientHost& object) { object.ping(readTime(timeout, defaultRequestTime, "timeout")); });
+    return answerWith(host, [&](ClientHost& object) {
+        object.ping(readTime(timeout, sessionOf(object).settings.requestTimeLimit, "timeout"));
+    });
 }
 
 plugin_host_status plugin_host_host_kill(plugin_host_host* host) {

@@ -44,6 +44,8 @@ public:
     const Ref<CallbackQueue> queue;
 
 private:
+    /// Reports the lines that were dropped, if any, as the next callback.
+    void postDropped();
     void postLine(plugin_host_host* host, plugin_host_log_source source, const std::string& line);
 
     std::atomic<int32_t> waitingLines{0};

@@ -25,8 +25,12 @@ String readText(const char* text, const char* what) {
     } catch (const IOException&) {
         throw invalid(what, "is no UTF-8");
     }
-    constexpr char32_t highest = 0xFFFF;
     const char32_t* characters = result.characters();
+    const auto isSurrogate = [](char32_t c) { return c >= 0xD800 && c <= 0xDFFF; };
+    // The decoder takes what other systems write: characters in more bytes than they need, and surrogates.
+    if (result.toStdString() != text || std::any_of(characters, characters + result.length(), isSurrogate))
+        throw invalid(what, "is no UTF-8");
+    constexpr char32_t highest = 0xFFFF;
     if (std::any_of(characters, characters + result.length(), [](char32_t c) { return c > highest; }))
         throw invalid(what, "has a character above U+FFFF");
     return result;

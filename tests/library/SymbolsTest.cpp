@@ -64,7 +64,7 @@ std::set<std::string> exported(const std::string& options, const std::string& fi
 } // namespace
 
 TEST(Symbols, TheHeaderDeclaresWhatTheListHas) {
-    EXPECT_EQ(matchesIn(readFile(CLIENT_HEADER), "PLUGIN_HOST_API [a-z_ ]+\\*?(plugin_host_[a-z0-9_]+)\\("),
+    EXPECT_EQ(matchesIn(readFile(CLIENT_HEADER), "PLUGIN_HOST_API [a-z_ ]+\\*? ?(plugin_host_[a-z0-9_]+)\\("),
               listed());
     EXPECT_GT(listed().size(), 40U);
 }
@@ -160,19 +160,19 @@ TEST_P(AbiTest, TheHeaderFitsProgramsThatWereBuiltBefore) {
 }
 
 TEST_P(AbiTest, AChangedOrderOfFieldsIsSeen) {
-    const std::string first = "    const char *path;\n    /** Which plug-in of the file";
+    const std::string first = "    const char* path;\n    /** Which plug-in of the file";
     EXPECT_FALSE(
         isCompatible(replaced(replaced(header, first, "    /** Which plug-in of the file"),
-                              "    const char *identifier;\n    /** A preset",
-                              "    const char *identifier;\n    const char *path;\n    /** A preset")) &&
+                              "    const char* identifier;\n    /** A preset",
+                              "    const char* identifier;\n    const char* path;\n    /** A preset")) &&
         isCompatible(replaced(header, "    int32_t sample_rate;\n", "    int64_t sample_rate;\n")));
     EXPECT_FALSE(isCompatible(replaced(header, "    uint32_t frame;\n", "    uint64_t frame;\n")));
 }
 
 TEST_P(AbiTest, AChangedFunctionIsSeen) {
     EXPECT_FALSE(isCompatible(
-        replaced(header, "plugin_host_plugin_get_event(plugin_host_plugin *plugin, size_t index",
-                 "plugin_host_plugin_get_event(plugin_host_plugin *plugin, uint64_t index, int more")));
+        replaced(header, "plugin_host_plugin_get_event(plugin_host_plugin* plugin, size_t index",
+                 "plugin_host_plugin_get_event(plugin_host_plugin* plugin, uint64_t index, int more")));
 }
 
 TEST_P(AbiTest, AnAddedFunctionIsNoChange) {

@@ -1,5 +1,3 @@
-add_subdirectory(${PROJECT_SOURCE_DIR}/tests/plugins/library ${CMAKE_CURRENT_BINARY_DIR}/plugins)
-
 plugin_host_test(library-plugin-tests
     SOURCES
         AudioBoundsTest.cpp
