@@ -36,8 +36,8 @@ private:
     const std::function<void()> body;
 };
 
-ScannedFile withoutReport(const std::string& path, ReportResult result, std::string reason) {
-    return {.path = path, .outcome = outcomeOf(result, std::move(reason))};
+ScannedFile withoutReport(const std::string& path, ReportResult result, const std::string& reason) {
+    return {.path = path, .outcome = outcomeOf(result, reason)};
 }
 
 } // namespace

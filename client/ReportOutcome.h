@@ -49,9 +49,9 @@ constexpr bool isLasting(ReportResult result) {
 }
 
 /// An outcome without records.
-inline ReportOutcome outcomeOf(ReportResult result, std::string reason = {}) {
+inline ReportOutcome outcomeOf(ReportResult result, const std::string& reason = {}) {
     ReportOutcome outcome;
     outcome.result = result;
-    outcome.reason = std::move(reason);
+    outcome.reason = reason;
     return outcome;
 }

@@ -40,9 +40,6 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT PLUGIN_HOST_SANITIZERS)
 endif()
 function(plugin_host_for_applications target)
     set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
-    # A name that is unique in a process can't be made local in the static library: an application that has the same
-    # template of the standard library couldn't link it.
-    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
     if(PLUGIN_HOST_JOINS_LIBRARY)
         target_compile_options(${target} PRIVATE $<$<CONFIG:RelWithDebInfo,Release>:-Os> -flto=auto)
     endif()

@@ -37,6 +37,12 @@ struct HandleOf<plugin_host_scan> {
     static constexpr HandleKind kind = HandleKind::scan;
 };
 
+/// The library's own lines about an object of a session.
+template <class Owned>
+Ref<base::core::LogReceiver> logOf(const Owned& object) {
+    return new SessionLog(object.context);
+}
+
 /// Does the work of a call with the object of its handle, and has the lines of the log go to its session.
 template <class Handle, class Body>
 plugin_host_status answerWith(Handle* handle, const Body& body) noexcept {
@@ -46,7 +52,7 @@ plugin_host_status answerWith(Handle* handle, const Body& body) noexcept {
             throw Failure(PLUGIN_HOST_INVALID_HANDLE,
                           "The handle is null, was destroyed, or is of another kind");
         auto& object = static_cast<typename HandleOf<Handle>::Type&>(*use.get());
-        const base::core::ScopedLogReceiver log(new SessionLog(object.context));
+        const base::core::ScopedLogReceiver log(logOf(object));
         body(object);
     });
     releaseUnusedHandles();

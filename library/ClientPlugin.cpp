@@ -125,7 +125,7 @@ Ref<CreatePluginInstanceReply> ClientPlugin::request(const Ref<ClientHost>& host
     // A host that died before it knew of the plug-in doesn't report to it.
     if (host->isDead())
         hostDied();
-    const Ref<CreatePluginInstanceReply> reply = awaitReply();
+    Ref<CreatePluginInstanceReply> reply = awaitReply();
     if (reply || !isRefused())
         return reply; // one that is late is destroyed as it comes
     if (preset.isEmpty())

@@ -126,7 +126,7 @@ Ref<ClientHost> ClientSession::startHost(const HostSettings& hostSettings) {
 
 Ref<ClientHost> ClientSession::startHost(const HostSettings& hostSettings,
                                          const base::core::EventDescriptor* cancellation) {
-    const Ref<ClientHost> host(new ClientHost(context, watch, hostSettings));
+    Ref<ClientHost> host(new ClientHost(context, watch, hostSettings));
     host->session = this;
     host->handle = static_cast<plugin_host_host*>(makeHandle(HandleKind::host, *host));
     try {
@@ -168,7 +168,7 @@ Ref<ClientHost> ClientSession::findHost(ClientPlugin& plugin,
     HostSettings own = settings.host;
     own.startTimeLimit = std::min(own.startTimeLimit, plugin.settings.timeLimit);
     own.program = String(reports->programs.get(width).c_str());
-    const Ref<ClientHost> host = startHost(own, &cancellation);
+    Ref<ClientHost> host = startHost(own, &cancellation);
     {
         const auto current = state.lock();
         for (Entry& entry : current->plugins) {
@@ -197,7 +197,7 @@ Ref<ClientHost> ClientSession::shareHost(const ClientPlugin& plugin, HostWidth w
 
 Ref<ClientPlugin> ClientSession::createPlugin(const PluginSettings& pluginSettings,
                                               const Ref<ClientHost>& host, void* data) {
-    const Ref<ClientPlugin> plugin(new ClientPlugin(context, reports, pluginSettings, data));
+    Ref<ClientPlugin> plugin(new ClientPlugin(context, reports, pluginSettings, data));
     plugin->session = this;
     plugin->handle = static_cast<plugin_host_plugin*>(makeHandle(HandleKind::plugin, *plugin));
     const bool isKept = [&] {
@@ -316,7 +316,7 @@ void ClientSession::reportDestroyedAtEnd(const Ref<ClientPlugin>& plugin) const 
 }
 
 Ref<ClientScan> ClientSession::startScan(const plugin_host_scan_options& options) {
-    const Ref<ClientScan> scan(new ClientScan(context, reports, options));
+    Ref<ClientScan> scan(new ClientScan(context, reports, options));
     scan->session = this;
     scan->handle = static_cast<plugin_host_scan*>(makeHandle(HandleKind::scan, *scan));
     const bool isKept = [&] {

@@ -115,7 +115,7 @@ ReportOutcome PluginReports::report(const String& path, double seconds) {
         if (std::optional<ReportOutcome> kept = cache->find(*key, seconds))
             return *kept;
     }
-    const ReportOutcome outcome = reportPlugins(request, cancellation);
+    ReportOutcome outcome = reportPlugins(request, cancellation);
     if (key)
         cache->store(*key, seconds, outcome);
     return outcome;

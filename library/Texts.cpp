@@ -39,7 +39,7 @@ String readText(const char* text, const char* what) {
 String readPath(const char* path, const char* what) {
     if (path == nullptr || *path == '\0')
         throw invalid(what, "is missing");
-    const String text = readText(path, what);
+    String text = readText(path, what);
     if (*path == '/')
         return text;
     return String(std::filesystem::absolute(path).c_str());

@@ -92,14 +92,14 @@ TEST_F(StartTest, WithoutADisplayTheHostSaysSo) {
     const ScopedEnvironment none("DISPLAY", nullptr);
     const Outcome outcome = start(PLUGIN_HOST_EXECUTABLE);
     EXPECT_EQ(outcome.status, PLUGIN_HOST_START_FAILED);
-    EXPECT_THAT(outcome.text, testing::ContainsRegex("[Dd]isplay"));
+    EXPECT_THAT(outcome.text, testing::ContainsRegex("display"));
 }
 
 TEST_F(StartTest, ADisplayThatRefusesIsAReason) {
     const ScopedEnvironment wrong("DISPLAY", ":4242");
     const Outcome outcome = start(PLUGIN_HOST_EXECUTABLE);
     EXPECT_EQ(outcome.status, PLUGIN_HOST_START_FAILED);
-    EXPECT_THAT(outcome.text, testing::ContainsRegex("[Dd]isplay"));
+    EXPECT_THAT(outcome.text, testing::ContainsRegex("display"));
 }
 
 TEST_F(StartTest, AProgramThatStopsItselfTimesOut) {
