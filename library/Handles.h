@@ -40,7 +40,7 @@ void* makeHandle(HandleKind kind, Object& object);
 /// handle, once it isn't in use: never on the thread of a `HandleUse`.
 bool dropHandle(HandleKind kind, const void* handle);
 
-/// Releases the objects of invalid handles that nobody uses any more: as the last step of a call that may
+/// Releases the objects of invalid handles that are no longer in use: as the last step of a call that may
 /// have been the last user of one. Takes no lock if there is none.
 void releaseUnusedHandles() noexcept;
 
