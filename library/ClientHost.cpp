@@ -212,7 +212,8 @@ void ClientHost::addSources(std::vector<pollfd>& sources) const {
         if (stream->getReader() >= 0)
             sources.push_back({stream->getReader(), POLLIN, 0});
     }
-    if (!isUp.load(std::memory_order_acquire) || isSettled)
+    // An end that was seen stays readable: from then on the watch looks from time to time.
+    if (!isUp.load(std::memory_order_acquire) || isSettled || lossTime != 0)
         return;
     sources.push_back({answers->get(), POLLIN, 0});
     sources.push_back({proxy->getChild().getEndDescriptor(), POLLIN, 0});
@@ -276,9 +277,11 @@ void ClientHost::attendToDeath() {
         return;
     if (lossTime == 0)
         lossTime = nanoseconds();
-    if (hasEnded)
+    const bool isOverdue = nanoseconds() - lossTime > lossPatience;
+    // The reply thread closes the proxy once it has read all that the host had answered before its end.
+    if (hasEnded && (proxy->isClosed() || isOverdue))
         reportDeath();
-    else if (nanoseconds() - lossTime > lossPatience)
+    else if (!hasEnded && isOverdue)
         proxy->abandon();
 }
 
@@ -294,12 +297,13 @@ void ClientHost::reportDeath() {
     watch->remove(*this);
     const Ref<ClientHost> self(this);
     context->log(handle, PLUGIN_HOST_LOG_LIBRARY, death.describe());
+    // First, since all calls on them answer that by the time of the report.
+    for (const Ref<ClientPlugin>& plugin : getPlugins())
+        plugin->hostDied();
     context->post([self, death](const plugin_host_callbacks& callbacks) {
         if (callbacks.host_died != nullptr)
             death.report(callbacks, self->handle);
     });
-    for (const Ref<ClientPlugin>& plugin : getPlugins())
-        plugin->hostDied();
     proxy->dropReceivers();
 }
 

@@ -148,7 +148,8 @@ TEST_P(WayOfDyingTest, DiesInABlockIsNamedWithTheBlock) {
 TEST_P(WayOfDyingTest, DiesWhileItIsIdleIsNoFaultOfARequest) {
     const OwnSession session(record);
     plugin_host_host* host = session.startHost();
-    plugin_host_plugin* dying = session.createPlugin(plugin("-in-idle"), host);
+    // It may die before its creation has come to its end.
+    plugin_host_plugin* dying = session.createLater(plugin("-in-idle"), host);
     const SessionRecord::Death death = getDeath(host);
     expectWay(death);
     EXPECT_EQ(death.blockPlugin, nullptr);
