@@ -2,6 +2,7 @@
 // shows no reason for one that can't be loaded, or keeps a half-made instance in its host.
 
 #include "library/PluginTest.h"
+#include "support/RealDeaths.h"
 
 #include <atomic>
 #include <chrono>
@@ -295,6 +296,7 @@ TEST_F(PluginCreationTest, ARelativePathIsTakenFromTheCurrentDirectory) {
 }
 
 TEST_F(PluginCreationTest, APlugInThatCrashesInItsConstructorIsDead) {
+    const test_support::RealDeaths realDeaths{};
     EXPECT_EQ(create(testPlugin("crashes-at-create.so")), PLUGIN_HOST_DEAD);
     EXPECT_THAT(plugin_host_error(), HasSubstr("crashes-at-create.so"));
     // The next one has a host of its own.

@@ -2,6 +2,7 @@
 // stopped, or each start of the application loads every plug-in again.
 
 #include "library/PluginTest.h"
+#include "support/RealDeaths.h"
 
 #include <atomic>
 #include <csignal>
@@ -96,6 +97,7 @@ protected:
 } // namespace
 
 TEST_F(ScanTest, EachFileIsAnEntryForEachPlugInOrItsReason) {
+    const test_support::RealDeaths realDeaths{};
     add(examplePlugin("echo.so"), "echo.so");
     add(examplePlugin("trio.so"), "deeper/trio.so");
     add(examplePlugin("tone.vst3"), "module.vst3");

@@ -30,6 +30,10 @@ set_target_properties(c-client PROPERTIES C_STANDARD 99 C_STANDARD_REQUIRED ON C
 target_compile_options(c-client PRIVATE -Wall -Wextra -pedantic -Wconversion)
 target_link_libraries(c-client PRIVATE plugin-host::client)
 target_link_options(c-client PRIVATE -Wl,-rpath,$<TARGET_FILE_DIR:plugin-host-client>)
+if(PLUGIN_HOST_SANITIZERS)
+    # What sanitizes C++ is linked by its compiler.
+    set_target_properties(c-client PROPERTIES LINKER_LANGUAGE CXX)
+endif()
 add_dependencies(library-plugin-tests c-client)
 set(header ${PROJECT_SOURCE_DIR}/library/include/plugin-host/client.h)
 target_sources(library-plugin-tests PRIVATE SymbolsTest.cpp)
