@@ -164,7 +164,11 @@ void ClientHost::send(const char* name, int32_t instanceId, const Call& call) {
     requests.add(name, instanceId);
     requests.addPing();
     call(*proxy);
-    proxy->sendPing();
+    try {
+        proxy->sendPing();
+    } catch (const IOException&) {
+        // The host has died since: the request was sent.
+    }
 }
 
 void ClientHost::sendWithReply(const char* name, int32_t instanceId,
