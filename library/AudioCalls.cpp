@@ -24,7 +24,7 @@ public:
         if (use.get() == nullptr)
             return PLUGIN_HOST_INVALID_HANDLE;
         if (audio == nullptr)
-            return PLUGIN_HOST_INVALID_STATE;
+            return static_cast<ClientPlugin&>(*use.get()).getMissingAudioStatus();
         return audio->host->isDead() ? PLUGIN_HOST_DEAD : PLUGIN_HOST_OK;
     }
     PluginAudio& get() const { return *audio; }

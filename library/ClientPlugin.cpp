@@ -198,6 +198,8 @@ bool ClientPlugin::isRefused() const {
 void ClientPlugin::fail(State& current, const Failure& failure) {
     current.phase = Phase::failed;
     current.failure.emplace(failure);
+    if (failure.status == PLUGIN_HOST_DEAD)
+        missingAudioStatus = failure.status;
     changed.broadcast();
 }
 

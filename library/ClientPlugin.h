@@ -121,6 +121,9 @@ public:
 
     /// Null before the creation has ended. Real-time safe.
     PluginAudio* getAudio() const { return audio.load(std::memory_order_acquire); }
+    /// What calls of audio answer without it: that the host died in the creation, or an invalid state.
+    /// Real-time safe.
+    plugin_host_status getMissingAudioStatus() const { return missingAudioStatus; }
 
     Relaxed<void*> data;
     const PluginSettings settings;
@@ -185,6 +188,7 @@ private:
     base::core::Guarded<EditorSize> editorSize;
     std::unique_ptr<PluginAudio> ownedAudio;
     std::atomic<PluginAudio*> audio{nullptr};
+    Relaxed<plugin_host_status> missingAudioStatus = PLUGIN_HOST_INVALID_STATE;
 };
 
 } // namespace client_library
