@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <atomic>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
@@ -33,15 +32,13 @@ public:
           moment(moment) {
         if (moment == ownThread)
             thread = std::thread([this] {
-                while (!isOver) {
-                    if (isAsked)
-                        crash();
-                    usleep(1000);
-                }
+                wish.wait(Wish::none);
+                if (wish == Wish::death)
+                    crash();
             });
     }
     ~DiesByRequest() override {
-        isOver = true;
+        tell(Wish::end);
         if (thread.joinable())
             thread.join();
     }
@@ -55,7 +52,7 @@ protected:
         if (opcode == effSetProgram && moment == hangs)
             hang();
         if (opcode == effSetProgram && moment == ownThread)
-            isAsked = true;
+            tell(Wish::death);
         if (opcode == effGetChunk) {
             *static_cast<void**>(ptr) = chunk;
             return sizeof chunk;
@@ -71,8 +68,14 @@ protected:
 private:
     const int32_t moment;
     char chunk[4] = {1, 2, 3, 4};
-    std::atomic<bool> isAsked{false};
-    std::atomic<bool> isOver{false};
+    enum class Wish : int32_t { none, death, end };
+
+    void tell(Wish newWish) {
+        wish = newWish;
+        wish.notify_one();
+    }
+
+    std::atomic<Wish> wish{Wish::none};
     std::thread thread;
 };
 
