@@ -81,6 +81,8 @@ LaunchThread& launchThread() {
     if (access->process != getpid()) {
         // A fork has a copy of the object without its thread.
         access->thread = new LaunchThread;
+        // It outlives the receiver of whoever comes first; each work has its own.
+        const base::core::ScopedLogReceiver none(nullptr);
         access->thread->start();
         access->process = getpid();
     }

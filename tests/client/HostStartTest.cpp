@@ -8,6 +8,7 @@
 #include "client/StartWatch.h"
 #include "core/EventDescriptor.h"
 #include "core/FileDescriptor.h"
+#include "core/Log.h"
 #include "core/StartProgram.h"
 #include "support/Eventually.h"
 #include "support/SleepingThread.h"
@@ -226,6 +227,19 @@ TEST_F(HostStartTest, AnEndThatItsOwnerHasSeenIsReportedOnce) {
     EXPECT_TRUE(proxy->isClosed());
     EXPECT_TRUE(hears(1));
     EXPECT_THROW(proxy->sendPing(), IOException);
+}
+
+// In a process of its own, whose first start this is.
+TEST(LaunchThread, KeepsNothingOfTheThreadThatMadeIt) {
+    class SilentReceiver : public base::core::LogReceiver {
+        void receive(base::core::LogLevel, std::string_view) noexcept override {}
+    };
+    const Ref<SilentReceiver> receiver(new SilentReceiver);
+    {
+        const base::core::ScopedLogReceiver scope(receiver.get());
+        runOnLaunchThread([] {});
+    }
+    EXPECT_EQ(countReferences(receiver.get()), 1);
 }
 
 TEST_F(HostStartTest, TheThreadThatStartsHostsPassesOnWhatItIsThrown) {
