@@ -87,14 +87,14 @@ private:
         ChildProcess::Environment environment = hostEnvironment(environ);
         for (const auto& [name, value] : request.variables)
             environment[name] = value;
+        constexpr double longest = 1e6;
+        deadline = base::core::monotonicDeadline(std::min(request.timeLimit, longest));
         child->launch({.arguments = {request.program, "info-file", reportPath, request.plugin},
                        .environment = std::move(environment),
                        .input = input.get(),
                        .output = output,
                        .error = output,
                        .inSession = true});
-        constexpr double longest = 1e6;
-        deadline = base::core::monotonicDeadline(std::min(request.timeLimit, longest));
     }
 
     End waitForEnd(int32_t output) {

@@ -90,7 +90,9 @@ protected:
         plugin_host::session_options options;
         options.program_32 = program;
         options.program_64 = program;
-        options.log = [this](plugin_host::log_source, std::string_view line) { log.add(std::string(line)); };
+        options.log = [this](plugin_host_host*, plugin_host::log_source, std::string_view line) {
+            log.add(std::string(line));
+        };
         return options;
     }
 

@@ -215,7 +215,8 @@ typedef struct plugin_host_death {
     int32_t signal;
     /** Its exit status, or -1 if a signal ended it, or if someone else took the status. */
     int32_t exit_status;
-    /** One line: "ended by signal 11 (Segmentation fault) in a block of \"Echo\"". */
+    /** One line, such as "Plug-in host was ended by signal 11 (Segmentation fault), in a block of
+     * /usr/lib/lxvst/echo.so for 0.004 s". */
     const char* text;
     /** The plug-in that was in a block on a worker, or null. It may be another's fault: a process has one
      * memory. */
@@ -244,8 +245,8 @@ typedef struct plugin_host_callbacks {
      * none. Without this callback lines go to the standard error stream. If the application is slow, at most
      * 10,000 wait, and a line then tells how many were dropped. */
     void (*log)(void* user_data, plugin_host_host* host, plugin_host_log_source source, const char* line);
-    /** Once for each host that ends without being asked to. All calls on it and on its plug-ins return DEAD
-     * by now. */
+    /** Once for each host that ends without being asked to. All calls on it and on its plug-ins that need the
+     * process return DEAD by now. */
     void (*host_died)(void* user_data, plugin_host_host* host, const plugin_host_death* death);
     /** The end of a plugin_host_plugin_create_async: OK, or why there is no plug-in. The handle has to be
      * destroyed in either case. */

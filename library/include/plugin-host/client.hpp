@@ -205,12 +205,17 @@ inline std::int32_t count(milliseconds time) {
 
 /** How a host ended; see plugin_host_death. */
 struct death {
+    /** As host::get() gives it. */
+    plugin_host_host* host = nullptr;
     int signal = 0;
     int exit_status = -1;
     std::string text;
+    /** As plugin::get() gives it; null for none. */
+    plugin_host_plugin* block_plugin = nullptr;
     std::string block_path;
     std::chrono::duration<double> block_time{};
     std::string request;
+    plugin_host_plugin* request_plugin = nullptr;
     std::string request_path;
     std::chrono::duration<double> request_time{};
 };
@@ -256,7 +261,8 @@ struct session_options {
     /** Callbacks come in session::dispatch alone. */
     bool dispatch = false;
     bool keep_sigpipe = false;
-    std::function<void(log_source source, std::string_view line)> log{};
+    /** `host` is null for a line that concerns none. */
+    std::function<void(plugin_host_host* host, log_source source, std::string_view line)> log{};
     std::function<void(const plugin_host::death& death)> host_died{};
 };
 
@@ -331,7 +337,7 @@ public:
 
 private:
     struct functions {
-        std::function<void(log_source, std::string_view)> log;
+        std::function<void(plugin_host_host*, log_source, std::string_view)> log;
         std::function<void(const death&)> host_died;
     };
 
@@ -597,16 +603,17 @@ inline plugin_host_callbacks session::make_callbacks() const {
     result.size = sizeof result;
     result.user_data = functions_.get();
     if (functions_->log)
-        result.log = [](void* data, plugin_host_host*, plugin_host_log_source source, const char* line) {
-            static_cast<functions*>(data)->log(static_cast<log_source>(source), line);
+        result.log = [](void* data, plugin_host_host* host, plugin_host_log_source source, const char* line) {
+            static_cast<functions*>(data)->log(host, static_cast<log_source>(source), line);
         };
     if (functions_->host_died)
-        result.host_died = [](void* data, plugin_host_host*, const plugin_host_death* given) {
+        result.host_died = [](void* data, plugin_host_host* host, const plugin_host_death* given) {
             using seconds = std::chrono::duration<double>;
             static_cast<functions*>(data)->host_died(
-                {given->signal, given->exit_status, given->text, detail::text_of(given->block_path),
-                 seconds(given->block_seconds), detail::text_of(given->request),
-                 detail::text_of(given->request_path), seconds(given->request_seconds)});
+                {host, given->signal, given->exit_status, given->text, given->block_plugin,
+                 detail::text_of(given->block_path), seconds(given->block_seconds),
+                 detail::text_of(given->request), given->request_plugin, detail::text_of(given->request_path),
+                 seconds(given->request_seconds)});
         };
     result.plugin_created = [](void*, plugin_host_plugin* plugin, plugin_host_status code, const char* text) {
         detail::call(plugin, &plugin_events::created, code, std::string_view(text));
