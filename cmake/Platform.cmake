@@ -92,11 +92,11 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND NOT PLUGIN_HOST_SANITIZERS MATCHES 
     link_libraries(atomic)
 endif()
 
-# Under sanitizers, most of the compile time goes into headers that the sources of a target share, so five sources are
-# compiled as one. A source whose names collide with another's sets SKIP_UNITY_BUILD_INCLUSION. With ALWAYS, as for the
-# tests of the 64-bit build, also without sanitizers.
+# Most of the compile time goes into headers that the sources of a target share, so five sources are compiled as one.
+# Not in the product's build, where each shows that it includes what it uses, but with ALWAYS. A source whose names
+# collide with another's sets SKIP_UNITY_BUILD_INCLUSION.
 function(plugin_host_compile_together target)
-    if(PLUGIN_HOST_SANITIZERS OR "ALWAYS" IN_LIST ARGN)
+    if(PLUGIN_HOST_SANITIZERS OR "ALWAYS" IN_LIST ARGN OR NOT PLUGIN_HOST_ARCHITECTURE STREQUAL "i386")
         set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 5)
         # GCC takes the sources for headers then, where a base from an unnamed namespace would be a mistake.
         target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
