@@ -8,7 +8,8 @@ RemotePluginAudioContextProxy::RemotePluginAudioContextProxy(const Ref<RemoteWor
                                                              int32_t workerIndex)
     : PluginAudioContext(proxy->getBlockSize(), reply.inputChannelCount, reply.outputChannelCount,
                          static_cast<int32_t>(reply.state->parameters.size())),
-      proxy(proxy), instanceId(reply.instanceId), worker(&proxy->getAudioThread(workerIndex)) {
+      proxy(proxy), instanceId(reply.instanceId), worker(&proxy->getAudioThread(workerIndex)),
+      lastNumber(worker->getLastNumber()) {
     layOut();
 }
 
@@ -24,13 +25,24 @@ void RemotePluginAudioContextProxy::startProcessing() {
 }
 
 int32_t RemotePluginAudioContextProxy::process(int32_t frames, bool keepActive, bool realtime) {
-    AudioThreadProxy::Exchange exchange(*worker);
+    // A late answer is taken first.
+    worker->awaitAnswer(lastNumber);
+    WorkerBlock block;
+    add(block, frames, keepActive, realtime);
+    worker->send();
+    worker->finish();
+    return block.result;
+}
+
+bool RemotePluginAudioContextProxy::add(WorkerBlock& block, int32_t frames, bool keepActive, bool realtime) {
+    if (!isAnswered()) {
+        block.state = WorkerBlock::State::late;
+        return false;
+    }
     forgetOutputEvents();
-    writeCommand(*worker->getOutput(), WorkerCommand::process,
-                 ProcessCommand{instanceId, frames, keepActive, realtime});
-    const int32_t result = worker->getInput()->readInt32();
-    exchange.complete();
-    return result;
+    block.command = {instanceId, frames, keepActive, realtime};
+    block.lastNumber = &lastNumber;
+    return worker->add(block);
 }
 
 void RemotePluginAudioContextProxy::stopProcessing() {

@@ -36,6 +36,15 @@ public:
     int32_t process(int32_t frames, bool keepActive, bool realtime) override;
     void stopProcessing() override;
 
+    /// Appends a block to those that its worker is sent next, by `AudioThreadProxy::send`; `AudioCycle` does
+    /// that for many. Late at once if an earlier one wasn't answered. True for the worker's first. Throws
+    /// `IOException`.
+    bool add(WorkerBlock& block, int32_t frames, bool keepActive, bool realtime);
+    /// Whether the last block was answered; looks for answers. Until it is, the audio block is the worker's.
+    /// Throws `IOException`.
+    bool isAnswered() { return worker->isAnswered(lastNumber); }
+    AudioThreadProxy& getWorker() const { return *worker; }
+
 private:
     void sendCommand(WorkerCommand command);
 
@@ -43,5 +52,7 @@ private:
     int32_t instanceId;
     /// Borrowed from `proxy`.
     AudioThreadProxy* worker;
+    /// Of the last block.
+    uint64_t lastNumber;
     Ref<base::core::SharedMemory> sharedMemory;
 };

@@ -6,9 +6,13 @@
 #include "core/Exception.h"
 #include "core/FileSystem.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <fcntl.h>
+#include <poll.h>
 #include <string>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -77,16 +81,25 @@ int32_t openFifo(const std::string& path, int flags) {
     return descriptor;
 }
 
-Ref<InputStream> readFrom(int32_t descriptor) {
-    return new BufferedInputStream(new NamedPipeInputStream(descriptor));
+Ref<NamedPipeInputStream> openForReading(const std::string& path) {
+    return new NamedPipeInputStream(openFifo(path, O_RDONLY));
 }
 
-int32_t openForReading(const std::string& path) {
-    return openFifo(path, O_RDONLY);
+Ref<NamedPipeOutputStream> openForWriting(const std::string& path) {
+    return new NamedPipeOutputStream(openFifo(path, O_WRONLY));
 }
 
-Ref<OutputStream> openForWriting(const std::string& path) {
-    return new BufferedOutputStream(new NamedPipeOutputStream(openFifo(path, O_WRONLY)));
+/// Zero once it has passed.
+timespec timeUntil(const timespec& deadline) {
+    constexpr long nanosecondsOfSecond = 1'000'000'000;
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    timespec rest{deadline.tv_sec - now.tv_sec, deadline.tv_nsec - now.tv_nsec};
+    if (rest.tv_nsec < 0) {
+        rest.tv_sec -= 1;
+        rest.tv_nsec += nanosecondsOfSecond;
+    }
+    return rest.tv_sec < 0 ? timespec{} : rest;
 }
 
 std::string systemPath(const String& name, bool toClient) {
@@ -173,9 +186,10 @@ void NamedPipeOutputStream::close() {
         throw IOException(concat("Could not close named pipe: ", lastErrorMessage()));
 }
 
-NamedPipe::NamedPipe(const String& name, const Ref<InputStream>& input, const Ref<OutputStream>& output,
-                     int32_t inputDescriptor)
-    : inputDescriptor(inputDescriptor), input(input), output(output), name(name) {}
+NamedPipe::NamedPipe(const String& name, const Ref<NamedPipeInputStream>& source,
+                     const Ref<NamedPipeOutputStream>& target)
+    : source(source), target(target), input(source ? new BufferedInputStream(source.get()) : nullptr),
+      output(target ? new BufferedOutputStream(target.get()) : nullptr), name(name) {}
 
 NamedPipe::~NamedPipe() {
     closeQuietly(input);
@@ -185,14 +199,43 @@ NamedPipe::~NamedPipe() {
 Ref<NamedPipe> NamedPipe::open(const String& name, bool duplex) {
     const std::string toClient = systemPath(name, true);
     const std::string fromClient = systemPath(name, false);
-    const int32_t descriptor = duplex ? openForReading(toClient) : -1;
-    const Ref<InputStream> input = duplex ? readFrom(descriptor) : nullptr;
-    const Ref<OutputStream> output = openForWriting(fromClient);
-    return new NamedPipe(name, input, output, descriptor);
+    const Ref<NamedPipeInputStream> source = duplex ? openForReading(toClient) : nullptr;
+    return new NamedPipe(name, source, openForWriting(fromClient));
 }
 
 int32_t NamedPipe::duplicateInputDescriptor() const {
-    return input ? aboveConsole(fcntl(inputDescriptor, F_DUPFD_CLOEXEC, 0)) : -1;
+    if (!source)
+        return -1;
+    const FileDescriptor::Use use(source->getFileDescriptor());
+    return aboveConsole(fcntl(use.get(), F_DUPFD_CLOEXEC, 0));
+}
+
+bool NamedPipe::waitForInput(const timespec& deadline) const {
+    const FileDescriptor::Use use(source->getFileDescriptor());
+    pollfd pipe{use.get(), POLLIN, 0};
+    for (;;) {
+        const timespec rest = timeUntil(deadline);
+        const int count = ppoll(&pipe, 1, &rest, nullptr);
+        if (count > 0)
+            return true;
+        if (count == 0 || errno != EINTR)
+            return false;
+    }
+}
+
+size_t NamedPipe::countUnreadInput() const {
+    const FileDescriptor::Use use(source->getFileDescriptor());
+    int count = 0;
+    return ioctl(use.get(), FIONREAD, &count) == 0 && count > 0 ? static_cast<size_t>(count) : 0;
+}
+
+size_t NamedPipe::getCapacity() const {
+    const auto capacityOf = [](FileDescriptor& descriptor) {
+        const FileDescriptor::Use use(descriptor);
+        const int capacity = fcntl(use.get(), F_GETPIPE_SZ);
+        return capacity > 0 ? static_cast<size_t>(capacity) : size_t{PIPE_BUF};
+    };
+    return std::min(capacityOf(source->getFileDescriptor()), capacityOf(target->getFileDescriptor()));
 }
 
 NamedServerPipe::NamedServerPipe(const String& name, bool duplex, const std::string& toClientPath,
@@ -224,10 +267,9 @@ NamedServerPipe::~NamedServerPipe() {
 }
 
 Ref<NamedPipe> NamedServerPipe::open() {
-    const Ref<OutputStream> output = duplex ? openForWriting(toClientPath) : nullptr;
-    const int32_t descriptor = readable ? openForReading(fromClientPath) : -1;
-    const Ref<InputStream> input = readable ? readFrom(descriptor) : nullptr;
-    pipe = new NamedPipe(name, input, output, descriptor);
+    const Ref<NamedPipeOutputStream> target = duplex ? openForWriting(toClientPath) : nullptr;
+    const Ref<NamedPipeInputStream> source = readable ? openForReading(fromClientPath) : nullptr;
+    pipe = new NamedPipe(name, source, target);
     return pipe;
 }
 

@@ -7,6 +7,7 @@
 #include "core/String.h"
 #include "core/TrustedDirectory.h"
 
+#include <ctime>
 #include <memory>
 #include <string>
 #include <sys/types.h>
@@ -37,6 +38,7 @@ public:
     size_t read(void* buffer, size_t size) override;
     /// Any thread; a `read` that is blocked on another thread throws `IOException`. A second call throws too.
     void close() override;
+    FileDescriptor& getFileDescriptor() { return fileDescriptor; }
 
 private:
     FileDescriptor fileDescriptor;
@@ -51,6 +53,7 @@ public:
     void write(const void* buffer, size_t size) override;
     /// Any thread. A second call throws `IOException`.
     void close() override;
+    FileDescriptor& getFileDescriptor() { return fileDescriptor; }
 
 private:
     FileDescriptor fileDescriptor;
@@ -60,9 +63,9 @@ private:
 /// writers `flush`. One reader and one writer thread at a time.
 class NamedPipe : public Object {
 public:
-    /// `inputDescriptor` is the one that `input` reads; -1 without an input.
-    NamedPipe(const String& name, const Ref<InputStream>& input, const Ref<OutputStream>& output,
-              int32_t inputDescriptor);
+    /// Each may be null.
+    NamedPipe(const String& name, const Ref<NamedPipeInputStream>& source,
+              const Ref<NamedPipeOutputStream>& target);
     /// Closes what is still open.
     ~NamedPipe() override;
 
@@ -77,11 +80,21 @@ public:
     const Ref<OutputStream>& getOutput() const { return output; }
     const String& getName() const { return name; }
     /// A descriptor of its own that polls as the input does, close-on-exec; -1 without an input, or with
-    /// `errno` if there is none left. The caller's. Not during a `close` of the input.
+    /// `errno` if there is none left. The caller's.
     int32_t duplicateInputDescriptor() const;
+    /// Waits until the pipe has bytes for the input, which may have some already, or its writer is gone, at
+    /// most until `deadline` by `CLOCK_MONOTONIC`; one that has passed only has a look. False if that passes.
+    /// A `close` ends it, a signal doesn't. Real-time safe.
+    bool waitForInput(const timespec& deadline) const;
+    /// The number of bytes in the pipe, which the input hasn't read. Any thread. Real-time safe.
+    size_t countUnreadInput() const;
+    /// How many bytes the direction with less room holds. A system that is short of memory for pipes gives
+    /// them less than usual.
+    size_t getCapacity() const;
 
 private:
-    int32_t inputDescriptor;
+    Ref<NamedPipeInputStream> source;
+    Ref<NamedPipeOutputStream> target;
     Ref<InputStream> input;
     Ref<OutputStream> output;
     String name;

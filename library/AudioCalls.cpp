@@ -1,74 +1,13 @@
 // The functions of audio threads: they allocate nothing, lock nothing, and leave the thread's last error as
 // it is.
 
+#include "library/AudioUse.h"
 #include "library/Calls.h"
-
-#include <ctime>
+#include "library/ClientCycle.h"
 
 using namespace client_library;
 
 namespace {
-
-constexpr int32_t noInstance = 0;
-
-/// A plug-in for the scope of an audio call.
-class AudioUse : public NonCopyable, public NonMovable {
-public:
-    explicit AudioUse(plugin_host_plugin* handle) : use(HandleKind::plugin, handle) {
-        if (use.get() != nullptr)
-            audio = static_cast<ClientPlugin&>(*use.get()).getAudio();
-    }
-
-    /// OK, or why there is no audio.
-    plugin_host_status getStatus() const {
-        if (use.get() == nullptr)
-            return PLUGIN_HOST_INVALID_HANDLE;
-        if (audio == nullptr)
-            return static_cast<ClientPlugin&>(*use.get()).getMissingAudioStatus();
-        return audio->host->isDead() ? PLUGIN_HOST_DEAD : PLUGIN_HOST_OK;
-    }
-    PluginAudio& get() const { return *audio; }
-
-private:
-    const HandleUse use;
-    PluginAudio* audio = nullptr;
-};
-
-/// A worker for the scope of a command to it.
-class WorkerUse : public NonCopyable, public NonMovable {
-public:
-    explicit WorkerUse(WorkerTurn& turn)
-        : turn(turn), isMine(!turn.isTaken.exchange(true, std::memory_order_acquire)) {}
-    ~WorkerUse() {
-        if (isMine)
-            turn.isTaken.store(false, std::memory_order_release);
-    }
-
-    explicit operator bool() const { return isMine; }
-
-private:
-    WorkerTurn& turn;
-    const bool isMine;
-};
-
-int64_t nanoseconds() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
-}
-
-/// Notes what the worker is at, for the report of a death: stays if the host dies in it.
-class NotedBlock : public NonCopyable, public NonMovable {
-public:
-    explicit NotedBlock(PluginAudio& audio) : turn(audio.turn) {
-        turn.begin.store(nanoseconds(), std::memory_order_relaxed);
-        turn.instanceId.store(audio.instanceId, std::memory_order_relaxed);
-    }
-    void end() { turn.instanceId.store(noInstance, std::memory_order_relaxed); }
-
-private:
-    WorkerTurn& turn;
-};
 
 /// One command to a worker. What it throws means that the host is gone.
 template <class Command>
@@ -85,6 +24,16 @@ plugin_host_status command(const AudioUse& use, const Command& body) noexcept {
         audio.host->reportLoss();
         return PLUGIN_HOST_DEAD;
     }
+}
+
+/// OK for a plug-in whose block can be filled.
+plugin_host_status fillableStatus(const AudioUse& use) {
+    const plugin_host_status status = use.getStatus();
+    if (status != PLUGIN_HOST_OK)
+        return status;
+    if (use.get().isInCycle)
+        return PLUGIN_HOST_INVALID_STATE;
+    return use.get().isLate ? PLUGIN_HOST_LATE : PLUGIN_HOST_OK;
 }
 
 EventRecord recordOf(const plugin_host_event& event) {
@@ -201,18 +150,27 @@ plugin_host_status plugin_host_plugin_begin(plugin_host_plugin* plugin, plugin_h
     const AudioUse use(plugin);
     if (const plugin_host_status status = use.getStatus(); status != PLUGIN_HOST_OK)
         return status;
-    use.get().context->beginBlock();
-    if (input == nullptr)
-        return PLUGIN_HOST_OK;
-    if (!canFill(input))
+    PluginAudio& audio = use.get();
+    if (audio.isInCycle)
+        return PLUGIN_HOST_INVALID_STATE;
+    if (input != nullptr && !canFill(input))
         return PLUGIN_HOST_INVALID_ARGUMENT;
-    fill(*input, {0, use.get().inputs.data(), use.get().inputs.size()});
-    return PLUGIN_HOST_OK;
+    plugin_host_status status = PLUGIN_HOST_OK;
+    if (audio.isLate)
+        status = command(use, [](PluginAudio& late) {
+            late.isLate = !late.context->isAnswered();
+            return late.isLate ? PLUGIN_HOST_LATE : PLUGIN_HOST_OK;
+        });
+    if (status == PLUGIN_HOST_OK)
+        audio.context->beginBlock();
+    if (input != nullptr && status != PLUGIN_HOST_DEAD)
+        fill(*input, {0, (audio.isLate ? audio.dropped : audio.inputs).data(), audio.inputs.size()});
+    return status;
 }
 
 plugin_host_status plugin_host_plugin_add_event(plugin_host_plugin* plugin, const plugin_host_event* event) {
     const AudioUse use(plugin);
-    if (const plugin_host_status status = use.getStatus(); status != PLUGIN_HOST_OK)
+    if (const plugin_host_status status = fillableStatus(use); status != PLUGIN_HOST_OK)
         return status;
     plugin_host_event given;
     if (!readAudioStructure(event, given) || !isValid(given, use.get().context->blockSize))
@@ -223,7 +181,7 @@ plugin_host_status plugin_host_plugin_add_event(plugin_host_plugin* plugin, cons
 plugin_host_status plugin_host_plugin_add_midi(plugin_host_plugin* plugin, uint32_t frame, uint8_t status,
                                                uint8_t data1, uint8_t data2) {
     const AudioUse use(plugin);
-    if (const plugin_host_status failure = use.getStatus(); failure != PLUGIN_HOST_OK)
+    if (const plugin_host_status failure = fillableStatus(use); failure != PLUGIN_HOST_OK)
         return failure;
     if (frame >= static_cast<uint32_t>(use.get().context->blockSize))
         return PLUGIN_HOST_INVALID_ARGUMENT;
@@ -235,7 +193,7 @@ plugin_host_status plugin_host_plugin_add_midi(plugin_host_plugin* plugin, uint3
 plugin_host_status plugin_host_plugin_add_change(plugin_host_plugin* plugin, uint32_t index, float value,
                                                  uint32_t frame) {
     const AudioUse use(plugin);
-    if (const plugin_host_status status = use.getStatus(); status != PLUGIN_HOST_OK)
+    if (const plugin_host_status status = fillableStatus(use); status != PLUGIN_HOST_OK)
         return status;
     const RemotePluginAudioContextProxy& context = *use.get().context;
     if (index >= static_cast<uint32_t>(context.parameterCount))
@@ -252,7 +210,7 @@ plugin_host_status plugin_host_plugin_add_change(plugin_host_plugin* plugin, uin
 plugin_host_status plugin_host_plugin_set_transport(plugin_host_plugin* plugin,
                                                     const plugin_host_transport* transport) {
     const AudioUse use(plugin);
-    if (const plugin_host_status status = use.getStatus(); status != PLUGIN_HOST_OK)
+    if (const plugin_host_status status = fillableStatus(use); status != PLUGIN_HOST_OK)
         return status;
     plugin_host_transport given;
     if (!readAudioStructure(transport, given))
@@ -265,16 +223,17 @@ plugin_host_status plugin_host_plugin_process(plugin_host_plugin* plugin, uint32
                                               plugin_host_output* output) {
     const AudioUse use(plugin);
     return command(use, [&](PluginAudio& audio) {
-        if (!audio.isStarted.load(std::memory_order_relaxed))
-            return PLUGIN_HOST_INVALID_STATE;
-        if (frames < 1 || frames > static_cast<uint32_t>(audio.context->blockSize) ||
-            (output != nullptr && !canFill(output)))
+        if (output != nullptr && !canFill(output))
             return PLUGIN_HOST_INVALID_ARGUMENT;
-        NotedBlock block(audio);
+        const plugin_host_status status = use.getStatus(frames);
+        if (status == PLUGIN_HOST_LATE && output != nullptr)
+            fill(*output, {0, PLUGIN_HOST_SILENT, audio.silence.data(), audio.silence.size(), 0});
+        if (status != PLUGIN_HOST_OK)
+            return status;
         const int32_t tail =
             audio.context->process(static_cast<int32_t>(frames), (flags & PLUGIN_HOST_KEEP_ACTIVE) != 0,
                                    (flags & PLUGIN_HOST_OFFLINE) == 0);
-        block.end();
+        audio.hasOutput = true;
         if (output != nullptr)
             fill(*output, {0, static_cast<plugin_host_tail>(tail), audio.outputs.data(), audio.outputs.size(),
                            audio.context->getOutputEvents().size()});
@@ -287,6 +246,9 @@ plugin_host_status plugin_host_plugin_get_event(plugin_host_plugin* plugin, size
     const AudioUse use(plugin);
     if (const plugin_host_status status = use.getStatus(); status != PLUGIN_HOST_OK)
         return status;
+    // Otherwise the block is the worker's.
+    if (!use.get().hasOutput)
+        return PLUGIN_HOST_NOT_FOUND;
     const std::span<const EventRecord> events = use.get().context->getOutputEvents();
     if (index >= events.size())
         return PLUGIN_HOST_NOT_FOUND;
@@ -294,4 +256,26 @@ plugin_host_status plugin_host_plugin_get_event(plugin_host_plugin* plugin, size
         return PLUGIN_HOST_INVALID_ARGUMENT;
     fill(*event, eventOf(events[index]));
     return PLUGIN_HOST_OK;
+}
+
+plugin_host_status plugin_host_cycle_begin(plugin_host_cycle* cycle, plugin_host_block* blocks,
+                                           size_t count) {
+    const HandleUse use(HandleKind::cycle, cycle);
+    return use.get() != nullptr ? static_cast<ClientCycle&>(*use.get()).begin(blocks, count)
+                                : PLUGIN_HOST_INVALID_HANDLE;
+}
+
+plugin_host_status plugin_host_cycle_finish(plugin_host_cycle* cycle, int64_t deadline) {
+    constexpr int64_t nanosecondsOfSecond = 1'000'000'000;
+    const HandleUse use(HandleKind::cycle, cycle);
+    if (use.get() == nullptr)
+        return PLUGIN_HOST_INVALID_HANDLE;
+    auto& object = static_cast<ClientCycle&>(*use.get());
+    if (deadline == 0)
+        return object.finish(nullptr);
+    const int64_t time = std::max<int64_t>(deadline, 0);
+    // Where a time has 32 bits, the last second is that of 68 years.
+    const auto seconds = static_cast<time_t>(std::min<int64_t>(time / nanosecondsOfSecond, INT32_MAX));
+    const timespec moment{seconds, static_cast<long>(time % nanosecondsOfSecond)};
+    return object.finish(&moment);
 }

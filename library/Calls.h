@@ -1,5 +1,6 @@
 #pragma once
 
+#include "library/ClientCycle.h"
 #include "library/ClientHost.h"
 #include "library/ClientPlugin.h"
 #include "library/ClientScan.h"
@@ -30,6 +31,11 @@ template <>
 struct HandleOf<plugin_host_plugin> {
     using Type = ClientPlugin;
     static constexpr HandleKind kind = HandleKind::plugin;
+};
+template <>
+struct HandleOf<plugin_host_cycle> {
+    using Type = ClientCycle;
+    static constexpr HandleKind kind = HandleKind::cycle;
 };
 template <>
 struct HandleOf<plugin_host_scan> {

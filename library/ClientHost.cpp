@@ -205,6 +205,20 @@ void ClientHost::setInstance(ClientPlugin& plugin, int32_t instanceId) {
     (*plugins.lock())[&plugin] = instanceId;
 }
 
+std::optional<int32_t> ClientHost::takeWorker() {
+    const auto taken = takenWorkers.lock();
+    taken->resize(static_cast<size_t>(settings.workerCount));
+    const auto free = std::ranges::find(*taken, false);
+    if (free == taken->end())
+        return std::nullopt;
+    *free = true;
+    return static_cast<int32_t>(free - taken->begin());
+}
+
+void ClientHost::returnWorker(int32_t worker) {
+    (*takenWorkers.lock())[static_cast<size_t>(worker)] = false;
+}
+
 void ClientHost::reportLoss() {
     dead = true;
     watch->wake();
@@ -223,8 +237,17 @@ void ClientHost::addSources(std::vector<pollfd>& sources) const {
     sources.push_back({proxy->getChild().getEndDescriptor(), POLLIN, 0});
 }
 
+void ClientHost::noteLateness() {
+    if (settings.hangTimeLimit > 0 && !hasLateness.exchange(true))
+        watch->wake();
+}
+
 int ClientHost::getPatience() const {
-    return lossTime != 0 && !isSettled ? lossRounds : -1;
+    if (isSettled)
+        return -1;
+    if (lossTime != 0)
+        return lossRounds;
+    return hasLateness ? hangPatience.load() : -1;
 }
 
 void ClientHost::attend() {
@@ -232,6 +255,7 @@ void ClientHost::attend() {
     if (!isUp.load(std::memory_order_acquire) || isSettled)
         return;
     takeAnswers();
+    attendToLateness();
     attendToDeath();
 }
 
@@ -273,6 +297,29 @@ void ClientHost::takeAnswers() {
     answers->close();
     lossTime = lossTime == 0 ? nanoseconds() : lossTime.load();
     dead = true;
+}
+
+void ClientHost::attendToLateness() {
+    if (!hasLateness || isDead())
+        return;
+    double longest = 0;
+    bool isIdle = true;
+    for (int32_t worker = 0; worker < settings.workerCount; ++worker) {
+        const AudioThreadProxy::Progress progress = proxy->getAudioThread(worker).getProgress();
+        if (progress.instanceId == RequestLog::noInstance)
+            continue;
+        isIdle = false;
+        longest = std::max(longest, static_cast<double>(progress.time) * 1e-9);
+    }
+    if (longest > settings.hangTimeLimit) {
+        isHung = true;
+        dead = true;
+        proxy->abandon();
+    } else if (isIdle) {
+        hasLateness = false;
+    } else {
+        hangPatience = static_cast<int>((settings.hangTimeLimit - longest) * 1e3) + 1;
+    }
 }
 
 void ClientHost::attendToDeath() {
@@ -322,11 +369,15 @@ HostDeath ClientHost::describeDeath() const {
     } else {
         death.end = "ended, and someone else took its status";
     }
-    for (int32_t worker = 0; worker < settings.workerCount && !death.block.plugin; ++worker) {
-        const WorkerTurn& turn = turns[static_cast<size_t>(worker)];
-        if (const int32_t instanceId = turn.instanceId; instanceId != RequestLog::noInstance)
-            death.block = {
-                findPlugin(instanceId), {}, static_cast<double>(nanoseconds() - turn.begin) * 1e-9};
+    death.isHung = isHung;
+    if (isHung)
+        death.end = "hung and was ended";
+    // The one that has been at its block for longest: it may be what the others wait for.
+    for (int32_t worker = 0; worker < settings.workerCount; ++worker) {
+        const AudioThreadProxy::Progress progress = proxy->getAudioThread(worker).getProgress();
+        const double seconds = static_cast<double>(progress.time) * 1e-9;
+        if (progress.instanceId != RequestLog::noInstance && seconds > death.block.seconds)
+            death.block = {findPlugin(progress.instanceId), {}, seconds};
     }
     if (const std::optional<RequestLog::Request> request = requests.getOldest()) {
         death.request = request->name;

@@ -20,13 +20,20 @@ class ClientPlugin;
 class HostWatch;
 struct HostDeath;
 
-/// The audio thread that is on a worker, and what it is at: for a worker one thread at a time.
-struct WorkerTurn {
-    std::atomic<bool> isTaken{false};
-    /// The instance in a block; 0 for none.
-    std::atomic<int32_t> instanceId{0};
-    /// When the block began, in nanoseconds of `CLOCK_MONOTONIC`.
-    std::atomic<int64_t> begin{0};
+/// Who drives a worker: one call, or one cycle, at a time.
+class WorkerTurn : public NonCopyable, public NonMovable {
+public:
+    /// False if someone has it.
+    bool take(const void* newOwner) {
+        const void* none = nullptr;
+        return owner.compare_exchange_strong(none, newOwner, std::memory_order_acquire,
+                                             std::memory_order_relaxed);
+    }
+    void leave() { owner.store(nullptr, std::memory_order_release); }
+    bool isOwnedBy(const void* someone) const { return owner.load(std::memory_order_relaxed) == someone; }
+
+private:
+    std::atomic<const void*> owner{nullptr};
 };
 
 /// One host of a session: its process, from its start to the report of its death. Owned by its handle, by the
@@ -67,12 +74,19 @@ public:
     void removePlugin(ClientPlugin& plugin);
     void setInstance(ClientPlugin& plugin, int32_t instanceId);
 
+    /// A worker for one plug-in alone; nothing if all are taken.
+    std::optional<int32_t> takeWorker();
+    void returnWorker(int32_t worker);
+
     /// Null before `start` has succeeded.
     const Ref<RemotePluginHostProxy>& getProxy() const { return proxy; }
     WorkerTurn& getTurn(int32_t worker) { return turns[static_cast<size_t>(worker)]; }
     pid_t getPid() const { return pid; }
     /// By an audio thread that has lost the host. Real-time safe.
     void reportLoss();
+    /// By an audio thread whose block is late: from then on the watch looks for workers that hang. Real-time
+    /// safe.
+    void noteLateness();
 
     const HostSettings settings;
     const Ref<SessionContext> context;
@@ -100,6 +114,7 @@ private:
     void takeOutput(bool toTheEnd);
     void takeAnswers();
     void attendToDeath();
+    void attendToLateness();
     void reportDeath();
     void failStart(plugin_host_status status, const std::string& reason);
     bool waitForEnd(int milliseconds) const;
@@ -116,6 +131,12 @@ private:
     base::core::Mutex sendLock;
     std::atomic<bool> dead{false};
     std::atomic<bool> isEnding{false};
+    /// A worker may hang.
+    std::atomic<bool> hasLateness{false};
+    /// Until when the worker that has been at its block for longest may take, in milliseconds from the last
+    /// look.
+    std::atomic<int> hangPatience{0};
+    std::atomic<bool> isHung{false};
     /// The death was reported, or there is none to report.
     std::atomic<bool> isSettled{false};
     /// When the host was lost, in nanoseconds of `CLOCK_MONOTONIC`; 0 before.
@@ -124,6 +145,8 @@ private:
     std::atomic<bool> isUp{false};
     std::unique_ptr<base::core::FileDescriptor> answers;
     base::core::Guarded<std::unordered_map<ClientPlugin*, int32_t>> plugins;
+    /// By their numbers.
+    base::core::Guarded<std::vector<bool>> takenWorkers;
     /// Ends before what it calls.
     Ref<RemotePluginHostProxy> proxy;
 };

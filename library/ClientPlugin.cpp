@@ -22,11 +22,15 @@ String quoted(const String& text) {
 
 PluginAudio::PluginAudio(const Ref<ClientHost>& host, const Ref<RemotePluginAudioContextProxy>& context,
                          int32_t instanceId, int32_t worker)
-    : host(host), context(context), instanceId(instanceId), turn(host->getTurn(worker)) {
+    : host(host), context(context), instanceId(instanceId), turn(host->getTurn(worker)),
+      silentChannel(static_cast<size_t>(context->blockSize)),
+      droppedChannel(static_cast<size_t>(context->blockSize)) {
     for (int32_t channel = 0; channel < context->inputChannelCount; ++channel)
         inputs.push_back(context->inputChannel(channel));
     for (int32_t channel = 0; channel < context->outputChannelCount; ++channel)
         outputs.push_back(context->outputChannel(channel));
+    dropped.assign(inputs.size(), droppedChannel.data());
+    silence.assign(outputs.size(), silentChannel.data());
     context->getTransport().sampleRate = host->settings.sampleRate;
 }
 
@@ -53,7 +57,7 @@ private:
 
 ClientPlugin::ClientPlugin(const Ref<SessionContext>& context, const Ref<PluginReports>& reports,
                            const PluginSettings& settings, void* data)
-    : data(data), settings(settings), context(context), reports(reports),
+    : data(data), settings(settings), worker(settings.worker), context(context), reports(reports),
       deadline(base::core::monotonicDeadline(settings.timeLimit)), initialState(this->settings.takeState()) {}
 
 ClientPlugin::~ClientPlugin() {
@@ -166,8 +170,8 @@ void ClientPlugin::takeReply(const Ref<ClientHost>& host, const Ref<CreatePlugin
 void ClientPlugin::adopt(const Ref<ClientHost>& host, const CreatePluginInstanceReply& reply) {
     try {
         const Ref<RemotePluginAudioContextProxy> block(
-            new RemotePluginAudioContextProxy(host->getProxy().get(), reply, settings.worker));
-        auto made = std::make_unique<PluginAudio>(host, block, reply.instanceId, settings.worker);
+            new RemotePluginAudioContextProxy(host->getProxy().get(), reply, worker));
+        auto made = std::make_unique<PluginAudio>(host, block, reply.instanceId, worker);
         const auto current = state.lock();
         if (current->phase == Phase::creating) {
             current->instanceId = reply.instanceId;
@@ -295,7 +299,7 @@ void ClientPlugin::stopAudio() {
     if (playing == nullptr)
         return;
     const timespec begin = monotonicTime();
-    while (playing->turn.isTaken.exchange(true, std::memory_order_acquire)) {
+    while (!playing->turn.take(this)) {
         if (playing->host->isDead())
             return;
         if (secondsSince(begin) > settings.requestTimeLimit)
@@ -311,7 +315,7 @@ void ClientPlugin::stopAudio() {
     } catch (const IOException&) {
         playing->host->reportLoss();
     }
-    playing->turn.isTaken.store(false, std::memory_order_release);
+    playing->turn.leave();
 }
 
 void ClientPlugin::hostDied() {

@@ -55,8 +55,19 @@ struct PluginAudio {
     WorkerTurn& turn;
     std::vector<float*> inputs;
     std::vector<const float*> outputs;
-    /// Written with the worker's turn.
+    /// What stands for them while the audio block is the worker's.
+    std::vector<float*> dropped;
+    std::vector<const float*> silence;
+    // Written with the worker's turn.
     std::atomic<bool> isStarted{false};
+    Relaxed<bool> isInCycle = false;
+    /// The last block was late, and no other has begun.
+    Relaxed<bool> isLate = false;
+    Relaxed<bool> hasOutput = false;
+
+private:
+    std::vector<float> silentChannel;
+    std::vector<float> droppedChannel;
 };
 
 /// In pixels; zeros while it isn't known.
@@ -127,6 +138,8 @@ public:
 
     Relaxed<void*> data;
     const PluginSettings settings;
+    /// What renders it; chosen before the creation.
+    Relaxed<int32_t> worker;
     const Ref<SessionContext> context;
     // Set before anyone else has the plug-in.
     plugin_host_plugin* handle = nullptr;

@@ -85,6 +85,7 @@ void ClientSession::end() {
         std::swap(former.destroyed, current->destroyed);
         std::swap(former.hosts, current->hosts);
         std::swap(former.scans, current->scans);
+        std::swap(former.cycles, current->cycles);
         std::swap(former.creations, current->creations);
     }
     context->queue->close();
@@ -92,6 +93,10 @@ void ClientSession::end() {
     for (const Ref<ClientScan>& scan : former.scans) {
         dropHandle(HandleKind::scan, scan->handle);
         scan->end();
+    }
+    for (const Ref<ClientCycle>& cycle : former.cycles) {
+        dropHandle(HandleKind::cycle, cycle->handle);
+        cycle->end();
     }
     for (const Entry& entry : former.plugins) {
         dropHandle(HandleKind::plugin, entry.plugin->handle);
@@ -103,7 +108,7 @@ void ClientSession::end() {
         host->end();
     }
     for (auto& each : shared)
-        each.lock()->host = nullptr;
+        each.lock()->hosts.clear();
     // Hosts end here and not on that thread: the process may exit next, and would leave pipes and blocks.
     watch->stop();
     for (const Ref<ClientPlugin>& plugin : former.destroyed)
@@ -183,16 +188,41 @@ Ref<ClientHost> ClientSession::findHost(ClientPlugin& plugin,
     throw Failure(PLUGIN_HOST_CANCELLED, "The plug-in was destroyed");
 }
 
-Ref<ClientHost> ClientSession::shareHost(const ClientPlugin& plugin, HostWidth width,
+Ref<ClientHost> ClientSession::shareHost(ClientPlugin& plugin, HostWidth width,
                                          const base::core::EventDescriptor& cancellation) {
     const auto common = shared[indexOf(width)].lock();
-    if (!common->host || common->host->isDead()) {
-        HostSettings hostSettings = settings.host;
-        hostSettings.startTimeLimit = std::min(hostSettings.startTimeLimit, plugin.settings.timeLimit);
-        hostSettings.program = String(reports->programs.get(width).c_str());
-        common->host = startHost(hostSettings, &cancellation);
+    std::erase_if(common->hosts, [](const Ref<ClientHost>& host) { return host->isDead(); });
+    for (const Ref<ClientHost>& host : common->hosts) {
+        if (fitsInto(*host, plugin))
+            return host;
     }
-    return common->host;
+    HostSettings hostSettings = settings.host;
+    hostSettings.startTimeLimit = std::min(hostSettings.startTimeLimit, plugin.settings.timeLimit);
+    hostSettings.program = String(reports->programs.get(width).c_str());
+    common->hosts.push_back(startHost(hostSettings, &cancellation));
+    fitsInto(*common->hosts.back(), plugin);
+    return common->hosts.back();
+}
+
+bool ClientSession::fitsInto(ClientHost& host, ClientPlugin& plugin) {
+    if (!settings.hasOwnWorkers)
+        return true;
+    const std::optional<int32_t> worker = host.takeWorker();
+    if (!worker)
+        return false;
+    {
+        const auto current = state.lock();
+        for (Entry& entry : current->plugins) {
+            if (entry.plugin.get() != &plugin)
+                continue;
+            entry.workerHost = &host;
+            plugin.worker = *worker;
+            return true;
+        }
+    }
+    // The plug-in was destroyed meanwhile.
+    host.returnWorker(*worker);
+    return true;
 }
 
 Ref<ClientPlugin> ClientSession::createPlugin(const PluginSettings& pluginSettings,
@@ -203,7 +233,7 @@ Ref<ClientPlugin> ClientSession::createPlugin(const PluginSettings& pluginSettin
     const bool isKept = [&] {
         const auto current = state.lock();
         if (!current->hasEnded)
-            current->plugins.push_back({plugin, nullptr, pluginSettings.isAsynchronous});
+            current->plugins.push_back({plugin, nullptr, nullptr, pluginSettings.isAsynchronous});
         return !current->hasEnded;
     }();
     if (!isKept) {
@@ -292,6 +322,8 @@ void ClientSession::forgetPlugin(ClientPlugin& plugin) {
             return true;
         });
     }
+    if (removed.workerHost)
+        removed.workerHost->returnWorker(plugin.worker);
     if (removed.ownHost)
         endOwnHost(*removed.ownHost);
 }
@@ -331,6 +363,24 @@ Ref<ClientScan> ClientSession::startScan(const plugin_host_scan_options& options
     }
     scan->start();
     return scan;
+}
+
+Ref<ClientCycle> ClientSession::makeCycle(size_t capacity) {
+    Ref<ClientCycle> cycle(new ClientCycle(context, capacity));
+    cycle->session = this;
+    const auto current = state.lock();
+    if (current->hasEnded)
+        throw endedFailure();
+    cycle->handle = static_cast<plugin_host_cycle*>(makeHandle(HandleKind::cycle, *cycle));
+    current->cycles.push_back(cycle);
+    return cycle;
+}
+
+void ClientSession::removeCycle(ClientCycle& cycle) {
+    // Released without the lock.
+    const Ref<ClientCycle> removed(&cycle);
+    const auto current = state.lock();
+    std::erase(current->cycles, removed);
 }
 
 void ClientSession::removeScan(ClientScan& scan) {

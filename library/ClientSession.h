@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Guarded.h"
+#include "library/ClientCycle.h"
 #include "library/ClientHost.h"
 #include "library/ClientPlugin.h"
 #include "library/ClientScan.h"
@@ -25,6 +26,8 @@ struct SessionSettings {
     double requestTimeLimit = 30;
     double reportTimeLimit = 10;
     bool hasSeparateHosts = false;
+    /// Each plug-in that chooses no host has a worker for itself.
+    bool hasOwnWorkers = false;
     bool dispatches = false;
     bool keepsBrokenPipes = false;
 };
@@ -48,6 +51,8 @@ public:
     void destroyPlugin(ClientPlugin& plugin);
     Ref<ClientScan> startScan(const plugin_host_scan_options& options);
     void removeScan(ClientScan& scan);
+    Ref<ClientCycle> makeCycle(size_t capacity);
+    void removeCycle(ClientCycle& cycle);
 
     /// Throws `Failure` once the session has ended.
     void requireLife() const;
@@ -61,6 +66,8 @@ private:
         Ref<ClientPlugin> plugin;
         /// The host that ends with it; null for none.
         Ref<ClientHost> ownHost;
+        /// The host that it has a worker of for itself; null for none.
+        Ref<ClientHost> workerHost;
         /// The application has its handle, and gets the last callback.
         bool isGiven = false;
     };
@@ -71,18 +78,20 @@ private:
         /// Those whose last callback waits.
         std::vector<Ref<ClientPlugin>> destroyed;
         std::vector<Ref<ClientScan>> scans;
+        std::vector<Ref<ClientCycle>> cycles;
         std::vector<Ref<base::core::Thread>> creations;
         bool hasEnded = false;
     };
 
-    /// A host for plug-ins of a width that share one.
+    /// The hosts that plug-ins of a width share: one, or as many as give each plug-in a worker.
     struct Shared {
-        Ref<ClientHost> host;
+        std::vector<Ref<ClientHost>> hosts;
     };
 
     Ref<ClientHost> findHost(ClientPlugin& plugin, const base::core::EventDescriptor& cancellation);
-    Ref<ClientHost> shareHost(const ClientPlugin& plugin, HostWidth width,
+    Ref<ClientHost> shareHost(ClientPlugin& plugin, HostWidth width,
                               const base::core::EventDescriptor& cancellation);
+    bool fitsInto(ClientHost& host, ClientPlugin& plugin);
     Ref<ClientHost> startHost(const HostSettings& hostSettings,
                               const base::core::EventDescriptor* cancellation);
     HostWidth chooseWidth(const String& path) const;

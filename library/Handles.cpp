@@ -130,7 +130,7 @@ private:
     std::atomic<bool> hasRetired{false};
 };
 
-using Tables = std::array<HandleTable, 4>;
+using Tables = std::array<HandleTable, 5>;
 
 Tables& tables() {
     // Never destroyed: handles may be used during `exit`.

@@ -7,7 +7,7 @@
 
 namespace client_library {
 
-enum class HandleKind : uint32_t { session = 1, host = 2, plugin = 3, scan = 4 };
+enum class HandleKind : uint32_t { session = 1, host = 2, plugin = 3, scan = 4, cycle = 5 };
 
 /// One object that a handle stands for. It stays where it is while `users` isn't 0, also behind the end of
 /// its handle.

@@ -38,6 +38,7 @@ void HostDeath::report(const plugin_host_callbacks& callbacks, plugin_host_host*
     death.size = sizeof death;
     death.signal = signal;
     death.exit_status = exitStatus;
+    death.flags = isHung ? PLUGIN_HOST_HUNG : 0;
     death.text = text.c_str();
     if (block.plugin) {
         death.block_plugin = block.plugin->handle;

@@ -26,6 +26,7 @@ struct HostDeath {
     /// Null for none.
     const char* request = nullptr;
     Blame requestOf;
+    bool isHung = false;
 
     /// One line.
     std::string describe() const;

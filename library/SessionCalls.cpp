@@ -19,6 +19,7 @@ constexpr int32_t highestWorkerCount = 64;
 constexpr double defaultStartTime = 10;
 constexpr double defaultRequestTime = 30;
 constexpr double defaultReportTime = 10;
+constexpr double defaultHangTime = 2;
 
 std::string textOr(const char* text, const char* otherwise, const char* what) {
     return text != nullptr ? readText(text, what).toStdString() : std::string(otherwise);
@@ -64,9 +65,13 @@ SessionSettings readSettings(const plugin_host_session_options& options) {
     // As a number: it may be none of the type's.
     std::underlying_type_t<plugin_host_sharing> sharing = 0;
     std::memcpy(&sharing, &options.sharing, sizeof sharing);
-    if (sharing != PLUGIN_HOST_SHARED && sharing != PLUGIN_HOST_SEPARATE)
+    if (sharing != PLUGIN_HOST_SHARED && sharing != PLUGIN_HOST_SEPARATE &&
+        sharing != PLUGIN_HOST_OWN_WORKERS)
         throw Failure(PLUGIN_HOST_INVALID_ARGUMENT, "sharing is out of range");
     settings.hasSeparateHosts = sharing == PLUGIN_HOST_SEPARATE;
+    settings.hasOwnWorkers = sharing == PLUGIN_HOST_OWN_WORKERS;
+    settings.host.hangTimeLimit =
+        options.hang_timeout < 0 ? -1 : readTime(options.hang_timeout, defaultHangTime, "hang_timeout");
     settings.dispatches = (options.flags & PLUGIN_HOST_DISPATCH) != 0;
     settings.keepsBrokenPipes = (options.flags & PLUGIN_HOST_KEEP_SIGPIPE) != 0;
     return settings;
@@ -115,7 +120,8 @@ const char* plugin_host_status_text(plugin_host_status status) {
                                             "the block is full",
                                             "the worker is busy",
                                             "no memory",
-                                            "a system call failed"};
+                                            "a system call failed",
+                                            "the plug-in is late"};
     const auto index = static_cast<size_t>(status);
     return index < std::size(texts) ? texts[index] : "unknown status";
 }
@@ -231,6 +237,24 @@ plugin_host_status plugin_host_host_show_editors(plugin_host_host* host) {
     return answerWith(host, [](ClientHost& object) {
         object.send("ShowAllGUIs", RequestLog::noInstance,
                     [](RemotePluginHostProxy& proxy) { proxy.showAllGUIs(); });
+    });
+}
+
+plugin_host_status plugin_host_cycle_create(plugin_host_session* session, size_t capacity,
+                                            plugin_host_cycle** cycle) {
+    return answerWith(session, [&](ClientSession& object) {
+        require(cycle, "cycle") = nullptr;
+        if (capacity < 1 || capacity > ClientCycle::largestCapacity)
+            throw Failure(PLUGIN_HOST_INVALID_ARGUMENT, "capacity is out of range");
+        *cycle = object.makeCycle(capacity)->handle;
+    });
+}
+
+plugin_host_status plugin_host_cycle_destroy(plugin_host_cycle* cycle) {
+    return answerWith(cycle, [&](ClientCycle& object) {
+        invalidate(cycle);
+        object.end();
+        sessionOf(object).removeCycle(object);
     });
 }
 

@@ -23,6 +23,8 @@ struct HostSettings {
     int32_t blockSize = 256;
     int32_t workerCount = 1;
     double startTimeLimit = 10;
+    /// For a block that is late, in seconds; below 0: for ever.
+    double hangTimeLimit = 2;
 };
 
 /// What everything in a session shares: the application's callbacks. It outlives the session as long as a

@@ -72,12 +72,12 @@ bool isWholeFile(const std::string& block) {
 std::string sourceOfC(const std::string& block) {
     const std::string head =
         "#include <plugin-host/client.h>\n#include <poll.h>\n#include <stdio.h>\n#include <string.h>\n"
-        "#include <unistd.h>\n";
+        "#include <time.h>\n#include <unistd.h>\n";
     if (isWholeFile(block))
         return head + block;
     return head +
-           "void block(plugin_host_session *session, plugin_host_plugin *plugin) {\n(void)session, "
-           "(void)plugin;\n{\n" +
+           "void block(plugin_host_session *session, plugin_host_plugin *plugin, plugin_host_plugin *other) "
+           "{\n(void)session, (void)plugin, (void)other;\n{\n" +
            block + "}\n}\n";
 }
 
@@ -146,7 +146,7 @@ TEST(ClientDocument, NamesEachStatusButThatOfSuccess) {
     const size_t start = text.find("typedef enum plugin_host_status {");
     const std::string statuses = text.substr(start, text.find("} plugin_host_status;") - start);
     const std::vector<std::string> names = findAll(statuses, "(PLUGIN_HOST_[A-Z_]+) = [1-9]");
-    EXPECT_EQ(names.size(), 13U);
+    EXPECT_EQ(names.size(), 14U);
     for (const std::string& name : names)
         EXPECT_NE(document().getText().find("`" + name + "`"), std::string::npos) << name;
 }

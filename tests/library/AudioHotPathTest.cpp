@@ -3,13 +3,15 @@
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
-#include "library/AudioTest.h"
+#include "library/CycleTest.h"
 #include "support/CountedCalls.h"
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
+#include <fstream>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
@@ -21,7 +23,7 @@ using test_support::countedCalls;
 
 namespace {
 
-constexpr int blocks = 100;
+constexpr int turns = 100;
 
 /// One block with all that a block can have.
 plugin_host_status renderOnce(plugin_host_plugin* plugin) {
@@ -80,6 +82,44 @@ bool allowReadsAndWritesAlone() {
            prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
 }
 
+/// Does something on a thread that may read and write, and expects it to make no other call of the system.
+template <class Action>
+void expectReadsAndWritesAlone(const Action& action) {
+    struct sigaction counting {};
+    counting.sa_sigaction = countTrapped;
+    counting.sa_flags = SA_SIGINFO;
+    struct sigaction former {};
+    ASSERT_EQ(sigaction(SIGSYS, &counting, &former), 0);
+    bool isConfined = false;
+    int countedOfTheAction = -1;
+    int countedOfAKnownCall = -1;
+    std::thread([&] {
+        isConfined = allowReadsAndWritesAlone();
+        trapped = 0;
+        action();
+        countedOfTheAction = trapped;
+        syscall(SYS_getppid);
+        countedOfAKnownCall = trapped - countedOfTheAction;
+    }).join();
+    sigaction(SIGSYS, &former, nullptr);
+    ASSERT_TRUE(isConfined) << "the system doesn't confine threads";
+    EXPECT_EQ(countedOfTheAction, 0) << "the last was call " << lastTrapped;
+    EXPECT_EQ(countedOfAKnownCall, 1) << "the count doesn't work";
+}
+
+/// How many calls of this thread have written so far.
+int64_t countWrites() {
+    std::ifstream file("/proc/thread-self/io");
+    for (std::string word; file >> word;) {
+        if (word == "syscw:") {
+            int64_t count = 0;
+            file >> count;
+            return count;
+        }
+    }
+    return -1;
+}
+
 class AudioHotPathTest : public ShowingTest {
 protected:
     AudioHotPathTest() {
@@ -88,11 +128,51 @@ protected:
     }
 
     void renderBlocks() {
-        for (int i = 0; i < blocks; ++i)
+        for (int i = 0; i < turns; ++i)
             rendered += renderOnce(plugin.get()) == PLUGIN_HOST_OK ? 1 : 0;
     }
 
     int rendered = 0;
+};
+
+constexpr int64_t noDeadline = 0;
+constexpr int64_t farDeadline = INT64_MAX;
+
+/// Eight plug-ins on two workers.
+class CycleHotPathTest : public CycleTest {
+protected:
+    CycleHotPathTest() {
+        begin(2);
+        for (int i = 0; i < 8; ++i)
+            all[static_cast<size_t>(i)] = add(testPlugin("shows-its-block.so"), i % 2).block(frames);
+        renderCycles(noDeadline);
+        rendered = 0;
+    }
+
+    void renderCycle(int64_t deadline) {
+        bool isRight = true;
+        plugin_host_input input{};
+        input.size = sizeof input;
+        for (const plugin_host_block& block : all) {
+            const plugin_host_status status = plugin_host_plugin_begin(block.plugin, &input);
+            isRight &= status == PLUGIN_HOST_OK;
+            input.channels[0][0] = 1;
+            isRight &= plugin_host_plugin_add_midi(block.plugin, 0, 0x90, 60, 100) == PLUGIN_HOST_OK;
+        }
+        isRight &= plugin_host_cycle_begin(cycle->get(), all.data(), all.size()) == PLUGIN_HOST_OK;
+        const plugin_host_status status = plugin_host_cycle_finish(cycle->get(), deadline);
+        for (const plugin_host_block& block : all)
+            lateBlocks += block.status == PLUGIN_HOST_LATE ? 1 : 0;
+        rendered += isRight && status == PLUGIN_HOST_OK ? 1 : 0;
+    }
+    void renderCycles(int64_t deadline) {
+        for (int i = 0; i < turns; ++i)
+            renderCycle(deadline);
+    }
+
+    std::array<plugin_host_block, 8> all;
+    int rendered = 0;
+    int lateBlocks = 0;
 };
 
 } // namespace
@@ -103,7 +183,7 @@ TEST_F(AudioHotPathTest, ABlockAllocatesNothingAndTakesNoLock) {
     const CountedCalls counted = countedCalls;
     EXPECT_EQ(counted.allocations, 0);
     EXPECT_EQ(counted.locks, 0);
-    EXPECT_EQ(rendered, blocks);
+    EXPECT_EQ(rendered, turns);
 }
 
 TEST_F(AudioHotPathTest, StartsAndStopsAllocateNothingEither) {
@@ -124,27 +204,41 @@ TEST_F(AudioHotPathTest, TheCountsReachTheSharedLibrary) {
 }
 
 TEST_F(AudioHotPathTest, ABlockMakesNoCallOfTheSystemButReadsAndWrites) {
-    struct sigaction counting {};
-    counting.sa_sigaction = countTrapped;
-    counting.sa_flags = SA_SIGINFO;
-    struct sigaction former {};
-    ASSERT_EQ(sigaction(SIGSYS, &counting, &former), 0);
-    bool isConfined = false;
-    int countedOfABlock = -1;
-    int countedOfAKnownCall = -1;
-    std::thread([&] {
-        isConfined = allowReadsAndWritesAlone();
-        trapped = 0;
-        renderBlocks();
-        countedOfABlock = trapped;
-        syscall(SYS_getppid);
-        countedOfAKnownCall = trapped - countedOfABlock;
-    }).join();
-    sigaction(SIGSYS, &former, nullptr);
-    ASSERT_TRUE(isConfined) << "the system doesn't confine threads";
-    EXPECT_EQ(countedOfABlock, 0) << "the last was call " << lastTrapped;
-    EXPECT_EQ(countedOfAKnownCall, 1) << "the count doesn't work";
-    EXPECT_EQ(rendered, blocks);
+    expectReadsAndWritesAlone([&] { renderBlocks(); });
+    EXPECT_EQ(rendered, turns);
+}
+
+TEST_F(CycleHotPathTest, ACycleAllocatesNothingAndTakesNoLock) {
+    countedCalls = {};
+    renderCycles(noDeadline);
+    renderCycles(farDeadline);
+    const CountedCalls counted = countedCalls;
+    EXPECT_EQ(counted.allocations, 0);
+    EXPECT_EQ(counted.locks, 0);
+    EXPECT_EQ(rendered, 2 * turns);
+}
+
+TEST_F(CycleHotPathTest, ACycleWithoutADeadlineMakesNoCallOfTheSystemButReadsAndWrites) {
+    expectReadsAndWritesAlone([&] { renderCycles(noDeadline); });
+    EXPECT_EQ(rendered, turns);
+}
+
+TEST_F(CycleHotPathTest, ACycleWritesOnceForEachWorker) {
+    const int64_t before = countWrites();
+    renderCycles(noDeadline);
+    EXPECT_EQ(countWrites() - before, 2 * turns);
+    EXPECT_EQ(rendered, turns);
+}
+
+// The answer comes, since the plug-in isn't one that hangs.
+TEST_F(CycleHotPathTest, ALateBlockAllocatesNothingAndTakesNoLock) {
+    countedCalls = {};
+    for (int i = 0; i < turns; ++i)
+        renderCycle(1);
+    const CountedCalls counted = countedCalls;
+    EXPECT_EQ(counted.allocations, 0);
+    EXPECT_EQ(counted.locks, 0);
+    EXPECT_GT(lateBlocks, 0);
 }
 
 #endif

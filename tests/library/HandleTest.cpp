@@ -18,7 +18,7 @@ using namespace test_support;
 
 namespace {
 
-enum class Kind { none, session, host, plugin, scan };
+enum class Kind { none, session, host, plugin, scan, cycle };
 
 /// A function with a handle, all of whose other arguments are right.
 struct Function {
@@ -35,6 +35,7 @@ constexpr auto session = [](void* handle) { return as<plugin_host_session>(handl
 constexpr auto host = [](void* handle) { return as<plugin_host_host>(handle); };
 constexpr auto plugin = [](void* handle) { return as<plugin_host_plugin>(handle); };
 constexpr auto scan = [](void* handle) { return as<plugin_host_scan>(handle); };
+constexpr auto cycle = [](void* handle) { return as<plugin_host_cycle>(handle); };
 
 template <class Structure>
 Structure sized() {
@@ -112,6 +113,18 @@ const std::map<std::string, Function>& functions() {
          {Kind::host, [](void* handle) { return plugin_host_host_ping(host(handle), 0); }}},
         {"plugin_host_host_show_editors",
          {Kind::host, [](void* handle) { return plugin_host_host_show_editors(host(handle)); }}},
+        {"plugin_host_cycle_begin",
+         {Kind::cycle, [](void* handle) { return plugin_host_cycle_begin(cycle(handle), nullptr, 0); }}},
+        {"plugin_host_cycle_create",
+         {Kind::session,
+          [](void* handle) {
+              plugin_host_cycle* made = nullptr;
+              return plugin_host_cycle_create(session(handle), 1, &made);
+          }}},
+        {"plugin_host_cycle_destroy",
+         {Kind::cycle, [](void* handle) { return plugin_host_cycle_destroy(cycle(handle)); }}},
+        {"plugin_host_cycle_finish",
+         {Kind::cycle, [](void* handle) { return plugin_host_cycle_finish(cycle(handle), 0); }}},
         {"plugin_host_scan_cancel",
          {Kind::scan, [](void* handle) { return plugin_host_scan_cancel(scan(handle)); }}},
         {"plugin_host_scan_destroy",
@@ -248,6 +261,9 @@ protected:
         plugin_host_scan* made = nullptr;
         EXPECT_EQ(plugin_host_scan_start(owner, &options, &made), PLUGIN_HOST_OK) << plugin_host_error();
         handles[Kind::scan] = made;
+        plugin_host_cycle* ownCycle = nullptr;
+        EXPECT_EQ(plugin_host_cycle_create(owner, 1, &ownCycle), PLUGIN_HOST_OK) << plugin_host_error();
+        handles[Kind::cycle] = ownCycle;
         return handles;
     }
 
@@ -300,6 +316,7 @@ TEST_F(HandleTest, OneOfAnotherKindIsInvalid) {
 TEST_F(HandleTest, ADestroyedOneIsInvalid) {
     OwnSession owner(record);
     const auto handles = makeHandles(owner);
+    EXPECT_EQ(plugin_host_cycle_destroy(cycle(handles.at(Kind::cycle))), PLUGIN_HOST_OK);
     EXPECT_EQ(plugin_host_scan_destroy(scan(handles.at(Kind::scan))), PLUGIN_HOST_OK);
     EXPECT_EQ(plugin_host_plugin_destroy(plugin(handles.at(Kind::plugin))), PLUGIN_HOST_OK);
     EXPECT_EQ(plugin_host_host_destroy(host(handles.at(Kind::host))), PLUGIN_HOST_OK);

@@ -103,7 +103,7 @@ TEST_F(SessionOptionsTest, HaveNumbersInTheirRanges) {
 
 TEST_F(SessionOptionsTest, HaveASharingThatThereIs) {
     SessionOptions options(record);
-    for (const int32_t wrong : {-1, 2, highest}) {
+    for (const int32_t wrong : {-1, 3, highest}) {
         std::memcpy(&options.sharing, &wrong, sizeof wrong);
         EXPECT_EQ(create(&options), PLUGIN_HOST_INVALID_ARGUMENT) << wrong;
     }

@@ -4,6 +4,8 @@ plugin_host_test(library-plugin-tests
         AudioHotPathTest.cpp
         AudioSamplesTest.cpp
         AudioThreadsTest.cpp
+        CycleTest.cpp
+        LateTest.cpp
         PluginCreationTest.cpp
         PluginDescriptionTest.cpp
         PluginEditorTest.cpp

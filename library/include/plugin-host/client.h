@@ -84,7 +84,9 @@ typedef enum plugin_host_status {
     PLUGIN_HOST_BUSY = 11,
     PLUGIN_HOST_NO_MEMORY = 12,
     /** A system call failed. */
-    PLUGIN_HOST_SYSTEM_ERROR = 13
+    PLUGIN_HOST_SYSTEM_ERROR = 13,
+    /** The plug-in hasn't answered in time. */
+    PLUGIN_HOST_LATE = 14
 } plugin_host_status;
 
 /** A few words for a status. Valid for ever; never null. Never blocks. */
@@ -98,6 +100,7 @@ PLUGIN_HOST_API const char* plugin_host_error(void);
 typedef struct plugin_host_session plugin_host_session;
 typedef struct plugin_host_host plugin_host_host;
 typedef struct plugin_host_plugin plugin_host_plugin;
+typedef struct plugin_host_cycle plugin_host_cycle;
 typedef struct plugin_host_scan plugin_host_scan;
 
 /* ----------------------------------------------------------------------------------------------------------------
@@ -208,6 +211,9 @@ typedef enum plugin_host_log_source {
     PLUGIN_HOST_LOG_STANDARD_ERROR = 2
 } plugin_host_log_source;
 
+/** It was ended by the library, as a late block wasn't answered in the session's time for one that hangs. */
+#define PLUGIN_HOST_HUNG 1u
+
 /** How a host ended. */
 typedef struct plugin_host_death {
     size_t size;
@@ -231,6 +237,8 @@ typedef struct plugin_host_death {
     plugin_host_plugin* request_plugin;
     const char* request_path;
     double request_seconds;
+    /** PLUGIN_HOST_HUNG. */
+    uint32_t flags;
 } plugin_host_death;
 
 /** What the library calls. Each may be null. They are called one after the other, in the order of what
@@ -281,7 +289,10 @@ typedef enum plugin_host_sharing {
     /** A host for all plug-ins of one width. */
     PLUGIN_HOST_SHARED = 0,
     /** A host for each plug-in: a crash takes one down. */
-    PLUGIN_HOST_SEPARATE = 1
+    PLUGIN_HOST_SEPARATE = 1,
+    /** A worker for each plug-in, in hosts that several share: one that is late or hangs delays no other. As
+     * many plug-ins share a host as it has workers; then another is started. */
+    PLUGIN_HOST_OWN_WORKERS = 2
 } plugin_host_sharing;
 
 /** Callbacks run inside of plugin_host_session_dispatch alone. */
@@ -322,15 +333,18 @@ typedef struct plugin_host_session_options {
     uint32_t flags;
     /** Copied; may be null. */
     const plugin_host_callbacks* callbacks;
+    /** How long a block may take that was late in a cycle, in milliseconds; then its host is ended, and dies
+     * with PLUGIN_HOST_HUNG. 0: 2,000. Below 0: for ever. */
+    int32_t hang_timeout;
 } plugin_host_session_options;
 
 /** Makes a session; starts no host yet. `options` may be null. Doesn't block. */
 PLUGIN_HOST_API plugin_host_status plugin_host_session_create(const plugin_host_session_options* options,
                                                               plugin_host_session** session);
 
-/** Destroys a session with all that it owns: scans and creations in progress are cancelled, plug-ins
- * destroyed, hosts asked to end, and killed if they don't within 2 s. No callback begins after it has
- * returned; called inside of a callback, that one is the last. Blocks on the ends of the hosts, and on a
+/** Destroys a session with all that it owns: scans and creations in progress are cancelled, cycles and
+ * plug-ins destroyed, hosts asked to end, and killed if they don't within 2 s. No callback begins after it
+ * has returned; called inside of a callback, that one is the last. Blocks on the ends of the hosts, and on a
  * callback in progress on another thread: so don't hold a lock meanwhile that a callback takes. No thread may
  * be rendering. */
 PLUGIN_HOST_API plugin_host_status plugin_host_session_destroy(plugin_host_session* session);
@@ -421,7 +435,7 @@ typedef struct plugin_host_plugin_options {
     size_t state_size;
     /** Null: one of the right width, which is started, or shared by the session's option. */
     plugin_host_host* host;
-    /** The worker that renders it, from 0. */
+    /** The worker that renders it, from 0. Not used with PLUGIN_HOST_OWN_WORKERS and without `host`. */
     int32_t worker;
     /** PLUGIN_HOST_DPI_AWARE. */
     uint32_t flags;
@@ -623,7 +637,9 @@ PLUGIN_HOST_API plugin_host_status plugin_host_plugin_start(plugin_host_plugin* 
 /** Switches it off, and waits until the worker is done with it. No effect on one that isn't started. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_stop(plugin_host_plugin* plugin);
 
-/** Begins a block: forgets events and changes of the last one. */
+/** Begins a block: forgets events and changes of the last one. LATE while the answer to a block that was late
+ * is still to come: the channels are memory whose content is dropped then, and events, changes, the transport
+ * and the block itself are refused with LATE, until a call of this function returns OK. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_begin(plugin_host_plugin* plugin,
                                                             plugin_host_input* input);
 
@@ -645,9 +661,63 @@ PLUGIN_HOST_API plugin_host_status plugin_host_plugin_set_transport(plugin_host_
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_process(plugin_host_plugin* plugin, uint32_t frames,
                                                               uint32_t flags, plugin_host_output* output);
 
-/** An event that the plug-in sent in the last block. */
+/** An event that the plug-in sent in the last block; NOT_FOUND if that was late. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_get_event(plugin_host_plugin* plugin, size_t index,
                                                                 plugin_host_event* event);
+
+/* ----------------------------------------------------------------------------------------------------------------
+ */
+/* Cycles */
+
+/* A block of each of many plug-ins at a time, of any hosts and workers: a fraction of the time that they take
+ * one after the other, since each worker is woken once, and workers run side by side. For each cycle begin,
+ * events, changes and transport of each plug-in as for a single block, then:
+ *
+ *     plugin_host_cycle_begin(cycle, blocks, count);
+ *     ... do something else ...
+ *     plugin_host_cycle_finish(cycle, now + 2000000);
+ *
+ * These two allocate nothing, take no lock, and make a write for each worker, and reads that wait for
+ * answers. One thread at a time for a cycle, and for each worker in it from begin to finish. */
+
+/** A plug-in's block in a cycle. All of a cycle have one size, which the library leaves as it is. */
+typedef struct plugin_host_block {
+    size_t size;
+    /** Once in a cycle. Those of one worker are rendered in the order of the blocks. */
+    plugin_host_plugin* plugin;
+    /** 1 to the block size. */
+    uint32_t frames;
+    /** PLUGIN_HOST_OFFLINE, PLUGIN_HOST_KEEP_ACTIVE. */
+    uint32_t flags;
+    /* By plugin_host_cycle_finish: */
+    /** OK, LATE, or why there was no block, as plugin_host_plugin_process would return it. */
+    plugin_host_status status;
+    plugin_host_tail tail;
+    /** Valid until this plug-in's next block begins: what it has rendered; silence if it was late; else null.
+     */
+    const float* const* channels;
+    size_t channel_count;
+    /** For plugin_host_plugin_get_event. */
+    size_t event_count;
+} plugin_host_block;
+
+/** Makes a cycle for up to `capacity` plug-ins, 1 to 8,192. Doesn't block. */
+PLUGIN_HOST_API plugin_host_status plugin_host_cycle_create(plugin_host_session* session, size_t capacity,
+                                                            plugin_host_cycle** cycle);
+/** Destroys a cycle. Blocks of one that isn't finished are given up as if they were late. Doesn't block. */
+PLUGIN_HOST_API plugin_host_status plugin_host_cycle_destroy(plugin_host_cycle* cycle);
+
+/** Has all blocks rendered. They stay the library's until plugin_host_cycle_finish. OK also if some of them
+ * can't be: their status tells then. INVALID_ARGUMENT for more than there is room for; INVALID_STATE for a
+ * cycle that isn't finished; BUSY for one in which another thread is. Waits for nothing. */
+PLUGIN_HOST_API plugin_host_status plugin_host_cycle_begin(plugin_host_cycle* cycle,
+                                                           plugin_host_block* blocks, size_t count);
+
+/** Takes all answers. `deadline` is a time of CLOCK_MONOTONIC in nanoseconds, at which blocks without an
+ * answer are late; 0: waits for them for ever. All that stands behind a late one on its worker is late, too;
+ * other workers lose nothing. A late block's answer is dropped as it comes; the plug-in renders again in a
+ * cycle that begins later. Returns OK, or the first status of a block that isn't OK. */
+PLUGIN_HOST_API plugin_host_status plugin_host_cycle_finish(plugin_host_cycle* cycle, int64_t deadline);
 
 /* ----------------------------------------------------------------------------------------------------------------
  */

@@ -218,6 +218,8 @@ struct death {
     plugin_host_plugin* request_plugin = nullptr;
     std::string request_path;
     std::chrono::duration<double> request_time{};
+    /** It was ended since a late block wasn't answered. */
+    bool hung = false;
 };
 
 enum class log_source {
@@ -256,8 +258,12 @@ struct session_options {
     milliseconds start_timeout{};
     milliseconds request_timeout{};
     milliseconds report_timeout{};
+    /** For a block that is late. Below 0: for ever. */
+    milliseconds hang_timeout{};
     /** A host for each plug-in. */
     bool separate_hosts = false;
+    /** A worker for each plug-in. */
+    bool own_workers = false;
     /** Callbacks come in session::dispatch alone. */
     bool dispatch = false;
     bool keep_sigpipe = false;
@@ -308,10 +314,13 @@ public:
         given.start_timeout = detail::count(options.start_timeout);
         given.request_timeout = detail::count(options.request_timeout);
         given.report_timeout = detail::count(options.report_timeout);
-        given.sharing = options.separate_hosts ? PLUGIN_HOST_SEPARATE : PLUGIN_HOST_SHARED;
+        given.sharing = options.separate_hosts ? PLUGIN_HOST_SEPARATE
+                        : options.own_workers  ? PLUGIN_HOST_OWN_WORKERS
+                                               : PLUGIN_HOST_SHARED;
         given.flags = (options.dispatch ? PLUGIN_HOST_DISPATCH : 0) |
                       (options.keep_sigpipe ? PLUGIN_HOST_KEEP_SIGPIPE : 0);
         given.callbacks = &callbacks;
+        given.hang_timeout = detail::count(options.hang_timeout);
         check(plugin_host_session_create(&given, &handle_));
     }
     session(session&& other) noexcept
@@ -417,6 +426,7 @@ struct plugin_options {
 /** The channels of a block to fill. */
 struct input {
     std::span<float* const> channels;
+    bool is_late = false;
 };
 
 /** What a block gave. */
@@ -501,13 +511,16 @@ public:
 
     void start() { check_audio(plugin_host_plugin_start(handle_)); }
     void stop() { check_audio(plugin_host_plugin_stop(handle_)); }
+    /** While a late block is unanswered, `is_late`, and what the channels get is dropped. */
     plugin_host::input begin() {
         plugin_host_input result{};
         result.size = sizeof result;
-        check_audio(plugin_host_plugin_begin(handle_, &result));
-        return {{result.channels, result.channel_count}};
+        const plugin_host::status code = plugin_host_plugin_begin(handle_, &result);
+        if (code != PLUGIN_HOST_LATE)
+            check_audio(code);
+        return {{result.channels, result.channel_count}, code == PLUGIN_HOST_LATE};
     }
-    /** False if the block is full. */
+    /** False if the block is full, or late. */
     bool add(const plugin_host_event& event) {
         return has_room(plugin_host_plugin_add_event(handle_, &event));
     }
@@ -517,8 +530,18 @@ public:
     bool add_change(std::uint32_t index, float value, std::uint32_t frame = 0) {
         return has_room(plugin_host_plugin_add_change(handle_, index, value, frame));
     }
-    void set_transport(const plugin_host_transport& transport) {
-        check_audio(plugin_host_plugin_set_transport(handle_, &transport));
+    /** False if the block is late. */
+    bool set_transport(const plugin_host_transport& transport) {
+        return has_room(plugin_host_plugin_set_transport(handle_, &transport));
+    }
+    /** A block for a cycle. */
+    [[nodiscard]] plugin_host_block block(std::uint32_t frames, std::uint32_t flags = 0) const noexcept {
+        plugin_host_block result{};
+        result.size = sizeof result;
+        result.plugin = handle_;
+        result.frames = frames;
+        result.flags = flags;
+        return result;
     }
     /** `flags`: PLUGIN_HOST_OFFLINE, PLUGIN_HOST_KEEP_ACTIVE. */
     plugin_host::output process(std::uint32_t frames, std::uint32_t flags = 0) {
@@ -568,9 +591,10 @@ private:
     }
 
     static bool has_room(plugin_host::status code) {
-        if (code != PLUGIN_HOST_FULL)
-            check_audio(code);
-        return code != PLUGIN_HOST_FULL;
+        if (code == PLUGIN_HOST_FULL || code == PLUGIN_HOST_LATE)
+            return false;
+        check_audio(code);
+        return true;
     }
 
     plugin_host_plugin* handle_ = nullptr;
@@ -613,7 +637,7 @@ inline plugin_host_callbacks session::make_callbacks() const {
                 {host, given->signal, given->exit_status, given->text, given->block_plugin,
                  detail::text_of(given->block_path), seconds(given->block_seconds),
                  detail::text_of(given->request), given->request_plugin, detail::text_of(given->request_path),
-                 seconds(given->request_seconds)});
+                 seconds(given->request_seconds), (given->flags & PLUGIN_HOST_HUNG) != 0});
         };
     result.plugin_created = [](void*, plugin_host_plugin* plugin, plugin_host_status code, const char* text) {
         detail::call(plugin, &plugin_events::created, code, std::string_view(text));
@@ -647,6 +671,45 @@ inline plugin_host_callbacks session::make_callbacks() const {
     };
     return result;
 }
+
+/** A block of each of many plug-ins; see plugin_host_cycle_begin. What became of each is in its block:
+ *
+ *     blocks[0] = first.block(256);
+ *     blocks[1] = second.block(256);
+ *     cycle.begin(blocks);
+ *     const bool all_in_time = cycle.finish(std::chrono::steady_clock::now() + 2ms);
+ */
+class cycle {
+public:
+    /** For up to so many plug-ins. */
+    cycle(session& owner, std::size_t capacity) {
+        check(plugin_host_cycle_create(owner.get(), capacity, &handle_));
+    }
+    cycle(cycle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+    cycle& operator=(cycle&& other) noexcept {
+        std::swap(handle_, other.handle_);
+        return *this;
+    }
+    ~cycle() {
+        if (handle_ != nullptr)
+            plugin_host_cycle_destroy(handle_);
+    }
+
+    void begin(std::span<plugin_host_block> blocks) {
+        check_audio(plugin_host_cycle_begin(handle_, blocks.data(), blocks.size()));
+    }
+    /** Whether all blocks are OK. Waits for them for ever. */
+    bool finish() noexcept { return plugin_host_cycle_finish(handle_, 0) == PLUGIN_HOST_OK; }
+    /** Waits until then. */
+    bool finish(std::chrono::steady_clock::time_point deadline) noexcept {
+        const std::chrono::nanoseconds time = deadline.time_since_epoch();
+        return plugin_host_cycle_finish(handle_, time.count() > 0 ? time.count() : 1) == PLUGIN_HOST_OK;
+    }
+    [[nodiscard]] plugin_host_cycle* get() const noexcept { return handle_; }
+
+private:
+    plugin_host_cycle* handle_ = nullptr;
+};
 
 struct scan_options {
     std::vector<std::string> paths{};

@@ -41,10 +41,16 @@ struct ProcessCommand {
     }
 };
 
+/// Client side: writes a command, to be flushed.
+template <class Fields>
+void appendCommand(OutputStream& stream, WorkerCommand command, const Fields& fields) {
+    stream.writeByte(static_cast<uint8_t>(command));
+    wire::write(stream, fields);
+}
+
 /// Client side: writes a command and flushes.
 template <class Fields>
 void writeCommand(OutputStream& stream, WorkerCommand command, const Fields& fields) {
-    stream.writeByte(static_cast<uint8_t>(command));
-    wire::write(stream, fields);
+    appendCommand(stream, command, fields);
     stream.flush();
 }
