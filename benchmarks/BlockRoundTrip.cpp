@@ -4,12 +4,12 @@
 #include "support/BarePartner.h"
 #include "support/BenchmarkProgram.h"
 #include "support/HostPartner.h"
+#include "support/Metronome.h"
 #include "support/ProcessView.h"
 #include "support/Scheduling.h"
 #include "support/Stopwatch.h"
 
 #include <cstdint>
-#include <ctime>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -32,25 +32,8 @@ struct Pace {
 constexpr Pace backToBack{"back to back", false, 24, 2000, 200};
 constexpr Pace everyInterval{"one each 5.8 ms", true, 8, 80, 4};
 
-/// Sleeps until the next block is due.
-class Metronome {
-public:
-    Metronome() { clock_gettime(CLOCK_MONOTONIC, &due); }
-
-    void wait() {
-        constexpr int64_t second = 1'000'000'000;
-        const int64_t next = due.tv_nsec + blockInterval;
-        due.tv_sec += static_cast<time_t>(next / second);
-        due.tv_nsec = static_cast<long>(next % second);
-        clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &due, nullptr);
-    }
-
-private:
-    timespec due{};
-};
-
 void runRound(BlockPartner& partner, const Pace& pace, std::vector<double>& roundTrips) {
-    Metronome metronome;
+    Metronome metronome(blockInterval);
     for (int block = -pace.warmUpBlocks; block < pace.blocksInRound; ++block) {
         if (pace.paced)
             metronome.wait();

@@ -13,8 +13,6 @@ namespace {
 
 constexpr int32_t noInstance = 0;
 constexpr size_t answerSize = sizeof(int32_t);
-// With its byte; docs/protocol.md.
-constexpr size_t commandSize = 11;
 
 int64_t nanoseconds() {
     timespec now{};
@@ -24,8 +22,27 @@ int64_t nanoseconds() {
 
 } // namespace
 
+/// Commands to be written together.
+class AudioThreadProxy::CommandBuffer : public OutputStream {
+public:
+    CommandBuffer() : bytes(mostUnderway * processCommandSize) {}
+
+    void write(const void* source, size_t count) override {
+        std::memcpy(bytes.data() + size, source, count);
+        size += count;
+    }
+    void clear() { size = 0; }
+    const void* getData() const { return bytes.data(); }
+    size_t getSize() const { return size; }
+
+private:
+    std::vector<uint8_t> bytes;
+    size_t size = 0;
+};
+
 AudioThreadProxy::AudioThreadProxy(int32_t hostId, int32_t index)
-    : pipe(NamedServerPipe::create(workerChannelName(hostId, index), true)), underway(mostUnderway) {}
+    : pipe(NamedServerPipe::create(workerChannelName(hostId, index), true)), underway(mostUnderway),
+      commands(new CommandBuffer) {}
 
 AudioThreadProxy::~AudioThreadProxy() = default;
 
@@ -44,7 +61,7 @@ void AudioThreadProxy::open() {
     input = opened->getInput().get();
     output = opened->getOutput().get();
     // Half of it, as a page that was read in part still counts as full.
-    limit = std::clamp(opened->getCapacity() / 2 / commandSize, size_t{1}, mostUnderway);
+    limit = std::clamp(opened->getCapacity() / 2 / processCommandSize, size_t{1}, mostUnderway);
 }
 
 bool AudioThreadProxy::isAnswered(uint64_t number) {
@@ -78,9 +95,10 @@ void AudioThreadProxy::send() {
     try {
         Exchange exchange(*this);
         const bool wasIdle = sent == answered;
+        commands->clear();
         for (size_t room = getRoom(); firstUnsent != nullptr && room > 0; --room) {
             WorkerBlock& block = *firstUnsent;
-            appendCommand(*output, WorkerCommand::process, block.command);
+            appendCommand(*commands, WorkerCommand::process, block.command);
             *block.lastNumber = ++sent;
             at(sent).instanceId = block.command.instanceId;
             at(sent).block = &block;
@@ -89,6 +107,8 @@ void AudioThreadProxy::send() {
         publishedSent = static_cast<uint32_t>(sent);
         if (wasIdle)
             noteBegin();
+        // Either at once or, in a smaller number, by the flush.
+        output->write(commands->getData(), commands->getSize());
         output->flush();
         exchange.complete();
     } catch (const IOException&) {

@@ -4,6 +4,7 @@
 #include "core/Log.h"
 #include "host/FlushDenormals.h"
 #include "plugin/Channels.h"
+#include "plugin/Extensions.h"
 #include "plugin/PluginHostContext.h"
 #include "plugin/PluginInstance.h"
 
@@ -18,7 +19,8 @@ constexpr uint32_t stopRequested = 2;
 } // namespace
 
 RemoteAudioThread::RemoteAudioThread(PluginHostContext* host, int32_t hostId, int32_t index)
-    : Thread("RemoteAudioThread"), host(host), hostId(hostId), index(index) {
+    : Thread("RemoteAudioThread"), host(host), hostId(hostId), index(index),
+      answers(isEnabled(Extension::cycles)) {
     priority = realtimePriority;
 }
 
@@ -75,12 +77,14 @@ __attribute__((no_sanitize("null", "vptr")))
 void RemoteAudioThread::runCommand(WorkerCommand command) {
     switch (command) {
     case WorkerCommand::startProcessing: {
+        answers.beginBlock(*output, nullptr);
         PluginInstance* instance = find(read<InstanceCommand>().instanceId);
         instance->startProcessing();
         instance->endWorkerTurn();
         break;
     }
     case WorkerCommand::stopProcessing: {
+        answers.beginBlock(*output, nullptr);
         PluginInstance* instance = find(read<InstanceCommand>().instanceId);
         instance->stopProcessing();
         instance->endWorkerTurn();
@@ -91,10 +95,10 @@ void RemoteAudioThread::runCommand(WorkerCommand command) {
         PluginInstance* instance = find(block.instanceId);
         // The buffers hold one block.
         const int32_t frames = std::clamp(block.frames, 0, host->blockSize);
+        answers.beginBlock(*output, instance);
         const int32_t result = instance->process(frames, block.keepActive, block.realtime);
         instance->endWorkerTurn();
-        output->writeInt32(result);
-        output->flush();
+        answers.endBlock(*output, *instance, result, input->available() >= processCommandSize);
         break;
     }
     default:

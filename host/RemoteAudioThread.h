@@ -2,6 +2,7 @@
 
 #include "core/NamedPipe.h"
 #include "core/Thread.h"
+#include "host/BlockAnswers.h"
 #include "plugin/WorkerCommands.h"
 
 #include <atomic>
@@ -46,6 +47,7 @@ private:
     /// Borrowed from `pipe`; null until it is open.
     PublishedPointer<InputStream> input;
     PublishedPointer<OutputStream> output;
+    BlockAnswers answers;
     /// Whether the pipe is open and whether `shutDown` was called, in one word: the second to set its bit
     /// sees the other's.
     std::atomic<uint32_t> progress{0};

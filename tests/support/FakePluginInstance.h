@@ -146,6 +146,8 @@ public:
     int32_t process(int32_t frames, bool keepActive, bool realtime) override {
         call("process " + std::to_string(frames) + (keepActive ? " keepActive" : "") +
              (realtime ? " realtime" : ""));
+        if (onProcess)
+            onProcess();
         return processTail;
     }
     int32_t getParameterCount() override { return static_cast<int32_t>(parameters.size()); }
@@ -195,6 +197,7 @@ public:
     /// Called behind the log entry of each call that drives the instance; may throw in its place.
     std::function<void(const std::string& call)> onCall;
     std::function<void()> onLatencyQuestion;
+    std::function<void()> onProcess;
     std::function<void()> onValueQuestion;
     std::function<void()> onIdle;
 

@@ -13,6 +13,7 @@
 enum class Extension : uint8_t {
     text,
     bundle,
+    cycles,
 };
 
 struct ExtensionName {
@@ -24,6 +25,7 @@ struct ExtensionName {
 inline constexpr ExtensionName extensionNames[] = {
     {Extension::text, "text"},
     {Extension::bundle, "bundle"},
+    {Extension::cycles, "cycles"},
 };
 
 /// A set of extensions.

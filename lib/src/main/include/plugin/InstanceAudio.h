@@ -47,6 +47,8 @@ public:
 
     /// Marks since the last `idle`. For a debugger: the flags in the block are what `idle` reads.
     std::atomic<int32_t> pendingDisplayUpdates{0};
+    /// The last block took little time. Of the worker.
+    Relaxed<bool> wasQuick = false;
 
 private:
     friend class PluginInstance;

@@ -2,6 +2,7 @@
 
 #include "plugin/WireRecord.h"
 
+#include <cstddef>
 #include <cstdint>
 
 // The commands on a worker's pipe: a byte for the command, then its fields. Writing and reading don't
@@ -40,6 +41,9 @@ struct ProcessCommand {
                             wire::boolean("realtime", &ProcessCommand::realtime));
     }
 };
+
+/// Bytes of a `ProcessCommand`, with that of the command.
+constexpr size_t processCommandSize = 11;
 
 /// Client side: writes a command, to be flushed.
 template <class Fields>
