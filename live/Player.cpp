@@ -1,0 +1,244 @@
+#include "Player.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/signalfd.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+// Room for servers that take longer periods later: no plug-in has to be made again.
+constexpr uint32_t smallestBlockSize = 1024;
+constexpr uint32_t largestBlockSize = 65536;
+constexpr std::chrono::seconds requestTimeout{10};
+
+int checked(int descriptor, const char* call) {
+    if (descriptor < 0)
+        throw std::runtime_error(std::string(call) + ": " + std::strerror(errno));
+    return descriptor;
+}
+
+int openSignals() {
+    sigset_t awaited;
+    sigemptyset(&awaited);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR1})
+        sigaddset(&awaited, signal);
+    return checked(signalfd(-1, &awaited, SFD_CLOEXEC | SFD_NONBLOCK), "signalfd");
+}
+
+int openSeconds() {
+    const int descriptor =
+        checked(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), "timerfd_create");
+    const itimerspec everySecond{{1, 0}, {1, 0}};
+    timerfd_settime(descriptor, 0, &everySecond, nullptr);
+    return descriptor;
+}
+
+std::string variable(const char* name) {
+    const char* const value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+std::string formatPeak(float peak) {
+    if (!(peak > 0))
+        return "peak -inf dBFS";
+    char text[48];
+    std::snprintf(text, sizeof text, "peak %.1f dBFS", 20 * std::log10(static_cast<double>(peak)));
+    return text;
+}
+
+} // namespace
+
+Player::Player(const Options& options, Terminal& terminal)
+    : options(options), terminal(terminal), signals(openSignals()), seconds(openSeconds()),
+      session(makeSessionOptions()), shown(Clock::now()) {
+    for (const PluginChoice& choice : options.plugins) {
+        if (!choice.preset.empty() && !fs::exists(choice.preset))
+            terminal.report(choice.preset + " isn't there yet: saving makes it");
+    }
+    chain = std::make_unique<Chain>(
+        session, options.plugins,
+        Chain::Settings{options.pipeline, options.deadline, jack.getSampleRate(),
+                        std::clamp(jack.getPeriod(), smallestBlockSize, largestBlockSize)});
+    checkChain();
+    if (options.editor)
+        openEditors();
+    jack.activate(*chain, options.midi);
+}
+
+Player::~Player() {
+    jack.deactivate();
+    close(signals);
+    close(seconds);
+}
+
+plugin_host::session_options Player::makeSessionOptions() {
+    return {.program_32 = variable("TANVEX_PLUGIN_HOST_PROGRAM_32"),
+            .program_64 = variable("TANVEX_PLUGIN_HOST_PROGRAM_64"),
+            .sample_rate = jack.getSampleRate(),
+            .block_size = static_cast<int>(std::clamp(jack.getPeriod(), smallestBlockSize, largestBlockSize)),
+            .request_timeout = requestTimeout,
+            // A crash takes down one plug-in, and each has a worker of its own.
+            .separate_hosts = true,
+            .dispatch = true,
+            .log =
+                [this](plugin_host_host*, plugin_host::log_source source, std::string_view line) {
+                    if (source != plugin_host::log_source::standard_output)
+                        terminal.pass(std::string(line));
+                },
+            .host_died = [this](const plugin_host::death& death) { reportDeath(death); }};
+}
+
+void Player::checkChain() const {
+    if (chain->getOutputChannels() == 0)
+        throw std::runtime_error(options.plugins.back().path + " has no audio outputs");
+}
+
+void Player::openEditors() {
+    for (const auto& plugin : chain->getPlugins()) {
+        if (plugin->getDescription().has_editor)
+            plugin->getPlugin().open_editor(0, plugin->getName());
+        else
+            terminal.report(plugin->getName() + " has no editor");
+    }
+}
+
+int Player::run() {
+    tick();
+    while (end == End::none)
+        wait();
+    jack.deactivate();
+    const bool areSaved = savePresets();
+    terminal.clearLine();
+    if (end == End::serverEnded)
+        terminal.report("The JACK server has ended");
+    std::printf("%s\n", describeAll().c_str());
+    return end == End::asked && areSaved ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+void Player::wait() {
+    pollfd sources[] = {{signals, POLLIN, 0},
+                        {seconds, POLLIN, 0},
+                        {session.descriptor(), POLLIN, 0},
+                        {jack.getEndDescriptor(), POLLIN, 0},
+                        {terminal.getKeyDescriptor(), POLLIN, 0}};
+    if (poll(sources, std::size(sources), -1) < 0 && errno != EINTR)
+        throw std::runtime_error("poll: " + std::string(std::strerror(errno)));
+    if (sources[0].revents != 0)
+        handleSignal();
+    if (sources[2].revents != 0)
+        session.dispatch();
+    if (sources[4].revents != 0)
+        handleKey();
+    if (jack.hasServerEnded())
+        end = End::serverEnded;
+    else if (sources[1].revents != 0)
+        tick();
+}
+
+void Player::handleSignal() {
+    signalfd_siginfo arrived{};
+    if (read(signals, &arrived, sizeof arrived) != sizeof arrived)
+        return;
+    if (arrived.ssi_signo == SIGUSR1)
+        savePresets();
+    else
+        end = End::asked;
+}
+
+void Player::handleKey() {
+    switch (terminal.readKey()) {
+    case 'q':
+        end = End::asked;
+        break;
+    case 's':
+        savePresets();
+        break;
+    default:
+        break;
+    }
+}
+
+void Player::tick() {
+    uint64_t expired = 0;
+    // Result ignored: it only empties the timer.
+    [[maybe_unused]] const ssize_t count = read(seconds, &expired, sizeof expired);
+    for (const auto& plugin : chain->getPlugins()) {
+        try {
+            plugin->followChanges();
+        } catch (const plugin_host::error& failure) {
+            terminal.report(plugin->getName() + ": " + failure.what());
+        }
+    }
+    jack.updateLatencies();
+    const std::string state = describeState();
+    if (terminal.showsLine())
+        terminal.showLine(state);
+}
+
+bool Player::savePresets() {
+    bool areSaved = true;
+    for (const auto& plugin : chain->getPlugins()) {
+        if (plugin->getChoice().preset.empty())
+            continue;
+        try {
+            plugin->savePreset();
+            if (terminal.showsLine())
+                terminal.report("saved " + plugin->getChoice().preset);
+        } catch (const std::exception& failure) {
+            areSaved = false;
+            terminal.report("Could not save " + plugin->getChoice().preset + ": " + failure.what());
+        }
+    }
+    return areSaved;
+}
+
+void Player::reportDeath(const plugin_host::death& death) {
+    std::string names;
+    for (const auto& plugin : chain->getPlugins()) {
+        plugin_host_host* host = nullptr;
+        if (plugin_host_plugin_get_host(plugin->getPlugin().get(), &host) == PLUGIN_HOST_OK &&
+            host == death.host)
+            names += (names.empty() ? "" : ", ") + plugin->getName();
+    }
+    terminal.report(names.empty() ? death.text : names + " is bypassed: " + death.text);
+}
+
+std::string Player::describeState() {
+    const Clock::time_point now = Clock::now();
+    const int64_t busyTime = jack.getBusyTime();
+    const double elapsed = std::chrono::duration<double, std::nano>(now - shown).count();
+    const double share = elapsed > 0 ? 100 * static_cast<double>(busyTime - shownBusyTime) / elapsed : 0;
+    shown = now;
+    shownBusyTime = busyTime;
+    const float peak = jack.takePeak();
+    highestPeak = std::max(highestPeak, peak);
+    const auto bypassed =
+        std::count_if(chain->getPlugins().begin(), chain->getPlugins().end(),
+                      [](const auto& plugin) { return plugin->getStatus() != PLUGIN_HOST_OK; });
+    char load[64];
+    std::snprintf(load, sizeof load, "load %.1f %%, own %.1f %%", static_cast<double>(jack.getServerLoad()),
+                  share);
+    return load + std::string(", late ") + std::to_string(chain->getLateBlocks()) + ", xruns " +
+           std::to_string(jack.getXruns()) + ", " + formatPeak(peak) +
+           (bypassed > 0 ? ", bypassed " + std::to_string(bypassed) : "");
+}
+
+std::string Player::describeAll() const {
+    const uint64_t lost = jack.getLostMidi() + chain->getLostMidi();
+    return std::to_string(jack.getPeriods()) + " periods, " + std::to_string(chain->getLateBlocks()) +
+           " late blocks, " + std::to_string(jack.getXruns()) + " xruns, " + formatPeak(highestPeak) +
+           (lost > 0 ? ", " + std::to_string(lost) + " MIDI messages lost" : "");
+}

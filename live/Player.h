@@ -1,0 +1,56 @@
+#pragma once
+
+#include "Chain.h"
+#include "JackClient.h"
+#include "Options.h"
+#include "Terminal.h"
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <plugin-host/client.hpp>
+#include <string>
+
+/// Plays what the command line asks for, until it is asked to end or the server ends. Main thread. Callbacks
+/// of the session run inside of its loop.
+class Player {
+public:
+    /// Signals have to be blocked before. Starts all. Throws `std::exception`s.
+    Player(const Options& options, Terminal& terminal);
+    ~Player();
+    Player(const Player&) = delete;
+    Player& operator=(const Player&) = delete;
+
+    /// The exit status.
+    int run();
+
+private:
+    enum class End { none, asked, serverEnded };
+
+    plugin_host::session_options makeSessionOptions();
+    void checkChain() const;
+    void openEditors();
+    void wait();
+    void handleSignal();
+    void handleKey();
+    void tick();
+    /// False if one can't be saved, which is reported.
+    bool savePresets();
+    void reportDeath(const plugin_host::death& death);
+    [[nodiscard]] std::string describeState();
+    [[nodiscard]] std::string describeAll() const;
+
+    const Options& options;
+    Terminal& terminal;
+    const int signals;
+    const int seconds;
+    JackClient jack;
+    plugin_host::session session;
+    std::unique_ptr<Chain> chain;
+    End end = End::none;
+
+    // Of the last line that was shown.
+    std::chrono::steady_clock::time_point shown;
+    int64_t shownBusyTime = 0;
+    float highestPeak = 0;
+};
