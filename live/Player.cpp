@@ -95,7 +95,7 @@ plugin_host::session_options Player::makeSessionOptions() {
             .dispatch = true,
             .log =
                 [this](plugin_host_host*, plugin_host::log_source source, std::string_view line) {
-                    if (source != plugin_host::log_source::standard_output)
+                    if (source != plugin_host::log_source::standard_output && !line.empty())
                         terminal.pass(std::string(line));
                 },
             .host_died = [this](const plugin_host::death& death) { reportDeath(death); }};
@@ -121,6 +121,7 @@ int Player::run() {
         wait();
     jack.deactivate();
     const bool areSaved = savePresets();
+    highestPeak = std::max(highestPeak, jack.takePeak());
     terminal.clearLine();
     if (end == End::serverEnded)
         terminal.report("The JACK server has ended");

@@ -101,6 +101,10 @@ public:
         pid = 0;
     }
 
+    /// Not once it has ended.
+    void signal(int number) const { kill(pid, number); }
+    pid_t getPid() const { return pid; }
+
     /// The exit status as a parent sees it, or -1000 less the signal that ended the program.
     int status() const {
         return WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : -1000 - WTERMSIG(waitStatus);

@@ -1,0 +1,140 @@
+#pragma once
+
+#include "live/JackPeer.h"
+#include "support/ChildProgram.h"
+#include "support/Eventually.h"
+#include "support/OwnXServer.h"
+#include "support/ScopedEnvironment.h"
+#include "support/TestDirectory.h"
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+/// The program as a client of a server of the test's own.
+class LiveTest : public testing::Test {
+protected:
+    static constexpr const char* upsideDown = "54725570";
+
+    LiveTest() {
+        jack_set_error_function([](const char*) {});
+        jack_set_info_function([](const char*) {});
+    }
+
+    static std::string examplePlugin(const std::string& file) { return EXAMPLE_PLUGIN_DIRECTORY "/" + file; }
+
+    /// Starts the server, and the peer.
+    void startServer(int period = 1024) {
+        server.emplace(std::vector<std::string>{"jackd", "-r", "-n", serverName, "-d", "dummy", "-r", "48000",
+                                                "-p", std::to_string(period)});
+        const bool isUp = test_support::eventually([&] {
+            peer = std::make_unique<JackPeer>();
+            return peer->isOpen();
+        });
+        require(isUp, "no JACK server");
+    }
+
+    test_support::ChildProgram::Environment environment() const {
+        return {{"XDG_CACHE_HOME", directory / "cache"},
+                {"TANVEX_PLUGIN_HOST_PROGRAM_32", PLUGIN_HOST_I386_EXECUTABLE},
+                {"TANVEX_PLUGIN_HOST_PROGRAM_64", PLUGIN_HOST_EXECUTABLE}};
+    }
+
+    test_support::ProgramResult runLive(const std::vector<std::string>& arguments) const {
+        return test_support::runProgram(arguments, environment(), directory.path, LIVE_EXECUTABLE);
+    }
+
+    /// Starts the program, and waits for its ports.
+    void startLive(const std::vector<std::string>& arguments) {
+        live.emplace(arguments, environment(), directory.path, LIVE_EXECUTABLE);
+        // Ports come before the client is active, which it has to be for a connection.
+        require(connect("plugin-host-live:output_1", "peer:receive_1"), "the program has no output");
+        require(connect("plugin-host-live:output_2", "peer:receive_2"), "the program has one output");
+    }
+
+    bool connect(const std::string& from, const std::string& to) {
+        return test_support::eventually([&] { return peer->connect(from, to); });
+    }
+
+    void connectInputs() {
+        require(connect("peer:send_1", "plugin-host-live:input_1"), "the program has no input");
+        require(connect("peer:send_2", "plugin-host-live:input_2"), "the program has one input");
+    }
+
+    void startUpsideDownTwice(std::vector<std::string> options = {}) {
+        for (int i = 0; i < 2; ++i)
+            options.insert(options.end(), {"--identifier", upsideDown, examplePlugin("trio.so")});
+        startLive(options);
+        connectInputs();
+        peer->sent = 0.5F;
+        require(hears(0.5F), "nothing is heard");
+    }
+
+    /// Ends the test with the words.
+    void require(bool holds, const char* words) {
+        if (!holds)
+            throw std::runtime_error(words + (live ? ": " + readErrors() : ""));
+    }
+
+    /// Of the program, which is killed if it still runs.
+    std::string readErrors() {
+        live->signal(SIGKILL);
+        live->waitForEnd();
+        return live->error;
+    }
+
+    /// Whether this level comes back.
+    bool hears(float level) const {
+        return test_support::eventually([&] { return peer->left == level && peer->right == level; });
+    }
+
+    /// The hosts of the program, in the order of their starts.
+    std::vector<pid_t> hosts() const {
+        std::vector<pid_t> found;
+        for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+            const std::string name = entry.path().filename();
+            std::ifstream file(entry.path() / "stat");
+            const std::string stat{std::istreambuf_iterator<char>(file), {}};
+            // The name in parentheses is a plug-in's, with anything in it.
+            std::istringstream fields(stat.substr(std::min(stat.rfind(')'), stat.size() - 1) + 1));
+            std::string state;
+            pid_t parent = 0;
+            if (stat.empty() || !(fields >> state >> parent) || parent != live->getPid() || state == "Z")
+                continue;
+            std::ifstream arguments(entry.path() / "cmdline");
+            std::string program;
+            std::string action;
+            std::getline(arguments, program, '\0');
+            std::getline(arguments, action, '\0');
+            if (action == "host")
+                found.push_back(std::stoi(name));
+        }
+        std::sort(found.begin(), found.end());
+        return found;
+    }
+
+    /// Ends the program as a user does, and gives its exit status.
+    int endLive(int signal = SIGTERM) {
+        live->signal(signal);
+        live->waitForEnd();
+        return live->status();
+    }
+
+    const std::string serverName = "plugin-host-test-" + std::to_string(getpid());
+    const test_support::ScopedEnvironment serverVariable{"JACK_DEFAULT_SERVER", serverName.c_str()};
+    const test_support::TestDirectory directory;
+    std::optional<test_support::OwnProgram> server;
+    std::unique_ptr<JackPeer> peer;
+    std::optional<test_support::ChildProgram> live;
+};
