@@ -17,6 +17,7 @@ ChainPlugin::ChainPlugin(plugin_host::session& session, const PluginChoice& choi
                                       },
                                   .parameters_changed = [this] { hasChanged = true; }}}),
       description(plugin.describe()), latency(std::max(description.latency, 0)) {
+    plugin_host::check(plugin_host_plugin_get_host(plugin.get(), &host));
     plugin.start();
 }
 

@@ -29,6 +29,8 @@ public:
     /// The plug-in's own, or that of its file.
     [[nodiscard]] std::string getName() const;
     [[nodiscard]] const PluginChoice& getChoice() const noexcept { return choice; }
+    /// The one that it was made in; only to be compared.
+    [[nodiscard]] const plugin_host_host* getHost() const noexcept { return host; }
     [[nodiscard]] bool isInstrument() const noexcept { return description.input_channels == 0; }
     /// Describes it again if it has said that anything may have changed.
     void followChanges();
@@ -71,6 +73,7 @@ private:
     ParameterChanges changes;
     bool hasChanged = false;
     plugin_host::plugin plugin;
+    plugin_host_host* host = nullptr;
     plugin_host::description description;
     int32_t latency = 0;
 

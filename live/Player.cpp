@@ -93,11 +93,8 @@ plugin_host::session_options Player::makeSessionOptions() {
             // A crash takes down one plug-in, and each has a worker of its own.
             .separate_hosts = true,
             .dispatch = true,
-            .log =
-                [this](plugin_host_host*, plugin_host::log_source source, std::string_view line) {
-                    if (source != plugin_host::log_source::standard_output && !line.empty())
-                        terminal.pass(std::string(line));
-                },
+            .log = [this](const plugin_host_host* host, plugin_host::log_source source,
+                          std::string_view line) { passLine(host, source, line); },
             .host_died = [this](const plugin_host::death& death) { reportDeath(death); }};
 }
 
@@ -121,6 +118,7 @@ int Player::run() {
         wait();
     jack.deactivate();
     const bool areSaved = savePresets();
+    session.dispatch();
     highestPeak = std::max(highestPeak, jack.takePeak());
     terminal.clearLine();
     if (end == End::serverEnded)
@@ -206,15 +204,26 @@ bool Player::savePresets() {
     return areSaved;
 }
 
-void Player::reportDeath(const plugin_host::death& death) {
-    std::string names;
-    for (const auto& plugin : chain->getPlugins()) {
-        plugin_host_host* host = nullptr;
-        if (plugin_host_plugin_get_host(plugin->getPlugin().get(), &host) == PLUGIN_HOST_OK &&
-            host == death.host)
-            names += (names.empty() ? "" : ", ") + plugin->getName();
+std::string Player::nameOf(const plugin_host_host* host) const {
+    // Empty while the chain is made.
+    for (const auto& plugin : chain != nullptr ? chain->getPlugins() : decltype(chain->getPlugins())()) {
+        if (host != nullptr && plugin->getHost() == host)
+            return plugin->getName();
     }
-    terminal.report(names.empty() ? death.text : names + " is bypassed: " + death.text);
+    return {};
+}
+
+void Player::passLine(const plugin_host_host* host, plugin_host::log_source source, std::string_view line) {
+    const bool isOfDeath = source == plugin_host::log_source::library && host != nullptr;
+    if (source == plugin_host::log_source::standard_output || isOfDeath || line.empty())
+        return;
+    const std::string name = nameOf(host);
+    terminal.pass((name.empty() ? "" : name + ": ") + std::string(line));
+}
+
+void Player::reportDeath(const plugin_host::death& death) {
+    const std::string name = nameOf(death.host);
+    terminal.report(name.empty() ? death.text : name + " is bypassed: " + death.text);
 }
 
 std::string Player::describeState() {

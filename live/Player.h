@@ -10,6 +10,7 @@
 #include <memory>
 #include <plugin-host/client.hpp>
 #include <string>
+#include <string_view>
 
 /// Plays what the command line asks for, until it is asked to end or the server ends. Main thread. Callbacks
 /// of the session run inside of its loop.
@@ -36,6 +37,9 @@ private:
     void tick();
     /// False if one can't be saved, which is reported.
     bool savePresets();
+    /// Of the plug-in in a host; empty for none.
+    [[nodiscard]] std::string nameOf(const plugin_host_host* host) const;
+    void passLine(const plugin_host_host* host, plugin_host::log_source source, std::string_view line);
     void reportDeath(const plugin_host::death& death);
     [[nodiscard]] std::string describeState();
     [[nodiscard]] std::string describeAll() const;

@@ -104,6 +104,8 @@ protected:
         std::vector<pid_t> found;
         for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
             const std::string name = entry.path().filename();
+            if (name.find_first_not_of("0123456789") != std::string::npos)
+                continue;
             std::ifstream file(entry.path() / "stat");
             const std::string stat{std::istreambuf_iterator<char>(file), {}};
             // The name in parentheses is a plug-in's, with anything in it.

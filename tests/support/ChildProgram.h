@@ -75,30 +75,18 @@ public:
 
     /// Reads until the program ends; a failure, and its death, if it takes longer than it may.
     void waitForEnd() {
-        const auto deadline = std::chrono::steady_clock::now() + longBound;
-        pollfd ends[] = {{outputEnd, POLLIN, 0}, {errorEnd, POLLIN, 0}};
-        std::string* texts[] = {&output, &error};
-        while (ends[0].fd >= 0 || ends[1].fd >= 0) {
-            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                deadline - std::chrono::steady_clock::now());
-            if (left.count() <= 0 || poll(ends, 2, static_cast<int>(left.count())) == 0) {
-                ADD_FAILURE() << "The program didn't end";
-                kill(pid, SIGKILL);
-                break;
-            }
-            for (int i = 0; i < 2; ++i) {
-                char buffer[4096];
-                if (ends[i].fd < 0 || ends[i].revents == 0)
-                    continue;
-                const ssize_t count = read(ends[i].fd, buffer, sizeof buffer);
-                if (count > 0)
-                    texts[i]->append(buffer, static_cast<size_t>(count));
-                else
-                    ends[i].fd = -1;
-            }
+        if (!readUntil([] { return false; })) {
+            ADD_FAILURE() << "The program didn't end";
+            kill(pid, SIGKILL);
         }
         waitpid(pid, &waitStatus, 0);
         pid = 0;
+    }
+
+    /// Reads until the program has written these words to its error stream; false if it doesn't.
+    bool waitForError(const std::string& words) {
+        const auto isThere = [&] { return error.find(words) != std::string::npos; };
+        return readUntil(isThere) && isThere();
     }
 
     /// Not once it has ended.
@@ -114,6 +102,31 @@ public:
     std::string error;
 
 private:
+    /// Reads until `isEnough`, or until the program has closed its streams; false if neither comes in time.
+    template <class Condition>
+    bool readUntil(const Condition& isEnough) {
+        const auto deadline = std::chrono::steady_clock::now() + longBound;
+        pollfd ends[] = {{outputEnd, POLLIN, 0}, {errorEnd, POLLIN, 0}};
+        std::string* texts[] = {&output, &error};
+        while (!isEnough() && (ends[0].fd >= 0 || ends[1].fd >= 0)) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                deadline - std::chrono::steady_clock::now());
+            if (left.count() <= 0 || poll(ends, 2, static_cast<int>(left.count())) == 0)
+                return false;
+            for (int i = 0; i < 2; ++i) {
+                char buffer[4096];
+                if (ends[i].fd < 0 || ends[i].revents == 0)
+                    continue;
+                const ssize_t count = read(ends[i].fd, buffer, sizeof buffer);
+                if (count > 0)
+                    texts[i]->append(buffer, static_cast<size_t>(count));
+                else
+                    ends[i].fd = -1;
+            }
+        }
+        return true;
+    }
+
     static std::vector<std::string> merge(const Environment& changes) {
         std::vector<std::string> variables;
         for (char** variable = environ; *variable != nullptr; ++variable) {
