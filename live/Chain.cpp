@@ -107,11 +107,11 @@ Chain::Portion Chain::makePortion(const Period& period, uint32_t offset) const n
 }
 
 Chain::Clock::time_point Chain::getDeadline(const Portion& portion, size_t index) const noexcept {
-    // What those behind it take is left for them, up to an equal share.
+    // What those behind it take is left for them: between a quarter of an equal share and all of it.
     const Clock::duration share = limit / static_cast<int64_t>(plugins.size());
     Clock::time_point deadline = portion.end;
     for (size_t behind = index + 1; behind < plugins.size() && !portion.period.isOffline; ++behind)
-        deadline -= std::min(plugins[behind]->getReserve(), share);
+        deadline -= std::clamp(plugins[behind]->getReserve(), share / 4, share);
     return deadline;
 }
 

@@ -1,12 +1,15 @@
 #include "JackClient.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <jack/midiport.h>
 #include <limits>
 #include <sys/eventfd.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -51,7 +54,12 @@ JackClient::JackClient() : endDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
     jack_set_error_function(ignoreWords);
     jack_set_info_function(ignoreWords);
     jack_status_t status{};
-    client.reset(jack_client_open(clientName, JackNoStartServer, &status));
+    // One that opens at the same moment as another may fail.
+    for (int tries = 0; tries < 3 && client == nullptr; ++tries) {
+        if (tries > 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        client.reset(jack_client_open(clientName, JackNoStartServer, &status));
+    }
     if (client == nullptr) {
         close(endDescriptor);
         throw std::runtime_error(describeFailure(status));

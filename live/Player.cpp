@@ -113,6 +113,8 @@ void Player::openEditors() {
 }
 
 int Player::run() {
+    // From here on a key ends it as it should; before, ctrl-C ends a plug-in that doesn't start.
+    terminal.getKeyDescriptor();
     tick();
     while (end == End::none)
         wait();

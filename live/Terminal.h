@@ -22,8 +22,8 @@ public:
     /// The same for a line of a plug-in's or of its host, as it is.
     void pass(const std::string& line);
 
-    /// What polls as readable with a key; -1 while there are none, in the background.
-    [[nodiscard]] int getKeyDescriptor();
+    /// Takes keys from now on. What polls as readable with one; -1 while there are none, in the background.
+    int getKeyDescriptor();
     /// The next key; 0 for none, and 'q' for the keys that interrupt.
     char readKey();
 

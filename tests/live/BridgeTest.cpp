@@ -54,10 +54,13 @@ TEST_F(BridgeTest, AudioGoesToTheOtherMachineThroughAPluginAndBack) {
     startServer(bridgePeriod);
     startOtherServer();
     const ChildProgram here({"127.0.0.1", "127.0.0.2"}, environment(), directory.path, BRIDGE_SCRIPT);
-    const ChildProgram there({"127.0.0.2", "127.0.0.1"}, onOther(), directory.path, BRIDGE_SCRIPT);
+    ChildProgram there({"127.0.0.2", "127.0.0.1"}, onOther(), directory.path, BRIDGE_SCRIPT);
     live.emplace(std::vector<std::string>{"--identifier", upsideDown, examplePlugin("trio.so")}, onOther(),
                  directory.path, LIVE_EXECUTABLE);
-    require(connectOnOther("zita-n2j:out_1", "plugin-host-live:input_1"), "no receiver there");
+    if (!connectOnOther("zita-n2j:out_1", "plugin-host-live:input_1")) {
+        there.waitForError("\n");
+        FAIL() << "no receiver there: " << there.error;
+    }
     require(connectOnOther("plugin-host-live:output_1", "zita-j2n:in_1"), "no sender there");
     ASSERT_TRUE(connect("peer:send_1", "zita-j2n:in_1"));
     ASSERT_TRUE(connect("zita-n2j:out_1", "peer:receive_1"));
@@ -67,7 +70,13 @@ TEST_F(BridgeTest, AudioGoesToTheOtherMachineThroughAPluginAndBack) {
     peer->sent = 0.5F;
     ASSERT_TRUE(hearsAbout(-0.5F));
     peer->sent = 0;
-    ASSERT_TRUE(hearsAbout(0));
+    // For long enough that a lost block isn't taken for it.
+    ASSERT_TRUE(eventually([&] {
+        peer->record(12000, {});
+        return eventually([&] { return peer->hasRecorded(); }) &&
+               std::ranges::all_of(peer->getRecording(),
+                                   [](float sample) { return std::abs(sample) < 0.01F; });
+    }));
 
     peer->record(96000, {});
     peer->sent = 0.5F;
@@ -81,8 +90,8 @@ TEST_F(BridgeTest, AudioGoesToTheOtherMachineThroughAPluginAndBack) {
     std::printf("bridge: %.1f ms there and back, %.1f of %.1f blocks lost\n", frames / bridgeRate * 1000,
                 static_cast<double>(lost) / bridgePeriod,
                 static_cast<double>(recording.end() - first) / bridgePeriod);
-    // Two periods each way, twice the buffer of 10 ms, and the resampler.
-    EXPECT_GT(frames / bridgeRate, 0.020);
+    // Two periods each way at least.
+    EXPECT_GT(frames / bridgeRate, 0.010);
     EXPECT_EQ(endLive(), 0);
 }
 

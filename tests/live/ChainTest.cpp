@@ -8,6 +8,9 @@
 #include "support/CountedCalls.h"
 
 #include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 
 using test_support::CountedCalls;
@@ -32,10 +35,11 @@ protected:
     }
     ~ChainTest() override { chain.reset(); }
 
-    void make(const std::vector<PluginChoice>& plugins, bool pipeline = false) {
-        // Other processes of the machine make no block late.
-        chain = std::make_unique<Chain>(
-            *session, plugins, Chain::Settings{pipeline, std::chrono::seconds(10), sampleRate, blockSize});
+    // Other processes of the machine make no block late.
+    void make(const std::vector<PluginChoice>& plugins, bool pipeline = false,
+              std::chrono::nanoseconds deadline = std::chrono::seconds(10)) {
+        chain = std::make_unique<Chain>(*session, plugins,
+                                        Chain::Settings{pipeline, deadline, sampleRate, blockSize});
     }
 
     void makeUpsideDown(size_t count, bool pipeline) {
@@ -54,6 +58,21 @@ protected:
         period.midi = midi;
         period.begin = ChainPlugin::Clock::now();
         chain->render(period);
+    }
+
+    /// Returns once all of its threads stand still.
+    static void stop(pid_t host) {
+        kill(host, SIGSTOP);
+        EXPECT_TRUE(test_support::eventually([&] {
+            for (const auto& thread :
+                 std::filesystem::directory_iterator("/proc/" + std::to_string(host) + "/task")) {
+                std::ifstream file(thread.path() / "status");
+                const std::string status{std::istreambuf_iterator<char>(file), {}};
+                if (status.find("State:\tT") == std::string::npos)
+                    return false;
+            }
+            return true;
+        }));
     }
 
     static MidiMessage note(uint32_t frame, uint8_t key = 60) { return {frame, 3, {0x90, key, 100}}; }
@@ -226,6 +245,33 @@ TEST_F(ChainTest, ADeadInstrumentIsSilent) {
     }));
     EXPECT_THAT(left, Each(0));
     EXPECT_THAT(right, Each(0));
+}
+
+TEST_F(ChainTest, AMessageForALatePluginComesAsItRendersAgain) {
+    make({{testPlugin("shows-its-block.so"), "", ""}}, false, std::chrono::milliseconds(100));
+    const pid_t host = chain->getPlugins()[0]->getPlugin().host_info().process_id;
+    stop(host);
+    render(level(0.5F, blockSize));
+    EXPECT_THAT(right, Each(0.5F));
+    render(level(0, blockSize), {note(5)});
+    EXPECT_EQ(chain->getLateBlocks(), 2u);
+    kill(host, SIGCONT);
+    EXPECT_TRUE(test_support::eventually([&] {
+        render(level(0, blockSize));
+        return chain->getPlugins()[0]->getStatus() == PLUGIN_HOST_OK;
+    }));
+    EXPECT_THAT(sentFrames(), ElementsAre(0));
+}
+
+TEST_F(ChainTest, ALatePluginLeavesTimeToThoseBehindIt) {
+    make(std::vector<PluginChoice>(2, {examplePlugin("trio.so"), "54725570", ""}), false,
+         std::chrono::seconds(2));
+    const pid_t host = chain->getPlugins()[0]->getPlugin().host_info().process_id;
+    stop(host);
+    render(level(0.5F, blockSize));
+    EXPECT_THAT(left, Each(-0.5F));
+    EXPECT_EQ(chain->getLateBlocks(), 1u);
+    kill(host, SIGCONT);
 }
 
 TEST_F(ChainTest, RenderingAllocatesNothingAndTakesNoLock) {
