@@ -1,4 +1,4 @@
-# What `cmake --install` brings, in the components program, library, development and documentation.
+# What `cmake --install` brings, in the components program, live, library, development and documentation.
 
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -18,6 +18,11 @@ file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/installed)
 file(CREATE_LINK ${command_target} ${command} SYMBOLIC)
 install(FILES ${command} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT ${command_component})
 install(FILES docs/plugin-host.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT ${command_component})
+
+if(TARGET plugin-host-live)
+    install(TARGETS plugin-host-live DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT live)
+    install(FILES docs/plugin-host-live.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT live)
+endif()
 
 install(TARGETS plugin-host-client LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library
     NAMELINK_COMPONENT development)

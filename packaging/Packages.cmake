@@ -86,6 +86,16 @@ plugin_host_package(program ${program_package} sound foreign
 their audio in shared memory on real-time threads, and shows their editors.
 A plug-in that crashes takes down this process and nothing else.${program_command}"
     DEPENDS "plugin-host-common ${same_version}")
+if(TARGET plugin-host-live)
+    plugin_host_package(live plugin-host-live sound foreign
+        "play audio plug-ins live with JACK"
+        "plugin-host-live plays a chain of VST 2 and VST 3 plug-ins, of 32 and 64 bits,
+as a client of the JACK server. Each plug-in runs in a process of its own: one
+that crashes or is late is bypassed, and the others play on."
+        DEPENDS "plugin-host-64 ${same_version}"
+        RECOMMENDS "plugin-host, jackd2 | pipewire-jack | jackd"
+        SUGGESTS "zita-njbridge")
+endif()
 plugin_host_package(library libplugin-host-client0 libs same
     "audio plug-ins in processes of their own, for applications"
     "The library starts processes of plugin-host and plays VST 2 and VST 3 plug-ins

@@ -14,7 +14,7 @@ const std::regex quaint("\\b(nobody|whatever|known by heart|come to expect|is to
 const std::vector<std::string> plainFolders = {
     "core",   "window", "app",   "examples", "benchmarks", "fuzz", //
     "lib",    "vst2",   "vst3",                                    //
-    "client", "host",   "local", "library",                        //
+    "client", "host",   "local", "library",  "live",               //
 };
 
 } // namespace

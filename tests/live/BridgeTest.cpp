@@ -16,7 +16,7 @@ constexpr double bridgeRate = 48000;
 /// This machine, and the other one: addresses of the loopback.
 class BridgeTest : public LiveTest {
 protected:
-    ChildProgram::Environment onOther() const {
+    ChildProgram::Environment otherEnvironment() const {
         ChildProgram::Environment variables = environment();
         variables["JACK_DEFAULT_SERVER"] = serverName + "-other";
         return variables;
@@ -30,7 +30,7 @@ protected:
     }
 
     bool runOnOther(const std::string& program, const std::vector<std::string>& arguments) const {
-        return runProgram(arguments, onOther(), directory.path, "/usr/bin/" + program).status == 0;
+        return runProgram(arguments, otherEnvironment(), directory.path, "/usr/bin/" + program).status == 0;
     }
 
     bool connectOnOther(const std::string& from, const std::string& to) const {
@@ -53,10 +53,10 @@ TEST_F(BridgeTest, AudioGoesToTheOtherMachineThroughAPluginAndBack) {
     }
     startServer(bridgePeriod);
     startOtherServer();
-    const ChildProgram here({"127.0.0.1", "127.0.0.2"}, environment(), directory.path, BRIDGE_SCRIPT);
-    ChildProgram there({"127.0.0.2", "127.0.0.1"}, onOther(), directory.path, BRIDGE_SCRIPT);
-    live.emplace(std::vector<std::string>{"--identifier", upsideDown, examplePlugin("trio.so")}, onOther(),
-                 directory.path, LIVE_EXECUTABLE);
+    ChildProgram here({"127.0.0.1", "127.0.0.2"}, environment(), directory.path, BRIDGE_SCRIPT);
+    ChildProgram there({"127.0.0.2", "127.0.0.1"}, otherEnvironment(), directory.path, BRIDGE_SCRIPT);
+    live.emplace(std::vector<std::string>{"--identifier", upsideDown, examplePlugin("trio.so")},
+                 otherEnvironment(), directory.path, LIVE_EXECUTABLE);
     if (!connectOnOther("zita-n2j:out_1", "plugin-host-live:input_1")) {
         there.waitForError("\n");
         FAIL() << "no receiver there: " << there.error;
@@ -93,6 +93,11 @@ TEST_F(BridgeTest, AudioGoesToTheOtherMachineThroughAPluginAndBack) {
     // Two periods each way at least.
     EXPECT_GT(frames / bridgeRate, 0.010);
     EXPECT_EQ(endLive(), 0);
+    for (ChildProgram* bridge : {&here, &there}) {
+        bridge->signal(SIGTERM);
+        bridge->waitForEnd();
+        EXPECT_EQ(bridge->status(), 0) << bridge->error;
+    }
 }
 
 TEST_F(BridgeTest, AMistakeInItsUseIsTheUsage) {
