@@ -16,6 +16,8 @@ constexpr double bridgeRate = 48000;
 /// This machine, and the other one: addresses of the loopback.
 class BridgeTest : public LiveTest {
 protected:
+    using LiveTest::startServer;
+
     ChildProgram::Environment otherEnvironment() const {
         ChildProgram::Environment variables = environment();
         variables["JACK_DEFAULT_SERVER"] = serverName + "-other";
@@ -23,10 +25,8 @@ protected:
     }
 
     void startOtherServer() {
-        otherServer.emplace(std::vector<std::string>{"jackd", "-r", "-n", serverName + "-other", "-d",
-                                                     "dummy", "-r", "48000", "-p",
-                                                     std::to_string(bridgePeriod)});
-        require(eventually([&] { return runOnOther("jack_lsp", {}); }), "no second server");
+        const auto isUp = [&] { return runOnOther("jack_lsp", {}); };
+        require(startServer(otherServer, serverName + "-other", bridgePeriod, isUp), "no second server");
     }
 
     bool runOnOther(const std::string& program, const std::vector<std::string>& arguments) const {
