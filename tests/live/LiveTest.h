@@ -19,8 +19,47 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 #include <vector>
+
+/// Names of servers that no other test of the machine has meanwhile. There are few of them, since JACK keeps
+/// a list of eight servers, in which one that was killed stays until another has its name.
+class ServerName {
+public:
+    ServerName() : socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+        test_support::eventually([&] { return takeOne(); }, test_support::longBound);
+    }
+    /// Once the servers have ended: removes what they have left.
+    ~ServerName() {
+        for (const auto& entry : std::filesystem::directory_iterator("/dev/shm")) {
+            const std::string name = entry.path().filename();
+            if (name.starts_with("jack") && name.find("_" + own) != std::string::npos)
+                unlink(entry.path().c_str());
+        }
+        close(socket);
+    }
+    ServerName(const ServerName&) = delete;
+    ServerName& operator=(const ServerName&) = delete;
+
+    std::string own;
+
+private:
+    /// By a socket without a file, which the kernel releases with the process.
+    bool takeOne() {
+        for (const char* number : {"1", "2", "3"}) {
+            own = std::string("plugin-host-test-") + number;
+            sockaddr_un address{AF_UNIX, {}};
+            std::copy(own.begin(), own.end(), address.sun_path + 1);
+            if (bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0)
+                return true;
+        }
+        return false;
+    }
+
+    int socket;
+};
 
 /// The program as a client of a server of the test's own.
 class LiveTest : public testing::Test {
@@ -50,8 +89,10 @@ protected:
         constexpr std::chrono::seconds patience{2};
         for (int tries = 0; tries < 5; ++tries) {
             started.reset();
-            started.emplace(std::vector<std::string>{"jackd", "-r", "-n", name, "-d", "dummy", "-r", "48000",
-                                                     "-p", std::to_string(period)});
+            const std::vector<std::string> command{"jackd", "-r", "-n",    name, "-d",
+                                                   "dummy", "-r", "48000", "-p", std::to_string(period)};
+            // Killed, it would leave its place taken.
+            started.emplace(command, -1, SIGTERM);
             if (test_support::eventually(isUp, patience))
                 return true;
         }
@@ -146,7 +187,8 @@ protected:
         return live->status();
     }
 
-    const std::string serverName = "plugin-host-test-" + std::to_string(getpid());
+    const ServerName names;
+    const std::string& serverName = names.own;
     const test_support::ScopedEnvironment serverVariable{"JACK_DEFAULT_SERVER", serverName.c_str()};
     const test_support::TestDirectory directory;
     std::optional<test_support::OwnProgram> server;

@@ -32,15 +32,15 @@ inline bool appendFrom(int descriptor, std::string& text) {
 /// A program of the test's own, quiet, which ends with the test.
 class OwnProgram {
 public:
-    /// The program gets `kept` as its descriptor 9, if that is one.
-    explicit OwnProgram(std::vector<std::string> command, int kept = -1) {
+    /// The program gets `kept` as its descriptor 9, if that is one, and `deathSignal` as the test dies.
+    explicit OwnProgram(std::vector<std::string> command, int kept = -1, int deathSignal = SIGKILL) {
         std::vector<char*> arguments;
         for (std::string& word : command)
             arguments.push_back(word.data());
         arguments.push_back(nullptr);
         child = fork();
         if (child == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            prctl(PR_SET_PDEATHSIG, deathSignal);
             // Not the number of a standard stream, and kept over exec.
             if (kept >= 0)
                 dup2(kept, 9);
