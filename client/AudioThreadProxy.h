@@ -24,7 +24,8 @@ struct WorkerBlock {
     };
 
     ProcessCommand command;
-    /// The number of the instance's last block, by which the worker knows whether that one was answered.
+    /// The number of the instance's last block, 0 for none, by which the worker knows whether that one was
+    /// answered.
     uint64_t* lastNumber = nullptr;
     State state = State::underway;
     /// What `PluginInstance::process` returned, if it is done.
@@ -64,8 +65,6 @@ public:
         AudioThreadProxy& worker;
     };
 
-    /// For an instance without a block: the number of one that was answered.
-    uint64_t getLastNumber() const { return answered; }
     /// Whether the block with this number was answered, so that its instance may take another. Looks for
     /// answers if it isn't known to be. Throws `IOException` once the host is gone.
     bool isAnswered(uint64_t number);

@@ -8,8 +8,7 @@ RemotePluginAudioContextProxy::RemotePluginAudioContextProxy(const Ref<RemoteWor
                                                              int32_t workerIndex)
     : PluginAudioContext(proxy->getBlockSize(), reply.inputChannelCount, reply.outputChannelCount,
                          static_cast<int32_t>(reply.state->parameters.size())),
-      proxy(proxy), instanceId(reply.instanceId), worker(&proxy->getAudioThread(workerIndex)),
-      lastNumber(worker->getLastNumber()) {
+      proxy(proxy), instanceId(reply.instanceId), worker(&proxy->getAudioThread(workerIndex)) {
     layOut();
 }
 

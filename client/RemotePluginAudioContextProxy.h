@@ -53,6 +53,6 @@ private:
     /// Borrowed from `proxy`.
     AudioThreadProxy* worker;
     /// Of the last block.
-    uint64_t lastNumber;
+    uint64_t lastNumber = 0;
     Ref<base::core::SharedMemory> sharedMemory;
 };

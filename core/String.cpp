@@ -253,4 +253,26 @@ String StringBuilder::toString() const {
     return result;
 }
 
+void TextPart::appendTo(StringBuilder& builder) const {
+    switch (kind) {
+    case Kind::utf8:
+        return builder.append(static_cast<const char*>(text));
+    case Kind::string:
+        return builder.append(*static_cast<const String*>(text));
+    case Kind::builder:
+        return builder.append(*static_cast<const StringBuilder*>(text));
+    case Kind::number:
+        return builder.append(number);
+    case Kind::codePoint:
+        return builder.append(codePoint);
+    }
+}
+
+String join(std::initializer_list<TextPart> parts) {
+    StringBuilder builder;
+    for (const TextPart& part : parts)
+        part.appendTo(builder);
+    return builder.toString();
+}
+
 } // namespace base::core

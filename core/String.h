@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -127,12 +128,35 @@ private:
     size_t textCapacity = inlineCapacity;
 };
 
+/// What `concat` joins, for the length of its call.
+class TextPart {
+public:
+    TextPart(const char* utf8) : kind(Kind::utf8), text(utf8) {}
+    TextPart(const String& string) : kind(Kind::string), text(&string) {}
+    TextPart(const StringBuilder& builder) : kind(Kind::builder), text(&builder) {}
+    TextPart(int32_t number) : kind(Kind::number), number(number) {}
+    TextPart(char32_t codePoint) : kind(Kind::codePoint), codePoint(codePoint) {}
+    TextPart(char) = delete;
+
+    void appendTo(StringBuilder& builder) const;
+
+private:
+    enum class Kind : uint8_t { utf8, string, builder, number, codePoint };
+
+    Kind kind;
+    union {
+        const void* text;
+        int32_t number;
+        char32_t codePoint;
+    };
+};
+
+String join(std::initializer_list<TextPart> parts);
+
 /// Joins texts, zero-terminated UTF-8, code points and integers to one `String`.
 template <class... Parts>
 String concat(const Parts&... parts) {
-    StringBuilder builder;
-    (builder.append(parts), ...);
-    return builder.toString();
+    return join({TextPart(parts)...});
 }
 
 } // namespace base::core

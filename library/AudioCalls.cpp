@@ -201,10 +201,12 @@ plugin_host_status plugin_host_plugin_add_change(plugin_host_plugin* plugin, uin
     // Also refuses what is no number.
     if (frame >= static_cast<uint32_t>(context.blockSize) || !(value >= 0 && value <= 1))
         return PLUGIN_HOST_INVALID_ARGUMENT;
-    return use.get().context->addParameterChange(static_cast<uint16_t>(index), value,
-                                                 static_cast<uint16_t>(frame))
-               ? PLUGIN_HOST_OK
-               : PLUGIN_HOST_FULL;
+    if (!use.get().context->addParameterChange(static_cast<uint16_t>(index), value,
+                                               static_cast<uint16_t>(frame)))
+        return PLUGIN_HOST_FULL;
+    if (use.get().kept)
+        use.get().kept->noteChange(index, value);
+    return PLUGIN_HOST_OK;
 }
 
 plugin_host_status plugin_host_plugin_set_transport(plugin_host_plugin* plugin,

@@ -33,6 +33,7 @@ public:
             return PLUGIN_HOST_INVALID_ARGUMENT;
         return audio->isLate ? PLUGIN_HOST_LATE : PLUGIN_HOST_OK;
     }
+    bool hasAudio() const { return audio != nullptr; }
     PluginAudio& get() const { return *audio; }
 
 private:

@@ -49,20 +49,28 @@ Ref<base::core::LogReceiver> logOf(const Owned& object) {
     return new SessionLog(object.context);
 }
 
+/// The work of a call, without its types: the body of each call would be most of the library otherwise.
+struct Work {
+    HandleKind kind;
+    const void* handle;
+    Ref<base::core::LogReceiver> (*log)(Object& object);
+    void (*run)(Object& object, const void* body);
+    const void* body;
+};
+
+plugin_host_status answerWork(const Work& work) noexcept;
+
 /// Does the work of a call with the object of its handle, and has the lines of the log go to its session.
 template <class Handle, class Body>
 plugin_host_status answerWith(Handle* handle, const Body& body) noexcept {
-    const plugin_host_status status = answer([&] {
-        const HandleUse use(HandleOf<Handle>::kind, handle);
-        if (use.get() == nullptr)
-            throw Failure(PLUGIN_HOST_INVALID_HANDLE,
-                          "The handle is null, was destroyed, or is of another kind");
-        auto& object = static_cast<typename HandleOf<Handle>::Type&>(*use.get());
-        const base::core::ScopedLogReceiver log(logOf(object));
-        body(object);
-    });
-    releaseUnusedHandles();
-    return status;
+    using Type = typename HandleOf<Handle>::Type;
+    return answerWork(
+        {.kind = HandleOf<Handle>::kind,
+         .handle = handle,
+         .log = [](Object& object) { return logOf(static_cast<const Type&>(object)); },
+         .run = [](Object& object,
+                   const void* given) { (*static_cast<const Body*>(given))(static_cast<Type&>(object)); },
+         .body = &body});
 }
 
 /// Makes a handle invalid, as the first step of its destruction. Throws `Failure` if another call has done

@@ -161,8 +161,13 @@ void ClientCycle::endBlock(Entry& entry, plugin_host_block& block) {
         audio.host->noteLateness();
         values.channels = audio.silence.data();
         values.channel_count = audio.silence.size();
-    } else if (wasBegun) {
-        entry.plugin->get().host->reportLoss();
+    } else if (entry.status == PLUGIN_HOST_DEAD && entry.plugin->hasAudio()) {
+        PluginAudio& audio = entry.plugin->get();
+        audio.hasOutput = false;
+        if (wasBegun)
+            audio.host->reportLoss();
+        values.channels = audio.silence.data();
+        values.channel_count = audio.silence.size();
     }
     // Its size stays, since it is what the next one's place is counted by.
     fill(block, values);

@@ -4,6 +4,7 @@
 #include "client/StartWatch.h"
 #include "core/CloseQuietly.h"
 #include "library/ClientPlugin.h"
+#include "library/ClientSession.h"
 #include "library/Failure.h"
 #include "library/HostDeath.h"
 #include "library/HostWatch.h"
@@ -356,6 +357,8 @@ void ClientHost::reportDeath() {
             death.report(callbacks, self->handle);
     });
     proxy->dropReceivers();
+    isReported.store(true, std::memory_order_release);
+    static_cast<ClientSession&>(*session).noteDeath(death);
 }
 
 HostDeath ClientHost::describeDeath() const {

@@ -54,6 +54,8 @@ public:
 
     /// Whether the host is gone or was asked to end.
     bool isDead() const { return dead.load(std::memory_order_acquire); }
+    /// Whether it has ended without being asked to, and its death was reported.
+    bool hasDied() const { return isReported.load(std::memory_order_acquire); }
     /// Throws `Failure` if it is.
     void requireLife() const;
 
@@ -139,6 +141,7 @@ private:
     std::atomic<bool> isHung{false};
     /// The death was reported, or there is none to report.
     std::atomic<bool> isSettled{false};
+    std::atomic<bool> isReported{false};
     /// When the host was lost, in nanoseconds of `CLOCK_MONOTONIC`; 0 before.
     std::atomic<int64_t> lossTime{0};
     std::atomic<pid_t> pid{0};

@@ -21,8 +21,8 @@ String quoted(const String& text) {
 } // namespace
 
 PluginAudio::PluginAudio(const Ref<ClientHost>& host, const Ref<RemotePluginAudioContextProxy>& context,
-                         int32_t instanceId, int32_t worker)
-    : host(host), context(context), instanceId(instanceId), turn(host->getTurn(worker)),
+                         int32_t instanceId, int32_t worker, const Ref<KeptState>& kept)
+    : host(host), context(context), instanceId(instanceId), turn(host->getTurn(worker)), kept(kept),
       silentChannel(static_cast<size_t>(context->blockSize)),
       droppedChannel(static_cast<size_t>(context->blockSize)) {
     for (int32_t channel = 0; channel < context->inputChannelCount; ++channel)
@@ -56,8 +56,8 @@ private:
 };
 
 ClientPlugin::ClientPlugin(const Ref<SessionContext>& context, const Ref<PluginReports>& reports,
-                           const PluginSettings& settings, void* data)
-    : data(data), settings(settings), worker(settings.worker), context(context), reports(reports),
+                           const PluginSettings& settings, const Ref<KeptState>& kept, void* data)
+    : data(data), settings(settings), worker(settings.worker), kept(kept), context(context), reports(reports),
       deadline(base::core::monotonicDeadline(settings.timeLimit)), initialState(this->settings.takeState()) {}
 
 ClientPlugin::~ClientPlugin() {
@@ -171,7 +171,9 @@ void ClientPlugin::adopt(const Ref<ClientHost>& host, const CreatePluginInstance
     try {
         const Ref<RemotePluginAudioContextProxy> block(
             new RemotePluginAudioContextProxy(host->getProxy().get(), reply, worker));
-        auto made = std::make_unique<PluginAudio>(host, block, reply.instanceId, worker);
+        if (kept)
+            kept->setParameterCount(static_cast<size_t>(block->parameterCount));
+        auto made = std::make_unique<PluginAudio>(host, block, reply.instanceId, worker, kept);
         const auto current = state.lock();
         if (current->phase == Phase::creating) {
             current->instanceId = reply.instanceId;
@@ -188,10 +190,12 @@ void ClientPlugin::adopt(const Ref<ClientHost>& host, const CreatePluginInstance
     } catch (...) {
         failCreation(currentFailure());
     }
-    if (getAudio() != nullptr)
+    if (getAudio() != nullptr) {
+        setOutdated();
         reportCreation(PLUGIN_HOST_OK, {});
-    else
+    } else {
         destroyInstance({host, reply.instanceId}); // cancelled, or without a block
+    }
 }
 
 bool ClientPlugin::isRefused() const {
@@ -293,20 +297,26 @@ void ClientPlugin::destroyInstance(const Target& target) {
     }
 }
 
-// The audio thread may be in a block of this or of another plug-in of the worker.
-void ClientPlugin::stopAudio() {
-    PluginAudio* playing = getAudio();
-    if (playing == nullptr)
-        return;
+// The audio thread may be in a block of this or of another plug-in of the worker. False if the host is gone.
+bool ClientPlugin::takeTurn(PluginAudio& playing) {
     const timespec begin = monotonicTime();
-    while (!playing->turn.take(this)) {
-        if (playing->host->isDead())
-            return;
+    while (!playing.turn.take(this)) {
+        if (playing.host->isDead())
+            return false;
         if (secondsSince(begin) > settings.requestTimeLimit)
             throw Failure(PLUGIN_HOST_TIMED_OUT,
                           concat("A block of the worker of ", quoted(settings.path), " doesn't end"));
         nanosleep(&turnPause, nullptr);
     }
+    return true;
+}
+
+void ClientPlugin::stopAudio() {
+    PluginAudio* playing = getAudio();
+    if (playing == nullptr)
+        return;
+    if (!takeTurn(*playing))
+        return;
     try {
         if (!playing->host->isDead() && playing->isStarted.exchange(false)) {
             playing->context->stopProcessing();

@@ -5,6 +5,7 @@
 #include "core/Guarded.h"
 #include "library/ClientHost.h"
 #include "library/Failure.h"
+#include "library/KeptState.h"
 #include "library/SessionContext.h"
 #include "plugin/PluginHostReplies.h"
 #include "plugin/PluginInstanceState.h"
@@ -37,6 +38,8 @@ struct PluginSettings {
     double requestTimeLimit = 0;
     /// Whether the callback tells the end of the creation.
     bool isAsynchronous = false;
+    /// The application has named the host.
+    bool hasChosenHost = false;
     /// The state to begin with, as a file; null for none. Taken by the thread that makes the plug-in, which
     /// removes the file.
     mutable std::shared_ptr<StateFile> state;
@@ -47,12 +50,14 @@ struct PluginSettings {
 /// What an audio thread touches of a plug-in: made with the instance, and kept until the last call is out.
 struct PluginAudio {
     PluginAudio(const Ref<ClientHost>& host, const Ref<RemotePluginAudioContextProxy>& context,
-                int32_t instanceId, int32_t worker);
+                int32_t instanceId, int32_t worker, const Ref<KeptState>& kept);
 
     const Ref<ClientHost> host;
     const Ref<RemotePluginAudioContextProxy> context;
     const int32_t instanceId;
     WorkerTurn& turn;
+    /// May be null.
+    const Ref<KeptState> kept;
     std::vector<float*> inputs;
     std::vector<const float*> outputs;
     /// What stands for them while the audio block is the worker's.
@@ -81,7 +86,7 @@ struct EditorSize {
 class ClientPlugin : public Object {
 public:
     ClientPlugin(const Ref<SessionContext>& context, const Ref<PluginReports>& reports,
-                 const PluginSettings& settings, void* data);
+                 const PluginSettings& settings, const Ref<KeptState>& kept, void* data);
     ~ClientPlugin() override;
 
     // The creation, in this order, each on one thread.
@@ -120,7 +125,9 @@ public:
     /// A size of zeros stands for the last one that was reported.
     void setEditorPosition(int32_t x, int32_t y, EditorSize size);
     /// By the listener.
-    void setEditorSize(EditorSize size) { *editorSize.lock() = size; }
+    void setEditorPlace(int32_t x, int32_t y, EditorSize size);
+    void setEditorClosed();
+    void noteChange(uint32_t index, float value);
     void loadPreset(const String& path);
     void savePreset(const String& path);
     std::vector<uint8_t> saveState();
@@ -129,6 +136,20 @@ public:
     const plugin_host_description* refresh();
     void watchText(uint32_t index, bool isWatched);
     Ref<ClientHost> getHost() const;
+    /// The same for one whose host is gone; null before it had one.
+    Ref<ClientHost> getOwnHost() const { return state.lock()->host; }
+
+    // For another life of it, in a session that keeps states.
+
+    /// Keeps its state. Throws `Failure`, and what was kept stays.
+    void keepState();
+    /// Before the next life takes this one's place: gives it the changes since its state, the editor, and
+    /// starts it if this one is.
+    void prepareNext(ClientPlugin& next);
+    /// Ends this life without a callback, unless it has ended. `next` has its handle from then on.
+    bool handOver(ClientPlugin& next);
+    /// The life behind this one, after `handOver`; else null.
+    Ref<ClientPlugin> getNext() const { return state.lock()->next; }
 
     /// Null before the creation has ended. Real-time safe.
     PluginAudio* getAudio() const { return audio.load(std::memory_order_acquire); }
@@ -140,6 +161,8 @@ public:
     const PluginSettings settings;
     /// What renders it; chosen before the creation.
     Relaxed<int32_t> worker;
+    /// Null in a session that keeps no states.
+    const Ref<KeptState> kept;
     const Ref<SessionContext> context;
     // Set before anyone else has the plug-in.
     plugin_host_plugin* handle = nullptr;
@@ -163,6 +186,7 @@ private:
         int32_t outputChannelCount = 0;
         int32_t latency = 0;
         Ref<PluginInstanceState> content;
+        Ref<ClientPlugin> next;
     };
 
     struct Target {
@@ -181,6 +205,10 @@ private:
     void failCreation(const Failure& failure);
     void reportCreation(plugin_host_status status, const std::string& error);
     void destroyInstance(const Target& target);
+    void setOutdated();
+    bool takeTurn(PluginAudio& playing);
+    void replayChanges(PluginAudio& playing, bool isStarted);
+    void reopenEditor();
 
     Target requireReady() const;
     Ref<PluginInstanceState> getContent() const;

@@ -59,11 +59,15 @@ ClientSession::ClientSession(const SessionSettings& settings)
     : settings(settings), context(new SessionContext(settings.callbacks, settings.keepsBrokenPipes)),
       reports(new PluginReports(settings.programs, settings.cacheDirectory, settings.reportTimeLimit,
                                 {{"TANVEX_PLUGIN_HOST_EXTENSIONS", settings.host.extensions}})),
-      watch(new HostWatch) {
+      hostSettings(settings.host), watch(new HostWatch) {
     if (!settings.keepsBrokenPipes)
         ignoreBrokenPipes();
     const base::core::ScopedLogReceiver log(new SessionLog(context));
     watch->start();
+    if (settings.restores) {
+        revival = new Revival(*this, settings.stateInterval);
+        revival->start();
+    }
     if (settings.dispatches)
         return;
     callbackThread = new CallbackThread(context->queue);
@@ -90,6 +94,8 @@ void ClientSession::end() {
     }
     context->queue->close();
     reports->cancel();
+    if (revival)
+        revival->stop();
     for (const Ref<ClientScan>& scan : former.scans) {
         dropHandle(HandleKind::scan, scan->handle);
         scan->end();
@@ -107,6 +113,8 @@ void ClientSession::end() {
         dropHandle(HandleKind::host, host->handle);
         host->end();
     }
+    if (revival)
+        revival->join();
     for (auto& each : shared)
         each.lock()->hosts.clear();
     // Hosts end here and not on that thread: the process may exit next, and would leave pipes and blocks.
@@ -125,13 +133,13 @@ void ClientSession::requireLife() const {
         throw Failure(PLUGIN_HOST_INVALID_HANDLE, "The session was destroyed");
 }
 
-Ref<ClientHost> ClientSession::startHost(const HostSettings& hostSettings) {
-    return startHost(hostSettings, nullptr);
+Ref<ClientHost> ClientSession::startHost(const HostSettings& chosen) {
+    return startHost(chosen, nullptr);
 }
 
-Ref<ClientHost> ClientSession::startHost(const HostSettings& hostSettings,
+Ref<ClientHost> ClientSession::startHost(const HostSettings& chosen,
                                          const base::core::EventDescriptor* cancellation) {
-    Ref<ClientHost> host(new ClientHost(context, watch, hostSettings));
+    Ref<ClientHost> host(new ClientHost(context, watch, chosen));
     host->session = this;
     host->handle = static_cast<plugin_host_host*>(makeHandle(HandleKind::host, *host));
     try {
@@ -170,7 +178,7 @@ Ref<ClientHost> ClientSession::findHost(ClientPlugin& plugin,
     const HostWidth width = chooseWidth(plugin.settings.path);
     if (!settings.hasSeparateHosts)
         return shareHost(plugin, width, cancellation);
-    HostSettings own = settings.host;
+    HostSettings own = getHostSettings();
     own.startTimeLimit = std::min(own.startTimeLimit, plugin.settings.timeLimit);
     own.program = String(reports->programs.get(width).c_str());
     Ref<ClientHost> host = startHost(own, &cancellation);
@@ -196,10 +204,10 @@ Ref<ClientHost> ClientSession::shareHost(ClientPlugin& plugin, HostWidth width,
         if (fitsInto(*host, plugin))
             return host;
     }
-    HostSettings hostSettings = settings.host;
-    hostSettings.startTimeLimit = std::min(hostSettings.startTimeLimit, plugin.settings.timeLimit);
-    hostSettings.program = String(reports->programs.get(width).c_str());
-    common->hosts.push_back(startHost(hostSettings, &cancellation));
+    HostSettings next = getHostSettings();
+    next.startTimeLimit = std::min(next.startTimeLimit, plugin.settings.timeLimit);
+    next.program = String(reports->programs.get(width).c_str());
+    common->hosts.push_back(startHost(next, &cancellation));
     fitsInto(*common->hosts.back(), plugin);
     return common->hosts.back();
 }
@@ -227,7 +235,8 @@ bool ClientSession::fitsInto(ClientHost& host, ClientPlugin& plugin) {
 
 Ref<ClientPlugin> ClientSession::createPlugin(const PluginSettings& pluginSettings,
                                               const Ref<ClientHost>& host, void* data) {
-    Ref<ClientPlugin> plugin(new ClientPlugin(context, reports, pluginSettings, data));
+    Ref<ClientPlugin> plugin(
+        new ClientPlugin(context, reports, pluginSettings, makeKeptState(pluginSettings), data));
     plugin->session = this;
     plugin->handle = static_cast<plugin_host_plugin*>(makeHandle(HandleKind::plugin, *plugin));
     const bool isKept = [&] {
@@ -240,10 +249,7 @@ Ref<ClientPlugin> ClientSession::createPlugin(const PluginSettings& pluginSettin
         dropHandle(HandleKind::plugin, plugin->handle);
         throw endedFailure();
     }
-    const ClientPlugin::FindHost find =
-        [this, host, plugin = plugin.get()](const base::core::EventDescriptor& cancellation) {
-            return host ? host : findHost(*plugin, cancellation);
-        };
+    const ClientPlugin::FindHost find = finderFor(*plugin, host);
     if (pluginSettings.isAsynchronous) {
         createLater(*plugin, find);
         return plugin;
@@ -260,6 +266,12 @@ Ref<ClientPlugin> ClientSession::createPlugin(const PluginSettings& pluginSettin
         throw;
     }
     return plugin;
+}
+
+ClientPlugin::FindHost ClientSession::finderFor(ClientPlugin& plugin, const Ref<ClientHost>& host) {
+    return [this, host, &plugin](const base::core::EventDescriptor& cancellation) {
+        return host ? host : findHost(plugin, cancellation);
+    };
 }
 
 void ClientSession::give(const ClientPlugin& plugin) {
@@ -295,8 +307,12 @@ void ClientSession::joinFinishedCreations() {
 }
 
 void ClientSession::destroyPlugin(ClientPlugin& plugin) {
-    if (!plugin.end())
+    if (!plugin.end()) {
+        // It may have come back meanwhile.
+        if (const Ref<ClientPlugin> next = plugin.getNext())
+            destroyPlugin(*next);
         return;
+    }
     const Ref<ClientPlugin> destroyed(&plugin);
     {
         const auto current = state.lock();

@@ -7,6 +7,7 @@
 #include "library/ClientScan.h"
 #include "library/HostWatch.h"
 #include "library/PluginReports.h"
+#include "library/Revival.h"
 #include "library/SessionContext.h"
 #include "plugin/PluginBundle.h"
 #include <plugin-host/client.h>
@@ -28,6 +29,9 @@ struct SessionSettings {
     bool hasSeparateHosts = false;
     /// Each plug-in that chooses no host has a worker for itself.
     bool hasOwnWorkers = false;
+    bool restores = false;
+    /// Between two states that are kept, in seconds; below 0: only on request.
+    double stateInterval = 60;
     bool dispatches = false;
     bool keepsBrokenPipes = false;
 };
@@ -41,7 +45,7 @@ public:
     /// Ends all that it owns. A second call has no effect.
     void end();
 
-    Ref<ClientHost> startHost(const HostSettings& settings);
+    Ref<ClientHost> startHost(const HostSettings& chosen);
     /// Drops the session's reference.
     void removeHost(ClientHost& host);
 
@@ -53,6 +57,27 @@ public:
     void removeScan(ClientScan& scan);
     Ref<ClientCycle> makeCycle(size_t capacity);
     void removeCycle(ClientCycle& cycle);
+
+    /// What hosts of the session are started with now.
+    HostSettings getHostSettings() const { return *hostSettings.lock(); }
+
+    // The lives of plug-ins, in a session that keeps their states.
+
+    /// Throws `Failure` in a session that doesn't.
+    Revival& requireRevival() const;
+    /// By the watch: a host has ended by itself.
+    void noteDeath(const HostDeath& death);
+    /// Has a plug-in brought back that stays away. Throws `Failure`.
+    void restorePlugin(ClientPlugin& plugin);
+    /// Those that the application has, and that have been made.
+    std::vector<Ref<ClientPlugin>> getPlugins() const;
+    /// Makes the next life of a plug-in, ready to take its place, and, for those that have a chosen host,
+    /// their new one. Throws `Failure`.
+    Ref<ClientPlugin> makeNext(ClientPlugin& former, Ref<ClientHost>& replacement);
+    /// False if the plug-in was destroyed meanwhile: its next life ends, too.
+    bool replacePlugin(ClientPlugin& former, ClientPlugin& next);
+    /// Ends all hosts; those that are started from now on have these settings.
+    void endHosts(int32_t sampleRate, int32_t blockSize);
 
     /// Throws `Failure` once the session has ended.
     void requireLife() const;
@@ -88,12 +113,14 @@ private:
         std::vector<Ref<ClientHost>> hosts;
     };
 
+    Ref<KeptState> makeKeptState(const PluginSettings& pluginSettings) const;
+    void endFormer(const Entry& entry);
+    ClientPlugin::FindHost finderFor(ClientPlugin& plugin, const Ref<ClientHost>& host);
     Ref<ClientHost> findHost(ClientPlugin& plugin, const base::core::EventDescriptor& cancellation);
     Ref<ClientHost> shareHost(ClientPlugin& plugin, HostWidth width,
                               const base::core::EventDescriptor& cancellation);
     bool fitsInto(ClientHost& host, ClientPlugin& plugin);
-    Ref<ClientHost> startHost(const HostSettings& hostSettings,
-                              const base::core::EventDescriptor* cancellation);
+    Ref<ClientHost> startHost(const HostSettings& chosen, const base::core::EventDescriptor* cancellation);
     HostWidth chooseWidth(const String& path) const;
     /// Throws `Failure` if the session has ended meanwhile.
     void give(const ClientPlugin& plugin);
@@ -109,7 +136,11 @@ private:
     /// Ends a host that was started for a plug-in alone.
     void endOwnHost(ClientHost& host);
 
+    /// The settings for hosts, as they are now.
+    base::core::Guarded<HostSettings> hostSettings;
     const Ref<HostWatch> watch;
+    /// Null in a session that keeps no states.
+    Ref<Revival> revival;
     /// Null if the application dispatches.
     Ref<CallbackThread> callbackThread;
     base::core::Guarded<State> state;

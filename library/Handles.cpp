@@ -30,6 +30,8 @@ struct Retired {
     HandleSlot* slot;
     uint32_t index;
     Ref<Object> object;
+    /// The slot is another handle's from then on.
+    bool freesSlot;
 };
 
 /// The handles of one kind. Slots are reused in the order in which they became free, so that a generation
@@ -57,10 +59,18 @@ public:
             (slot->generation.load() & generationMask) != generation)
             return false;
         slot->generation.fetch_add(1);
-        places->retired.push_back({slot, index, slot->object.load()});
-        hasRetired = true;
-        release(slot->object.load());
-        slot->object.store(nullptr);
+        retire(*places, *slot, index, nullptr);
+        return true;
+    }
+
+    bool replace(uint32_t index, uint32_t generation, Object& object) {
+        const auto places = book.lock();
+        HandleSlot* slot = find(index);
+        if (slot == nullptr || slot->object.load() == nullptr ||
+            (slot->generation.load() & generationMask) != generation)
+            return false;
+        base::core::retain(&object);
+        retire(*places, *slot, index, &object);
         return true;
     }
 
@@ -74,7 +84,8 @@ public:
             if (entry.slot->users.load() != 0)
                 return false;
             unused.push_back(entry.object);
-            places->free.push_back(entry.index);
+            if (entry.freesSlot)
+                places->free.push_back(entry.index);
             return true;
         });
         hasRetired = !places->retired.empty();
@@ -105,6 +116,15 @@ private:
         std::deque<uint32_t> free;
         std::vector<Retired> retired;
     };
+
+    /// The slot gets the next object, of which the caller gives its reference.
+    void retire(Book& places, HandleSlot& slot, uint32_t index, Object* next) {
+        Object* former = slot.object.load();
+        places.retired.push_back({&slot, index, former, next == nullptr});
+        hasRetired = true;
+        base::core::release(former);
+        slot.object.store(next);
+    }
 
     uint32_t takeIndex(Book& places) {
         if (!places.free.empty()) {
@@ -200,6 +220,13 @@ bool dropHandle(HandleKind kind, const void* handle) {
     const bool dropped = parts.isValid && tableOf(kind).drop(parts.index, parts.generation);
     releaseUnused();
     return dropped;
+}
+
+bool replaceHandle(HandleKind kind, const void* handle, Object& object) {
+    const Parts parts = split(kind, handle);
+    const bool replaced = parts.isValid && tableOf(kind).replace(parts.index, parts.generation, object);
+    releaseUnused();
+    return replaced;
 }
 
 void releaseUnusedHandles() noexcept {

@@ -40,6 +40,10 @@ void* makeHandle(HandleKind kind, Object& object);
 /// handle, once it isn't in use: never on the thread of a `HandleUse`.
 bool dropHandle(HandleKind kind, const void* handle);
 
+/// Has a handle stand for another object, which calls that begin later get. False if the handle isn't valid.
+/// The former object is released as by `dropHandle`.
+bool replaceHandle(HandleKind kind, const void* handle, Object& object);
+
 /// Releases the objects of invalid handles that are no longer in use: as the last step of a call that may
 /// have been the last user of one. Takes no lock if there is none.
 void releaseUnusedHandles() noexcept;

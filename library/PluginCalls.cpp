@@ -44,7 +44,7 @@ plugin_host_status create(plugin_host_session* session, const plugin_host_plugin
     return answerWith(session, [&](ClientSession& object) {
         require(plugin, "plugin") = nullptr;
         const auto given = readStructure(&require(options, "options"), "options");
-        const PluginSettings settings = readSettings(given, object, isAsynchronous);
+        PluginSettings settings = readSettings(given, object, isAsynchronous);
         if (given.host == nullptr) {
             *plugin = object.createPlugin(settings, nullptr, given.data)->handle;
             return;
@@ -56,6 +56,7 @@ plugin_host_status create(plugin_host_session* session, const plugin_host_plugin
         if (chosen.context.get() != object.context.get())
             throw Failure(PLUGIN_HOST_INVALID_ARGUMENT, "host is another session's");
         chosen.requireLife();
+        settings.hasChosenHost = true;
         *plugin = object.createPlugin(settings, &chosen, given.data)->handle;
     });
 }
@@ -87,6 +88,10 @@ plugin_host_status plugin_host_plugin_destroy(plugin_host_plugin* plugin) {
         invalidate(plugin);
         sessionOf(object).destroyPlugin(object);
     });
+}
+
+plugin_host_status plugin_host_plugin_restore(plugin_host_plugin* plugin) {
+    return answerWith(plugin, [](ClientPlugin& object) { sessionOf(object).restorePlugin(object); });
 }
 
 plugin_host_status plugin_host_plugin_get_data(plugin_host_plugin* plugin, void** data) {

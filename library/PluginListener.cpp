@@ -10,6 +10,7 @@ PluginListener::PluginListener(ClientPlugin& plugin) : plugin(&plugin) {}
 PluginListener::~PluginListener() = default;
 
 void PluginListener::onUpdateParameter(const UpdateParameterNotification& notification) {
+    plugin->noteChange(static_cast<uint32_t>(notification.parameterIndex), notification.value);
     plugin->post([index = static_cast<uint32_t>(notification.parameterIndex), value = notification.value](
                      const plugin_host_callbacks& callbacks, plugin_host_plugin* handle) {
         if (callbacks.parameter_changed != nullptr)
@@ -44,7 +45,7 @@ void PluginListener::onBeginOrEndEditParameter(const BeginOrEndEditParameterNoti
 }
 
 void PluginListener::onPluginWindowMoved(const PluginWindowMovedNotification& notification) {
-    plugin->setEditorSize({notification.width, notification.height});
+    plugin->setEditorPlace(notification.x, notification.y, {notification.width, notification.height});
     plugin->post(
         [x = notification.x, y = notification.y, width = notification.width,
          height = notification.height](const plugin_host_callbacks& callbacks, plugin_host_plugin* handle) {
@@ -54,6 +55,7 @@ void PluginListener::onPluginWindowMoved(const PluginWindowMovedNotification& no
 }
 
 void PluginListener::onPluginWindowClosed(const PluginWindowClosedNotification&) {
+    plugin->setEditorClosed();
     plugin->post([](const plugin_host_callbacks& callbacks, plugin_host_plugin* handle) {
         if (callbacks.editor_closed != nullptr)
             callbacks.editor_closed(callbacks.user_data, handle);

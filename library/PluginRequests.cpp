@@ -61,6 +61,7 @@ void ClientPlugin::setProgram(uint32_t index) {
     send("SetCurrentProgram", [&](RemotePluginHostProxy& proxy, int32_t instanceId) {
         proxy.setCurrentProgram(instanceId, static_cast<int32_t>(index));
     });
+    setOutdated();
 }
 
 void ClientPlugin::openEditor(uint64_t parentWindow, const String& title) {
@@ -71,15 +72,24 @@ void ClientPlugin::openEditor(uint64_t parentWindow, const String& title) {
     send("OpenGUI", [&](RemotePluginHostProxy& proxy, int32_t instanceId) {
         proxy.openGUI(instanceId, static_cast<int64_t>(parentWindow), true, text);
     });
+    if (kept) {
+        const auto editor = kept->editor.lock();
+        editor->isOpen = true;
+        editor->parentWindow = parentWindow;
+        editor->title = text;
+    }
 }
 
 void ClientPlugin::closeEditor() {
     send("CloseGUI", [](RemotePluginHostProxy& proxy, int32_t instanceId) { proxy.closeGUI(instanceId); });
+    setEditorClosed();
 }
 
 void ClientPlugin::setEditorTitle(const String& title) {
     send("SetWindowTitle",
          [&](RemotePluginHostProxy& proxy, int32_t instanceId) { proxy.setWindowTitle(instanceId, title); });
+    if (kept)
+        kept->editor.lock()->title = title;
 }
 
 void ClientPlugin::setEditorPosition(int32_t x, int32_t y, EditorSize size) {
@@ -91,6 +101,7 @@ void ClientPlugin::setEditorPosition(int32_t x, int32_t y, EditorSize size) {
     send("SetWindowPosition", [&](RemotePluginHostProxy& proxy, int32_t instanceId) {
         proxy.setWindowPosition(instanceId, x, y, used.width, used.height);
     });
+    setEditorPlace(x, y, used);
 }
 
 void ClientPlugin::loadPreset(const String& path) {
@@ -101,6 +112,7 @@ void ClientPlugin::loadPreset(const String& path) {
                               const Ref<PluginHostAsyncReplyHandler>& handler) {
         proxy.loadPreset(instanceId, path, handler);
     });
+    setOutdated();
 }
 
 void ClientPlugin::savePreset(const String& path) {
@@ -113,7 +125,8 @@ void ClientPlugin::savePreset(const String& path) {
     if (isVst3Path(settings.path) || !isBankWithoutPrograms(path))
         return;
     std::vector<float> values;
-    for (const Ref<ParameterInfo>& parameter : askForContent()->parameters)
+    const Ref<PluginInstanceState> content = askForContent();
+    for (const Ref<ParameterInfo>& parameter : content->parameters)
         values.push_back(parameter->value);
     if (!values.empty())
         writeProgram(path, values);
@@ -129,6 +142,12 @@ void ClientPlugin::loadState(const void* bytes, size_t size) {
     const StateFile file(StateFile::suffixFor(settings.path));
     file.write(bytes, size);
     loadPreset(file.getPath());
+    if (!kept)
+        return;
+    // What was set before is no longer so.
+    kept->takeChanges();
+    const auto* begin = static_cast<const uint8_t*>(bytes);
+    kept->setState({begin, begin + size});
 }
 
 const plugin_host_description* ClientPlugin::describe() {

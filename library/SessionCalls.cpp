@@ -20,6 +20,7 @@ constexpr double defaultStartTime = 10;
 constexpr double defaultRequestTime = 30;
 constexpr double defaultReportTime = 10;
 constexpr double defaultHangTime = 2;
+constexpr double defaultStateInterval = 60;
 
 std::string textOr(const char* text, const char* otherwise, const char* what) {
     return text != nullptr ? readText(text, what).toStdString() : std::string(otherwise);
@@ -72,13 +73,17 @@ SessionSettings readSettings(const plugin_host_session_options& options) {
     settings.hasOwnWorkers = sharing == PLUGIN_HOST_OWN_WORKERS;
     settings.host.hangTimeLimit =
         options.hang_timeout < 0 ? -1 : readTime(options.hang_timeout, defaultHangTime, "hang_timeout");
+    settings.restores = (options.flags & PLUGIN_HOST_RESTORE) != 0;
+    settings.stateInterval = options.state_interval < 0
+                                 ? -1
+                                 : readTime(options.state_interval, defaultStateInterval, "state_interval");
     settings.dispatches = (options.flags & PLUGIN_HOST_DISPATCH) != 0;
     settings.keepsBrokenPipes = (options.flags & PLUGIN_HOST_KEEP_SIGPIPE) != 0;
     return settings;
 }
 
 HostSettings readSettings(const plugin_host_host_options& options, const ClientSession& session) {
-    HostSettings settings = session.settings.host;
+    HostSettings settings = session.getHostSettings();
     HostWidth width = ownWidth;
     if (options.width == PLUGIN_HOST_WIDTH_32 || options.width == PLUGIN_HOST_WIDTH_64)
         width = options.width == PLUGIN_HOST_WIDTH_32 ? HostWidth::bits32 : HostWidth::bits64;
@@ -188,6 +193,20 @@ plugin_host_status plugin_host_session_dispatch(plugin_host_session* session) {
             throw Failure(PLUGIN_HOST_INVALID_STATE, "The session has a thread for its callbacks");
         if (!object.context->queue->runAll())
             throw Failure(PLUGIN_HOST_BUSY, "Callbacks are being made already");
+    });
+}
+
+plugin_host_status plugin_host_session_keep_states(plugin_host_session* session) {
+    return answerWith(session, [](ClientSession& object) { object.requireRevival().keepStates(); });
+}
+
+plugin_host_status plugin_host_session_set_format(plugin_host_session* session, int32_t sample_rate,
+                                                  int32_t block_size) {
+    return answerWith(session, [&](ClientSession& object) {
+        const HostSettings current = object.getHostSettings();
+        object.requireRevival().changeFormat(
+            readNumber(sample_rate, current.sampleRate, highestRate, "sample_rate"),
+            readNumber(block_size, current.blockSize, highestBlockSize, "block_size"));
     });
 }
 

@@ -14,8 +14,6 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr auto ok = PLUGIN_HOST_OK;
-
 /// What an effect gives for noise, a block at a time.
 std::vector<float> playAlone(plugin_host::plugin& plugin, int count) {
     Noise noise;

@@ -11,6 +11,9 @@
 class CycleTest : public PluginTest {
 protected:
     static constexpr uint32_t frames = 256;
+    static constexpr auto ok = PLUGIN_HOST_OK;
+    static constexpr auto late = PLUGIN_HOST_LATE;
+    static constexpr auto dead = PLUGIN_HOST_DEAD;
 
     /// Starts a session with so many workers in each host.
     void begin(int workers, const plugin_host::session_options& given) {

@@ -86,6 +86,10 @@ const std::map<std::string, Function>& functions() {
           }}},
         {"plugin_host_session_dispatch",
          {Kind::session, [](void* handle) { return plugin_host_session_dispatch(session(handle)); }}},
+        {"plugin_host_session_keep_states",
+         {Kind::session, [](void* handle) { return plugin_host_session_keep_states(session(handle)); }}},
+        {"plugin_host_session_set_format",
+         {Kind::session, [](void* handle) { return plugin_host_session_set_format(session(handle), 0, 0); }}},
         {"plugin_host_host_start",
          {Kind::session,
           [](void* handle) {
@@ -200,6 +204,8 @@ const std::map<std::string, Function>& pluginFunctions() {
               const plugin_host_description* description = nullptr;
               return plugin_host_plugin_refresh(plugin(handle), &description);
           }}},
+        {"plugin_host_plugin_restore",
+         {Kind::plugin, [](void* handle) { return plugin_host_plugin_restore(plugin(handle)); }}},
         {"plugin_host_plugin_save_preset",
          {Kind::plugin, [](void* handle) { return plugin_host_plugin_save_preset(plugin(handle), "/p"); }}},
         {"plugin_host_plugin_save_state", {Kind::plugin, saveState}},

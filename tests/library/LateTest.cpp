@@ -12,9 +12,6 @@ using testing::ElementsAre;
 
 namespace {
 
-constexpr auto ok = PLUGIN_HOST_OK;
-constexpr auto late = PLUGIN_HOST_LATE;
-
 /// A deadline for those that play, which others than these miss.
 constexpr auto generous = 2000ms;
 

@@ -6,6 +6,7 @@ plugin_host_test(library-plugin-tests
         AudioThreadsTest.cpp
         CycleTest.cpp
         LateTest.cpp
+        RestoreTest.cpp
         PluginCreationTest.cpp
         PluginDescriptionTest.cpp
         PluginEditorTest.cpp

@@ -278,6 +278,9 @@ typedef struct plugin_host_callbacks {
                          int32_t height);
     /** The editor's window is gone: closed by the user, by the application or with its plug-in. */
     void (*editor_closed)(void* user_data, plugin_host_plugin* plugin);
+    /** With PLUGIN_HOST_RESTORE: OK once a plug-in is back whose host has died, or why it stays away. */
+    void (*plugin_restored)(void* user_data, plugin_host_plugin* plugin, plugin_host_status status,
+                            const char* error);
 } plugin_host_callbacks;
 
 /* ----------------------------------------------------------------------------------------------------------------
@@ -300,6 +303,11 @@ typedef enum plugin_host_sharing {
 /** SIGPIPE stays as it is. Otherwise it is ignored from the first session on if it has its default action,
  * since a write to a host that has just died would end the application. */
 #define PLUGIN_HOST_KEEP_SIGPIPE 2u
+/** A host that dies is started again, and its plug-ins come back behind their handles: in the state that was
+ * kept last, with the values that changed since, started if they were, their editors open where they were.
+ * The callback plugin_restored tells; until then they return DEAD and are silent in cycles. The one that was
+ * in a block, or in a request, when its host crashed stays away until plugin_host_plugin_restore. */
+#define PLUGIN_HOST_RESTORE 4u
 
 /** What hosts are started with. */
 typedef struct plugin_host_session_options {
@@ -329,13 +337,17 @@ typedef struct plugin_host_session_options {
     /** For the report on a plug-in file, in milliseconds. 0: 10,000. */
     int32_t report_timeout;
     plugin_host_sharing sharing;
-    /** PLUGIN_HOST_DISPATCH, PLUGIN_HOST_KEEP_SIGPIPE. */
+    /** PLUGIN_HOST_DISPATCH, PLUGIN_HOST_KEEP_SIGPIPE, PLUGIN_HOST_RESTORE. */
     uint32_t flags;
     /** Copied; may be null. */
     const plugin_host_callbacks* callbacks;
     /** How long a block may take that was late in a cycle, in milliseconds; then its host is ended, and dies
      * with PLUGIN_HOST_HUNG. 0: 2,000. Below 0: for ever. */
     int32_t hang_timeout;
+    /** With PLUGIN_HOST_RESTORE: how often the states of all plug-ins are kept, in milliseconds; also soon
+     * after a creation, a preset and a program. 0: 60,000. Below 0: by plugin_host_session_keep_states
+     * alone. */
+    int32_t state_interval;
 } plugin_host_session_options;
 
 /** Makes a session; starts no host yet. `options` may be null. Doesn't block. */
@@ -357,6 +369,17 @@ PLUGIN_HOST_API plugin_host_status plugin_host_session_descriptor(plugin_host_se
 /** Runs the callbacks that wait; returns at once if there is none. One thread at a time: BUSY for another,
  * and inside of a callback. INVALID_STATE without PLUGIN_HOST_DISPATCH. */
 PLUGIN_HOST_API plugin_host_status plugin_host_session_dispatch(plugin_host_session* session);
+
+/** With PLUGIN_HOST_RESTORE, else INVALID_STATE: keeps the states of all plug-ins, and returns when that is
+ * done. Blocks for a request of each. Returns the first failure; what failed keeps its former state. */
+PLUGIN_HOST_API plugin_host_status plugin_host_session_keep_states(plugin_host_session* session);
+
+/** With PLUGIN_HOST_RESTORE, else INVALID_STATE: ends all hosts and brings all plug-ins back in hosts with
+ * another sample rate and block size, in Hz and frames, 0 for the present one. Meanwhile they return DEAD,
+ * and are silent in cycles; host_died isn't called. Handles of hosts that the application started return DEAD
+ * from then on: their plug-ins have a new host. Blocks until all are back. */
+PLUGIN_HOST_API plugin_host_status plugin_host_session_set_format(plugin_host_session* session,
+                                                                  int32_t sample_rate, int32_t block_size);
 
 /* ----------------------------------------------------------------------------------------------------------------
  */
@@ -467,6 +490,10 @@ PLUGIN_HOST_API plugin_host_status plugin_host_plugin_cancel(plugin_host_plugin*
  * returns BUSY. With PLUGIN_HOST_SEPARATE it ends the plug-in's host too, and blocks as
  * plugin_host_host_destroy does. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_destroy(plugin_host_plugin* plugin);
+
+/** Has a plug-in of a dead host brought back that stays away; plugin_restored tells the end. INVALID_STATE if
+ * its host isn't dead, or without PLUGIN_HOST_RESTORE. Doesn't block. */
+PLUGIN_HOST_API plugin_host_status plugin_host_plugin_restore(plugin_host_plugin* plugin);
 
 /** The pointer of the options. Never blocks. */
 PLUGIN_HOST_API plugin_host_status plugin_host_plugin_get_data(plugin_host_plugin* plugin, void** data);

@@ -238,6 +238,8 @@ struct plugin_events {
     std::function<void(std::uint32_t index)> edit_ended{};
     std::function<void(int x, int y, int width, int height)> editor_moved{};
     std::function<void()> editor_closed{};
+    /** With session_options::restore: OK once it is back, or why it stays away. */
+    std::function<void(plugin_host::status code, std::string_view text)> restored{};
     /** The end of an asynchronous creation. */
     std::function<void(plugin_host::status code, std::string_view text)> created{};
 };
@@ -264,6 +266,10 @@ struct session_options {
     bool separate_hosts = false;
     /** A worker for each plug-in. */
     bool own_workers = false;
+    /** Plug-ins come back whose host has died; see PLUGIN_HOST_RESTORE. */
+    bool restore = false;
+    /** Between two states that are kept. Below 0: by session::keep_states alone. */
+    milliseconds state_interval{};
     /** Callbacks come in session::dispatch alone. */
     bool dispatch = false;
     bool keep_sigpipe = false;
@@ -318,9 +324,11 @@ public:
                         : options.own_workers  ? PLUGIN_HOST_OWN_WORKERS
                                                : PLUGIN_HOST_SHARED;
         given.flags = (options.dispatch ? PLUGIN_HOST_DISPATCH : 0) |
+                      (options.restore ? PLUGIN_HOST_RESTORE : 0) |
                       (options.keep_sigpipe ? PLUGIN_HOST_KEEP_SIGPIPE : 0);
         given.callbacks = &callbacks;
         given.hang_timeout = detail::count(options.hang_timeout);
+        given.state_interval = detail::count(options.state_interval);
         check(plugin_host_session_create(&given, &handle_));
     }
     session(session&& other) noexcept
@@ -342,6 +350,13 @@ public:
         return result;
     }
     void dispatch() { check(plugin_host_session_dispatch(handle_)); }
+    /** With session_options::restore: keeps the states of all plug-ins now. */
+    void keep_states() { check(plugin_host_session_keep_states(handle_)); }
+    /** With session_options::restore: has all plug-ins come back in hosts with these, in Hz and frames; 0 for
+     * the present one. */
+    void set_format(int sample_rate, int block_size) {
+        check(plugin_host_session_set_format(handle_, sample_rate, block_size));
+    }
     [[nodiscard]] plugin_host_session* get() const noexcept { return handle_; }
 
 private:
@@ -458,6 +473,8 @@ public:
             plugin_host_plugin_destroy(handle_);
     }
 
+    /** Has it brought back if it stays away; `events.restored` tells the end. */
+    void restore() { check(plugin_host_plugin_restore(handle_)); }
     /** False if the creation has ended. */
     bool cancel() noexcept { return plugin_host_plugin_cancel(handle_) == PLUGIN_HOST_OK; }
 
@@ -641,6 +658,10 @@ inline plugin_host_callbacks session::make_callbacks() const {
         };
     result.plugin_created = [](void*, plugin_host_plugin* plugin, plugin_host_status code, const char* text) {
         detail::call(plugin, &plugin_events::created, code, std::string_view(text));
+    };
+    result.plugin_restored = [](void*, plugin_host_plugin* plugin, plugin_host_status code,
+                                const char* text) {
+        detail::call(plugin, &plugin_events::restored, code, std::string_view(text));
     };
     result.plugin_destroyed = [](void*, plugin_host_plugin*, void* data) {
         delete static_cast<plugin_events*>(data);
