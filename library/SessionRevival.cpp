@@ -14,7 +14,6 @@ namespace {
 bool isOwnFault(const HostDeath& death) {
     switch (death.signal) {
     case 0:
-        return true;
     case SIGABRT:
     case SIGBUS:
     case SIGFPE:
