@@ -149,6 +149,8 @@ Ref<ClientHost> ClientSession::startHost(const HostSettings& chosen,
             throw endedFailure();
         current->hosts.push_back(host);
     } catch (...) {
+        // If it is up, the watch has it, too.
+        host->end();
         dropHandle(HandleKind::host, host->handle);
         throw;
     }
