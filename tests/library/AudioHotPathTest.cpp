@@ -230,12 +230,14 @@ TEST_F(CycleHotPathTest, ACycleWritesOnceForEachWorker) {
     EXPECT_EQ(rendered, turns);
 }
 
-// The answer comes, since the plug-in isn't one that hangs.
 TEST_F(CycleHotPathTest, ALateBlockAllocatesNothingAndTakesNoLock) {
+    const pid_t host = processOf(plugins.front());
+    kill(host, SIGSTOP);
     countedCalls = {};
     for (int i = 0; i < turns; ++i)
         renderCycle(1);
     const CountedCalls counted = countedCalls;
+    kill(host, SIGCONT);
     EXPECT_EQ(counted.allocations, 0);
     EXPECT_EQ(counted.locks, 0);
     EXPECT_GT(lateBlocks, 0);
