@@ -83,10 +83,9 @@ bool AudioThreadProxy::add(WorkerBlock& block) {
     requireStep();
     block.state = WorkerBlock::State::underway;
     block.next = nullptr;
-    const bool isFirst = unfinished++ == 0;
-    (isFirst ? firstUnsent : lastUnsent->next) = &block;
+    (firstUnsent == nullptr ? firstUnsent : lastUnsent->next) = &block;
     lastUnsent = &block;
-    return isFirst;
+    return unfinished++ == 0;
 }
 
 void AudioThreadProxy::send() {
