@@ -9,9 +9,7 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
-#include <dirent.h>
 #include <fcntl.h>
-#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -22,21 +20,6 @@ namespace {
 
 constexpr std::string_view hostPrefix = "plugin";
 constexpr size_t longestNumber = 16;
-
-template <class Action>
-void forEachName(const TrustedDirectory& directory, const Action& action) {
-    const int32_t descriptor = openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0)
-        return;
-    DIR* const opened = fdopendir(descriptor);
-    if (opened == nullptr) {
-        close(descriptor);
-        return;
-    }
-    const std::unique_ptr<DIR, int (*)(DIR*)> list(opened, closedir);
-    while (const dirent* entry = readdir(opened))
-        action(entry->d_name);
-}
 
 bool areDigits(std::string_view text) {
     return !text.empty() && std::all_of(text.begin(), text.end(),
@@ -68,12 +51,12 @@ bool isPipeName(std::string_view name) {
 }
 
 void removePipes(const TrustedDirectory& directory) {
-    forEachName(directory, [&](const char* name) {
+    for (const std::string& name : directory.listNames()) {
         struct stat status {};
-        if (isPipeName(name) && fstatat(directory.get(), name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        if (isPipeName(name) && fstatat(directory.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
             S_ISFIFO(status.st_mode) && status.st_uid == geteuid())
-            unlinkat(directory.get(), name, 0);
-    });
+            unlinkat(directory.get(), name.c_str(), 0);
+    }
 }
 
 /// 0 for another text than a number.
@@ -115,18 +98,18 @@ void removeLeftovers(const String& user, int32_t hostId, const TrustedDirectory&
 
 void removeAllLeftovers(const String& user, const std::string& hostsPath) try {
     const TrustedDirectory hosts(hostsPath);
-    forEachName(hosts, [&](const std::string& name) {
+    for (const std::string& name : hosts.listNames()) {
         const int32_t hostId = hostIdOf(name);
         struct stat ignored {};
         if (hostId == 0 ||
             fstatat(hosts.get(), (name + "/" + hostLockName).c_str(), &ignored, AT_SYMLINK_NOFOLLOW) != 0)
-            return;
+            continue;
         try {
             removeLeftoversOf(user, hostId, hosts, hostsPath + "/" + name);
         } catch (const Exception&) {
             // The other directories are looked at all the same.
         }
-    });
+    }
 } catch (const Exception&) {
     // Tried again with the next host.
 }

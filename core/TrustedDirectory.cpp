@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -62,5 +63,21 @@ TrustedDirectory::TrustedDirectory(const std::string& path) : descriptor(openDir
 
 TrustedDirectory::TrustedDirectory(const TrustedDirectory& parent, const std::string& path)
     : descriptor(openDirectory(parent.get(), path.substr(path.rfind('/') + 1), path)) {}
+
+std::vector<std::string> TrustedDirectory::listNames() const {
+    std::vector<std::string> names;
+    const int32_t readable = openat(get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (readable < 0)
+        return names;
+    DIR* const opened = fdopendir(readable);
+    if (opened == nullptr) {
+        close(readable);
+        return names;
+    }
+    const std::unique_ptr<DIR, int (*)(DIR*)> list(opened, closedir);
+    while (const dirent* entry = readdir(opened))
+        names.emplace_back(entry->d_name);
+    return names;
+}
 
 } // namespace base::core

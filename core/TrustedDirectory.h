@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace base::core {
 
@@ -23,6 +24,9 @@ public:
 
     /// For system calls with a directory; -1 if it couldn't be opened.
     int32_t get() const { return descriptor != nullptr ? descriptor->get() : -1; }
+
+    /// The names in it, "." and ".." among them, in the system's order; none if it can't be read.
+    std::vector<std::string> listNames() const;
 
 private:
     std::unique_ptr<FileDescriptor> descriptor;

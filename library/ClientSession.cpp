@@ -59,7 +59,9 @@ ClientSession::ClientSession(const SessionSettings& settings)
     : settings(settings), context(new SessionContext(settings.callbacks, settings.keepsBrokenPipes)),
       reports(new PluginReports(settings.programs, settings.cacheDirectory, settings.reportTimeLimit,
                                 {{"TANVEX_PLUGIN_HOST_EXTENSIONS", settings.host.extensions}})),
-      hostSettings(settings.host), watch(new HostWatch) {
+      hostSettings(settings.host),
+      stateFolder(settings.stateDirectory.empty() ? nullptr : new StateFolder(settings.stateDirectory)),
+      watch(new HostWatch) {
     if (!settings.keepsBrokenPipes)
         ignoreBrokenPipes();
     const base::core::ScopedLogReceiver log(new SessionLog(context));

@@ -32,6 +32,8 @@ struct SessionSettings {
     bool restores = false;
     /// Between two states that are kept, in seconds; below 0: only on request.
     double stateInterval = 60;
+    /// Empty: states are kept in memory.
+    std::string stateDirectory;
     bool dispatches = false;
     bool keepsBrokenPipes = false;
 };
@@ -138,6 +140,8 @@ private:
 
     /// The settings for hosts, as they are now.
     base::core::Guarded<HostSettings> hostSettings;
+    /// Null: states are in memory.
+    const Ref<StateFolder> stateFolder;
     const Ref<HostWatch> watch;
     /// Null in a session that keeps no states.
     Ref<Revival> revival;

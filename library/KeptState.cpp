@@ -2,7 +2,32 @@
 
 namespace client_library {
 
-KeptState::~KeptState() = default;
+KeptState::KeptState(const Ref<StateFolder>& folder, const std::vector<uint8_t>& initialState,
+                     const std::function<void()>& outdated)
+    : outdated(outdated), folder(folder), name(folder ? folder->makeName() : std::string()) {
+    if (!initialState.empty())
+        setState(initialState);
+}
+
+KeptState::~KeptState() {
+    if (folder)
+        folder->remove(name);
+}
+
+KeptState::Bytes KeptState::getState() const {
+    const auto current = state.lock();
+    return current->isInFile ? folder->read(name) : current->bytes;
+}
+
+void KeptState::setState(Bytes bytes) {
+    const auto current = state.lock();
+    if (folder) {
+        folder->write(name, bytes);
+        current->isInFile = true;
+    } else {
+        std::swap(current->bytes, bytes);
+    }
+}
 
 void KeptState::setParameterCount(size_t count) {
     if (values)

@@ -1,12 +1,14 @@
 #pragma once
 
 #include "core/Guarded.h"
+#include "library/StateFolder.h"
 #include "plugin/CoreNames.h"
 
 #include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -16,16 +18,18 @@ namespace client_library {
 /// values that changed since, and its editor. Shared by the lives of a plug-in. Any thread.
 class KeptState : public Object {
 public:
-    /// `initialState` may be empty. `outdated` is called once the state isn't what was kept, in a way that
-    /// isn't noted; on any thread, also after the end of the session.
-    KeptState(const std::vector<uint8_t>& initialState, const std::function<void()>& outdated)
-        : outdated(outdated), state(initialState) {}
+    /// Without a `folder` the state is in memory. `initialState` may be empty. `outdated` is called once the
+    /// state isn't what was kept, in a way that isn't noted; on any thread, also after the end of the
+    /// session.
+    KeptState(const Ref<StateFolder>& folder, const std::vector<uint8_t>& initialState,
+              const std::function<void()>& outdated);
     ~KeptState() override;
 
-    using Bytes = std::vector<uint8_t>;
-    /// Empty while there is none.
-    Bytes getState() const { return *state.lock(); }
-    void setState(Bytes bytes) { std::swap(*state.lock(), bytes); }
+    using Bytes = StateFolder::Bytes;
+    /// Empty while there is none. Throw `IOException` for what the folder's files don't give and take; the
+    /// former state stays.
+    Bytes getState() const;
+    void setState(Bytes bytes);
 
     struct Change {
         uint32_t index;
@@ -75,7 +79,15 @@ private:
     };
 
     const std::function<void()> outdated;
-    base::core::Guarded<Bytes> state;
+    const Ref<StateFolder> folder;
+    /// Of its file, in the folder.
+    const std::string name;
+    struct State {
+        /// Empty with a folder.
+        Bytes bytes;
+        bool isInFile = false;
+    };
+    base::core::Guarded<State> state;
     std::unique_ptr<Value[]> values;
     /// Published with `values`.
     std::atomic<size_t> valueCount{0};

@@ -77,6 +77,8 @@ SessionSettings readSettings(const plugin_host_session_options& options) {
     settings.stateInterval = options.state_interval < 0
                                  ? -1
                                  : readTime(options.state_interval, defaultStateInterval, "state_interval");
+    if (settings.restores && options.state_directory != nullptr)
+        settings.stateDirectory = readPath(options.state_directory, "state_directory").toStdString();
     settings.dispatches = (options.flags & PLUGIN_HOST_DISPATCH) != 0;
     settings.keepsBrokenPipes = (options.flags & PLUGIN_HOST_KEEP_SIGPIPE) != 0;
     return settings;

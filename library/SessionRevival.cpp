@@ -34,7 +34,7 @@ Ref<KeptState> ClientSession::makeKeptState(const PluginSettings& pluginSettings
         return nullptr;
     const std::vector<uint8_t> initial =
         pluginSettings.state ? pluginSettings.state->read() : std::vector<uint8_t>();
-    return new KeptState(initial, [revival = revival] { revival->wake(); });
+    return new KeptState(stateFolder, initial, [revival = revival] { revival->wake(); });
 }
 
 Revival& ClientSession::requireRevival() const {

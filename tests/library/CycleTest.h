@@ -23,7 +23,7 @@ protected:
             log.add("died: " + death.block_path + (death.hung ? " hung" : ""));
         };
         session = std::make_unique<plugin_host::session>(own);
-        cycle = std::make_unique<plugin_host::cycle>(*session, 16);
+        cycle = std::make_unique<plugin_host::cycle>(*session, 32);
     }
     void begin(int workers = 1) { begin(workers, options()); }
 

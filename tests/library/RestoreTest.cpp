@@ -2,12 +2,11 @@
 // their user has set, a plug-in that crashes again and again takes its host with it each time, or an
 // application is left with handles that stand for nothing.
 
-#include "library/CycleTest.h"
+#include "library/RestoreTest.h"
 #include "support/RealDeaths.h"
 #include "support/WindowReader.h"
 
 #include <atomic>
-#include <csignal>
 #include <future>
 #include <unistd.h>
 
@@ -15,51 +14,6 @@ using namespace test_support;
 using namespace std::chrono_literals;
 using testing::Each;
 using testing::ElementsAre;
-
-namespace {
-
-class RestoreTest : public CycleTest {
-protected:
-    plugin_host::session_options restoring() {
-        plugin_host::session_options result = options();
-        result.restore = true;
-        result.state_interval = std::chrono::milliseconds(-1);
-        return result;
-    }
-
-    plugin_host::plugin& addRestored(const std::string& path, const plugin_host::host* host = nullptr,
-                                     const std::string& identifier = {}) {
-        const std::string name = "restored " + std::to_string(plugins.size());
-        plugin_host::plugin_options given{.path = path, .identifier = identifier, .host = host};
-        given.events.restored = [this, name](plugin_host_status status, std::string_view text) {
-            log.add(status == ok ? name : name + ": " + std::string(text));
-        };
-        plugins.emplace_back(*session, std::move(given));
-        plugins.back().start();
-        return plugins.back();
-    }
-    bool isRestored(size_t index, size_t times = 1) const {
-        return log.waitFor("restored " + std::to_string(index), times);
-    }
-    void killHostOf(const plugin_host::plugin& plugin) { kill(processOf(plugin), SIGKILL); }
-    /// Plays until the host of a plug-in is seen to be gone.
-    bool isDead(size_t index) {
-        return eventually([&] {
-            play();
-            return blocks[index].status == dead;
-        });
-    }
-
-    static float valueOf(plugin_host::plugin& plugin) { return plugin.refresh().parameters[0].value; }
-    /// By a block.
-    static void setValue(plugin_host::plugin& plugin, float value) {
-        plugin.begin();
-        EXPECT_TRUE(plugin.add_change(0, value));
-        plugin.process(frames);
-    }
-};
-
-} // namespace
 
 TEST_F(RestoreTest, PlugInsOfAHostThatWasKilledComeBackBehindTheirHandles) {
     begin(1, restoring());
@@ -164,16 +118,16 @@ TEST_F(RestoreTest, SixteenComeBackTenTimes) {
     begin(2, restoring());
     const plugin_host::host other(*session);
     add(testPlugin("shows-its-block.so"), 0, &other);
-    for (int i = 1; i < 16; ++i)
+    for (int i = 1; i <= 16; ++i)
         addRestored(examplePlugin(i % 2 == 0 ? "echo.so" : "tone.vst3"));
     for (size_t life = 1; life <= 10; ++life) {
         killHostOf(plugins[1]);
         ASSERT_TRUE(eventually([&] {
             play();
             EXPECT_EQ(blocks[0].status, ok);
-            return log.count("restored 15") == life;
+            return log.count("restored 16") == life;
         }));
-        for (size_t index = 1; index < 16; ++index)
+        for (size_t index = 1; index <= 16; ++index)
             ASSERT_TRUE(isRestored(index, life)) << index;
         ASSERT_TRUE(play());
     }

@@ -7,6 +7,7 @@ plugin_host_test(library-plugin-tests
         CycleTest.cpp
         LateTest.cpp
         RestoreTest.cpp
+        StateFolderTest.cpp
         PluginCreationTest.cpp
         PluginDescriptionTest.cpp
         PluginEditorTest.cpp

@@ -348,6 +348,10 @@ typedef struct plugin_host_session_options {
      * after a creation, a preset and a program. 0: 60,000. Below 0: by plugin_host_session_keep_states
      * alone. */
     int32_t state_interval;
+    /** With PLUGIN_HOST_RESTORE: a folder for the states that are kept, which this user alone may enter; made
+     * with mode 0700 if it isn't there. The session's files go with it; those of a killed process, with the
+     * next session that uses the folder. Null: in memory. */
+    const char* state_directory;
 } plugin_host_session_options;
 
 /** Makes a session; starts no host yet. `options` may be null. Doesn't block. */

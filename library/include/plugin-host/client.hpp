@@ -270,6 +270,8 @@ struct session_options {
     bool restore = false;
     /** Between two states that are kept. Below 0: by session::keep_states alone. */
     milliseconds state_interval{};
+    /** For the states that are kept. Empty: in memory. */
+    std::string state_directory{};
     /** Callbacks come in session::dispatch alone. */
     bool dispatch = false;
     bool keep_sigpipe = false;
@@ -329,6 +331,7 @@ public:
         given.callbacks = &callbacks;
         given.hang_timeout = detail::count(options.hang_timeout);
         given.state_interval = detail::count(options.state_interval);
+        given.state_directory = detail::pointer(options.state_directory);
         check(plugin_host_session_create(&given, &handle_));
     }
     session(session&& other) noexcept
