@@ -24,7 +24,7 @@ if(PLUGIN_HOST_TESTS)
     plugin_host_find_library(GTest gtest)
     plugin_host_find_library(GMock gmock)
 endif()
-if(PLUGIN_HOST_BENCHMARKS)
+if(PLUGIN_HOST_BENCHMARKS AND PLUGIN_HOST_ARCHITECTURE STREQUAL "i386")
     plugin_host_find_library(Benchmark benchmark)
 endif()
 # For plugin-host-live, which is left out without it.

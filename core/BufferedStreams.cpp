@@ -68,6 +68,26 @@ void BufferedOutputStream::write(const void* source, size_t size) {
     count = size;
 }
 
+void BufferedOutputStream::writeByte(uint8_t value) {
+    if (capacity - count > 1)
+        buffer[count++] = value;
+    else
+        OutputStream::writeByte(value);
+}
+
+void BufferedOutputStream::writeText(const String& text, const TextEncoding& textEncoding) {
+    const auto length = static_cast<size_t>(text.length());
+    const char32_t* begin = text.characters();
+    const auto isAscii = [](char32_t codePoint) { return codePoint < 0x80; };
+    if (length >= capacity - count || !textEncoding.hasAscii() ||
+        !std::all_of(begin, begin + length, isAscii)) {
+        OutputStream::writeText(text, textEncoding);
+        return;
+    }
+    for (size_t i = 0; i < length; ++i)
+        buffer[count++] = static_cast<uint8_t>(begin[i]);
+}
+
 bool BufferedOutputStream::hasDevice() {
     return target->hasDevice();
 }

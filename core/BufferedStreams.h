@@ -39,7 +39,10 @@ class BufferedOutputStream : public OutputStream {
 public:
     explicit BufferedOutputStream(const Ref<OutputStream>& target, size_t capacity = streamBufferCapacity);
 
+    void writeByte(uint8_t value) override;
     void write(const void* source, size_t size) override;
+    using OutputStream::writeText;
+    void writeText(const String& text, const TextEncoding& textEncoding) override;
     bool hasDevice() override;
     void setTextEncoding(const TextEncoding& newEncoding) override;
     void flush() override;

@@ -224,7 +224,18 @@ void StringBuilder::append(int32_t value) {
 
 void StringBuilder::appendDecoded(const void* bytes, size_t size, const TextEncoding& encoding) {
     reserve(size / static_cast<size_t>(encoding.minBytesPerCharacter()));
-    MemoryInputStream stream(bytes, size);
+    size_t plain = 0;
+    if (encoding.hasAscii()) {
+        const auto* begin = static_cast<const uint8_t*>(bytes);
+        char32_t* target = text() + textLength;
+        for (; plain < size && begin[plain] != 0 && begin[plain] < 0x80; ++plain)
+            target[plain] = begin[plain];
+        target[plain] = 0;
+        textLength += plain;
+        if (plain == size)
+            return;
+    }
+    MemoryInputStream stream(static_cast<const char*>(bytes) + plain, size - plain);
     retain(&stream);
     while (stream.available() > 0) {
         const char32_t codePoint = encoding.decodeCharacter(stream);

@@ -27,6 +27,8 @@ public:
     /// The same, and also ends at `terminator`.
     virtual String decodeText(InputStream& stream, char32_t terminator, int32_t maxCharacters) const;
     virtual int32_t minBytesPerCharacter() const = 0;
+    /// Whether each code point below 128 is that one byte.
+    bool hasAscii() const { return minBytesPerCharacter() == 1; }
     /// A fixed value; single characters may take more.
     virtual int32_t maxBytesPerCharacter() const = 0;
     /// The length in bytes of zero-terminated encoded data.

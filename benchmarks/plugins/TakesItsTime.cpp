@@ -1,5 +1,5 @@
-// A plug-in whose blocks take 50 us of processor time. The count of its blocks is the first sample of each
-// block's output.
+// A plug-in whose blocks take MICROSECONDS of processor time. The count of its blocks is the first sample of
+// each block's output.
 
 #include "plugins/Vst2Effect.h"
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr long duration = 50'000; // nanoseconds
+constexpr long duration = MICROSECONDS * 1'000L; // nanoseconds
 
 long elapsed(const timespec& begin) {
     timespec now{};

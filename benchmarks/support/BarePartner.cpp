@@ -1,7 +1,5 @@
 #include "support/BarePartner.h"
 
-#include "support/BareCommand.h"
-
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
@@ -26,12 +24,14 @@ std::string makeDirectory() {
 
 } // namespace
 
-BarePartner::BarePartner() : directory(makeDirectory()), program(new base::core::ChildProcess) {
+BarePartner::BarePartner(size_t answerSize)
+    : directory(makeDirectory()), program(new base::core::ChildProcess), answer(answerSize) {
     const std::string commandPath = directory + "/commands";
     const std::string answerPath = directory + "/answers";
     check(mkfifo(commandPath.c_str(), 0600), "mkfifo");
     check(mkfifo(answerPath.c_str(), 0600), "mkfifo");
-    program->launch({BARE_ANSWERER, commandPath.c_str(), answerPath.c_str()});
+    program->launch(
+        {BARE_ANSWERER, commandPath.c_str(), answerPath.c_str(), std::to_string(answerSize).c_str()});
     commands = check(open(commandPath.c_str(), O_WRONLY | O_CLOEXEC), "open");
     answers = check(open(answerPath.c_str(), O_RDONLY | O_CLOEXEC), "open");
 }
@@ -45,8 +45,12 @@ BarePartner::~BarePartner() {
 
 void BarePartner::exchange() {
     constexpr char command[bareCommandSize] = {};
-    char answer[bareAnswerSize];
-    if (write(commands, command, sizeof command) != sizeof command ||
-        read(answers, answer, sizeof answer) != sizeof answer)
-        check(-1, "exchange");
+    if (write(commands, command, sizeof command) != sizeof command)
+        check(-1, "write");
+    for (size_t done = 0; done < answer.size();) {
+        const ssize_t count = read(answers, answer.data() + done, answer.size() - done);
+        if (count <= 0)
+            check(-1, "read");
+        done += static_cast<size_t>(count);
+    }
 }

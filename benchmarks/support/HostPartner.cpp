@@ -16,11 +16,11 @@ Ref<RemotePluginHostProxy> launchHost() {
 
 } // namespace
 
-HostPartner::HostPartner() : proxy(launchHost()) {
+HostPartner::HostPartner(const char* plugin) : proxy(launchHost()) {
     const Ref<ReplyWaiter> created(new ReplyWaiter(*proxy));
-    instanceId = proxy->createPluginInstance(DOES_NOTHING_PLUGIN, {}, {}, false, nullptr, created);
-    const auto plugin = created->waitFor<CreatePluginInstanceReply>(patience);
-    context = new RemotePluginAudioContextProxy(proxy, *plugin);
+    instanceId = proxy->createPluginInstance(plugin, {}, {}, false, nullptr, created);
+    const auto reply = created->waitFor<CreatePluginInstanceReply>(patience);
+    context = new RemotePluginAudioContextProxy(proxy, *reply);
     context->beginBlock();
     context->startProcessing();
 }
@@ -35,6 +35,12 @@ HostPartner::~HostPartner() {
     } catch (const Exception&) {
         // The host has died already; the proxy reaps it.
     }
+}
+
+Ref<PluginInstanceState> HostPartner::snapshot() {
+    const Ref<ReplyWaiter> updated(new ReplyWaiter(*proxy));
+    proxy->updateIO(instanceId, updated);
+    return updated->waitFor<DefineIoReply>(patience)->state;
 }
 
 pid_t HostPartner::getWorkerThread() const {

@@ -2,6 +2,7 @@
 
 #include "client/RemotePluginAudioContextProxy.h"
 #include "client/RemotePluginHostProxy.h"
+#include "plugin/PluginInstanceState.h"
 #include "support/BlockPartner.h"
 
 #include <cstdint>
@@ -10,11 +11,13 @@
 /// once constructed; shut down by the destructor.
 class HostPartner : public BlockPartner {
 public:
-    HostPartner();
+    explicit HostPartner(const char* plugin = DOES_NOTHING_PLUGIN);
     ~HostPartner() override;
 
     void exchange() override { context->process(context->blockSize, true, true); }
     pid_t getPid() const override { return proxy->getChildPid(); }
+    /// Has the host query the plug-in.
+    Ref<PluginInstanceState> snapshot();
 
     /// The thread of the host that answers.
     pid_t getWorkerThread() const;

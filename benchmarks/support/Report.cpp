@@ -77,7 +77,7 @@ void printRow(const ReportRow& row) {
         std::printf(" x%7.3f", row.judged());
         break;
     case Judgement::difference:
-        std::printf(" +%7.3f", row.judged());
+        std::printf(" %+8.3f", row.judged());
         break;
     }
     if (row.goal)

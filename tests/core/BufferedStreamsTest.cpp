@@ -7,6 +7,7 @@
 #include "support/FailureText.h"
 
 #include "core/Exception.h"
+#include "core/TextEncoding.h"
 
 #include <gtest/gtest.h>
 
@@ -90,6 +91,45 @@ TEST_F(BufferedOutputStreamTest, ABigWritePassesThroughBehindWhatWasBuffered) {
     EXPECT_EQ(device->writes, (Pieces{"head", std::string(5000, 'x')}));
     stream->flush();
     EXPECT_EQ(device->all(), "head" + std::string(5000, 'x') + "tail");
+}
+
+TEST_F(BufferedOutputStreamTest, ATextLeavesInThePiecesOfItsCharacters) {
+    const TextEncoding* encodings[] = {&UTF8Encoding::instance, &Latin1Encoding::instance,
+                                       &ASCIIEncoding::instance, &UTF16BEEncoding::instance};
+    // 23 is the most that fits behind 1,000 bytes; the fifth has code points beyond 127 in it and at its end.
+    for (const std::string& given :
+         {std::string(), std::string("a"), std::string(23, 'b'), std::string(24, 'c'),
+          std::string("d\xC3\xA9 \x7F\xC2\x80"), std::string(2100, 'e')}) {
+        const String text(given.c_str());
+        for (const TextEncoding* encoding : encodings) {
+            const auto piecesOf = [&](const auto& write) {
+                const Ref<RecordingOutputStream> target(new RecordingOutputStream);
+                const Ref<OutputStream> buffered(new BufferedOutputStream(Ref<OutputStream>(target)));
+                writeText(*buffered, std::string(1000, '-'));
+                try {
+                    write(*buffered);
+                } catch (const IOException&) {
+                    writeText(*buffered, "failed");
+                }
+                buffered->flush();
+                return target->writes;
+            };
+            EXPECT_EQ(piecesOf([&](OutputStream& out) { out.writeText(text, *encoding); }),
+                      piecesOf([&](OutputStream& out) {
+                          for (int32_t i = 0; i < text.length(); ++i)
+                              encoding->encodeCharacter(text[i], out);
+                      }))
+                << given;
+        }
+    }
+}
+
+TEST_F(BufferedOutputStreamTest, ABytesOwnWriteLeavesAByteFreeToo) {
+    writeText(*stream, std::string(1022, 'a'));
+    stream->writeByte('b');
+    EXPECT_TRUE(device->writes.empty());
+    stream->writeByte('c');
+    EXPECT_EQ(device->writes, Pieces{std::string(1022, 'a') + "b"});
 }
 
 TEST_F(BufferedOutputStreamTest, CloseFlushesAndClosesTheWrappedStream) {
