@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Guarded.h"
+#include "host/PolledRunLoop.h"
 #include "plugin/CoreNames.h"
 #include "plugin/Plugin.h"
 #include "plugin/PluginHostContext.h"
@@ -50,6 +51,7 @@ public:
                                              bool dpiAware) override;
     std::unique_ptr<PluginWindow> createWindow(PluginInstance& instance, uint32_t parentWindow) override;
     void settleWindow(uint32_t windowId, uint32_t serial) override;
+    RunLoop& getRunLoop() override { return runLoop; }
 
     PluginWindows windows;
     /// In order of loading; only grows.
@@ -72,6 +74,8 @@ private:
     base::core::Condition actionsAvailable;
     /// No other lock is taken while this one is held.
     base::core::Guarded<std::list<Ref<PluginHostAction>>> actions;
+    /// Posts into the queue.
+    PolledRunLoop runLoop{*this};
     Milliseconds lastIdleTime = 0;
     const pthread_t mainThread;
 };

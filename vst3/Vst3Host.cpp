@@ -1,6 +1,10 @@
 #include "vst3/Vst3Host.h"
 
+#include "core/Exception.h"
 #include "core/LeftAllocated.h"
+#include "core/Log.h"
+#include "plugin/Extensions.h"
+#include "plugin/PluginHostContext.h"
 #include "vst3/Vst3AttributeList.h"
 #include "vst3/Vst3Message.h"
 #include "vst3/Vst3PluginInstance.h"
@@ -60,6 +64,8 @@ tresult Vst3Host::queryInterface(const TUID identifier, void** result) {
         return yieldInterface<Vst::IHostApplication>(this, result);
     if (isInterface(identifier, FUnknown::iid))
         return yieldInterface<Vst::IComponentHandler>(this, result);
+    if (isInterface(identifier, Steinberg::Linux::IRunLoop::iid) && isEnabled(Extension::runLoop))
+        return yieldInterface<Steinberg::Linux::IRunLoop>(&runLoop, result);
     *result = nullptr;
     return kNoInterface;
 }
@@ -127,6 +133,17 @@ tresult Vst3Host::restartComponent(Steinberg::int32) {
         return kResultFalse;
     owner->everythingChanged();
     return kResultOk;
+}
+
+tresult Vst3Host::useRunLoop(const std::function<tresult(RunLoop&, const void*)>& use) try {
+    const CallGate::Call call(calls);
+    Vst3PluginInstance* owner = instance;
+    if (!call || owner == nullptr)
+        return kResultFalse;
+    return use(owner->PluginInstance::host->getRunLoop(), owner);
+} catch (const IOException& exception) {
+    base::core::logError("Error with the run loop of VST plug-in: ", exception.getMessage());
+    return kResultFalse;
 }
 
 void Vst3Host::resizeView(Steinberg::IPlugView* view, Steinberg::ViewRect* newSize) {

@@ -4,12 +4,15 @@
 #include "plugin/CallGate.h"
 #include "vst3/Vst3Object.h"
 #include "vst3/Vst3PlugFrame.h"
+#include "vst3/Vst3RunLoop.h"
 
 #include <atomic>
+#include <functional>
 #include <pluginterfaces/vst/ivsteditcontroller.h>
 #include <pluginterfaces/vst/ivsthostapplication.h>
 #include <unordered_map>
 
+class RunLoop;
 class Vst3AttributeList;
 class Vst3PluginInstance;
 
@@ -45,8 +48,9 @@ public:
     Steinberg::uint32 PLUGIN_API addRef() override;
     /// Frees nothing at 0.
     Steinberg::uint32 PLUGIN_API release() override;
-    /// `Linux::IRunLoop`, `IUnitHandler`, `IComponentHandler3`, `IContextMenu`, `IProgress` and all other
-    /// extensions are refused. Oddity extensions-refused: so is each operation of `IComponentHandler2`.
+    /// `IUnitHandler`, `IComponentHandler3`, `IContextMenu`, `IProgress` and all other interfaces are
+    /// refused, and `Linux::IRunLoop` without the extension `run-loop`. Oddity extensions-refused: so is each
+    /// operation of `IComponentHandler2`.
     tresult PLUGIN_API queryInterface(const TUID identifier, void** result) override;
 
     tresult PLUGIN_API getName(Vst::String128 name) override;
@@ -60,6 +64,12 @@ public:
     tresult PLUGIN_API endEdit(Vst::ParamID id) override;
     /// Notifies the client of the whole state anew; the flags are ignored.
     tresult PLUGIN_API restartComponent(Steinberg::int32 flags) override;
+
+    /// The run loop that plug-ins get, with the extension `run-loop`.
+    Steinberg::Linux::IRunLoop* getRunLoop() { return &runLoop; }
+    /// Calls `use` with the loop, and the owner of what it adds. `kResultFalse` without an instance, once
+    /// that has terminated, and if the process is out of descriptors, which is logged.
+    tresult useRunLoop(const std::function<tresult(RunLoop&, const void* owner)>& use);
 
     /// The view requests another size; ignored without an instance.
     void resizeView(Steinberg::IPlugView* view, Steinberg::ViewRect* newSize);
@@ -96,6 +106,7 @@ private:
     /// than they retain.
     Vst3AttributeList* const attributes;
     Vst3PlugFrame frame{*this};
+    Vst3RunLoop runLoop{*this};
     /// The host that was made before this one.
     Vst3Host* previous;
 };

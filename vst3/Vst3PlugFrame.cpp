@@ -1,10 +1,13 @@
 #include "vst3/Vst3PlugFrame.h"
 
+#include "plugin/Extensions.h"
 #include "vst3/Vst3Host.h"
 
 tresult Vst3PlugFrame::queryInterface(const TUID identifier, void** result) {
     if (isInterface(identifier, Steinberg::IPlugFrame::iid) || isInterface(identifier, FUnknown::iid))
         return yieldInterface<Steinberg::IPlugFrame>(this, result);
+    if (isInterface(identifier, Steinberg::Linux::IRunLoop::iid) && isEnabled(Extension::runLoop))
+        return yieldInterface<Steinberg::Linux::IRunLoop>(host.getRunLoop(), result);
     *result = nullptr;
     return kNoInterface;
 }

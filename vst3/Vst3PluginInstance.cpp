@@ -3,6 +3,7 @@
 #include "core/Log.h"
 #include "plugin/PluginHostContext.h"
 #include "plugin/PluginText.h"
+#include "plugin/RunLoop.h"
 #include "vst3/Vst3Categories.h"
 #include "vst3/Vst3Plugin.h"
 #include "vst3/Vst3PluginApi.h"
@@ -222,6 +223,7 @@ void Vst3PluginInstance::terminate() {
     block.setState(ProcessingState::terminated);
     if (!endCalls())
         base::core::retain(this);
+    PluginInstance::host->getRunLoop().removeAll(this);
 }
 
 void Vst3PluginInstance::startProcessing() {

@@ -1,9 +1,11 @@
 #include "window/XcbPluginWindow.h"
 
 #include "core/Log.h"
+#include "plugin/Extensions.h"
 #include "plugin/PluginHostContext.h"
 #include "plugin/PluginHostNotifications.h"
 #include "plugin/PluginInstance.h"
+#include "plugin/RunLoop.h"
 #include "window/PluginWindows.h"
 #include "window/WindowPlacement.h"
 
@@ -177,6 +179,14 @@ void XcbPluginWindow::move(int32_t x, int32_t y) {
     xcb_flush(connection);
 }
 
+// An editor may need its run loop to make its window.
+void XcbPluginWindow::letPluginWork() const {
+    if (isEnabled(Extension::runLoop) && windows.host != nullptr)
+        windows.host->getRunLoop().callFor(roundLength);
+    else
+        usleep(roundLength);
+}
+
 bool XcbPluginWindow::waitForPluginWindow() {
     xcb_connection_t* connection = windows.display.connection;
     for (int round = 0; connection != nullptr && round < rounds; ++round) {
@@ -187,7 +197,7 @@ bool XcbPluginWindow::waitForPluginWindow() {
             configurePlace(connection, childWindow, {0, 0});
             return true;
         }
-        usleep(roundLength);
+        letPluginWork();
     }
     // Oddity misspelt-texts: "it's".
     base::core::logError("VST plugin did not create it's window inside the plugin window");

@@ -38,6 +38,8 @@ public:
     bool waitForPluginWindow() override;
 
 private:
+    /// For a twentieth of a second, without the plug-in's window.
+    void letPluginWork() const;
     /// Ends the process if the client can't be notified.
     void tellClient() const noexcept;
 

@@ -2,10 +2,13 @@
 // window that is gone.
 
 #include "editors/Vst3EditorTest.h"
+#include "plugin/Extensions.h"
 
 using namespace test_support;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
 
 namespace {
 
@@ -152,6 +155,24 @@ TEST_F(Vst3EditorTest, APlugInThatMakesItsWindowLateIsWaitedFor) {
     ASSERT_NE(window(), 0U);
     EXPECT_TRUE(client.isMapped(window()));
     EXPECT_EQ(pluginWindowSize(), asLarge(200, 120));
+}
+
+TEST_F(Vst3EditorTest, AViewMakesItsWindowInTheRunLoopWhileTheHostWaits) {
+    const ScopedExtensions extensions{ExtensionSet{Extension::runLoop}};
+    load("view-needs-a-loop.vst3");
+    open();
+    ASSERT_NE(window(), 0U);
+    EXPECT_TRUE(client.isMapped(window()));
+    EXPECT_EQ(pluginWindowSize(), asLarge(200, 120));
+    EXPECT_THAT(takeCalls(), IsSupersetOf({"view editor", "frame", "timer", "descriptor"}));
+    close();
+    EXPECT_EQ(window(), 0U);
+}
+
+TEST_F(Vst3EditorTest, WithoutTheExtensionAViewGetsNoRunLoop) {
+    load("view-needs-a-loop.vst3");
+    openInVain();
+    EXPECT_THAT(takeCalls(), Contains("no loop"));
 }
 
 TEST_F(Vst3EditorTest, AViewWithoutAWindowStaysAttachedAndTheClientIsTold) {

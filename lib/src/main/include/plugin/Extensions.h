@@ -14,6 +14,7 @@ enum class Extension : uint8_t {
     text,
     bundle,
     cycles,
+    runLoop,
 };
 
 struct ExtensionName {
@@ -26,6 +27,7 @@ inline constexpr ExtensionName extensionNames[] = {
     {Extension::text, "text"},
     {Extension::bundle, "bundle"},
     {Extension::cycles, "cycles"},
+    {Extension::runLoop, "run-loop"},
 };
 
 /// A set of extensions.

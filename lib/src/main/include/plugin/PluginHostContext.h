@@ -9,6 +9,7 @@
 #include <memory>
 
 class PluginWindow;
+class RunLoop;
 
 /// The host's interface for requests, plug-in formats and windows: its parameters, queue, instances and
 /// connection to the client. `PluginHost` implements it.
@@ -42,6 +43,8 @@ public:
     /// Has a `PluginWindowSettledAction` posted after the actions that earlier requests for the window cause.
     /// `serial` is the instance's `windowSerial`. Main thread.
     virtual void settleWindow(uint32_t windowId, uint32_t serial) = 0;
+    /// Does nothing until something is added. Any thread.
+    virtual RunLoop& getRunLoop() = 0;
 
     const int32_t sampleRate;
     const int32_t blockSize;
