@@ -52,6 +52,7 @@ void launchHost(ChildProcess& child, const HostOptions& options, int32_t hostId)
     program.environment = hostEnvironment(environ);
     program.output = options.output;
     program.error = options.error;
+    program.inGroup = options.ignoresTerminalKeys;
     for (const String& argument : arguments)
         program.arguments.push_back(argument.toStdString());
     for (const auto& [name, value] : options.environment)

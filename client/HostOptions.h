@@ -29,6 +29,9 @@ struct HostOptions {
     /// With `isWatched`: descriptors that become the host's standard streams, see `ChildProcess::Program`.
     int32_t output = -1;
     int32_t error = -1;
+    /// With `isWatched`: keys that interrupt or stop what is in the foreground of a terminal leave the host
+    /// alone.
+    bool ignoresTerminalKeys = false;
     /// Sets `SIGPIPE` to ignored for this process if it has its default action.
     bool ignoresBrokenPipes = true;
     /// The host is started by a thread of the process that never ends, instead of the caller's, with whose

@@ -24,6 +24,7 @@ struct ChildProcess::Start {
     int32_t output = -1;
     int32_t error = -1;
     bool inSession = false;
+    bool inGroup = false;
     const pid_t parent = getpid();
     /// Set by the child, in the memory of the parent, if `exec` fails.
     volatile int32_t execError = 0;
@@ -33,6 +34,8 @@ struct ChildProcess::Start {
         prctl(PR_SET_PDEATHSIG, SIGHUP, 0, 0, 0);
         if (inSession)
             setsid();
+        else if (inGroup)
+            setpgid(0, 0);
         replaceStream(input, STDIN_FILENO);
         replaceStream(output, STDOUT_FILENO);
         replaceStream(error, STDERR_FILENO);
@@ -109,7 +112,8 @@ void ChildProcess::launch(const Program& program) {
                 .input = program.input,
                 .output = program.output,
                 .error = program.error,
-                .inSession = program.inSession};
+                .inSession = program.inSession,
+                .inGroup = program.inGroup};
     if (!start(child))
         throw IOException(lastErrorMessage());
 }

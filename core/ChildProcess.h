@@ -48,6 +48,8 @@ public:
         int32_t error = -1;
         /// In a session of its own, without a terminal, where `killSession` reaches what it starts.
         bool inSession = false;
+        /// In a process group of its own, which the keys of the terminal send no signal to.
+        bool inGroup = false;
     };
     /// Starts a program as above, but the message of the `IOException` is the system's own words.
     void launch(const Program& program);

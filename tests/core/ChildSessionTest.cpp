@@ -16,6 +16,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
+#include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -86,6 +87,22 @@ TEST_F(ChildSessionTest, AProgramInheritsWhatItIsNotGiven) {
     child->reap();
     EXPECT_TRUE(text.starts_with("inherited\nerror\n")) << text;
     EXPECT_EQ(std::stoi(text.substr(text.find("error\n") + 6)), getsid(0));
+}
+
+TEST_F(ChildSessionTest, AProgramInAGroupOfItsOwnStaysInTheSession) {
+    child->launch({.arguments = {"sh", "-c", "ps -o pid=,pgid=,sid= -p $$"},
+                   .environment = {},
+                   .output = writer.get(),
+                   .inGroup = true});
+    writer.close();
+    std::istringstream line(readAll());
+    pid_t process = 0;
+    pid_t group = 0;
+    pid_t session = 0;
+    line >> process >> group >> session;
+    EXPECT_EQ(child->reap(), 0);
+    EXPECT_EQ(group, process);
+    EXPECT_EQ(session, getsid(0));
 }
 
 TEST_F(ChildSessionTest, AStatusCanBeSeenBeforeTheChildIsReaped) {
