@@ -38,6 +38,8 @@ HostOptions optionsFor(const HostSettings& settings) {
         options.environment["LD_LIBRARY_PATH"] = settings.libraryPath;
     options.environment["TANVEX_PLUGIN_HOST_EXTENSIONS"] = settings.extensions;
     options.isWatched = true;
+    // The application ends it, after it has saved what it has to.
+    options.ignoresTerminalKeys = true;
     options.startTimeLimit = settings.startTimeLimit;
     return options;
 }
@@ -352,13 +354,16 @@ void ClientHost::reportDeath() {
     // First, since all calls on them answer that by the time of the report.
     for (const Ref<ClientPlugin>& plugin : getPlugins())
         plugin->hostDied();
+    auto& owner = static_cast<ClientSession&>(*session);
+    // First, since the callback may want the one to blame back.
+    owner.noteBlame(death);
     context->post([self, death](const plugin_host_callbacks& callbacks) {
         if (callbacks.host_died != nullptr)
             death.report(callbacks, self->handle);
     });
     proxy->dropReceivers();
     isReported.store(true, std::memory_order_release);
-    static_cast<ClientSession&>(*session).noteDeath(death);
+    owner.noteDeath();
 }
 
 HostDeath ClientHost::describeDeath() const {

@@ -67,8 +67,10 @@ public:
 
     /// Throws `Failure` in a session that doesn't.
     Revival& requireRevival() const;
-    /// By the watch: a host has ended by itself.
-    void noteDeath(const HostDeath& death);
+    /// By the watch, before the application learns of a host's end: who is to blame stays away.
+    void noteBlame(const HostDeath& death);
+    /// By the watch, afterwards: plug-ins can come back.
+    void noteDeath();
     /// Has a plug-in brought back that stays away. Throws `Failure`.
     void restorePlugin(ClientPlugin& plugin);
     /// Those that the application has, and that have been made.

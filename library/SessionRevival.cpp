@@ -43,13 +43,15 @@ Revival& ClientSession::requireRevival() const {
     return *revival;
 }
 
-void ClientSession::noteDeath(const HostDeath& death) {
-    if (!revival)
-        return;
+void ClientSession::noteBlame(const HostDeath& death) {
     const Ref<ClientPlugin>& blamed = death.block.plugin ? death.block.plugin : death.requestOf.plugin;
     if (blamed && blamed->kept && isOwnFault(death))
         blamed->kept->isAway = true;
-    revival->wake();
+}
+
+void ClientSession::noteDeath() {
+    if (revival)
+        revival->wake();
 }
 
 void ClientSession::restorePlugin(ClientPlugin& plugin) {

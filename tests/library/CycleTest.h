@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -21,6 +22,8 @@ protected:
         own.worker_count = workers;
         own.host_died = [this](const plugin_host::death& death) {
             log.add("died: " + death.block_path + (death.hung ? " hung" : ""));
+            if (onDeath)
+                onDeath();
         };
         session = std::make_unique<plugin_host::session>(own);
         cycle = std::make_unique<plugin_host::cycle>(*session, 32);
@@ -62,6 +65,8 @@ protected:
     }
     static pid_t processOf(const plugin_host::plugin& plugin) { return plugin.host_info().process_id; }
 
+    /// Called with each.
+    std::function<void()> onDeath;
     std::unique_ptr<plugin_host::session> session;
     std::unique_ptr<plugin_host::cycle> cycle;
     std::deque<plugin_host::plugin> plugins;

@@ -149,6 +149,18 @@ TEST_F(RestoreTest, TheOneToBlameStaysAwayUntilItIsWanted) {
     EXPECT_EQ(plugin_host_plugin_begin(plugins[0].get(), nullptr), ok);
 }
 
+TEST_F(RestoreTest, TheOneToBlameMayBeWantedWhileItsDeathIsReported) {
+    const RealDeaths realDeaths;
+    for (int i = 0; i < 5; ++i) {
+        begin(1, restoring());
+        onDeath = [this] { plugins[0].restore(); };
+        addRestored(testPlugin("dies-by-request.so"), nullptr, "6");
+        plugins[0].set_program(0);
+        EXPECT_TRUE(isRestored(0, static_cast<size_t>(i) + 1)) << testing::PrintToString(log.all());
+        plugins.clear();
+    }
+}
+
 TEST_F(RestoreTest, OneThatCannotComeBackSaysWhy) {
     const std::string program = script("counting", "exec \"" PLUGIN_HOST_EXECUTABLE "\" \"$@\"");
     begin(1, restoring());

@@ -49,6 +49,13 @@ protected:
     const TestDirectory directory{};
 };
 
+TEST_F(StartTest, KeysOfTheTerminalAreNotForTheHost) {
+    const OwnSession session(record);
+    const pid_t process = processOf(session.startHost());
+    EXPECT_EQ(getpgid(process), process);
+    EXPECT_EQ(getsid(process), getsid(0));
+}
+
 TEST_F(StartTest, AWrongPathIsAReason) {
     const Outcome outcome = start("/nowhere/plugin-host");
     EXPECT_EQ(outcome.status, PLUGIN_HOST_START_FAILED);
