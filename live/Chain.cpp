@@ -25,18 +25,24 @@ plugin_host_transport advance(plugin_host_transport transport, uint32_t frames, 
     return transport;
 }
 
+std::vector<std::unique_ptr<ChainPlugin>> makePlugins(plugin_host::session& session,
+                                                      const std::vector<PluginChoice>& choices,
+                                                      const ChainPlugin::Restored& restored) {
+    std::vector<std::unique_ptr<ChainPlugin>> plugins;
+    for (const PluginChoice& choice : choices)
+        plugins.push_back(std::make_unique<ChainPlugin>(session, choice, restored));
+    return plugins;
+}
+
 } // namespace
 
 Chain::Chain(plugin_host::session& session, const std::vector<PluginChoice>& choices,
              const Settings& settings)
-    : settings(settings), cycle(session, choices.size()), portionSize(settings.blockSize),
-      blocks(choices.size()), blockOwners(choices.size()), sources(choices.size()),
-      midiOutput(midiOutputRoom) {
-    for (const PluginChoice& choice : choices) {
-        plugins.push_back(std::make_unique<ChainPlugin>(session, choice));
-        delays.emplace_back(settings.pipeline ? plugins.back()->getDescription().input_channels : 0,
-                            settings.blockSize);
-    }
+    : isPipeline(settings.pipeline), chosenDeadline(settings.deadline),
+      plugins(makePlugins(session, choices, settings.restored)),
+      format(makeFormat(settings.sampleRate, settings.blockSize)), cycle(session, choices.size()),
+      portionSize(settings.blockSize), blocks(choices.size()), blockOwners(choices.size()),
+      sources(choices.size()), midiOutput(midiOutputRoom) {
     const auto player = std::find_if(plugins.begin(), plugins.end(), [](const auto& plugin) {
         return plugin->getDescription().has_note_input;
     });
@@ -45,6 +51,17 @@ Chain::Chain(plugin_host::session& session, const std::vector<PluginChoice>& cho
 }
 
 Chain::~Chain() = default;
+
+std::unique_ptr<Chain::Format> Chain::makeFormat(int32_t sampleRate, uint32_t blockSize) const {
+    auto made = std::make_unique<Format>(Format{sampleRate, blockSize, {}});
+    for (const auto& plugin : plugins)
+        made->delays.emplace_back(isPipeline ? plugin->getDescription().input_channels : 0, blockSize);
+    return made;
+}
+
+void Chain::setFormat(int32_t sampleRate, uint32_t blockSize) {
+    format.give(makeFormat(sampleRate, blockSize));
+}
 
 size_t Chain::getInputChannels() const {
     return plugins.front()->getDescription().input_channels;
@@ -60,8 +77,7 @@ uint32_t Chain::getLatencyFrom(size_t first) const {
         if (plugins[index]->isInstrument())
             first = index;
     }
-    uint32_t latency =
-        settings.pipeline ? static_cast<uint32_t>(plugins.size() - 1 - first) * portionSize : 0;
+    uint32_t latency = isPipeline ? static_cast<uint32_t>(plugins.size() - 1 - first) * portionSize : 0;
     for (size_t index = first; index < plugins.size(); ++index)
         latency += static_cast<uint32_t>(plugins[index]->getLatency());
     return latency;
@@ -75,13 +91,13 @@ uint64_t Chain::getLateBlocks() const noexcept {
 }
 
 void Chain::render(const Period& period) noexcept {
-    if (period.frames != periodSize)
+    if (format.take() || period.frames != periodSize)
         setPeriod(period.frames);
     midiOutputCount = 0;
     for (uint32_t offset = 0; offset < period.frames;) {
         const Portion portion = makePortion(period, offset);
         feedMidi(portion);
-        const AudioSource result = settings.pipeline ? renderSideBySide(portion) : renderInOrder(portion);
+        const AudioSource result = isPipeline ? renderSideBySide(portion) : renderInOrder(portion);
         copyAudio(result, period.outputs, offset, portion.frames);
         plugins[noteIndex]->midi.endBlock();
         offset += portion.frames;
@@ -91,17 +107,17 @@ void Chain::render(const Period& period) noexcept {
 
 void Chain::setPeriod(uint32_t frames) noexcept {
     periodSize = frames;
-    limit = settings.deadline.value_or(
-        std::chrono::nanoseconds(int64_t{frames} * 1'000'000'000 / settings.sampleRate * usualShare / 100));
-    const uint32_t portions = (frames + settings.blockSize - 1) / settings.blockSize;
+    limit = chosenDeadline.value_or(std::chrono::nanoseconds(int64_t{frames} * 1'000'000'000 /
+                                                             format.get().sampleRate * usualShare / 100));
+    const uint32_t portions = (frames + format.get().blockSize - 1) / format.get().blockSize;
     portionSize = std::max((frames + portions - 1) / std::max(portions, 1U), 1U);
-    for (DelayLine& delay : delays)
+    for (DelayLine& delay : format.get().delays)
         delay.setDelay(portionSize);
 }
 
 Chain::Portion Chain::makePortion(const Period& period, uint32_t offset) const noexcept {
     const uint32_t frames = std::min(portionSize.load(std::memory_order_relaxed), period.frames - offset);
-    return {period, offset, frames, advance(period.transport, offset, settings.sampleRate),
+    return {period, offset, frames, advance(period.transport, offset, format.get().sampleRate),
             period.isOffline ? Clock::now() + offlineLimit
                              : period.begin + limit * (offset + frames) / period.frames};
 }
@@ -148,7 +164,7 @@ AudioSource Chain::renderSideBySide(const Portion& portion) noexcept {
     size_t count = 0;
     for (size_t index = 0; index < plugins.size(); ++index) {
         sources[index] = index == 0 ? AudioSource{portion.period.inputs, portion.offset}
-                                    : delays[index].read(portion.frames);
+                                    : format.get().delays[index].read(portion.frames);
         if (!plugins[index]->begin(sources[index], portion.transport, portion.frames)) {
             sources[index] = plugins[index]->bypass(sources[index]);
             continue;
@@ -164,7 +180,7 @@ AudioSource Chain::renderSideBySide(const Portion& portion) noexcept {
             takeMidi(portion, blocks[place]);
     }
     for (size_t index = 1; index < plugins.size(); ++index)
-        delays[index].write(sources[index - 1], portion.frames);
+        format.get().delays[index].write(sources[index - 1], portion.frames);
     return sources.back();
 }
 

@@ -2,6 +2,7 @@
 
 #include "Audio.h"
 #include "ChainPlugin.h"
+#include "Handover.h"
 #include "Midi.h"
 #include "Options.h"
 
@@ -40,6 +41,7 @@ public:
         int32_t sampleRate = 0;
         /// The session's. Longer periods are rendered in portions.
         uint32_t blockSize = 0;
+        ChainPlugin::Restored restored{};
     };
 
     /// Starts hosts and plug-ins. The session outlives the chain. Throws `plugin_host::error`.
@@ -53,6 +55,8 @@ public:
     [[nodiscard]] std::span<const std::unique_ptr<ChainPlugin>> getPlugins() const noexcept {
         return plugins;
     }
+    /// Follows the session, whose plug-ins have come back with these.
+    void setFormat(int32_t sampleRate, uint32_t blockSize);
     /// Those of the first plug-in.
     [[nodiscard]] size_t getInputChannels() const;
     /// Those of the last one.
@@ -85,6 +89,14 @@ private:
         Clock::time_point end;
     };
 
+    /// What depends on the session's sample rate and block size.
+    struct Format {
+        int32_t sampleRate;
+        uint32_t blockSize;
+        std::vector<DelayLine> delays; // before each plug-in; of no use before the first
+    };
+
+    [[nodiscard]] std::unique_ptr<Format> makeFormat(int32_t sampleRate, uint32_t blockSize) const;
     void setPeriod(uint32_t frames) noexcept;
     [[nodiscard]] Portion makePortion(const Period& period, uint32_t offset) const noexcept;
     [[nodiscard]] Clock::time_point getDeadline(const Portion& portion, size_t index) const noexcept;
@@ -95,8 +107,10 @@ private:
     void takeMidi(const Portion& portion, const plugin_host_block& block) noexcept;
     [[nodiscard]] uint32_t getLatencyFrom(size_t first) const;
 
-    const Settings settings;
+    const bool isPipeline;
+    const std::optional<std::chrono::nanoseconds> chosenDeadline;
     std::vector<std::unique_ptr<ChainPlugin>> plugins;
+    Handover<Format> format;
     size_t noteIndex = 0; // of the plug-in that gets the MIDI input
     plugin_host::cycle cycle;
     std::atomic<uint32_t> portionSize;
@@ -107,7 +121,6 @@ private:
     std::chrono::nanoseconds limit{};
     std::vector<plugin_host_block> blocks;
     std::vector<size_t> blockOwners;
-    std::vector<DelayLine> delays; // before each plug-in; of no use before the first
     std::vector<AudioSource> sources;
     std::vector<MidiMessage> midiOutput;
     size_t midiOutputCount = 0;

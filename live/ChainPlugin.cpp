@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <stdexcept>
 #include <utility>
 
 namespace fs = std::filesystem;
 
-ChainPlugin::ChainPlugin(plugin_host::session& session, const PluginChoice& choice)
-    : choice(choice),
+ChainPlugin::ChainPlugin(plugin_host::session& session, const PluginChoice& choice, const Restored& restored)
+    : choice(choice), restored(restored),
       plugin(session, {.path = choice.path,
                        .identifier = choice.identifier,
                        .preset_path = fs::exists(choice.preset) ? choice.preset : "",
@@ -15,7 +16,9 @@ ChainPlugin::ChainPlugin(plugin_host::session& session, const PluginChoice& choi
                                       [this](uint32_t index, float value) {
                                           changes.push({index, std::clamp(value, 0.0F, 1.0F)});
                                       },
-                                  .parameters_changed = [this] { hasChanged = true; }}}),
+                                  .parameters_changed = [this] { hasChanged = true; },
+                                  .restored = [this](plugin_host::status code,
+                                                     std::string_view text) { noteReturn(code, text); }}}),
       description(plugin.describe()), latency(std::max(description.latency, 0)) {
     plugin_host::check(plugin_host_plugin_get_host(plugin.get(), &host));
     plugin.start();
@@ -25,14 +28,42 @@ std::string ChainPlugin::getName() const {
     return description.name.empty() ? fs::path(choice.path).stem().string() : description.name;
 }
 
+bool ChainPlugin::isIn(const plugin_host::death& death) const noexcept {
+    return death.host == host || death.block_plugin == plugin.get() || death.request_plugin == plugin.get();
+}
+
+bool ChainPlugin::comeBack(Clock::time_point now) {
+    away = true;
+    if (isGone || !limit.allows(now)) {
+        isGone = true;
+        // The object stays: the audio thread uses its handle, which is invalid from now on.
+        plugin_host_plugin_destroy(plugin.get());
+        return false;
+    }
+    // Result ignored: one that wasn't to blame may be back already.
+    plugin_host_plugin_restore(plugin.get());
+    return true;
+}
+
+void ChainPlugin::noteReturn(plugin_host::status code, std::string_view text) {
+    if (code == PLUGIN_HOST_OK)
+        plugin_host_plugin_get_host(plugin.get(), &host);
+    hasChanged = true;
+    if (restored && !isGone)
+        restored(*this, code, text);
+    away = code != PLUGIN_HOST_OK;
+}
+
 void ChainPlugin::followChanges() {
-    if (!std::exchange(hasChanged, false))
+    if (away || !std::exchange(hasChanged, false))
         return;
     // The channels of its audio stay those of its creation.
     latency = std::max(plugin.describe().latency, 0);
 }
 
 void ChainPlugin::savePreset() {
+    if (isGone)
+        throw std::runtime_error("its host has died too often");
     // A link stays, and its target is replaced.
     const fs::path target = fs::weakly_canonical(choice.preset);
     const fs::path fresh = target.string() + ".new";
@@ -81,10 +112,7 @@ AudioSource ChainPlugin::bypass(const AudioSource& input) const noexcept {
 void ChainPlugin::note(plugin_host::status newStatus) noexcept {
     if (newStatus == PLUGIN_HOST_LATE)
         late.fetch_add(1, std::memory_order_relaxed);
-    // A host that has come back: none of the notes before is on.
-    if (newStatus == PLUGIN_HOST_DEAD)
-        midi.clear();
-    if (newStatus == PLUGIN_HOST_INVALID_STATE)
-        plugin_host_plugin_start(plugin.get());
+    else if (newStatus != PLUGIN_HOST_OK)
+        midi.clear(); // in another host none of the notes before is on
     status.store(newStatus, std::memory_order_relaxed);
 }

@@ -4,21 +4,28 @@
 #include "Midi.h"
 #include "Options.h"
 #include "ParameterChanges.h"
+#include "RevivalLimit.h"
 
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <plugin-host/client.hpp>
+#include <string_view>
 
 /// A plug-in of the chain. The main thread makes it, and owns its presets, its editor and its description;
 /// the audio thread renders it. One whose block is late or whose host is dead is bypassed: an effect passes
-/// its input on, an instrument, which has no audio input, is silent.
+/// its input on, an instrument, which has no audio input, is silent. One whose host has died comes back, if
+/// its session restores plug-ins.
 class ChainPlugin {
 public:
     using Clock = std::chrono::steady_clock;
 
+    /// Called in the session's callbacks: OK once it is back, or why it stays away.
+    using Restored = std::function<void(ChainPlugin&, plugin_host::status, std::string_view)>;
+
     /// Throws `plugin_host::error`.
-    ChainPlugin(plugin_host::session& session, const PluginChoice& choice);
+    ChainPlugin(plugin_host::session& session, const PluginChoice& choice, const Restored& restored = {});
     ChainPlugin(const ChainPlugin&) = delete;
     ChainPlugin& operator=(const ChainPlugin&) = delete;
 
@@ -29,8 +36,14 @@ public:
     /// The plug-in's own, or that of its file.
     [[nodiscard]] std::string getName() const;
     [[nodiscard]] const PluginChoice& getChoice() const noexcept { return choice; }
-    /// The one that it was made in; only to be compared.
+    /// The one that it plays in; only to be compared.
     [[nodiscard]] const plugin_host_host* getHost() const noexcept { return host; }
+    /// Whether it was in a host that has died, or was to come back there.
+    [[nodiscard]] bool isIn(const plugin_host::death& death) const noexcept;
+    /// Has it come back after its host has died. False if that has happened too often: then it is gone.
+    bool comeBack(Clock::time_point now);
+    /// Between the death of its host and its return.
+    [[nodiscard]] bool isAway() const noexcept { return away; }
     [[nodiscard]] bool isInstrument() const noexcept { return description.input_channels == 0; }
     /// Describes it again if it has said that anything may have changed.
     void followChanges();
@@ -67,9 +80,14 @@ public:
     MidiQueue midi;
 
 private:
+    void noteReturn(plugin_host::status code, std::string_view text);
     void note(plugin_host::status newStatus) noexcept;
 
     const PluginChoice choice;
+    const Restored restored;
+    RevivalLimit limit;
+    bool away = false;
+    bool isGone = false;
     ParameterChanges changes;
     bool hasChanged = false;
     plugin_host::plugin plugin;

@@ -47,8 +47,8 @@ void setRange(jack_port_t* port, jack_latency_callback_mode_t mode, jack_latency
 
 } // namespace
 
-JackClient::JackClient() : endDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), midi(midiRoom) {
-    if (endDescriptor < 0)
+JackClient::JackClient() : eventDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), midi(midiRoom) {
+    if (eventDescriptor < 0)
         throw std::runtime_error("eventfd: " + std::string(std::strerror(errno)));
     // The library prints from each of its threads, the callback's too.
     jack_set_error_function(ignoreWords);
@@ -61,7 +61,7 @@ JackClient::JackClient() : endDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
         client.reset(jack_client_open(clientName, JackNoStartServer, &status));
     }
     if (client == nullptr) {
-        close(endDescriptor);
+        close(eventDescriptor);
         throw std::runtime_error(describeFailure(status));
     }
     setCallbacks();
@@ -70,7 +70,7 @@ JackClient::JackClient() : endDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 JackClient::~JackClient() {
     deactivate();
     client.reset();
-    close(endDescriptor);
+    close(eventDescriptor);
 }
 
 void JackClient::setCallbacks() {
@@ -104,11 +104,26 @@ void JackClient::setCallbacks() {
         [](void* self) {
             auto& lost = *static_cast<JackClient*>(self);
             lost.hasEnded = true;
-            const uint64_t one = 1;
-            // It can't be full.
-            [[maybe_unused]] const ssize_t written = write(lost.endDescriptor, &one, sizeof one);
+            lost.signalEvent();
         },
         this);
+    const auto change = [](jack_nframes_t, void* self) {
+        static_cast<JackClient*>(self)->signalEvent();
+        return 0;
+    };
+    jack_set_buffer_size_callback(opened, change, this);
+    jack_set_sample_rate_callback(opened, change, this);
+}
+
+void JackClient::signalEvent() noexcept {
+    const uint64_t one = 1;
+    // It can't be full.
+    [[maybe_unused]] const ssize_t written = write(eventDescriptor, &one, sizeof one);
+}
+
+void JackClient::takeEvent() noexcept {
+    uint64_t count = 0;
+    [[maybe_unused]] const ssize_t taken = read(eventDescriptor, &count, sizeof count);
 }
 
 int32_t JackClient::getSampleRate() const {

@@ -24,8 +24,9 @@ public:
 
     // Main thread.
 
+    /// In Hz; the server may change it.
     [[nodiscard]] int32_t getSampleRate() const;
-    /// In frames; the server may change it.
+    /// In frames; likewise.
     [[nodiscard]] uint32_t getPeriod() const;
     /// Begins to render. The chain stays until `deactivate`. Throws `std::runtime_error`.
     void activate(Chain& chain, bool withMidi);
@@ -34,8 +35,10 @@ public:
     /// Reports the chain's latencies to the server if they have changed.
     void updateLatencies();
 
-    /// Polls as readable once the server has ended.
-    [[nodiscard]] int getEndDescriptor() const noexcept { return endDescriptor; }
+    /// Polls as readable once the server has changed its sample rate or period, until `takeEvent`, and once
+    /// it has ended.
+    [[nodiscard]] int getEventDescriptor() const noexcept { return eventDescriptor; }
+    void takeEvent() noexcept;
     [[nodiscard]] bool hasServerEnded() const noexcept { return hasEnded; }
 
     /// The server's, in %.
@@ -63,10 +66,13 @@ private:
     void writeMidi(jack_nframes_t frames) noexcept;
     void notePeak(jack_nframes_t frames) noexcept;
 
+    // Any thread.
+    void signalEvent() noexcept;
+
     // Notification thread.
     void setLatencies(jack_latency_callback_mode_t mode) noexcept;
 
-    int endDescriptor;
+    int eventDescriptor;
     std::unique_ptr<jack_client_t, CloseClient> client;
     Chain* chain = nullptr;
     bool isActive = false;

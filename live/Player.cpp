@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <initializer_list>
 #include <poll.h>
 #include <stdexcept>
 #include <sys/signalfd.h>
@@ -30,11 +31,28 @@ int checked(int descriptor, const char* call) {
     return descriptor;
 }
 
+sigset_t setOf(std::initializer_list<int> signals) {
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int signal : signals)
+        sigaddset(&set, signal);
+    return set;
+}
+
+/// The signals that ask for the end have their default action meanwhile, on this thread.
+class UnblockedEnds {
+public:
+    UnblockedEnds() { pthread_sigmask(SIG_UNBLOCK, &ends, nullptr); }
+    ~UnblockedEnds() { pthread_sigmask(SIG_BLOCK, &ends, nullptr); }
+    UnblockedEnds(const UnblockedEnds&) = delete;
+    UnblockedEnds& operator=(const UnblockedEnds&) = delete;
+
+private:
+    const sigset_t ends = setOf({SIGINT, SIGTERM, SIGHUP});
+};
+
 int openSignals() {
-    sigset_t awaited;
-    sigemptyset(&awaited);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR1})
-        sigaddset(&awaited, signal);
+    const sigset_t awaited = setOf({SIGINT, SIGTERM, SIGHUP, SIGUSR1});
     return checked(signalfd(-1, &awaited, SFD_CLOEXEC | SFD_NONBLOCK), "signalfd");
 }
 
@@ -44,6 +62,10 @@ int openSeconds() {
     const itimerspec everySecond{{1, 0}, {1, 0}};
     timerfd_settime(descriptor, 0, &everySecond, nullptr);
     return descriptor;
+}
+
+uint32_t blockSizeFor(uint32_t period) {
+    return std::clamp(period, smallestBlockSize, largestBlockSize);
 }
 
 std::string variable(const char* name) {
@@ -63,15 +85,13 @@ std::string formatPeak(float peak) {
 
 Player::Player(const Options& options, Terminal& terminal)
     : options(options), terminal(terminal), signals(openSignals()), seconds(openSeconds()),
+      sampleRate(jack.getSampleRate()), blockSize(blockSizeFor(jack.getPeriod())),
       session(makeSessionOptions()), shown(Clock::now()) {
     for (const PluginChoice& choice : options.plugins) {
         if (!choice.preset.empty() && !fs::exists(choice.preset))
             terminal.report(choice.preset + " isn't there yet: saving makes it");
     }
-    chain = std::make_unique<Chain>(
-        session, options.plugins,
-        Chain::Settings{options.pipeline, options.deadline, jack.getSampleRate(),
-                        std::clamp(jack.getPeriod(), smallestBlockSize, largestBlockSize)});
+    makeChain();
     checkChain();
     if (options.editor)
         openEditors();
@@ -84,18 +104,30 @@ Player::~Player() {
     close(seconds);
 }
 
+void Player::makeChain() {
+    // Until there is something to save, a signal ends a program whose plug-ins don't start.
+    const UnblockedEnds unblocked;
+    chain = std::make_unique<Chain>(
+        session, options.plugins,
+        Chain::Settings{options.pipeline, options.deadline, sampleRate, blockSize,
+                        [this](const ChainPlugin& plugin, plugin_host::status code, std::string_view text) {
+                            reportReturn(plugin, code, text);
+                        }});
+}
+
 plugin_host::session_options Player::makeSessionOptions() {
     return {.program_32 = variable("TANVEX_PLUGIN_HOST_PROGRAM_32"),
             .program_64 = variable("TANVEX_PLUGIN_HOST_PROGRAM_64"),
-            .sample_rate = jack.getSampleRate(),
-            .block_size = static_cast<int>(std::clamp(jack.getPeriod(), smallestBlockSize, largestBlockSize)),
+            .sample_rate = sampleRate,
+            .block_size = static_cast<int>(blockSize),
             .request_timeout = requestTimeout,
             // A crash takes down one plug-in, and each has a worker of its own.
             .separate_hosts = true,
+            .restore = true,
             .dispatch = true,
             .log = [this](const plugin_host_host* host, plugin_host::log_source source,
                           std::string_view line) { passLine(host, source, line); },
-            .host_died = [this](const plugin_host::death& death) { reportDeath(death); }};
+            .host_died = [this](const plugin_host::death& death) { answerDeath(death); }};
 }
 
 void Player::checkChain() const {
@@ -113,7 +145,6 @@ void Player::openEditors() {
 }
 
 int Player::run() {
-    // From here on a key ends it as it should; before, ctrl-C ends a plug-in that doesn't start.
     terminal.getKeyDescriptor();
     tick();
     while (end == End::none)
@@ -133,7 +164,7 @@ void Player::wait() {
     pollfd sources[] = {{signals, POLLIN, 0},
                         {seconds, POLLIN, 0},
                         {session.descriptor(), POLLIN, 0},
-                        {jack.getEndDescriptor(), POLLIN, 0},
+                        {jack.getEventDescriptor(), POLLIN, 0},
                         {terminal.getKeyDescriptor(), POLLIN, 0}};
     if (poll(sources, std::size(sources), -1) < 0 && errno != EINTR)
         throw std::runtime_error("poll: " + std::string(std::strerror(errno)));
@@ -143,10 +174,33 @@ void Player::wait() {
         session.dispatch();
     if (sources[4].revents != 0)
         handleKey();
-    if (jack.hasServerEnded())
+    if (jack.hasServerEnded()) {
         end = End::serverEnded;
-    else if (sources[1].revents != 0)
+        return;
+    }
+    if (sources[3].revents != 0) {
+        jack.takeEvent();
+        followServer();
+    }
+    if (sources[1].revents != 0)
         tick();
+}
+
+void Player::followServer() {
+    const int32_t newRate = jack.getSampleRate();
+    const uint32_t newSize = std::max(blockSize, blockSizeFor(jack.getPeriod()));
+    if (newRate == sampleRate && newSize == blockSize)
+        return;
+    sampleRate = newRate;
+    blockSize = newSize;
+    try {
+        session.set_format(newRate, static_cast<int>(newSize));
+    } catch (const plugin_host::error&) {
+        // Which of them stays away, and why, is reported for each.
+    }
+    chain->setFormat(newRate, newSize);
+    terminal.report("The plug-ins play at " + std::to_string(newRate) + " Hz now, in blocks of up to " +
+                    std::to_string(newSize) + " frames");
 }
 
 void Player::handleSignal() {
@@ -154,7 +208,7 @@ void Player::handleSignal() {
     if (read(signals, &arrived, sizeof arrived) != sizeof arrived)
         return;
     if (arrived.ssi_signo == SIGUSR1)
-        savePresets();
+        saveOnRequest();
     else
         end = End::asked;
 }
@@ -165,7 +219,7 @@ void Player::handleKey() {
         end = End::asked;
         break;
     case 's':
-        savePresets();
+        saveOnRequest();
         break;
     default:
         break;
@@ -183,6 +237,8 @@ void Player::tick() {
             terminal.report(plugin->getName() + ": " + failure.what());
         }
     }
+    // Of a server that has changed between the start of the plug-ins and that of the client.
+    followServer();
     jack.updateLatencies();
     const std::string state = describeState();
     if (terminal.showsLine())
@@ -206,13 +262,26 @@ bool Player::savePresets() {
     return areSaved;
 }
 
+void Player::saveOnRequest() {
+    savePresets();
+    try {
+        // What a user holds worth saving is what comes back after a death.
+        session.keep_states();
+    } catch (const plugin_host::error&) {
+        // One that is away keeps its last state.
+    }
+}
+
 std::string Player::nameOf(const plugin_host_host* host) const {
-    // Empty while the chain is made.
-    for (const auto& plugin : chain != nullptr ? chain->getPlugins() : decltype(chain->getPlugins())()) {
+    for (const auto& plugin : getPlugins()) {
         if (host != nullptr && plugin->getHost() == host)
             return plugin->getName();
     }
     return {};
+}
+
+std::span<const std::unique_ptr<ChainPlugin>> Player::getPlugins() const noexcept {
+    return chain != nullptr ? chain->getPlugins() : decltype(chain->getPlugins())();
 }
 
 void Player::passLine(const plugin_host_host* host, plugin_host::log_source source, std::string_view line) {
@@ -223,9 +292,25 @@ void Player::passLine(const plugin_host_host* host, plugin_host::log_source sour
     terminal.pass((name.empty() ? "" : name + ": ") + std::string(line));
 }
 
-void Player::reportDeath(const plugin_host::death& death) {
-    const std::string name = nameOf(death.host);
-    terminal.report(name.empty() ? death.text : name + " is bypassed: " + death.text);
+void Player::answerDeath(const plugin_host::death& death) {
+    const auto plugins = getPlugins();
+    const auto found = std::ranges::find_if(plugins, [&](const auto& plugin) { return plugin->isIn(death); });
+    if (found == plugins.end()) {
+        terminal.report(death.text);
+        return;
+    }
+    ChainPlugin& plugin = **found;
+    terminal.report(plugin.getName() + " is bypassed: " + death.text);
+    if (!plugin.comeBack(Clock::now()))
+        terminal.report(plugin.getName() + " stays bypassed: it has come back " +
+                        std::to_string(RevivalLimit::most) + " times within a minute");
+}
+
+void Player::reportReturn(const ChainPlugin& plugin, plugin_host::status code, std::string_view text) {
+    if (code != PLUGIN_HOST_OK)
+        terminal.report(plugin.getName() + " stays bypassed: " + std::string(text));
+    else if (plugin.isAway())
+        terminal.report(plugin.getName() + " is back");
 }
 
 std::string Player::describeState() {

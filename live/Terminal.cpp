@@ -61,7 +61,7 @@ bool Terminal::takeKeys() {
         return false;
     if (!hasKeys)
         former = settings;
-    // Without signals: ctrl-C would end the hosts too, before presets are saved.
+    // Without signals: ctrl-Z would stop the sound.
     settings.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | ISIG);
     settings.c_cc[VMIN] = 0;
     settings.c_cc[VTIME] = 0;

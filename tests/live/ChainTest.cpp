@@ -2,100 +2,16 @@
 // notes, another place in the song or other channels than a musician plays, or the callback waits for the
 // allocator or a lock.
 
-#include "Chain.h"
-#include "library/PluginTest.h"
+#include "live/ChainTest.h"
 #include "plugins/library/BlockShown.h"
 #include "support/CountedCalls.h"
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <memory>
 
 using test_support::CountedCalls;
 using test_support::countedCalls;
 using testing::Each;
 using testing::ElementsAre;
-
-namespace {
-
-constexpr uint32_t blockSize = 64;
-constexpr int32_t sampleRate = 48000;
-
-/// A chain with buffers like a server's.
-class ChainTest : public PluginTest {
-protected:
-    ChainTest() {
-        plugin_host::session_options chosen = options();
-        chosen.separate_hosts = true;
-        chosen.sample_rate = sampleRate;
-        chosen.block_size = blockSize;
-        session.emplace(std::move(chosen));
-    }
-    ~ChainTest() override { chain.reset(); }
-
-    // Other processes of the machine make no block late.
-    void make(const std::vector<PluginChoice>& plugins, bool pipeline = false,
-              std::chrono::nanoseconds deadline = std::chrono::seconds(10)) {
-        chain = std::make_unique<Chain>(*session, plugins,
-                                        Chain::Settings{pipeline, deadline, sampleRate, blockSize});
-    }
-
-    void makeUpsideDown(size_t count, bool pipeline) {
-        make(std::vector<PluginChoice>(count, {examplePlugin("trio.so"), "54725570", ""}), pipeline);
-    }
-
-    /// Renders a period of `input` on both channels.
-    void render(std::vector<float> input, const std::vector<MidiMessage>& midi = {}) {
-        period.frames = static_cast<uint32_t>(input.size());
-        left.assign(input.size(), 7);
-        right.assign(input.size(), 7);
-        const float* const inputs[] = {input.data(), input.data()};
-        float* const outputs[] = {left.data(), right.data()};
-        period.inputs = inputs;
-        period.outputs = outputs;
-        period.midi = midi;
-        period.begin = ChainPlugin::Clock::now();
-        chain->render(period);
-    }
-
-    /// Returns once all of its threads stand still.
-    static void stop(pid_t host) {
-        kill(host, SIGSTOP);
-        EXPECT_TRUE(test_support::eventually([&] {
-            for (const auto& thread :
-                 std::filesystem::directory_iterator("/proc/" + std::to_string(host) + "/task")) {
-                std::ifstream file(thread.path() / "status");
-                const std::string status{std::istreambuf_iterator<char>(file), {}};
-                if (status.find("State:\tT") == std::string::npos)
-                    return false;
-            }
-            return true;
-        }));
-    }
-
-    static MidiMessage note(uint32_t frame, uint8_t key = 60) { return {frame, 3, {0x90, key, 100}}; }
-
-    std::vector<uint32_t> sentFrames() const {
-        std::vector<uint32_t> frames;
-        for (const MidiMessage& message : chain->getMidiOutput())
-            frames.push_back(message.frame);
-        return frames;
-    }
-
-    std::optional<plugin_host::session> session;
-    std::unique_ptr<Chain> chain;
-    Period period;
-    std::vector<float> left;
-    std::vector<float> right;
-};
-
-std::vector<float> level(float value, size_t frames) {
-    return std::vector<float>(frames, value);
-}
-
-} // namespace
 
 TEST(CopyAudio, TakesMonoToBothSidesAndTheMeanOfBothSidesToMono) {
     const float one[] = {9, 1, 2};
@@ -226,22 +142,22 @@ TEST_F(ChainTest, ADeadEffectPassesItsInputOn) {
         makeUpsideDown(1, pipeline);
         render(level(0.5F, blockSize));
         EXPECT_THAT(left, Each(-0.5F));
-        kill(chain->getPlugins()[0]->getPlugin().host_info().process_id, SIGKILL);
+        kill(hostOf(0), SIGKILL);
         EXPECT_TRUE(test_support::eventually([&] {
             render(level(0.5F, blockSize));
             return left[0] == 0.5F;
         }));
         EXPECT_THAT(left, Each(0.5F));
-        EXPECT_EQ(chain->getPlugins()[0]->getStatus(), PLUGIN_HOST_DEAD);
+        EXPECT_EQ(plugin(0).getStatus(), PLUGIN_HOST_DEAD);
     }
 }
 
 TEST_F(ChainTest, ADeadInstrumentIsSilent) {
     make({{examplePlugin("tone.so"), "", ""}});
-    kill(chain->getPlugins()[0]->getPlugin().host_info().process_id, SIGKILL);
+    kill(hostOf(0), SIGKILL);
     EXPECT_TRUE(test_support::eventually([&] {
         render(level(0.5F, blockSize), {note(0)});
-        return chain->getPlugins()[0]->getStatus() == PLUGIN_HOST_DEAD;
+        return plugin(0).getStatus() == PLUGIN_HOST_DEAD;
     }));
     EXPECT_THAT(left, Each(0));
     EXPECT_THAT(right, Each(0));
@@ -249,7 +165,7 @@ TEST_F(ChainTest, ADeadInstrumentIsSilent) {
 
 TEST_F(ChainTest, AMessageForALatePluginComesAsItRendersAgain) {
     make({{testPlugin("shows-its-block.so"), "", ""}}, false, std::chrono::milliseconds(100));
-    const pid_t host = chain->getPlugins()[0]->getPlugin().host_info().process_id;
+    const pid_t host = hostOf(0);
     stop(host);
     render(level(0.5F, blockSize));
     EXPECT_THAT(right, Each(0.5F));
@@ -258,7 +174,7 @@ TEST_F(ChainTest, AMessageForALatePluginComesAsItRendersAgain) {
     kill(host, SIGCONT);
     EXPECT_TRUE(test_support::eventually([&] {
         render(level(0, blockSize));
-        return chain->getPlugins()[0]->getStatus() == PLUGIN_HOST_OK;
+        return plugin(0).getStatus() == PLUGIN_HOST_OK;
     }));
     EXPECT_THAT(sentFrames(), ElementsAre(0));
 }
@@ -266,7 +182,7 @@ TEST_F(ChainTest, AMessageForALatePluginComesAsItRendersAgain) {
 TEST_F(ChainTest, ALatePluginLeavesTimeToThoseBehindIt) {
     make(std::vector<PluginChoice>(2, {examplePlugin("trio.so"), "54725570", ""}), false,
          std::chrono::seconds(2));
-    const pid_t host = chain->getPlugins()[0]->getPlugin().host_info().process_id;
+    const pid_t host = hostOf(0);
     stop(host);
     render(level(0.5F, blockSize));
     EXPECT_THAT(left, Each(-0.5F));

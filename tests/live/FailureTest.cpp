@@ -14,6 +14,7 @@ using FailureTest = LiveTest;
 
 TEST_F(FailureTest, AHostThatDiesIsBypassedAndTheOthersPlayOn) {
     startServer();
+    gateHosts(2);
     startUpsideDownTwice();
     ASSERT_EQ(hosts().size(), 2u);
     kill(hosts()[0], SIGKILL);
@@ -25,6 +26,7 @@ TEST_F(FailureTest, AHostThatDiesIsBypassedAndTheOthersPlayOn) {
 
 TEST_F(FailureTest, WithAllHostsDeadTheInputIsHeard) {
     startServer();
+    gateHosts(2);
     startUpsideDownTwice({"--pipeline"});
     for (const pid_t host : hosts())
         kill(host, SIGKILL);
@@ -36,6 +38,7 @@ TEST_F(FailureTest, WithAllHostsDeadTheInputIsHeard) {
 
 TEST_F(FailureTest, AnInstrumentWhoseHostDiesIsSilent) {
     startServer();
+    gateHosts(1);
     startLive({"--midi", examplePlugin("tone.so")});
     ASSERT_TRUE(connect("peer:midi_send", "plugin-host-live:midi_input"));
     peer->record(1024, {{0, {0x90, 69, 100}}});

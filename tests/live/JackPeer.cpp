@@ -58,6 +58,22 @@ jack_nframes_t JackPeer::latencyOf(const std::string& port, jack_latency_callbac
     return range.max;
 }
 
+bool JackPeer::setTimebase(const Timebase& given) {
+    timebase = given;
+    const auto fill = [](jack_transport_state_t, jack_nframes_t, jack_position_t* position, int, void* self) {
+        const Timebase& song = static_cast<JackPeer*>(self)->timebase;
+        position->valid = JackPositionBBT;
+        position->bar = song.bar;
+        position->beat = song.beat;
+        position->tick = song.tick;
+        position->ticks_per_beat = song.ticksPerBeat;
+        position->beats_per_bar = song.beatsPerBar;
+        position->beat_type = song.beatType;
+        position->beats_per_minute = song.beatsPerMinute;
+    };
+    return jack_set_timebase_callback(client, 0, fill, this) == 0;
+}
+
 void JackPeer::record(size_t frames, const std::vector<SentMidi>& given) {
     toSend = given;
     recording.assign(frames, 0.0F);

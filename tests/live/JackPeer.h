@@ -17,6 +17,17 @@ struct SentMidi {
     std::array<uint8_t, 3> bytes;
 };
 
+/// Where a song is, by a timebase master.
+struct Timebase {
+    int bar;
+    int beat;
+    int tick;
+    double ticksPerBeat;
+    float beatsPerBar;
+    float beatType;
+    double beatsPerMinute;
+};
+
 /// Another client of the server: sends a level and messages, and takes what comes back.
 class JackPeer {
 public:
@@ -34,6 +45,9 @@ public:
     bool connect(const std::string& from, const std::string& to);
     /// Of a port of any client, in frames.
     [[nodiscard]] jack_nframes_t latencyOf(const std::string& port, jack_latency_callback_mode_t mode) const;
+
+    /// Becomes the timebase master: the song is always there.
+    bool setTimebase(const Timebase& given);
 
     /// Records so many frames of the left channel, and sends messages meanwhile.
     void record(size_t frames, const std::vector<SentMidi>& messages);
@@ -59,6 +73,7 @@ private:
     jack_port_t* midiOutput = nullptr;
     jack_port_t* midiInput = nullptr;
 
+    Timebase timebase{};
     std::vector<SentMidi> toSend;
     std::vector<float> recording;
     std::atomic<size_t> recorded = 0;

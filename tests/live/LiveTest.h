@@ -102,7 +102,27 @@ protected:
     test_support::ChildProgram::Environment environment() const {
         return {{"XDG_CACHE_HOME", directory / "cache"},
                 {"TANVEX_PLUGIN_HOST_PROGRAM_32", PLUGIN_HOST_I386_EXECUTABLE},
-                {"TANVEX_PLUGIN_HOST_PROGRAM_64", PLUGIN_HOST_EXECUTABLE}};
+                {"TANVEX_PLUGIN_HOST_PROGRAM_64", program}};
+    }
+
+    /// Hosts of 64 bits beyond so many starts wait for `openGate`.
+    void gateHosts(int free) {
+        program = directory / "gated-host";
+        std::ofstream(program) << "#!/bin/sh\n"
+                                  "if [ \"$1\" = host ]; then\n"
+                                  "    echo >>\"$0.starts\"\n"
+                                  "    [ \"$(wc -l <\"$0.starts\")\" -le "
+                               << free
+                               << " ] || until [ -e \"$0.gate\" ]; do sleep 0.01; done\n"
+                                  "fi\n"
+                                  "exec \"" PLUGIN_HOST_EXECUTABLE "\" \"$@\"\n";
+        std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+    }
+    void openGate() const { std::ofstream(program + ".gate") << '\n'; }
+
+    std::string readBytes(const std::string& name) const {
+        std::ifstream file(directory / name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
     }
 
     test_support::ProgramResult runLive(const std::vector<std::string>& arguments) const {
@@ -110,8 +130,10 @@ protected:
     }
 
     /// Starts the program, and waits for its ports.
-    void startLive(const std::vector<std::string>& arguments) {
-        live.emplace(arguments, environment(), directory.path, LIVE_EXECUTABLE);
+    void startLive(const std::vector<std::string>& arguments) { startLiveBy(LIVE_EXECUTABLE, arguments); }
+    /// The same by another program, which becomes this one.
+    void startLiveBy(const std::string& executable, const std::vector<std::string>& arguments) {
+        live.emplace(arguments, environment(), directory.path, executable);
         // Ports come before the client is active, which it has to be for a connection.
         require(connect("plugin-host-live:output_1", "peer:receive_1"), "the program has no output");
         require(connect("plugin-host-live:output_2", "peer:receive_2"), "the program has one output");
@@ -180,6 +202,17 @@ protected:
         return found;
     }
 
+    /// What comes back of a note, from the first sound on.
+    std::vector<float> playNote() {
+        constexpr size_t length = 8192;
+        peer->record(4 * length, {{0, {0x90, 69, 100}}, {length, {0x80, 69, 0}}});
+        require(test_support::eventually([&] { return peer->hasRecorded(); }), "no recording");
+        const std::vector<float>& all = peer->getRecording();
+        const auto first = std::ranges::find_if(all, [](float sample) { return sample != 0; });
+        require(all.end() - first >= static_cast<ptrdiff_t>(length), "no note is heard");
+        return {first, first + length};
+    }
+
     /// Ends the program as a user does, and gives its exit status.
     int endLive(int signal = SIGTERM) {
         live->signal(signal);
@@ -191,6 +224,7 @@ protected:
     const std::string& serverName = names.own;
     const test_support::ScopedEnvironment serverVariable{"JACK_DEFAULT_SERVER", serverName.c_str()};
     const test_support::TestDirectory directory;
+    std::string program = PLUGIN_HOST_EXECUTABLE;
     std::optional<test_support::OwnProgram> server;
     std::unique_ptr<JackPeer> peer;
     std::optional<test_support::ChildProgram> live;

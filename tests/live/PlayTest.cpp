@@ -9,6 +9,7 @@
 using namespace test_support;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -109,19 +110,26 @@ TEST_F(PlayTest, PortsAreThoseOfTheFirstAndTheLastPlugin) {
     EXPECT_EQ(endLive(), 0);
 }
 
-TEST_F(PlayTest, AnotherBufferSizeIsPlayedInPortionsIfItIsLongerThanABlock) {
+TEST_F(PlayTest, AnotherBufferSizeIsOneBlockAlsoIfItIsLongerThanBlocksWereAtTheStart) {
     startServer();
     startUpsideDownTwice({"--pipeline"});
     const auto latency = [&] { return peer->latencyOf("plugin-host-live:output_1", JackCaptureLatency); };
     EXPECT_TRUE(eventually([&] { return latency() == 1024; })) << latency();
-    for (const auto& [size, portion] : {std::pair(256U, 256U), std::pair(4096U, 1024U)}) {
+    for (const jack_nframes_t size : {256U, 4096U, 2048U, 8192U}) {
+        peer->sent = 0.5F;
         ASSERT_EQ(jack_set_buffer_size(peer->get(), size), 0);
+        EXPECT_TRUE(eventually([&] { return latency() == size; })) << latency() << " of " << size;
         EXPECT_TRUE(hears(0.5F)) << size;
-        EXPECT_TRUE(eventually([&] { return latency() == portion; })) << latency() << " of " << size;
+        peer->sent = -0.25F;
+        EXPECT_TRUE(hears(-0.25F)) << size;
     }
-    peer->sent = -0.25F;
-    EXPECT_TRUE(hears(-0.25F));
     EXPECT_EQ(endLive(), 0);
+    EXPECT_THAT(live->error,
+                HasSubstr("The plug-ins play at 48000 Hz now, in blocks of up to 4096 frames\n"));
+    EXPECT_THAT(live->error,
+                HasSubstr("The plug-ins play at 48000 Hz now, in blocks of up to 8192 frames\n"));
+    EXPECT_THAT(live->error, Not(HasSubstr("up to 2048 frames")));
+    EXPECT_THAT(live->error, Not(HasSubstr("bypassed")));
 }
 
 TEST_F(PlayTest, ThePluginsOwnLatencyIsReportedToTheServer) {

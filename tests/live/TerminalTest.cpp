@@ -103,6 +103,20 @@ TEST_F(TerminalTest, AnInterruptingKeyLeavesTheHostsTimeToSave) {
     EXPECT_TRUE(fs::exists(directory / "sound.fxb"));
 }
 
+TEST_F(TerminalTest, AnInterruptingKeyEndsTheWaitForAPluginThatDoesNotStart) {
+    const ScopedEnvironment gate("PLUGIN_TEST_GATE", (directory / "gate").c_str());
+    const ScopedEnvironment record("PLUGIN_TEST_RECORD", (directory / "record").c_str());
+    startServer();
+    startOnTerminal({TEST_PLUGIN_DIRECTORY "/waits-for-its-gate.so"});
+    ASSERT_TRUE(eventually([&] { return fs::exists(directory / "record"); })) << text;
+    type(3);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    child = -1;
+    EXPECT_TRUE(WIFSIGNALED(status)) << status;
+    EXPECT_EQ(WTERMSIG(status), SIGINT);
+}
+
 TEST_F(TerminalTest, TheTerminalIsAsBeforeAfterwards) {
     startServer();
     startOnTerminal({examplePlugin("tone.so")});
