@@ -8,6 +8,7 @@
 #include <cstring>
 #include <jack/midiport.h>
 #include <limits>
+#include <pthread.h>
 #include <sys/eventfd.h>
 #include <thread>
 #include <unistd.h>
@@ -78,7 +79,12 @@ void JackClient::setCallbacks() {
     jack_set_process_callback(
         opened,
         [](jack_nframes_t frames, void* self) {
+            // JACK ends this thread by a cancellation, which no period under way may see: unwinding by it
+            // through what throws nothing would end the program.
+            int former = PTHREAD_CANCEL_ENABLE;
+            pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &former);
             static_cast<JackClient*>(self)->process(frames);
+            pthread_setcancelstate(former, nullptr);
             return 0;
         },
         this);

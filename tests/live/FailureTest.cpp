@@ -61,6 +61,16 @@ TEST_F(FailureTest, AHostThatStandsStillIsBypassedAndPlaysAgainAsItGoesOn) {
     EXPECT_THAT(live->output, testing::ContainsRegex(" [1-9][0-9]* late blocks"));
 }
 
+TEST_F(FailureTest, TheEndWaitsForThePeriodThatIsUnderWay) {
+    startServer();
+    startUpsideDownTwice({"--deadline", "400", "--preset", "sound.fxb"});
+    // The callback hardly does anything but wait for it.
+    kill(hosts().at(1), SIGSTOP);
+    EXPECT_TRUE(eventually([&] { return peer->left != 0.5F; }));
+    EXPECT_EQ(endLive(), 0) << live->error;
+    EXPECT_TRUE(std::filesystem::exists(directory / "sound.fxb"));
+}
+
 TEST_F(FailureTest, TheEndOfTheServerIsAFailureAndSaidInALine) {
     startServer();
     startUpsideDownTwice();
