@@ -82,6 +82,8 @@ void JackPeer::record(size_t frames, const std::vector<SentMidi>& given) {
 }
 
 void JackPeer::process(jack_nframes_t frames) {
+    // Once: what belongs to a recording is this thread's from then on, until it is over.
+    const bool records = isRecording;
     const auto buffer = [&](jack_port_t* port) {
         return std::span(static_cast<float*>(jack_port_get_buffer(port, frames)), frames);
     };
@@ -90,9 +92,11 @@ void JackPeer::process(jack_nframes_t frames) {
     left = buffer(inputs[0]).back();
     right = buffer(inputs[1]).back();
     messages += jack_midi_get_event_count(jack_port_get_buffer(midiInput, frames));
-    sendMidi(frames);
-    if (!isRecording)
+    void* const midi = jack_port_get_buffer(midiOutput, frames);
+    jack_midi_clear_buffer(midi);
+    if (!records)
         return;
+    sendMidi(midi, frames);
     const size_t count = std::min<size_t>(frames, recording.size() - recorded);
     std::copy_n(buffer(inputs[0]).begin(), count,
                 recording.begin() + static_cast<ptrdiff_t>(recorded.load()));
@@ -100,11 +104,9 @@ void JackPeer::process(jack_nframes_t frames) {
     recorded += count;
 }
 
-void JackPeer::sendMidi(jack_nframes_t frames) {
-    void* const midi = jack_port_get_buffer(midiOutput, frames);
-    jack_midi_clear_buffer(midi);
+void JackPeer::sendMidi(void* midi, jack_nframes_t frames) {
     for (const SentMidi& message : toSend) {
-        if (isRecording && message.frame >= recorded && message.frame < recorded + frames)
+        if (message.frame >= recorded && message.frame < recorded + frames)
             jack_midi_event_write(midi, static_cast<jack_nframes_t>(message.frame - recorded),
                                   message.bytes.data(), message.bytes.size());
     }

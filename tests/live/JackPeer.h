@@ -65,7 +65,7 @@ public:
 
 private:
     void process(jack_nframes_t frames);
-    void sendMidi(jack_nframes_t frames);
+    void sendMidi(void* midi, jack_nframes_t frames);
 
     jack_client_t* client = nullptr;
     std::vector<jack_port_t*> outputs;
