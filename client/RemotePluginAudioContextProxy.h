@@ -45,6 +45,9 @@ public:
     bool isAnswered() { return worker->isAnswered(lastNumber); }
     AudioThreadProxy& getWorker() const { return *worker; }
 
+    /// What the channels are in.
+    const Ref<base::core::SharedMemory>& getMemory() const { return sharedMemory; }
+
 private:
     void sendCommand(WorkerCommand command);
 

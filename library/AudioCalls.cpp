@@ -161,8 +161,10 @@ plugin_host_status plugin_host_plugin_begin(plugin_host_plugin* plugin, plugin_h
             late.isLate = !late.context->isAnswered();
             return late.isLate ? PLUGIN_HOST_LATE : PLUGIN_HOST_OK;
         });
-    if (status == PLUGIN_HOST_OK)
+    if (status == PLUGIN_HOST_OK) {
         audio.context->beginBlock();
+        audio.hasBegun = true;
+    }
     if (input != nullptr && status != PLUGIN_HOST_DEAD)
         fill(*input, {0, (audio.isLate ? audio.dropped : audio.inputs).data(), audio.inputs.size()});
     return status;

@@ -22,9 +22,10 @@ String quoted(const String& text) {
 
 PluginAudio::PluginAudio(const Ref<ClientHost>& host, const Ref<RemotePluginAudioContextProxy>& context,
                          int32_t instanceId, int32_t worker, const Ref<KeptState>& kept)
-    : host(host), context(context), instanceId(instanceId), turn(host->getTurn(worker)), kept(kept),
-      silentChannel(static_cast<size_t>(context->blockSize)),
-      droppedChannel(static_cast<size_t>(context->blockSize)) {
+    : host(host), context(context), instanceId(instanceId), turn(host->getTurn(worker)), kept(kept) {
+    shared = context->getMemory();
+    silentChannel.resize(static_cast<size_t>(context->blockSize));
+    droppedChannel.resize(static_cast<size_t>(context->blockSize));
     for (int32_t channel = 0; channel < context->inputChannelCount; ++channel)
         inputs.push_back(context->inputChannel(channel));
     for (int32_t channel = 0; channel < context->outputChannelCount; ++channel)
@@ -63,6 +64,8 @@ ClientPlugin::ClientPlugin(const Ref<SessionContext>& context, const Ref<PluginR
 ClientPlugin::~ClientPlugin() {
     if (const Ref<ClientHost> host = state.lock()->host)
         host->removePlugin(*this);
+    if (const Ref<ClientPlugin> next = getNext(); next && ownedAudio)
+        next->keepMemory(*this);
 }
 
 void ClientPlugin::create(const FindHost& findHost) noexcept {

@@ -47,8 +47,21 @@ struct PluginSettings {
     std::shared_ptr<StateFile> takeState() const { return std::exchange(state, nullptr); }
 };
 
+/// What an application is given of a plug-in's block, with the memory behind it: it may use that until the
+/// plug-in's next block begins, which may be one of the plug-in's next life.
+struct BlockMemory {
+    Ref<base::core::SharedMemory> shared;
+    std::vector<float*> inputs;
+    std::vector<const float*> outputs;
+    /// What stands for them while the audio block is the worker's.
+    std::vector<float*> dropped;
+    std::vector<const float*> silence;
+    std::vector<float> silentChannel;
+    std::vector<float> droppedChannel;
+};
+
 /// What an audio thread touches of a plug-in: made with the instance, and kept until the last call is out.
-struct PluginAudio {
+struct PluginAudio : BlockMemory {
     PluginAudio(const Ref<ClientHost>& host, const Ref<RemotePluginAudioContextProxy>& context,
                 int32_t instanceId, int32_t worker, const Ref<KeptState>& kept);
 
@@ -58,21 +71,14 @@ struct PluginAudio {
     WorkerTurn& turn;
     /// May be null.
     const Ref<KeptState> kept;
-    std::vector<float*> inputs;
-    std::vector<const float*> outputs;
-    /// What stands for them while the audio block is the worker's.
-    std::vector<float*> dropped;
-    std::vector<const float*> silence;
     // Written with the worker's turn.
     std::atomic<bool> isStarted{false};
     Relaxed<bool> isInCycle = false;
     /// The last block was late, and no other has begun.
     Relaxed<bool> isLate = false;
     Relaxed<bool> hasOutput = false;
-
-private:
-    std::vector<float> silentChannel;
-    std::vector<float> droppedChannel;
+    /// A block has.
+    Relaxed<bool> hasBegun = false;
 };
 
 /// In pixels; zeros while it isn't known.
@@ -210,6 +216,9 @@ private:
     void replayChanges(PluginAudio& playing, bool isStarted);
     void reopenEditor();
 
+    /// By the end of the former life.
+    void keepMemory(ClientPlugin& former);
+
     Target requireReady() const;
     Ref<PluginInstanceState> getContent() const;
     Ref<PluginInstanceState> askForContent();
@@ -228,6 +237,8 @@ private:
     base::core::Guarded<State> state;
     base::core::Guarded<EditorSize> editorSize;
     std::unique_ptr<PluginAudio> ownedAudio;
+    /// Of former lives, until a block of this one has begun: freed with this one.
+    base::core::Guarded<std::vector<BlockMemory>> formerMemory;
     std::atomic<PluginAudio*> audio{nullptr};
     Relaxed<plugin_host_status> missingAudioStatus = PLUGIN_HOST_INVALID_STATE;
 };

@@ -3,6 +3,9 @@
 #include "library/ClientPlugin.h"
 #include "library/StateFile.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace client_library {
 
 void ClientPlugin::setOutdated() {
@@ -91,6 +94,13 @@ void ClientPlugin::reopenEditor() {
     if (editor.hasPlace)
         setEditorPosition(editor.x, editor.y, {editor.width, editor.height});
     openEditor(editor.parentWindow, editor.title);
+}
+
+void ClientPlugin::keepMemory(ClientPlugin& former) {
+    const auto memory = formerMemory.lock();
+    if (!former.ownedAudio->hasBegun)
+        std::ranges::move(*former.formerMemory.lock(), std::back_inserter(*memory));
+    memory->push_back(std::move(static_cast<BlockMemory&>(*former.ownedAudio)));
 }
 
 bool ClientPlugin::handOver(ClientPlugin& next) {

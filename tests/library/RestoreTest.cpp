@@ -285,6 +285,29 @@ TEST_F(RestoreTest, ASessionMayEndWhilePlugInsComeBack) {
     }
 }
 
+TEST_F(RestoreTest, WhatABlockGaveStaysUntilTheNextBegins) {
+    begin(1, restoring());
+    addRestored(examplePlugin("echo.so"));
+    const plugin_host::input input = plugins[0].begin();
+    for (float* channel : input.channels)
+        std::fill_n(channel, frames, 0.5F);
+    blocks = {plugins[0].block(frames)};
+    cycle->begin(blocks);
+    ASSERT_TRUE(cycle->finish());
+    const std::vector<float> before(blocks[0].channels[0], blocks[0].channels[0] + frames);
+    EXPECT_THAT(before, testing::Contains(testing::Ne(0.0F)));
+    killHostOf(plugins[0]);
+    ASSERT_TRUE(isRestored(0));
+    for (int life = 0; life < 2; ++life) {
+        session->set_format(0, 64);
+        EXPECT_EQ(std::vector<float>(blocks[0].channels[0], blocks[0].channels[0] + frames), before);
+        for (float* channel : input.channels)
+            std::fill_n(channel, frames, 0.25F);
+    }
+    session->set_format(0, frames);
+    EXPECT_TRUE(play());
+}
+
 TEST_F(RestoreTest, AudioGoesOnWhilePlugInsComeBack) {
     begin(1, restoring());
     for (int i = 0; i < 4; ++i)
