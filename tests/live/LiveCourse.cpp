@@ -1,6 +1,6 @@
 // Plays plug-ins that others have made in the live program, each for some hundreds of periods, as fast as it
-// renders: those of LIVE_COURSE_PLUGINS, a path a line, for as long as LIVE_COURSE_SECONDS allow. Prints a line
-// for each. For scripts/test-plugins.
+// renders: those of LIVE_COURSE_PLUGINS, a path a line, for as long as LIVE_COURSE_SECONDS allow. Prints a
+// line for each. For scripts/test-plugins.
 
 #include "live/LiveTest.h"
 
@@ -25,8 +25,10 @@ std::string variable(const char* name) {
 class LiveCourse : public LiveTest {
 protected:
     void play(const std::string& file) {
-        live.emplace(std::vector<std::string>{"--midi", file}, environment(), directory.path, LIVE_EXECUTABLE);
-        if (!eventually([&] { return hasEnded() || peer->connect("plugin-host-live:output_1", "peer:receive_1"); }))
+        live.emplace(std::vector<std::string>{"--midi", file}, environment(), directory.path,
+                     LIVE_EXECUTABLE);
+        if (!eventually(
+                [&] { return hasEnded() || peer->connect("plugin-host-live:output_1", "peer:receive_1"); }))
             return print(file, "FAILED: it has no output");
         if (hasEnded())
             return end(file, {});
@@ -55,10 +57,12 @@ protected:
         const std::string& error = live->error;
         if (error.find(" has no audio outputs\n") != std::string::npos)
             return print(file, "has no outputs");
-        const auto strange = std::ranges::count_if(recording, [](float sample) { return !std::isfinite(sample); });
+        const auto strange =
+            std::ranges::count_if(recording, [](float sample) { return !std::isfinite(sample); });
         const size_t late = live->output.find(" late blocks");
         const size_t begin = live->output.rfind(' ', late - 1) + 1;
-        const std::string lateBlocks = late != std::string::npos ? live->output.substr(begin, late - begin) : "-";
+        const std::string lateBlocks =
+            late != std::string::npos ? live->output.substr(begin, late - begin) : "-";
         const bool isGood = live->status() == 0 && lateBlocks == "0" && strange == 0 && !recording.empty() &&
                             error.find("bypassed") == std::string::npos;
         print(file, (isGood ? "ok" : "FAILED:") + std::string(" periods=") + std::to_string(periods) +
@@ -75,8 +79,8 @@ protected:
 } // namespace
 
 TEST_F(LiveCourse, EachPlays) {
-    const auto deadline =
-        std::chrono::steady_clock::now() + std::chrono::seconds(std::atoi(variable("LIVE_COURSE_SECONDS").c_str()));
+    const auto deadline = std::chrono::steady_clock::now() +
+                          std::chrono::seconds(std::atoi(variable("LIVE_COURSE_SECONDS").c_str()));
     startServer(period);
     peer->sent = 0.1F;
     std::istringstream files(variable("LIVE_COURSE_PLUGINS"));

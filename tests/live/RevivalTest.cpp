@@ -20,25 +20,9 @@ size_t count(const std::string& text, const std::string& words) {
     return found;
 }
 
-class RevivalTest : public LiveTest {
-protected:
-    /// Plays a plug-in that dies by itself, until it stays bypassed.
-    void expectThreeReturns(const std::string& file) {
-        const RealDeaths realDeaths;
-        startServer();
-        startLive({TEST_PLUGIN_DIRECTORY "/" + file});
-        connectInputs();
-        peer->sent = 0.5F;
-        EXPECT_TRUE(live->waitForError(" stays bypassed: ")) << live->error;
-        EXPECT_TRUE(hears(0.5F));
-        EXPECT_EQ(endLive(), 0) << live->error;
-        EXPECT_EQ(count(live->error, " is bypassed: "), 4U) << live->error;
-        EXPECT_EQ(count(live->error, " is back\n"), 3U) << live->error;
-        EXPECT_EQ(count(live->error, " stays bypassed: "), 1U) << live->error;
-    }
-};
-
 } // namespace
+
+using RevivalTest = LiveTest;
 
 TEST_F(RevivalTest, AHostThatWasKilledComesBackAndPlays) {
     startServer();
@@ -76,11 +60,17 @@ TEST_F(RevivalTest, AnInstrumentSoundsAgainWithTheSoundOfItsPreset) {
 }
 
 TEST_F(RevivalTest, OneThatCrashesInItsBlocksComesBackThreeTimes) {
-    expectThreeReturns("crashes-in-process.vst3");
-}
-
-TEST_F(RevivalTest, OneThatCrashesElsewhereComesBackThreeTimes) {
-    expectThreeReturns("crashes-in-idle.so");
+    const RealDeaths realDeaths;
+    startServer();
+    startLive({TEST_PLUGIN_DIRECTORY "/crashes-in-process.vst3"});
+    connectInputs();
+    peer->sent = 0.5F;
+    EXPECT_TRUE(live->waitForError(" stays bypassed: ")) << live->error;
+    EXPECT_TRUE(hears(0.5F));
+    EXPECT_EQ(endLive(), 0) << live->error;
+    EXPECT_EQ(count(live->error, " is bypassed: "), 4U) << live->error;
+    EXPECT_EQ(count(live->error, " is back\n"), 3U) << live->error;
+    EXPECT_EQ(count(live->error, " stays bypassed: "), 1U) << live->error;
 }
 
 TEST_F(RevivalTest, OneThatCannotComeBackSaysWhy) {
@@ -90,7 +80,7 @@ TEST_F(RevivalTest, OneThatCannotComeBackSaysWhy) {
     std::filesystem::remove(program);
     kill(hosts().at(0), SIGKILL);
     EXPECT_TRUE(live->waitForError("plugin-host-live: Upside Down stays bypassed: ")) << live->error;
-    EXPECT_TRUE(live->waitForError("can't be executed")) << live->error;
+    EXPECT_TRUE(live->waitForError(program)) << live->error;
     EXPECT_TRUE(hears(-0.5F));
     EXPECT_EQ(endLive(), 0);
 }
