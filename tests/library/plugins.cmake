@@ -23,7 +23,7 @@ target_link_options(library-plugin-tests PRIVATE -Wl,-rpath,$<TARGET_FILE_DIR:pl
 if(NOT PLUGIN_HOST_SANITIZERS)
     counted_calls_in(library-plugin-tests)
 endif()
-add_dependencies(library-plugin-tests shows-its-block waits-for-its-gate
+add_dependencies(library-plugin-tests dies-by-request shows-its-block waits-for-its-gate
     echo tone trio echo.vst3 tone.vst3 trio.vst3
     dying-plugins troublesome-plugins editor-test-plugins reports-when-asked without-audio-and-notes
     without-entry-point vst3-processing-plugins)
