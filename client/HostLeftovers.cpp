@@ -105,7 +105,7 @@ void removeAllLeftovers(const String& user, const std::string& hostsPath) try {
             fstatat(hosts.get(), (name + "/" + hostLockName).c_str(), &ignored, AT_SYMLINK_NOFOLLOW) != 0)
             continue;
         try {
-            removeLeftoversOf(user, hostId, hosts, hostsPath + "/" + name);
+            removeLeftoversOf(user, hostId, hosts, std::string(hostsPath).append("/").append(name));
         } catch (const Exception&) {
             // The other directories are looked at all the same.
         }

@@ -116,8 +116,8 @@ void SharedMemory::map() {
     if (mapping == MAP_FAILED)
         fail("map", lastErrorMessage());
     data = mapping;
-    // All pages at once, which is cheaper than a fault for each, and spares audio threads of either side those
-    // faults. Kernels before 5.14 refuse.
+    // All pages at once, which is cheaper than a fault for each, and spares audio threads of either side
+    // those faults. Kernels before 5.14 refuse.
     madvise(data, static_cast<size_t>(size), MADV_POPULATE_WRITE);
 }
 

@@ -119,7 +119,8 @@ bool PolledRunLoop::removeIf(const Condition& condition) {
     std::vector<Entry> removed;
     {
         const auto current = state.lock();
-        const auto end = std::ranges::stable_partition(current->entries, std::not_fn(condition)).begin();
+        const auto end =
+            std::stable_partition(current->entries.begin(), current->entries.end(), std::not_fn(condition));
         std::move(end, current->entries.end(), std::back_inserter(removed));
         current->entries.erase(end, current->entries.end());
     }

@@ -10,7 +10,6 @@
 
 using base::core::FileDescriptor;
 using base::core::LockFile;
-using base::core::TrustedDirectory;
 
 namespace client_library {
 namespace {

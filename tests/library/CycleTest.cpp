@@ -127,8 +127,8 @@ TEST_F(CycleTest, IsBegunAndFinishedInTurns) {
 TEST_F(CycleTest, RefusesWrongArguments) {
     begin();
     add(examplePlugin("echo.so"));
-    std::vector<plugin_host_block> many(17, plugins[0].block(frames));
-    EXPECT_EQ(plugin_host_cycle_begin(cycle->get(), many.data(), 17), PLUGIN_HOST_INVALID_ARGUMENT);
+    std::vector<plugin_host_block> many(33, plugins[0].block(frames));
+    EXPECT_EQ(plugin_host_cycle_begin(cycle->get(), many.data(), 33), PLUGIN_HOST_INVALID_ARGUMENT);
     EXPECT_EQ(plugin_host_cycle_begin(cycle->get(), many.data(), SIZE_MAX), PLUGIN_HOST_INVALID_ARGUMENT);
     EXPECT_EQ(plugin_host_cycle_begin(cycle->get(), nullptr, 1), PLUGIN_HOST_INVALID_ARGUMENT);
     many[1].size = 0;
