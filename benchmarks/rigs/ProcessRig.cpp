@@ -67,7 +67,8 @@ void ProcessRig::renderByInstance(const Work& work) {
 }
 
 void ProcessRig::expectWork(const Work& work, int64_t blocks) {
-    const WorkDone expected{blocks, blocks * work.events, blocks * work.changes};
+    const int64_t changeCount = blocks * work.changes;
+    const WorkDone expected{blocks, blocks * work.events, changeCount, changeCount * getQuestionsPerChange()};
     const WorkDone done = getDone();
     getDone() = {};
     if (done != expected)

@@ -21,6 +21,8 @@ struct WorkDone {
     int64_t blocks = 0;
     int64_t events = 0;
     int64_t changes = 0;
+    /// Questions for the record of a parameter.
+    int64_t questions = 0;
 
     bool operator==(const WorkDone&) const = default;
 };
@@ -49,6 +51,8 @@ protected:
     /// Prepares an instance for its first block, and fills the block with changes of all parameters in turn.
     void setUp(const Ref<PluginInstance>& newInstance);
     virtual WorkDone& getDone() = 0;
+    /// How often an instance asks for the record of a parameter with each of its changes.
+    virtual int32_t getQuestionsPerChange() const { return 0; }
 
     Ref<PluginHost> host;
     Ref<PluginInstance> instance;

@@ -62,6 +62,7 @@ public:
     }
 
     tresult PLUGIN_API getParameterInfo(Steinberg::int32 index, Vst::ParameterInfo& info) override {
+        ++CountingComponent::newest->done.questions;
         info = infos[static_cast<size_t>(index)];
         return kResultOk;
     }
@@ -83,6 +84,8 @@ Vst3Rig::Vst3Rig() : plugin(new Vst3Plugin(host.get(), "counting.vst3")) {
     component = CountingComponent::newest;
     controller = CountingController::newest;
     setUp(Ref<PluginInstance>(made.get()));
+    // Without what the instance asked before its first block.
+    component->done = {};
     fillLists();
 }
 
@@ -90,9 +93,12 @@ Vst3Rig::~Vst3Rig() = default;
 
 void Vst3Rig::renderDirectly(const Work& work) {
     Vst::IEditController* const edited = controller;
+    Vst::ParameterInfo info;
     for (int32_t i = 0; i < work.changes; ++i) {
         const ParameterChange& change = context->getRegions().parameterChanges[i];
-        edited->setParamNormalized(firstId + change.parameterIndex, change.value);
+        edited->getParameterInfo(change.parameterIndex, info);
+        edited->getParameterInfo(change.parameterIndex, info);
+        edited->setParamNormalized(info.id, change.value);
     }
     Vst::AudioBusBuffers input;
     input.numChannels = 2;

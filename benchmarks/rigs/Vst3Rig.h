@@ -17,11 +17,12 @@ public:
     Vst3Rig();
     ~Vst3Rig() override;
 
-    /// The layout of the plug-in's block.
+    /// The layout of the plug-in's block. With each change the controller is asked as often as the host asks it.
     void renderDirectly(const Work& work) override;
 
 protected:
     WorkDone& getDone() override;
+    int32_t getQuestionsPerChange() const override { return 2; }
 
 private:
     void fillLists();
