@@ -9,11 +9,14 @@
 #include <cstring>
 #include <limits>
 #include <pluginterfaces/vst/ivstmidicontrollers.h>
+#include <span>
 
 namespace {
 
 constexpr int32_t maximumBusCount = 64; // of a direction
 constexpr int32_t silenceBits = 64;
+constexpr size_t preparedParameters = 32;
+constexpr size_t preparedEvents = 256; // as many as a block holds
 constexpr float perMidiStep = 1.0F / 127.0F;
 constexpr float perPitchBendStep = 1.0F / 16383.0F;
 constexpr float perTuningStep = 1.0F / 240.0F;
@@ -88,7 +91,11 @@ NoteData noteDataOf(const Vst::Event& event) {
 } // namespace
 
 Vst3Block::Vst3Block(InstanceAudio& audio, const ParameterEdit& parameterEdit, const Calls& plugin)
-    : audio(audio), parameterEdit(parameterEdit), plugin(plugin) {}
+    : audio(audio), parameterEdit(parameterEdit), plugin(plugin) {
+    inputParameterChanges.reserve(preparedParameters);
+    inputEvents.reserve(preparedEvents);
+    outputEvents.reserve(preparedEvents);
+}
 
 Vst3Block::~Vst3Block() = default;
 
@@ -174,22 +181,31 @@ void Vst3Block::render(PluginAudioContext& context, int32_t frames, bool keepAct
 }
 
 void Vst3Block::applyParameterChanges(const PluginAudioContext& context) {
-    for (const ParameterChange& change : context.getParameterChanges()) {
-        if (Vst::ParameterInfo info; plugin.parameters.read(change.parameterIndex, info)) {
+    const std::span<const ParameterChange> changes = context.getParameterChanges();
+    if (changes.empty())
+        return;
+    Vst::ParameterInfo info{};
+    for (const ParameterChange& change : changes) {
+        if (plugin.parameters.readAgain(change.parameterIndex, info)) {
             if (Vst3ParamValueQueue* queue = inputParameterChanges.queueOf(info.id))
                 queue->append(change.sampleOffset, change.value);
         }
         // The controller gets the change on this thread as well.
-        setParameterValue(change.parameterIndex, change.value);
+        setParameterValue(change.parameterIndex, change.value, info);
     }
 }
 
 void Vst3Block::setParameterValue(int32_t index, float value) {
+    Vst::ParameterInfo info{};
+    setParameterValue(index, value, info);
+}
+
+void Vst3Block::setParameterValue(int32_t index, float value, Vst::ParameterInfo& info) {
     // Oddity edited-parameter-change-dropped: the user is holding this control in the editor.
     if (parameterEdit.holds(index))
         return;
     audio.markDisplayDirty(index);
-    if (Vst::ParameterInfo info; plugin.parameters.read(index, info))
+    if (plugin.parameters.readAgain(index, info))
         plugin.parameters.setValue(info.id, value);
 }
 

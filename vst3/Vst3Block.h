@@ -18,7 +18,8 @@ class Vst3Programs;
 
 /// What an audio worker uses of a VST 3 instance: converts the flat audio context into a block of the format,
 /// and its output back into the context's records. Of the instance it uses only the `InstanceAudio` and what
-/// the format allows on an audio thread. Doesn't lock or log, and allocates only while its lists grow.
+/// the format allows on an audio thread. Doesn't lock or log, and allocates only while its lists grow beyond
+/// changes of 32 parameters and 256 events, which are prepared.
 ///
 /// Owned by the instance.
 class Vst3Block : public NonCopyable, public NonMovable {
@@ -66,6 +67,8 @@ private:
     bool canProcess() const;
     void render(PluginAudioContext& context, int32_t frames, bool keepActive, bool realtime);
     void applyParameterChanges(const PluginAudioContext& context);
+    /// `info` is for the controller's record: of `Vst3ParameterList::readAgain`.
+    void setParameterValue(int32_t index, float value, Vst::ParameterInfo& info);
     /// Throws `PluginException`.
     int32_t describeBuses(Vst::BusDirection direction, bool isSilent, Vst::AudioBusBuffers* buses) const;
     void fillProcessContext(Vst::ProcessContext& processContext) const;

@@ -4,6 +4,7 @@
 #include "vst3/Vst3Names.h"
 
 #include <atomic>
+#include <cstddef>
 #include <pluginterfaces/vst/ivstevents.h>
 #include <vector>
 
@@ -23,6 +24,8 @@ public:
     tresult PLUGIN_API getEvent(Steinberg::int32 index, Vst::Event& event) override;
     tresult PLUGIN_API addEvent(Vst::Event& event) override;
 
+    /// Makes room for `count` events, which then allocate nothing.
+    void reserve(size_t count) { events.reserve(count); }
     const std::vector<Vst::Event>& getEvents() const { return events; }
     void clear() { events.clear(); }
 

@@ -1,5 +1,6 @@
 #include "vst3/Vst3ParameterChanges.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -125,19 +126,12 @@ tresult Vst3ParamValueQueue::addPoint(Steinberg::int32 sampleOffset, Vst::ParamV
     return append(sampleOffset, value);
 }
 
-tresult Vst3ParamValueQueue::append(int32_t sampleOffset, double value) {
-    if (pointCount >= capacity)
-        return kOutOfMemory;
-    points[pointCount++] = {sampleOffset, value};
-    return kResultOk;
-}
-
 Vst3ParameterChanges::Vst3ParameterChanges() = default;
 
 Vst3ParameterChanges::~Vst3ParameterChanges() {
     // The last first: the pool returns them in their order again.
-    for (size_t i = queues.size(); i > 0; --i)
-        Vst3ParamValueQueue::giveBack(queues[i - 1]);
+    for (size_t i = entries.size(); i > 0; --i)
+        Vst3ParamValueQueue::giveBack(entries[i - 1].queue);
 }
 
 tresult Vst3ParameterChanges::queryInterface(const TUID identifier, void** result) {
@@ -160,34 +154,74 @@ Steinberg::int32 Vst3ParameterChanges::getParameterCount() {
 }
 
 Vst::IParamValueQueue* Vst3ParameterChanges::getParameterData(Steinberg::int32 index) {
-    return queues[static_cast<size_t>(index)];
+    return entries[static_cast<size_t>(index)].queue;
 }
 
 Vst::IParamValueQueue* Vst3ParameterChanges::addParameterData(const Vst::ParamID& id,
                                                               Steinberg::int32& index) {
-    return findOrAdd(id, index);
+    Vst3ParamValueQueue* const queue = queueOf(id);
+    if (queue != nullptr)
+        index = static_cast<Steinberg::int32>(last);
+    return queue;
 }
 
-Vst3ParamValueQueue* Vst3ParameterChanges::queueOf(Vst::ParamID id) {
-    int32_t ignored = 0;
-    return findOrAdd(id, ignored);
+void Vst3ParameterChanges::reserve(size_t parameters) {
+    entries.reserve(parameters);
+    while (entries.size() < parameters && addQueue()) {
+    }
 }
 
-// From the newest back: changes of one parameter come in runs.
-Vst3ParamValueQueue* Vst3ParameterChanges::findOrAdd(Vst::ParamID id, int32_t& index) {
-    for (size_t i = used; i > 0; --i) {
-        if (queues[i - 1]->getParameterId() == id) {
-            index = static_cast<int32_t>(i - 1);
-            return queues[i - 1];
+void Vst3ParameterChanges::clear() {
+    if (used == 0)
+        return;
+    used = 0;
+    last = 0;
+    // Which frees all slots, until a number comes again.
+    if (++block == 0) {
+        std::fill(slots.begin(), slots.end(), Slot());
+        block = 1;
+    }
+}
+
+Vst3ParamValueQueue* Vst3ParameterChanges::findOrAdd(Vst::ParamID id) {
+    if (!slots.empty()) {
+        if (const Slot& found = slotOf(id); found.block == block) {
+            last = found.index;
+            return entries[last].queue;
         }
     }
-    if (used < queues.size()) {
-        Vst3ParamValueQueue::remake(queues[used], id);
-    } else if (Vst3ParamValueQueue* made = Vst3ParamValueQueue::take(id)) {
-        queues.push_back(made);
-    } else {
+    if (used == entries.size() && !addQueue())
         return nullptr;
-    }
-    index = static_cast<int32_t>(used);
-    return queues[used++];
+    entries[used].id = id;
+    Vst3ParamValueQueue::remake(entries[used].queue, id);
+    slotOf(id) = {block, static_cast<uint32_t>(used)};
+    last = used++;
+    return entries[last].queue;
+}
+
+bool Vst3ParameterChanges::addQueue() {
+    if (slots.size() < 2 * (entries.size() + 1))
+        growSlots();
+    Vst3ParamValueQueue* const made = Vst3ParamValueQueue::take(0);
+    if (made != nullptr)
+        entries.push_back({0, made});
+    return made != nullptr;
+}
+
+// Linear probing; there is always a free slot.
+Vst3ParameterChanges::Slot& Vst3ParameterChanges::slotOf(Vst::ParamID id) {
+    constexpr uint32_t spread = 2654435769U; // 2 to the 32nd by the golden ratio
+    const size_t mask = slots.size() - 1;
+    const uint32_t hash = id * spread;
+    size_t place = (hash ^ hash >> 16) & mask;
+    while (slots[place].block == block && entries[slots[place].index].id != id)
+        place = (place + 1) & mask;
+    return slots[place];
+}
+
+void Vst3ParameterChanges::growSlots() {
+    constexpr size_t fewest = 16;
+    slots.assign(std::max(fewest, 2 * slots.size()), Slot());
+    for (size_t i = 0; i < used; ++i)
+        slotOf(entries[i].id) = {block, static_cast<uint32_t>(i)};
 }

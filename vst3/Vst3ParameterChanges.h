@@ -4,6 +4,7 @@
 #include "vst3/Vst3Names.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <pluginterfaces/vst/ivstparameterchanges.h>
 #include <vector>
@@ -35,7 +36,12 @@ public:
                                 Steinberg::int32& index) override;
 
     /// Non-virtual `addPoint`. A full queue drops the point.
-    tresult append(int32_t sampleOffset, double value);
+    tresult append(int32_t sampleOffset, double value) {
+        if (pointCount >= capacity)
+            return kOutOfMemory;
+        points[pointCount++] = {sampleOffset, value};
+        return kResultOk;
+    }
 
 private:
 #pragma pack(push, 4)
@@ -58,6 +64,9 @@ private:
 /// The parameter changes of a block, a queue for each parameter. Held by value: the reference count that
 /// plug-ins see frees nothing. One thread at a time; what it allocates is kept from block to block, and its
 /// destructor returns the queues to the pool.
+///
+/// A parameter is looked for where the last one was, then behind that, since clients send the changes of one
+/// in runs or those of all in turns, and then by a hash table.
 class Vst3ParameterChanges final : public Vst::IParameterChanges {
 public:
     Vst3ParameterChanges();
@@ -76,17 +85,50 @@ public:
     Vst::IParamValueQueue* PLUGIN_API addParameterData(const Vst::ParamID& id,
                                                        Steinberg::int32& index) override;
 
+    /// Makes room for changes of `parameters` parameters, which then allocate nothing; for fewer if there is
+    /// no memory.
+    void reserve(size_t parameters);
     /// `addParameterData` for the host's own use.
-    Vst3ParamValueQueue* queueOf(Vst::ParamID id);
+    Vst3ParamValueQueue* queueOf(Vst::ParamID id) {
+        if (last < used && entries[last].id == id)
+            return entries[last].queue;
+        const size_t next = last + 1 < used ? last + 1 : 0;
+        if (next < used && entries[next].id == id) {
+            last = next;
+            return entries[next].queue;
+        }
+        return findOrAdd(id);
+    }
     /// Empties the list, which keeps its queues for later blocks. Only growth uses the pool: workers that did
     /// so in every block would contend for it, and allocate whenever they find it empty.
-    void clear() { used = 0; }
+    void clear();
 
 private:
-    Vst3ParamValueQueue* findOrAdd(Vst::ParamID id, int32_t& index);
+    struct Entry {
+        Vst::ParamID id;
+        Vst3ParamValueQueue* queue;
+    };
+    /// A place in the hash table, free unless it is of the current block.
+    struct Slot {
+        uint16_t block = 0;
+        uint32_t index = 0;
+    };
+
+    Vst3ParamValueQueue* findOrAdd(Vst::ParamID id);
+    /// False if there is no memory.
+    bool addQueue();
+    /// That of a parameter, or the free one for it.
+    Slot& slotOf(Vst::ParamID id);
+    void growSlots();
 
     std::atomic<uint32_t> refCount = 1;
-    /// The first `used` are those of the block.
-    std::vector<Vst3ParamValueQueue*> queues;
+    /// The first `used` are those of the block; only their ids count.
+    std::vector<Entry> entries;
     size_t used = 0;
+    /// Where the last parameter was.
+    size_t last = 0;
+    /// By hashes of ids: at least two for each queue, and a power of two.
+    std::vector<Slot> slots;
+    /// Counts blocks, without 0, which is a new slot's.
+    uint16_t block = 1;
 };

@@ -17,7 +17,8 @@ public:
     Vst3Rig();
     ~Vst3Rig() override;
 
-    /// The layout of the plug-in's block. With each change the controller is asked as often as the host asks it.
+    /// The layout of the plug-in's block. With each change the controller is asked as often as the host asks
+    /// it.
     void renderDirectly(const Work& work) override;
 
 protected:

@@ -71,6 +71,11 @@ public:
     tresult PLUGIN_API getParameterInfo(Steinberg::int32 index, Vst::ParameterInfo& info) override {
         if (index < 0 || index >= getParameterCount())
             return kInvalidArgument;
+        if (info.id != 0 || info.title[0] != 0 || info.shortTitle[0] != 0 || info.units[0] != 0 ||
+            info.stepCount != 0 || info.defaultNormalizedValue != 0 || info.unitId != 0 || info.flags != 0)
+            ++filledRecords;
+        if (index == unwrittenParameter)
+            return parameterAnswer;
         info = parameters[static_cast<size_t>(index)];
         return parameterAnswer;
     }
@@ -138,6 +143,10 @@ public:
     Vst::IUnitInfo* programs = nullptr;
     std::vector<Vst::ParameterInfo> parameters;
     tresult parameterAnswer = kResultOk;
+    /// Leaves its record as it came.
+    int32_t unwrittenParameter = -1;
+    /// How many records weren't empty as they came.
+    int32_t filledRecords = 0;
     std::map<Vst::ParamID, double> values;
     /// No change is written down, so that nothing is allocated.
     bool isQuiet = false;

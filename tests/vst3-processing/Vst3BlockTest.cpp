@@ -159,6 +159,27 @@ TEST_F(Vst3BlockTest, AParameterWhoseRecordCannotBeReadHasNoQueueButItsDisplayIs
     EXPECT_EQ(context->getRegions().parameterFlags[0], parameterWatched | parameterDisplayDirty);
 }
 
+TEST_F(Vst3BlockTest, EachRecordIsEmptyAsItReachesTheControllerAndOneThatStaysSoIsOfParameterZero) {
+    Vst::ParameterInfo& filled = controller.addParameter(5, u"Gain");
+    controller.copyText(u"G", filled.shortTitle);
+    controller.copyText(u"dB", filled.units);
+    filled.stepCount = 3;
+    filled.defaultNormalizedValue = 0.5;
+    filled.unitId = 1;
+    filled.flags = Vst::ParameterInfo::kCanAutomate;
+    controller.addParameter(6);
+    startProcessing();
+    controller.filledRecords = 0;
+    controller.unwrittenParameter = 1;
+    addChange(0, 0.25F);
+    addChange(1, 0.5F);
+    addChange(0, 0.75F);
+    EXPECT_THAT(process().changes,
+                ElementsAre(RecordedQueue{5, {{0, 0.25}, {0, 0.75}}}, RecordedQueue{0, {{0, 0.5}}}));
+    EXPECT_EQ(controller.changes, (Changes{{5, 0.25}, {0, 0.5}, {5, 0.75}}));
+    EXPECT_EQ(controller.filledRecords, 0);
+}
+
 TEST_F(Vst3BlockTest, AChangeOfAParameterThatDoesNotExistIsDropped) {
     controller.addParameter(5);
     startProcessing();

@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <map>
+#include <random>
 #include <set>
 #include <thread>
 #include <vector>
@@ -259,6 +261,93 @@ TEST(Vst3ParameterChangesTest, AClearedListIsEmptyAndItsQueuesServeTheNextBlock)
         second.insert(changes.queueOf(id));
     EXPECT_EQ(second, first);
     EXPECT_EQ(changes.getParameterData(0)->getParameterId(), 100u);
+}
+
+TEST(Vst3ParameterChangesTest, EachWayToFindAParameterTellsItsPlace) {
+    Vst3ParameterChanges changes;
+    std::vector<Vst::IParamValueQueue*> queues;
+    for (Vst::ParamID id = 0; id < 5; ++id)
+        queues.push_back(changes.queueOf(id));
+    // The last one again, the first one behind the last, the next one, one before, one further on.
+    for (const Vst::ParamID id : {4, 0, 1, 2, 1, 4, 0, 3}) {
+        int32_t index = -1;
+        EXPECT_EQ(changes.addParameterData(id, index), queues[id]) << id;
+        EXPECT_EQ(index, static_cast<int32_t>(id));
+    }
+    EXPECT_EQ(changes.getParameterCount(), 5);
+}
+
+TEST(Vst3ParameterChangesTest, AClearedListHasNoneOfItsParametersAnyMore) {
+    Vst3ParameterChanges changes;
+    for (const Vst::ParamID first : {3, 1, 2}) {
+        int32_t index = -1;
+        for (Vst::ParamID i = 0; i < 3; ++i) {
+            const Vst::ParamID id = (first + i) % 3;
+            auto* const queue = static_cast<Vst3ParamValueQueue*>(changes.addParameterData(id, index));
+            EXPECT_EQ(index, static_cast<int32_t>(i));
+            EXPECT_EQ(changes.getParameterCount(), index + 1);
+            EXPECT_EQ(queue->getParameterId(), id);
+            EXPECT_EQ(queue->getPointCount(), 0);
+            queue->append(0, 0.5);
+        }
+        changes.clear();
+    }
+}
+
+TEST(Vst3ParameterChangesTest, AListFindsManyParametersInAnyOrderAndInEachOfItsBlocks) {
+    Vst3ParameterChanges changes;
+    std::mt19937 random(7);
+    for (const uint32_t kinds : {20U, 3000U, 5U, 700U}) {
+        // Multiples of large powers of two are what hash tables like least.
+        const uint32_t stride = kinds == 700U ? 1U << 20 : 1U;
+        std::map<Vst::ParamID, int32_t> places;
+        for (uint32_t i = 0; i < 2 * kinds; ++i) {
+            const Vst::ParamID id = random() % kinds * stride;
+            int32_t index = -1;
+            Vst::IParamValueQueue* const queue = changes.addParameterData(id, index);
+            const int32_t expected = places.emplace(id, static_cast<int32_t>(places.size())).first->second;
+            ASSERT_EQ(index, expected);
+            ASSERT_EQ(queue->getParameterId(), id);
+            ASSERT_EQ(changes.getParameterData(index), queue);
+        }
+        EXPECT_EQ(changes.getParameterCount(), static_cast<int32_t>(places.size()));
+        changes.clear();
+    }
+}
+
+TEST(Vst3ParameterChangesTest, AParameterOfABlockOfLongAgoIsNotTakenForOneOfThis) {
+    // Around where a number of 16 bits comes again.
+    for (const int32_t blocks : {65534, 65535, 65536}) {
+        Vst3ParameterChanges changes;
+        for (Vst::ParamID id = 1; id <= 10; ++id)
+            changes.queueOf(id)->append(0, 0.5);
+        changes.clear();
+        // The others stay where they were.
+        for (int32_t block = 1; block < blocks; ++block) {
+            changes.queueOf(1000);
+            changes.clear();
+        }
+        EXPECT_EQ(changes.queueOf(5)->getPointCount(), 0) << blocks;
+        EXPECT_EQ(changes.getParameterCount(), 1) << blocks;
+    }
+}
+
+TEST(Vst3ParameterChangesTest, ReservedQueuesServeFirstAndAreGivenBack) {
+    std::set<Vst::IParamValueQueue*> reserved;
+    {
+        Vst3ParameterChanges changes;
+        changes.reserve(4);
+        EXPECT_EQ(changes.getParameterCount(), 0);
+        Vst3ParamValueQueue* const another = Vst3ParamValueQueue::take(0);
+        for (Vst::ParamID id = 0; id < 4; ++id)
+            reserved.insert(changes.queueOf(id));
+        EXPECT_FALSE(reserved.contains(another));
+        Vst3ParamValueQueue::giveBack(another);
+        EXPECT_EQ(changes.queueOf(4), another) << "the fifth comes from the pool";
+    }
+    Vst3ParameterChanges next;
+    for (Vst::ParamID id = 0; id < 4; ++id)
+        EXPECT_TRUE(reserved.contains(next.queueOf(id))) << id;
 }
 
 TEST(Vst3ParameterChangesTest, AListThatEndsGivesItsQueuesBackAndTheNextHasThemInTheirOrder) {

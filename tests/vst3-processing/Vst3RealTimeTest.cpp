@@ -39,10 +39,10 @@ protected:
         }
     }
 
-    void fillChanges(int32_t count) {
+    void fillChanges(int32_t count, int32_t kinds = parameters) {
         *context->getRegions().parameterChangeCount = 0;
         for (int32_t i = 0; i < count; ++i)
-            context->addParameterChange(i % parameters, 0.5F);
+            context->addParameterChange(i % kinds, 0.5F);
     }
 
     void countBlocks(int32_t blocks) {
@@ -85,6 +85,21 @@ TEST_F(Vst3RealTime, AnEmptyBlockAllocatesNothingAndLocksNothingFromTheFirstOn) 
     EXPECT_EQ(blocksSeen, 100);
     EXPECT_EQ(counted.allocations, 0);
     EXPECT_EQ(counted.locks, 0);
+}
+
+TEST_F(Vst3RealTime, ChangesOf32ParametersAnd256EventsAllocateNothingFromTheFirstBlockOn) {
+    fillEvents(256);
+    fillChanges(4096, 32);
+    countBlocks(1);
+    EXPECT_EQ(eventsSeen, 192);
+    EXPECT_EQ(queuesSeen, 32);
+    EXPECT_EQ(pointsSeen, 32 * 128);
+    EXPECT_EQ(counted.allocations, 0);
+    EXPECT_EQ(counted.locks, 0);
+    fillChanges(33, 33);
+    countBlocks(1);
+    EXPECT_EQ(queuesSeen, 33);
+    EXPECT_GT(counted.allocations, 0) << "a parameter more";
 }
 
 TEST_F(Vst3RealTime, ASteadyStreamOfFullBlocksAllocatesNothingAndLocksNothing) {

@@ -1,7 +1,6 @@
 #include "plugin/PluginAudioContext.h"
 
 #include <algorithm>
-#include <atomic>
 #include <limits>
 
 namespace {
@@ -145,29 +144,4 @@ bool PluginAudioContext::areGuardsIntact() const {
     return std::all_of(std::begin(regions.guards), std::end(regions.guards), [](const uint8_t* guard) {
         return std::all_of(guard, guard + guardSize, [](uint8_t byte) { return byte == guardByte; });
     });
-}
-
-// Oddity parameter-flag-update-lost: a flag changes by a load and a store, as on the other side. The next
-// change makes up for a lost one.
-
-bool PluginAudioContext::hasParameterFlag(int32_t index, ParameterFlag flag) const {
-    if (index < 0 || index >= parameterCount)
-        return false;
-    return (std::atomic_ref(regions.parameterFlags[index]).load(std::memory_order_relaxed) & flag) != 0;
-}
-
-void PluginAudioContext::setParameterFlag(int32_t index, ParameterFlag flag) {
-    if (index < 0 || index >= parameterCount)
-        return;
-    const std::atomic_ref flags(regions.parameterFlags[index]);
-    flags.store(static_cast<uint8_t>(flags.load(std::memory_order_relaxed) | flag),
-                std::memory_order_relaxed);
-}
-
-void PluginAudioContext::clearParameterFlag(int32_t index, ParameterFlag flag) {
-    if (index < 0 || index >= parameterCount)
-        return;
-    const std::atomic_ref flags(regions.parameterFlags[index]);
-    flags.store(static_cast<uint8_t>(flags.load(std::memory_order_relaxed) & ~flag),
-                std::memory_order_relaxed);
 }

@@ -152,9 +152,27 @@ public:
 
     /// The flag byte of a parameter; any thread. Parameters outside of `parameterCount` have no flags: their
     /// bits read as clear, and changing them has no effect.
-    bool hasParameterFlag(int32_t index, ParameterFlag flag) const;
-    void setParameterFlag(int32_t index, ParameterFlag flag);
-    void clearParameterFlag(int32_t index, ParameterFlag flag);
+    bool hasParameterFlag(int32_t index, ParameterFlag flag) const {
+        return hasFlags(index) && (flagsOf(index).load(std::memory_order_relaxed) & flag) != 0;
+    }
+
+    // Oddity parameter-flag-update-lost: a flag changes by a load and a store, as on the other side. The next
+    // change makes up for a lost one.
+
+    void setParameterFlag(int32_t index, ParameterFlag flag) {
+        if (!hasFlags(index))
+            return;
+        const std::atomic_ref flags = flagsOf(index);
+        flags.store(static_cast<uint8_t>(flags.load(std::memory_order_relaxed) | flag),
+                    std::memory_order_relaxed);
+    }
+    void clearParameterFlag(int32_t index, ParameterFlag flag) {
+        if (!hasFlags(index))
+            return;
+        const std::atomic_ref flags = flagsOf(index);
+        flags.store(static_cast<uint8_t>(flags.load(std::memory_order_relaxed) & ~flag),
+                    std::memory_order_relaxed);
+    }
 
     /// The regions, for code that treats the block as memory; use the operations above for its content.
     const AudioBlockRegions& getRegions() const { return regions; }
@@ -171,6 +189,11 @@ protected:
     AudioBlockRegions regions;
 
 private:
+    bool hasFlags(int32_t index) const { return index >= 0 && index < parameterCount; }
+    std::atomic_ref<uint8_t> flagsOf(int32_t index) const {
+        return std::atomic_ref(regions.parameterFlags[index]);
+    }
+
     void silence(float* channels, int32_t count) const {
         if (count > 0)
             std::memset(channels, 0,
