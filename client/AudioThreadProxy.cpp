@@ -22,27 +22,9 @@ int64_t nanoseconds() {
 
 } // namespace
 
-/// Commands to be written together.
-class AudioThreadProxy::CommandBuffer : public OutputStream {
-public:
-    CommandBuffer() : bytes(mostUnderway * processCommandSize) {}
-
-    void write(const void* source, size_t count) override {
-        std::memcpy(bytes.data() + size, source, count);
-        size += count;
-    }
-    void clear() { size = 0; }
-    const void* getData() const { return bytes.data(); }
-    size_t getSize() const { return size; }
-
-private:
-    std::vector<uint8_t> bytes;
-    size_t size = 0;
-};
-
 AudioThreadProxy::AudioThreadProxy(int32_t hostId, int32_t index)
     : pipe(NamedServerPipe::create(workerChannelName(hostId, index), true)), underway(mostUnderway),
-      commands(new CommandBuffer) {}
+      commands(mostUnderway * processCommandSize) {}
 
 AudioThreadProxy::~AudioThreadProxy() = default;
 
@@ -94,10 +76,10 @@ void AudioThreadProxy::send() {
     try {
         Exchange exchange(*this);
         const bool wasIdle = sent == answered;
-        commands->clear();
+        uint8_t* end = commands.data();
         for (size_t room = getRoom(); firstUnsent != nullptr && room > 0; --room) {
             WorkerBlock& block = *firstUnsent;
-            appendCommand(*commands, WorkerCommand::process, block.command);
+            end = appendProcess(end, block.command);
             *block.lastNumber = ++sent;
             at(sent).instanceId = block.command.instanceId;
             at(sent).block = &block;
@@ -107,7 +89,7 @@ void AudioThreadProxy::send() {
         if (wasIdle)
             noteBegin();
         // Either at once or, in a smaller number, by the flush.
-        output->write(commands->getData(), commands->getSize());
+        output->write(commands.data(), static_cast<size_t>(end - commands.data()));
         output->flush();
         exchange.complete();
     } catch (const IOException&) {

@@ -100,7 +100,6 @@ public:
 private:
     static constexpr size_t mostUnderway = 1024;
 
-    class CommandBuffer;
     struct Underway {
         Relaxed<int32_t> instanceId = 0;
         /// Null once it is late.
@@ -141,7 +140,8 @@ private:
     /// The first and the last of those that aren't sent.
     WorkerBlock* firstUnsent = nullptr;
     WorkerBlock* lastUnsent = nullptr;
-    const Ref<CommandBuffer> commands;
+    /// Those that are written together.
+    std::vector<uint8_t> commands;
     /// The beginning of an answer of which only a part has come.
     uint8_t part[sizeof(int32_t)] = {};
     size_t partSize = 0;

@@ -52,6 +52,13 @@ function(plugin_host_for_applications target)
     endif()
 endfunction()
 
+# Sources of what audio threads call, which is to be fast instead.
+function(plugin_host_for_audio_threads)
+    if(PLUGIN_HOST_JOINS_LIBRARY)
+        set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS $<$<CONFIG:RelWithDebInfo,Release>:-O2>)
+    endif()
+endfunction()
+
 # Paths in texts of the product, which assertions have, begin at the tree.
 function(plugin_host_hide_build_path target)
     target_compile_options(${target} PRIVATE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)

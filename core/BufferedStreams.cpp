@@ -32,6 +32,13 @@ size_t BufferedInputStream::read(void* target, size_t size) {
     return count;
 }
 
+const uint8_t* BufferedInputStream::readBuffered(size_t size) {
+    if (limit - position < size)
+        return nullptr;
+    position += size;
+    return buffer.get() + position - size;
+}
+
 size_t BufferedInputStream::available() {
     return limit - position + source->available();
 }
@@ -86,6 +93,16 @@ void BufferedOutputStream::writeText(const String& text, const TextEncoding& tex
     }
     for (size_t i = 0; i < length; ++i)
         buffer[count++] = static_cast<uint8_t>(begin[i]);
+}
+
+void BufferedOutputStream::writeEach(const uint8_t* bytes, size_t size) {
+    // The last byte of the buffer stays free, as in `write`.
+    if (size >= capacity - count) {
+        OutputStream::writeEach(bytes, size);
+        return;
+    }
+    std::memcpy(buffer.get() + count, bytes, size);
+    count += size;
 }
 
 bool BufferedOutputStream::hasDevice() {

@@ -20,6 +20,7 @@ public:
     /// Returns what the buffer holds, even if it is less than `size`; reads the wrapped stream once if it is
     /// empty.
     size_t read(void* target, size_t size) override;
+    const uint8_t* readBuffered(size_t size) override;
     size_t available() override;
     /// Any thread, if the wrapped stream's `close` may be called on any.
     void close() override;
@@ -43,6 +44,7 @@ public:
     void write(const void* source, size_t size) override;
     using OutputStream::writeText;
     void writeText(const String& text, const TextEncoding& textEncoding) override;
+    void writeEach(const uint8_t* bytes, size_t size) override;
     bool hasDevice() override;
     void setTextEncoding(const TextEncoding& newEncoding) override;
     void flush() override;

@@ -45,6 +45,10 @@ void InputStream::skip(size_t count) {
     }
 }
 
+const uint8_t* InputStream::readBuffered(size_t) {
+    return nullptr;
+}
+
 size_t InputStream::available() {
     return 0;
 }
@@ -110,8 +114,7 @@ int32_t InputStream::readInt32() {
     return readInt32(endianMode != bigEndianMode);
 }
 
-bool InputStream::readBool() {
-    const uint8_t value = readByte();
+bool InputStream::boolOf(uint8_t value) {
     if (value > 1)
         throw IOException("Unexpected value for bool");
     return value == 1;

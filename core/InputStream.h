@@ -25,6 +25,9 @@ public:
     virtual size_t read(void* buffer, size_t size) = 0;
     /// Discards `count` bytes; throws `EOSException` if the stream ends before.
     virtual void skip(size_t count);
+    /// Reads exactly `size` bytes that a buffer has, which stay there until the next read; null, and nothing
+    /// is read, if it doesn't have all of them.
+    virtual const uint8_t* readBuffered(size_t size);
     /// The number of bytes that can be read without blocking.
     virtual size_t available();
     virtual void close();
@@ -49,7 +52,8 @@ public:
     /// 4 bytes by the stream's `endianMode`.
     int32_t readInt32();
     /// One byte; anything but 0 and 1 throws "Unexpected value for bool".
-    bool readBool();
+    bool readBool() { return boolOf(readByte()); }
+    static bool boolOf(uint8_t value);
     /// The text that `OutputStream::writeString` writes.
     String readString();
 

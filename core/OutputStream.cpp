@@ -4,6 +4,7 @@
 #include "core/InputStream.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace base::core {
 namespace {
@@ -17,6 +18,11 @@ OutputStream::OutputStream(const TextEncoding& encoding) : encoding(&encoding), 
 
 void OutputStream::writeByte(uint8_t value) {
     write(&value, 1);
+}
+
+void OutputStream::writeEach(const uint8_t* bytes, size_t size) {
+    for (size_t i = 0; i < size; ++i)
+        writeByte(bytes[i]);
 }
 
 bool OutputStream::hasDevice() {
@@ -76,8 +82,10 @@ void OutputStream::writeNativeInt32(int32_t value) {
 }
 
 void OutputStream::writeBigEndianInt32(int32_t value) {
-    for (int shift = 24; shift >= 0; shift -= 8)
-        writeByte(static_cast<uint8_t>(static_cast<uint32_t>(value) >> shift));
+    const uint32_t swapped = __builtin_bswap32(static_cast<uint32_t>(value));
+    uint8_t bytes[sizeof swapped];
+    std::memcpy(bytes, &swapped, sizeof bytes);
+    writeEach(bytes, sizeof bytes);
 }
 
 void OutputStream::writeInt32(int32_t value) {

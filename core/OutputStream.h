@@ -18,6 +18,8 @@ public:
     virtual void writeByte(uint8_t value);
     /// Writes all the bytes or throws.
     virtual void write(const void* buffer, size_t size) = 0;
+    /// By a `writeByte` for each byte, or as if.
+    virtual void writeEach(const uint8_t* bytes, size_t size);
     virtual bool hasDevice();
     virtual void setTextEncoding(const TextEncoding& newEncoding);
     virtual void writeText(const String& text, const TextEncoding& textEncoding);

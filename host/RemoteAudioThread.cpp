@@ -70,6 +70,16 @@ Fields RemoteAudioThread::read() {
     return fields;
 }
 
+ProcessCommand RemoteAudioThread::readProcess() {
+    // Of a command that came in parts, each field is judged as it comes.
+    const uint8_t* bytes = input->readBuffered(processCommandSize - 1);
+    if (bytes == nullptr)
+        return read<ProcessCommand>();
+    ProcessCommand fields;
+    wire::readBytes(bytes, fields);
+    return fields;
+}
+
 // The call through null for an unknown id must fault under the sanitizers too, and not end in a report.
 #if defined(__SANITIZE_ADDRESS__)
 __attribute__((no_sanitize("null", "vptr")))
@@ -91,7 +101,7 @@ void RemoteAudioThread::runCommand(WorkerCommand command) {
         break;
     }
     case WorkerCommand::process: {
-        const ProcessCommand block = read<ProcessCommand>();
+        const ProcessCommand block = readProcess();
         PluginInstance* instance = find(block.instanceId);
         // The buffers hold one block.
         const int32_t frames = std::clamp(block.frames, 0, host->blockSize);

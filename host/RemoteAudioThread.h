@@ -37,6 +37,7 @@ private:
     /// The fields of a command.
     template <class Fields>
     Fields read();
+    ProcessCommand readProcess();
     PluginInstance* find(int32_t instanceId) const;
     void closeStreams();
 

@@ -84,6 +84,26 @@ TEST_F(BufferedOutputStreamTest, AWriteThatLeavesAByteFreeStays) {
     EXPECT_EQ(device->writes, Pieces{std::string(1000, 'a') + std::string(23, 'b')});
 }
 
+TEST_F(BufferedOutputStreamTest, BytesOneByOneLeaveInTheSamePiecesHoweverTheyAreWritten) {
+    const Ref<RecordingOutputStream> plain(new RecordingOutputStream);
+    const Ref<OutputStream> plainStream(new BufferedOutputStream(Ref<OutputStream>(plain)));
+    for (size_t start = 1015; start <= 1023; ++start) {
+        device->writes.clear();
+        plain->writes.clear();
+        writeText(*stream, std::string(start, 'a'));
+        writeText(*plainStream, std::string(start, 'a'));
+        for (int32_t i = 0; i < 3; ++i) {
+            stream->writeBigEndianInt32(0x01020304);
+            for (const char byte : {'\1', '\2', '\3', '\4'})
+                plainStream->writeByte(static_cast<uint8_t>(byte));
+        }
+        stream->flush();
+        plainStream->flush();
+        EXPECT_EQ(device->writes.size(), 2u);
+        EXPECT_EQ(device->writes, plain->writes) << start;
+    }
+}
+
 TEST_F(BufferedOutputStreamTest, ABigWritePassesThroughBehindWhatWasBuffered) {
     writeText(*stream, "head");
     writeText(*stream, std::string(5000, 'x'));
@@ -259,6 +279,22 @@ TEST_F(BufferedInputStreamTest, ValuesMayLieAcrossTheBuffers) {
     for (size_t i = 0; i < 3000; i += 60)
         stream->readFully(read.data() + i, 60);
     EXPECT_EQ(read, data);
+}
+
+TEST_F(BufferedInputStreamTest, WhatIsBufferedCanBeReadInPlaceIfAllOfItIs) {
+    deliver({"abcdef", "ghi"});
+    EXPECT_EQ(stream->readBuffered(1), nullptr) << "nothing is buffered yet";
+    EXPECT_TRUE(source->sizesAskedFor.empty());
+    EXPECT_EQ(stream->readByte(), 'a');
+    const uint8_t* const found = stream->readBuffered(3);
+    ASSERT_NE(found, nullptr);
+    EXPECT_EQ(std::string(found, found + 3), "bcd");
+    EXPECT_EQ(stream->readBuffered(3), nullptr);
+    const uint8_t* const rest = stream->readBuffered(2);
+    ASSERT_NE(rest, nullptr);
+    EXPECT_EQ(std::string(rest, rest + 2), "ef");
+    EXPECT_EQ(readOnce(*stream, 100), "ghi");
+    EXPECT_EQ(source->readBuffered(0), nullptr) << "a stream without a buffer";
 }
 
 TEST_F(BufferedInputStreamTest, AvailableAddsWhatIsBuffered) {

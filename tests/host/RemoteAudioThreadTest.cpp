@@ -17,6 +17,7 @@
 #include <atomic>
 #include <csignal>
 #include <limits>
+#include <string>
 #include <vector>
 
 using namespace test_support;
@@ -149,6 +150,26 @@ TEST_F(RemoteAudioThreadTest, ABlockIsLimitedToTheFramesThatItsBuffersHold) {
                 ElementsAre("process 0 keepActive realtime", "process 256 keepActive realtime",
                             "process 256 keepActive realtime", "process 256 keepActive realtime",
                             "process 0 keepActive realtime", "process 0 keepActive realtime"));
+}
+
+// Of commands that come together, each 94th lies across two fillings of the worker's buffer.
+TEST_F(RemoteAudioThreadTest, CommandsThatComeTogetherAreReadAsIfEachCameByItself) {
+    const Ref<base::core::NamedPipe> pipe = server->open();
+    constexpr int32_t count = 200;
+    std::vector<uint8_t> bytes(count * processCommandSize);
+    std::vector<std::string> expected;
+    uint8_t* end = bytes.data();
+    for (int32_t i = 0; i < count; ++i) {
+        end = appendProcess(end, {instanceId, i, i % 2 == 0, i % 3 == 0});
+        expected.push_back("process " + std::to_string(i) + (i % 2 == 0 ? " keepActive" : "") +
+                           (i % 3 == 0 ? " realtime" : ""));
+    }
+    pipe->getOutput()->write(bytes.data(), bytes.size());
+    pipe->getOutput()->flush();
+    for (int32_t i = 0; i < count; ++i)
+        ASSERT_EQ(pipe->getInput()->readInt32(), processTail) << i;
+    worker->shutDown();
+    EXPECT_EQ(test.log.all(), expected);
 }
 
 TEST_F(AnswersTest, EachLeavesBeforeTheNextBlock) {

@@ -4,6 +4,8 @@
 #include "plugin/WireRecord.h"
 #include "core/MemoryInputStream.h"
 #include "plugin/WireMessage.h"
+#include "plugin/WorkerCommands.h"
+#include "support/FailureText.h"
 #include "support/WireBytes.h"
 
 #include <array>
@@ -147,6 +149,33 @@ TEST(WireRecord, AStreamThatEndsWithinAFieldIsAnError) {
         base::core::MemoryInputStream stream(example.data(), size);
         Everything record;
         EXPECT_THROW(wire::read(stream, record), EOSException) << "cut to " << size;
+    }
+}
+
+TEST(WireRecord, BytesInMemoryAreThoseOfTheStream) {
+    const std::string command = bytesOf("01 02 03 04 05 00 00 00 01 00");
+    std::string written(command.size() + 1, 'x');
+    ProcessCommand fields;
+    wire::readBytes(reinterpret_cast<const uint8_t*>(command.data()), fields);
+    EXPECT_EQ(fields.instanceId, 0x04030201);
+    EXPECT_EQ(fields.frames, 5);
+    EXPECT_TRUE(fields.keepActive);
+    EXPECT_FALSE(fields.realtime);
+    wire::writeBytes(reinterpret_cast<uint8_t*>(written.data()), fields);
+    EXPECT_EQ(written, command + "x");
+    std::string whole(processCommandSize + 1, 'x');
+    auto* const begin = reinterpret_cast<uint8_t*>(whole.data());
+    EXPECT_EQ(appendProcess(begin, fields), begin + processCommandSize);
+    EXPECT_EQ(whole, "\2" + command + "x");
+}
+
+TEST(WireRecord, AnImpossibleFlagInMemoryIsAnError) {
+    for (const char* text : {"01 00 00 00 05 00 00 00 02 00", "01 00 00 00 05 00 00 00 00 FF"}) {
+        const std::string command = bytesOf(text);
+        ProcessCommand fields;
+        EXPECT_EQ(failureText<IOException>(
+                      [&] { wire::readBytes(reinterpret_cast<const uint8_t*>(command.data()), fields); }),
+                  "Unexpected value for bool");
     }
 }
 

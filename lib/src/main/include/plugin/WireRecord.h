@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -20,12 +21,19 @@
 /// the end of the stream; the record is then half read.
 namespace wire {
 
-// The primitives: how a value is read and written, and the name that it has in docs/protocol.md.
+// The primitives: how a value is read and written, and the name that it has in docs/protocol.md. Those of
+// commands are read from memory and written to it as well.
 
 struct Int32n {
     static constexpr const char* name = "int32n";
-    static int32_t read(InputStream& stream) { return stream.readNativeInt32(); }
-    static void write(OutputStream& stream, int32_t value) { stream.writeNativeInt32(value); }
+    template <class Source>
+    static int32_t read(Source& source) {
+        return source.readNativeInt32();
+    }
+    template <class Target>
+    static void write(Target& target, int32_t value) {
+        target.writeNativeInt32(value);
+    }
 };
 
 struct Int32b {
@@ -48,8 +56,14 @@ struct Float {
 
 struct Bool {
     static constexpr const char* name = "bool";
-    static bool read(InputStream& stream) { return stream.readBool(); }
-    static void write(OutputStream& stream, bool value) { stream.writeByte(value); }
+    template <class Source>
+    static bool read(Source& source) {
+        return source.readBool();
+    }
+    template <class Target>
+    static void write(Target& target, bool value) {
+        target.writeByte(value);
+    }
 };
 
 struct Text {
@@ -74,13 +88,13 @@ struct Field {
     const char* name;
     Member member;
 
-    template <class Record>
-    void read(InputStream& stream, Record& record) const {
-        record.*member = Primitive::read(stream);
+    template <class Source, class Record>
+    void read(Source& source, Record& record) const {
+        record.*member = Primitive::read(source);
     }
-    template <class Record>
-    void write(OutputStream& stream, const Record& record) const {
-        Primitive::write(stream, record.*member);
+    template <class Target, class Record>
+    void write(Target& target, const Record& record) const {
+        Primitive::write(target, record.*member);
     }
     template <class Visitor>
     void describe(Visitor& visitor) const {
@@ -221,6 +235,46 @@ template <class Record>
 void write(OutputStream& stream, const Record& record) {
     static constexpr auto list = Record::fields();
     std::apply([&](const auto&... field) { (field.write(stream, record), ...); }, list);
+}
+
+/// Bytes in memory as a stream of commands, without a check of their number.
+struct ByteSource {
+    const uint8_t* next;
+
+    int32_t readNativeInt32() {
+        int32_t value;
+        std::memcpy(&value, next, sizeof value);
+        next += sizeof value;
+        return value;
+    }
+    bool readBool() { return InputStream::boolOf(*next++); }
+};
+
+/// The same to write to.
+struct ByteTarget {
+    uint8_t* next;
+
+    void writeNativeInt32(int32_t value) {
+        std::memcpy(next, &value, sizeof value);
+        next += sizeof value;
+    }
+    void writeByte(uint8_t value) { *next++ = value; }
+};
+
+/// Reads a command's fields from memory, which has all of them.
+template <class Record>
+void readBytes(const uint8_t* bytes, Record& record) {
+    static constexpr auto list = Record::fields();
+    ByteSource source{bytes};
+    std::apply([&](const auto&... field) { (field.read(source, record), ...); }, list);
+}
+
+/// Writes a command's fields to memory, which has room for them.
+template <class Record>
+void writeBytes(uint8_t* bytes, const Record& record) {
+    static constexpr auto list = Record::fields();
+    ByteTarget target{bytes};
+    std::apply([&](const auto&... field) { (field.write(target, record), ...); }, list);
 }
 
 /// Calls the visitor with name, primitive and number of times of each row of the record's table.

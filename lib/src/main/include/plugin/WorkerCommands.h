@@ -52,6 +52,13 @@ void appendCommand(OutputStream& stream, WorkerCommand command, const Fields& fi
     wire::write(stream, fields);
 }
 
+/// Client side: writes the command of a block to memory, which has room for it; the result is its end.
+inline uint8_t* appendProcess(uint8_t* bytes, const ProcessCommand& fields) {
+    *bytes = static_cast<uint8_t>(WorkerCommand::process);
+    wire::writeBytes(bytes + 1, fields);
+    return bytes + processCommandSize;
+}
+
 /// Client side: writes a command and flushes.
 template <class Fields>
 void writeCommand(OutputStream& stream, WorkerCommand command, const Fields& fields) {
