@@ -25,9 +25,6 @@ public:
     virtual size_t read(void* buffer, size_t size) = 0;
     /// Discards `count` bytes; throws `EOSException` if the stream ends before.
     virtual void skip(size_t count);
-    /// Reads exactly `size` bytes that a buffer has, which stay there until the next read; null, and nothing
-    /// is read, if it doesn't have all of them.
-    virtual const uint8_t* readBuffered(size_t size);
     /// The number of bytes that can be read without blocking.
     virtual size_t available();
     virtual void close();
@@ -41,6 +38,9 @@ public:
     /// A line without its line feed; a carriage return stays in the text.
     virtual String readLine(const TextEncoding& textEncoding);
     virtual String readLine();
+    /// Reads exactly `size` bytes that a buffer has, which stay there until the next read; null, and nothing
+    /// is read, if it doesn't have all of them.
+    virtual const uint8_t* readBuffered(size_t size);
 
     /// Reads exactly `size` bytes; throws `EOSException` if the stream ends before.
     void readFully(void* buffer, size_t size);

@@ -18,8 +18,6 @@ public:
     virtual void writeByte(uint8_t value);
     /// Writes all the bytes or throws.
     virtual void write(const void* buffer, size_t size) = 0;
-    /// By a `writeByte` for each byte, or as if.
-    virtual void writeEach(const uint8_t* bytes, size_t size);
     virtual bool hasDevice();
     virtual void setTextEncoding(const TextEncoding& newEncoding);
     virtual void writeText(const String& text, const TextEncoding& textEncoding);
@@ -36,6 +34,8 @@ public:
     virtual void close();
     /// Whether each line is one write to the device. False for a stream of one thread.
     virtual bool hasWholeLines() const;
+    /// By a `writeByte` for each byte, or as if.
+    virtual void writeEach(const uint8_t* bytes, size_t size);
 
     /// 4 bytes in the machine's order, by one `write`.
     void writeNativeInt32(int32_t value);
