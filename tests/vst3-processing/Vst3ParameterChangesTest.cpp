@@ -302,7 +302,7 @@ TEST(Vst3ParameterChangesTest, AListFindsManyParametersInAnyOrderAndInEachOfItsB
         const uint32_t stride = kinds == 700U ? 1U << 20 : 1U;
         std::map<Vst::ParamID, int32_t> places;
         for (uint32_t i = 0; i < 2 * kinds; ++i) {
-            const Vst::ParamID id = random() % kinds * stride;
+            const Vst::ParamID id = static_cast<Vst::ParamID>(random()) % kinds * stride;
             int32_t index = -1;
             Vst::IParamValueQueue* const queue = changes.addParameterData(id, index);
             const int32_t expected = places.emplace(id, static_cast<int32_t>(places.size())).first->second;
