@@ -30,7 +30,7 @@ struct Pace {
 };
 
 constexpr Pace backToBack{"back to back", false, 24, 2000, 200};
-constexpr Pace everyInterval{"one each 5.8 ms", true, 8, 80, 4};
+constexpr Pace everyInterval{"one each 5.8 ms", true, 64, 10, 2};
 
 void runRound(BlockPartner& partner, const Pace& pace, std::vector<double>& roundTrips) {
     Metronome metronome(blockInterval);
@@ -89,8 +89,8 @@ private:
 };
 
 void measure(Report& report) {
-    constexpr double backToBackGoal = 1.10;
-    constexpr double pacedGoal = 1.2;
+    constexpr double backToBackGoal = 1.05;
+    constexpr double pacedGoal = 1.10;
     Contest contest;
     report.addNote(contest.describeScheduling());
 
